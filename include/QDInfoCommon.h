@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What every source file of the library and the detection service share: the names of the settings keys, the number of
+// HDMI inputs, the log macro and the singleton template.
+#ifndef SRCWATCH_QDINFOCOMMON_H
+#define SRCWATCH_QDINFOCOMMON_H
+
+#include <sys/time.h>
+
+#include <cstdint>
+#include <mutex>
+#include <new>
+#include <string>
+
+#include <dlog.h>
+
+#include "srcwatch-api.h"
+
+// Deliberate: each source file has its own copies of the count and of the constants, made when the library is loaded.
+// The count comes first, so get_hdmi_count() and everything that it calls must not use the constants below.
+
+/// Number of HDMI inputs, -1 when unknown.
+const int HDMI_PORT_COUNT = get_hdmi_count();
+
+/// Port index of the optical source, whose record is kept apart from those of the HDMI ports.
+const int OPTICAL_PORT = 99;
+
+/// @name Settings keys: "db/..." are durable, "memory/..." are volatile
+/// @{
+const std::string VCONF_SOURCE_ACTIVITY = "db/srcwatch-service/source-activity";
+const std::string VCONF_OPTICAL_SOURCE_ACTIVITY = "db/srcwatch-service/optical-source-activity";
+const std::string VCONF_SOURCE_ACTIVITY_CHANGED = "memory/srcwatch-service/source-activity-chagned";  // sic
+const std::string VCONF_SOURCE_ACTIVITY_INDEX = "memory/srcwatch-service/source-activity-index";
+const std::string VCONF_PORT_CHANGE_FLAG_1 = "db/srcwatch-service/port1_change_flag";
+const std::string VCONF_PORT_CHANGE_FLAG_2 = "db/srcwatch-service/port2_change_flag";
+const std::string VCONF_PORT_CHANGE_FLAG_3 = "db/srcwatch-service/port3_change_flag";
+const std::string VCONF_PORT_CHANGE_FLAG_4 = "db/srcwatch-service/port4_change_flag";
+const std::string VCONF_PORT_CHANGE_FLAG_5 = "db/srcwatch-service/port5_change_flag";
+const std::string VCONF_PORT_CHANGE_FLAG_6 = "db/srcwatch-service/port6_change_flag";
+const std::string VCONF_PORT_CHANGE_FLAG_7 = "db/srcwatch-service/port7_change_flag";
+const std::string VCONF_PORT_CHANGE_FLAG_8 = "db/srcwatch-service/port8_change_flag";
+const std::string VCONF_PROVIDER_DATA = "memory/srcwatch-service/provider_data";
+const std::string VCONF_AUTO_DETECTION_COMPLETE = "memory/srcwatch-service/auto_detection_complete";
+const std::string VCONF_SCAN_PROGRESS = "memory/srcwatch-service/scan_progress";  // receives the scan commands
+const std::string VCONF_SCAN_RESULT = "memory/srcwatch-service/scan_result";      // holds the scan's progress
+const std::string VCONF_WIZARD_MODE = "memory/wizard/wizard_mode";
+const std::string VCONF_MVPD_AUTO_DETECT_SUPPORT = "memory/srcwatch-service/mvpd_auto_detect_support";
+const std::string VCONF_HP_AUTO_DETECT_SUPPORT = "memory/srcwatch-service/hp_auto_detect_support";
+const std::string VCONF_HOTPLUG_PROGRESS = "memory/srcwatch-service/hotplug_progress";
+const std::string VCONF_TWC_SEQ_ID = "memory/srcwatch-service/twc_seq_id";
+const std::string VCONF_TWC_FRAME_COUNT = "memory/srcwatch-service/twc_frame_count";
+const std::string VCONF_TWC_STATUS_INTERNAL = "memory/srcwatch-service/twc_status_internal";
+const std::string VCONF_SPD_UNIQUE_DATA_2 = "memory/srcwatch-service/spd_unique_data_2";
+const std::string VCONF_SPD_UNIQUE_DATA_3 = "memory/srcwatch-service/spd_unique_data_3";
+const std::string VCONF_SPD_AKSV_1 = "db/srcwatch-service/spd_aksv_1";  // holds the detection statistics
+const std::string VCONF_PORT_DEVICE_INFO = "db/srcwatch-service/port_device_info";
+/// @}
+
+/// @name Files of the detection service
+/// @{
+const std::string STB_TOP_MANUFACTURER_PROFILE_PATH = "/usr/share/mirelda/data/QDInfoSTBTopManufacturerProfile.dat";
+const std::string CMD_CONF_PATH = "/usr/share/mirelda/cmd.conf";
+/// @}
+
+/// @name The event channel
+/// @{
+const std::string QDINFO_BUS_NAME = "qdinfo";
+const std::string QDINFO_CHANNEL_NAME = "qdinfo";
+const std::string QDINFO_TAG = "QDINFO";
+const std::string QDINFO_FIELD_SEPARATOR = "\t";
+const std::string QDINFO_EMPTY_FIELD = "UNKNOWN";
+const std::string QDINFO_SERVICE_NAME = "org.nalto.srcwatch-service.service";
+/// @}
+
+namespace qdinfo {
+
+/// The part of a source file's path after its last '/'.
+constexpr const char* BaseName(const char* path)
+{
+    const char* name = path;
+    for (const char* c = path; *c != '\0'; ++c) {
+        if (*c == '/') name = c + 1;
+    }
+    return name;
+}
+
+/// Where a log line comes from. A helper that logs for its callers takes one, by default its caller's own.
+struct CallSite {
+    const char* file;
+    const char* function;
+    int line;
+
+    static constexpr CallSite Here(const char* path = __builtin_FILE(), const char* function = __builtin_FUNCTION(),
+                                   int line = __builtin_LINE())
+    {
+        return CallSite{BaseName(path), function, line};
+    }
+};
+
+/// Milliseconds of the wall clock, deliberately in 32 bits: the value wraps around.
+inline long LogStamp()
+{
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    const std::uint32_t milliseconds =
+        static_cast<std::uint32_t>(now.tv_sec) * 1000U + static_cast<std::uint32_t>(now.tv_usec / 1000);
+    return static_cast<std::int32_t>(milliseconds);
+}
+
+}  // namespace qdinfo
+
+/// Log a line for another place than this one. The format is a literal, so the compiler checks the arguments.
+#define QDLOG_AT(site, priority, format, ...)                                                              \
+    __dlog_print(0, (priority), "qdinfo", "%s: %s(%d) > <%ld> " format "\n", (site).file, (site).function, \
+                 (site).line, qdinfo::LogStamp(), ##__VA_ARGS__)
+
+/// Log a line to the platform log, with the place of the call and the time before it.
+#define QDLOG(priority, format, ...)                                                                       \
+    __dlog_print(0, (priority), "qdinfo", "%s: %s(%d) > <%ld> " format "\n", qdinfo::BaseName(__FILE__), __func__, \
+                 __LINE__, qdinfo::LogStamp(), ##__VA_ARGS__)
+
+namespace qdinfo {
+
+/// Gives T one instance in a process, made on first use. T derives from CSingleton<T>.
+template <typename T>
+class SRCWATCH_API CSingleton {
+public:
+    virtual ~CSingleton() {}
+
+    /// The instance, made if there is none. Null when there is no memory for it. Callable from any thread.
+    static T* GetInstance()
+    {
+        std::lock_guard<std::mutex> lock(t_mtx);
+        if (m_pInstance == nullptr) {
+            QDLOG(DLOG_ERROR, "new......\n");
+            m_pInstance = new (std::nothrow) T;
+            if (m_pInstance == nullptr) {
+                QDLOG(DLOG_ERROR, "Assertion failed");
+                return nullptr;
+            }
+        }
+        return static_cast<T*>(m_pInstance);
+    }
+
+    /// Destroy the instance, if there is one. Pointers to it are invalid from then on.
+    static void DestroyInstance()
+    {
+        std::lock_guard<std::mutex> lock(t_mtx);
+        if (m_pInstance == nullptr) return;
+        QDLOG(DLOG_ERROR, " DestroyInstance() \n");
+        delete m_pInstance;
+        m_pInstance = nullptr;
+    }
+
+private:
+    static CSingleton<T>* m_pInstance;
+    static std::mutex t_mtx;  // guards m_pInstance, never the use of the instance
+};
+
+template <typename T>
+CSingleton<T>* CSingleton<T>::m_pInstance = nullptr;
+
+template <typename T>
+std::mutex CSingleton<T>::t_mtx;
+
+}  // namespace qdinfo
+
+#endif
