@@ -1,0 +1,67 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+/**
+ * @file
+ * What the host platform offers beside the platform interfaces: watching and listing settings, and the state of the
+ * simulated TV service. For the reference service and the tools; the library itself never uses it.
+ *
+ * All functions are callable from any thread. Results are 0 for success and negative otherwise; failures are logged.
+ */
+#ifndef SRCWATCH_HOST_H
+#define SRCWATCH_HOST_H
+
+#include <stdbool.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** The value of a setting. */
+typedef struct srcwatch_host_value {
+    const char* text; /**< the text of a text setting; null for an integer setting */
+    int number;       /**< the value of an integer setting */
+} srcwatch_host_value;
+
+/**
+ * Called for a setting.
+ *
+ * @param key    Valid only during the call, as is value. value is null when the setting was removed.
+ */
+typedef void (*srcwatch_host_setting_cb)(const char* key, const srcwatch_host_value* value, void* user_data);
+
+/**
+ * Call back for every write to a setting, by any process, from now on, in the order of the writes of its store; two
+ * quick writes give two calls, and so does a write of the value that was there.
+ *
+ * @param key        The setting's key; null for all settings.
+ * @param callback   Runs in the GLib main context that is thread-default here. It may use every function of this
+ *                   header and of the settings store, and may remove its own watch.
+ * @return Id of the watch, or 0 on failure.
+ */
+unsigned srcwatch_host_watch_setting(const char* key, srcwatch_host_setting_cb callback, void* user_data);
+
+/** End a watch, in the thread whose main context it runs in; its callback is not called any more. */
+void srcwatch_host_unwatch_setting(unsigned id);
+
+/** Call back for each stored setting, in the order of the keys. @return 0 or a negative value. */
+int srcwatch_host_list_settings(srcwatch_host_setting_cb callback, void* user_data);
+
+/** Remove a setting; reading it fails from then on. @return 0 (also when there was none) or a negative value. */
+int srcwatch_host_unset(const char* key);
+
+/** Set whether a cable is connected to an external source of the simulated TV service. @return 0 or negative. */
+int srcwatch_host_set_connected(int source_id, bool connected);
+
+/** Directory of the durable settings, created if missing; null on failure. Owned by the platform. */
+const char* srcwatch_host_state_dir(void);
+
+/** Directory of the volatile settings, created if missing; null on failure. Owned by the platform. */
+const char* srcwatch_host_run_dir(void);
+
+/** Path of the platform's configuration file, whether it exists or not. Owned by the platform. */
+const char* srcwatch_host_conf_path(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
