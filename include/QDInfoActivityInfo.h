@@ -4,11 +4,11 @@
 #ifndef SRCWATCH_QDINFOACTIVITYINFO_H
 #define SRCWATCH_QDINFOACTIVITYINFO_H
 
+#include "srcwatch-api.h"
+
 #include <string>
 
 #include <json/value.h>
-
-#include "srcwatch-api.h"
 
 namespace qdinfo {
 

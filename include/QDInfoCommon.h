@@ -5,7 +5,7 @@
 #ifndef SRCWATCH_QDINFOCOMMON_H
 #define SRCWATCH_QDINFOCOMMON_H
 
-#include <sys/time.h>
+#include "srcwatch-api.h"
 
 #include <cstdint>
 #include <mutex>
@@ -13,8 +13,7 @@
 #include <string>
 
 #include <dlog.h>
-
-#include "srcwatch-api.h"
+#include <sys/time.h>
 
 // Deliberate: each source file has its own copies of the count and of the constants, made when the library is loaded.
 // The count comes first, so get_hdmi_count() and everything that it calls must not use the constants below.
@@ -115,7 +114,7 @@ inline long LogStamp()
                  (site).line, qdinfo::LogStamp(), ##__VA_ARGS__)
 
 /// Log a line to the platform log, with the place of the call and the time before it.
-#define QDLOG(priority, format, ...)                                                                       \
+#define QDLOG(priority, format, ...)                                                                               \
     __dlog_print(0, (priority), "qdinfo", "%s: %s(%d) > <%ld> " format "\n", qdinfo::BaseName(__FILE__), __func__, \
                  __LINE__, qdinfo::LogStamp(), ##__VA_ARGS__)
 

@@ -4,12 +4,12 @@
 #ifndef SRCWATCH_QDINFODATA_H
 #define SRCWATCH_QDINFODATA_H
 
+#include "QDInfoActivityInfo.h"
+#include "srcwatch-api.h"
+
 #include <vector>
 
 #include <json/value.h>
-
-#include "QDInfoActivityInfo.h"
-#include "srcwatch-api.h"
 
 namespace qdinfo {
 

@@ -4,9 +4,9 @@
 #ifndef SRCWATCH_QDINFOSETTINGUTIL_H
 #define SRCWATCH_QDINFOSETTINGUTIL_H
 
-#include <string>
-
 #include "srcwatch-api.h"
+
+#include <string>
 
 /**
  * Reads and writes the MBR settings. Every member goes straight to the settings store; failed writes are silent.

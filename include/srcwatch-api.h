@@ -284,10 +284,10 @@ SRCWATCH_API int get_hdmi_count(void);
 
 /** Types of events. Those marked * reach the callback of srcwatch_register_event_callback(). */
 enum srcwatch_event_type {
-    SRCWATCH_EVENT_CONNECTION = 10,         /**< * args: port, 1 plugged or 0 unplugged */
-    SRCWATCH_EVENT_DETECTED = 0x1001,       /**< * args: port, device type, changed; texts: device, brand, provider */
-    SRCWATCH_EVENT_SCAN_PROGRESS = 0x1002,  /**< * args: per cent, port */
-    SRCWATCH_EVENT_SCAN_FINISHED = 0x1003,  /**< * args: result, number of devices found */
+    SRCWATCH_EVENT_CONNECTION = 10,          /**< * args: port, 1 plugged or 0 unplugged */
+    SRCWATCH_EVENT_DETECTED = 0x1001,        /**< * args: port, device type, changed; texts: device, brand, provider */
+    SRCWATCH_EVENT_SCAN_PROGRESS = 0x1002,   /**< * args: per cent, port */
+    SRCWATCH_EVENT_SCAN_FINISHED = 0x1003,   /**< * args: result, number of devices found */
     SRCWATCH_EVENT_SERVICE_STARTED = 0x1004, /**< the service has acquired its bus name */
     SRCWATCH_EVENT_SERVICE_STOPPED = 0x1005, /**< the service has lost its bus name */
     SRCWATCH_EVENT_RECORDS_SAVED = 0x1008    /**< a check-and-save ended, with or without a save */

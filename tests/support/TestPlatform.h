@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// In-process stand-ins of the platform: log, settings store, system information and TV service. All that the library
+// asks of them is kept in one sequence, so that a test can hold the order of side effects across them.
+#ifndef SRCWATCH_TESTS_TESTPLATFORM_H
+#define SRCWATCH_TESTS_TESTPLATFORM_H
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <dlog.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace srcwatch_test {
+
+// One call of the platform log, taken apart.
+struct LogLine {
+    int id;
+    int priority;
+    std::string tag;
+    std::string format;  // as given, prefix and newline included
+    std::string file;
+    std::string function;
+    int line;
+    long stamp;
+    std::string message;  // formatted, without the prefix and without the newline that ends every line
+};
+
+// What the stand-ins answer. A test sets it up; Reset() empties it.
+struct Settings {
+    std::map<std::string, int> numbers;
+    std::map<std::string, std::string> texts;
+    std::set<std::string> unwritable;  // keys whose writes fail
+};
+
+struct TvService {
+    int createResult = 0;
+    bool createNull = false;
+    std::map<int, bool> connected;   // by source identifier; others leave the output untouched
+    std::map<int, int> queryResult;  // by source identifier; 1 where absent
+};
+
+struct Platform {
+    Settings settings;
+    TvService tv;
+    std::map<std::string, bool> features;         // by name; reading another one fails
+    std::map<std::string, bool> failingFeatures;  // read fails, but the output is written
+    std::vector<LogLine> log;
+
+    // What was asked, in order:
+    //   "E QDInfo.cpp srcwatch_is_TWC: text"   log line at ERROR ("D" at DEBUG)
+    //   "get KEY"  "set KEY 5"  "gets KEY"  "sets KEY text"
+    //   "feature NAME"  "control 1 0"  "connected 13"  "count"
+    std::vector<std::string> sequence;
+
+    std::vector<std::string> LogOf(int priority) const;  // "function: message" of the lines of a priority
+    std::vector<std::string> SequenceWithoutLog() const;
+};
+
+// Runs body on the stand-ins' state, serialised with the library's calls.
+Platform& ThePlatform();
+
+// What was recorded while the shared objects were loaded, before main.
+const std::vector<std::string>& LoadSequence();
+
+// Starts each test with empty stand-ins, and fails it when a log line came from a place that does not exist.
+class PlatformTest : public testing::Test {
+protected:
+    PlatformTest();
+    ~PlatformTest() override;
+
+    Platform& platform = ThePlatform();
+};
+
+}  // namespace srcwatch_test
+
+#endif
