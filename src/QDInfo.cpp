@@ -3,6 +3,7 @@
 // The exported C functions. Each is a signature and what is its own; what they share stands once, in front of them.
 // All log at ERROR, routine lines included, so that they can be seen on a TV as shipped.
 #include "QDInfoCommon.h"
+#include "QDInfoEventManager.h"
 #include "srcwatch-api.h"
 
 #include <algorithm>
@@ -311,4 +312,54 @@ void srcwatch_TWC_is_channeltuned(int twc_seq_id, int twc_frame_count)
     WriteInt(VCONF_TWC_SEQ_ID, twc_seq_id);
     WriteInt(VCONF_TWC_FRAME_COUNT, twc_frame_count);
     QDLOG(DLOG_ERROR, "(twc_seq_id , twc_frame_count) = (%d, %d)\n", twc_seq_id, twc_frame_count);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Events
+
+namespace {
+
+qdinfo::CQDEventReciever* g_pReceiver = nullptr;  // the process's one client-side receiver
+
+}  // namespace
+
+int srcwatch_register_event_callback(srcwatch_event_cb callback, void* user_data)
+{
+    if (callback == nullptr) {
+        QDLOG(DLOG_ERROR, "[srcwatch_register_event_callback] input function address is NULL");
+        return 0;
+    }
+    if (g_pReceiver != nullptr) {
+        QDLOG(DLOG_ERROR, "[srcwatch_register_event_callback] already registered");
+        return 0;
+    }
+    auto* receiver = new (std::nothrow) qdinfo::CQDEventReciever(QDINFO_CHANNEL_NAME, false);
+    if (receiver == nullptr) {
+        QDLOG(DLOG_ERROR, "new error");
+        return 0;
+    }
+    g_pReceiver = receiver;
+    for (const int type : {SRCWATCH_EVENT_DETECTED, SRCWATCH_EVENT_SCAN_PROGRESS, SRCWATCH_EVENT_SCAN_FINISHED,
+                           SRCWATCH_EVENT_CONNECTION}) {
+        receiver->RegisterEventCallback(type, callback, user_data);
+    }
+    return 1;
+}
+
+int srcwatch_unregister_event_callback(srcwatch_event_cb callback)
+{
+    // Deliberate: the messages name the register function.
+    if (callback == nullptr) {
+        QDLOG(DLOG_ERROR, "[srcwatch_register_event_callback] input function address is NULL");
+        return 0;
+    }
+    if (g_pReceiver == nullptr) {
+        QDLOG(DLOG_ERROR, "[srcwatch_register_event_callback] not registered");
+        return 0;
+    }
+    qdinfo::CQDEventReciever* receiver = g_pReceiver;
+    g_pReceiver = nullptr;
+    receiver->UnregisterEventCallback(-1);
+    qdinfo::CQDEventReciever::Dispose(receiver);
+    return 1;
 }

@@ -1,0 +1,780 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Events on the D-Bus system bus: one line of text a message, without version, length or checksum, as every service and
+// application of the channel speaks it.
+#include "QDInfoEventManager.h"
+
+#include "QDInfoCommon.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <locale>
+#include <memory>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace qdinfo {
+namespace {
+
+constexpr int kCallTimeoutMs = 5000;
+constexpr int kAllTypes = -1;
+constexpr char kSpace = ' ';
+constexpr char kSpaceInMessage = '#';
+
+std::string BusName(const std::string& channel) { return "org.nalto.tv." + channel; }
+std::string ObjectPath(const std::string& channel) { return "/org/nalto/tv/" + channel; }
+
+class Error {
+public:
+    Error() = default;
+    Error(const Error&) = delete;
+    Error& operator=(const Error&) = delete;
+    ~Error() { g_clear_error(&m_error); }
+
+    GError** Out() { return &m_error; }
+    // GIO refuses a name that D-Bus does not allow without an error.
+    const char* Message() const { return m_error != nullptr ? m_error->message : "invalid argument"; }
+    int Code() const { return m_error != nullptr ? m_error->code : 0; }
+
+private:
+    GError* m_error = nullptr;
+};
+
+struct VariantUnref {
+    void operator()(GVariant* variant) const { g_variant_unref(variant); }
+};
+using Variant = std::unique_ptr<GVariant, VariantUnref>;
+
+GDBusConnection* ConnectToSystemBus(Error& error)
+{
+    GDBusConnection* connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, error.Out());
+    // The end of the bus is not the end of the host process.
+    if (connection != nullptr) g_dbus_connection_set_exit_on_close(connection, FALSE);
+    return connection;
+}
+
+void MakeValidUtf8(std::string& text)
+{
+    if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) != FALSE) return;
+    const std::unique_ptr<char, decltype(&g_free)> valid(
+        g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())), &g_free);
+    text = valid.get();
+}
+
+Variant EventBody(int type, const std::string& message)
+{
+    return Variant(g_variant_ref_sink(g_variant_new("(is)", type, message.c_str())));
+}
+
+void Empty(std::stringstream& stream)
+{
+    stream.clear();
+    stream.str(std::string());
+}
+
+template <std::size_t Size>
+std::size_t FieldLength(const char (&field)[Size])
+{
+    return strnlen(field, Size);  // a field that is filled to its end has no terminator
+}
+
+// Copies text into a field of zeros, cut so that the field stays terminated.
+template <std::size_t Size>
+void CopyToField(char (&field)[Size], const std::string& text)
+{
+    std::memcpy(field, text.data(), std::min(text.size(), Size - 1));
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Sender
+
+std::recursive_mutex CQDEventSender::m_Mutex;
+
+CQDEventSender::CQDEventSender(std::string name)
+    : m_Name(std::move(name)), m_Event(), m_pConnection(nullptr), m_pProxy(nullptr), m_bUnflushed(false)
+{
+    if (m_Name.empty()) m_Name = QDINFO_BUS_NAME;
+    m_MsgStream.imbue(std::locale::classic());  // numbers without the host's digit grouping
+}
+
+CQDEventSender::~CQDEventSender()
+{
+    // A queued signal would be lost with the process's last reference to the connection. A failure has no remedy.
+    if (m_bUnflushed) static_cast<void>(g_dbus_connection_flush_sync(m_pConnection, nullptr, nullptr));
+    g_clear_object(&m_pProxy);
+    g_clear_object(&m_pConnection);
+}
+
+void CQDEventSender::AppendArgs(const srcwatch_event_s& event) { m_Event = event; }
+
+void CQDEventSender::AppendArgs(long a0, long a1, long a2, long a3)
+{
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
+    const long args[] = {a0, a1, a2, a3};
+    std::transform(std::begin(args), std::end(args), m_Event.args,
+                   [](long arg) { return static_cast<std::int32_t>(arg); });
+}
+
+void CQDEventSender::AppendArgs(const std::string& s0, const std::string& s1, const std::string& s2)
+{
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
+    std::memset(m_Event.str_args, 0, sizeof(m_Event.str_args));
+    CopyToField(m_Event.str_args[0], s0);
+    CopyToField(m_Event.str_args[1], s1);
+    CopyToField(m_Event.str_args[2], s2);
+}
+
+void CQDEventSender::AppendArgs(void* p0, void* p1, void* p2, void* p3)
+{
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
+    void* const pointers[] = {p0, p1, p2, p3};
+    std::copy(std::begin(pointers), std::end(pointers), m_Event.ptr_args);
+}
+
+void CQDEventSender::ClearEvent()
+{
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
+    m_Event = srcwatch_event_s();
+}
+
+void CQDEventSender::SendEvent(long type)
+{
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
+    m_Event.type = static_cast<std::int32_t>(type);
+    m_SendExternalEvent();
+}
+
+void CQDEventSender::SendEvent(long type, long a0, long a1, long a2)
+{
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
+    m_Event = srcwatch_event_s();
+    m_Event.type = static_cast<std::int32_t>(type);
+    m_Event.args[0] = static_cast<std::int32_t>(a0);
+    m_Event.args[1] = static_cast<std::int32_t>(a1);
+    m_Event.args[2] = static_cast<std::int32_t>(a2);
+    m_SendExternalEvent();
+}
+
+int CQDEventSender::SendSignal(int type, const std::stringstream& extra)
+{
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
+    return m_SendSignal(type, extra);
+}
+
+int CQDEventSender::SendSignal(int type)
+{
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
+    return m_SendSignal(type, m_MsgStream);
+}
+
+int CQDEventSender::Call(int type, const std::stringstream& extra, std::stringstream& reply)
+{
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
+    return m_Call(type, extra, reply);
+}
+
+int CQDEventSender::Call(int type, std::stringstream& reply)
+{
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
+    return m_Call(type, m_MsgStream, reply);
+}
+
+int CQDEventSender::Call(int type)
+{
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
+    std::stringstream reply;
+    return m_Call(type, m_MsgStream, reply);
+}
+
+int CQDEventSender::IsServiceAvailable()
+{
+    if (m_Connect() == 0) return 0;
+    const std::string busName = BusName(m_Name);
+    QDLOG(DLOG_ERROR, "%s", busName.c_str());
+
+    Error error;
+    const Variant reply(g_dbus_connection_call_sync(m_pConnection, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                                    "org.freedesktop.DBus", "NameHasOwner",
+                                                    g_variant_new("(s)", busName.c_str()), G_VARIANT_TYPE("(b)"),
+                                                    G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr, error.Out()));
+    if (!reply) {
+        QDLOG(DLOG_ERROR, "sync call fail (%s, %d)", error.Message(), error.Code());
+        return 0;
+    }
+    gboolean owned = FALSE;
+    g_variant_get(reply.get(), "(b)", &owned);
+    if (owned == FALSE) {
+        QDLOG(DLOG_ERROR, "IsServiceAvailable fail and over");  // Deliberate: there is one attempt.
+        return 0;
+    }
+    QDLOG(DLOG_ERROR, "IsServiceAvailable success");
+    return 1;
+}
+
+int CQDEventSender::m_Connect()
+{
+    if (m_pConnection != nullptr) return 1;  // Deliberate: also one that is closed.
+    Error error;
+    m_pConnection = ConnectToSystemBus(error);
+    if (m_pConnection == nullptr) {
+        QDLOG(DLOG_ERROR, "Couldn't connect to DBus bus: '%s'", error.Message());
+        return 0;
+    }
+    if (g_dbus_connection_is_closed(m_pConnection) != FALSE) {
+        QDLOG(DLOG_ERROR, "dbus connection is not open");
+        return 0;
+    }
+    return 1;
+}
+
+int CQDEventSender::m_GetProxy()
+{
+    if (m_pProxy != nullptr) return 1;
+    const std::string path = ObjectPath(m_Name);
+    const std::string busName = BusName(m_Name);
+    QDLOG(DLOG_ERROR, "%s %s", path.c_str(), busName.c_str());
+    Error error;
+    m_pProxy = g_dbus_proxy_new_sync(m_pConnection, G_DBUS_PROXY_FLAGS_NONE, nullptr, busName.c_str(), path.c_str(),
+                                     busName.c_str(), nullptr, error.Out());
+    if (m_pProxy == nullptr) {
+        QDLOG(DLOG_ERROR, "Couldn't create proxy for %s (%s)", busName.c_str(), error.Message());
+        return 0;
+    }
+    return 1;
+}
+
+int CQDEventSender::m_Call(int type, const std::stringstream& extra, std::stringstream& reply)
+{
+    if (m_Connect() == 0 || m_GetProxy() == 0) return 0;
+    std::string message;
+    if (!m_BuildMessage(extra, message)) {
+        QDLOG(DLOG_ERROR, " proxy call failed (%s)", "no memory for the message");
+        return 0;
+    }
+    QDLOG(DLOG_ERROR, "sizeOfMsgData:%d  MsgData:%s", static_cast<int>(message.size()), message.c_str());
+
+    Error error;
+    const Variant result(g_dbus_proxy_call_sync(m_pProxy, m_Name.c_str(), EventBody(type, message).get(),
+                                                G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr, error.Out()));
+    if (!result) {
+        QDLOG(DLOG_ERROR, " proxy call failed (%s)", error.Message());
+        return 0;
+    }
+    if (g_variant_is_of_type(result.get(), G_VARIANT_TYPE("(s)")) == FALSE) {
+        QDLOG(DLOG_ERROR, " proxy call failed (%s)", "the reply is not a text");
+        return 0;
+    }
+    const char* text = nullptr;
+    g_variant_get(result.get(), "(&s)", &text);
+    QDLOG(DLOG_ERROR, "Message from Server: '%s'", text);
+    Empty(reply);
+    reply.str(text);
+    return 1;
+}
+
+int CQDEventSender::m_SendSignal(int type, const std::stringstream& extra)
+{
+    if (m_Connect() == 0) return 0;
+    QDLOG(DLOG_ERROR, "%s %s", ObjectPath(m_Name).c_str(), BusName(m_Name).c_str());
+    std::string failure;
+    if (!m_Emit(type, extra, failure)) {
+        QDLOG(DLOG_ERROR, "Error while sending signal: '%s'", failure.c_str());
+        return 0;
+    }
+    QDLOG(DLOG_ERROR, "Send signal success");
+    return 1;
+}
+
+int CQDEventSender::m_SendExternalEvent()
+{
+    if (m_Connect() == 0) return 0;
+    QDLOG(DLOG_DEBUG, "%s %s", ObjectPath(m_Name).c_str(), BusName(m_Name).c_str());
+    std::string failure;
+    if (!m_Emit(m_Event.type, m_MsgStream, failure)) {
+        QDLOG(DLOG_ERROR, "Error while sending signal: '%s'", failure.c_str());
+        return 0;
+    }
+    QDLOG(DLOG_DEBUG, "Send external event success");
+    return 1;
+}
+
+// The current event as message, with the content of extra behind it unless extra is the message stream itself. False
+// when there was no memory for all of it, which the stream keeps to itself.
+bool CQDEventSender::m_BuildMessage(const std::stringstream& extra, std::string& message)
+{
+    Empty(m_MsgStream);
+    m_ConvertEventToStream();
+    if (&extra != &m_MsgStream) m_MsgStream << extra.str() << QDINFO_FIELD_SEPARATOR;
+    message = m_MsgStream.str();
+    MakeValidUtf8(message);  // the bus takes nothing else
+    return m_MsgStream.good();
+}
+
+// Queues the current event as a signal; the destructor sees to it that it leaves the process.
+bool CQDEventSender::m_Emit(int type, const std::stringstream& extra, std::string& failure)
+{
+    std::string message;
+    if (!m_BuildMessage(extra, message)) {
+        failure = "no memory for the message";
+        return false;
+    }
+    Error error;
+    if (g_dbus_connection_emit_signal(m_pConnection, nullptr, ObjectPath(m_Name).c_str(), BusName(m_Name).c_str(),
+                                      m_Name.c_str(), EventBody(type, message).get(), error.Out()) == FALSE) {
+        failure = error.Message();
+        return false;
+    }
+    m_bUnflushed = true;
+    return true;
+}
+
+void CQDEventSender::m_ConvertEventToStream()
+{
+    for (const std::int32_t arg : m_Event.args) m_MsgStream << arg << QDINFO_FIELD_SEPARATOR;
+
+    std::string tokens[3];
+    for (int i = 0; i < 3; ++i) {
+        const std::size_t length = FieldLength(m_Event.str_args[i]);
+        tokens[i] = length > 0 ? std::string(m_Event.str_args[i], length) : QDINFO_EMPTY_FIELD;
+        std::replace(tokens[i].begin(), tokens[i].end(), kSpace, kSpaceInMessage);
+    }
+    QDLOG(DLOG_DEBUG, "%s %s %s", tokens[0].c_str(), tokens[1].c_str(), tokens[2].c_str());
+    for (const std::string& token : tokens) m_MsgStream << token << QDINFO_FIELD_SEPARATOR;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Life of the receivers
+
+namespace {
+
+// GLib hands a receiver to its handlers as a bare pointer. A callback may destroy the receiver that it runs in, and
+// another thread may do so while a handler runs or is about to: so the handlers ask here whether it still lives.
+struct Life {
+    bool ended = false;
+    bool endsWithHandler = false;
+    std::vector<std::thread::id> handlers;  // the threads that handle something for it now
+};
+
+struct Lives {
+    std::mutex mutex;  // guards all of it; no callback runs under it
+    std::condition_variable handlerLeft;
+    std::map<const CQDEventReciever*, std::shared_ptr<Life>> receivers;
+};
+
+Lives& TheLives()
+{
+    static Lives& lives = *new Lives;  // outlives static receivers of the host
+    return lives;
+}
+
+bool IsInside(const Life& life)
+{
+    return std::count(life.handlers.begin(), life.handlers.end(), std::this_thread::get_id()) > 0;
+}
+
+void BeginLife(const CQDEventReciever* receiver)
+{
+    const std::lock_guard<std::mutex> lock(TheLives().mutex);
+    TheLives().receivers[receiver] = std::make_shared<Life>();
+}
+
+// No handler enters any more; waits for those of other threads.
+void EndLife(const CQDEventReciever* receiver)
+{
+    Lives& lives = TheLives();
+    std::unique_lock<std::mutex> lock(lives.mutex);
+    const auto found = lives.receivers.find(receiver);
+    const std::shared_ptr<Life> life = found->second;
+    lives.receivers.erase(found);
+    life->ended = true;
+    lives.handlerLeft.wait(lock, [&life] {
+        const auto self = std::this_thread::get_id();
+        return std::all_of(life->handlers.begin(), life->handlers.end(),
+                           [self](std::thread::id id) { return id == self; });
+    });
+}
+
+// Held by a handler while it runs.
+class HandlerScope {
+public:
+    explicit HandlerScope(void* receiver) : m_receiver(static_cast<CQDEventReciever*>(receiver))
+    {
+        Lives& lives = TheLives();
+        const std::lock_guard<std::mutex> lock(lives.mutex);
+        const auto found = lives.receivers.find(m_receiver);
+        if (found == lives.receivers.end()) return;
+        m_life = found->second;
+        m_life->handlers.push_back(std::this_thread::get_id());
+    }
+    HandlerScope(const HandlerScope&) = delete;
+    HandlerScope& operator=(const HandlerScope&) = delete;
+
+    ~HandlerScope()
+    {
+        if (m_life && Leave()) delete m_receiver;
+    }
+
+    // Whether the receiver may be used: asked again after each callback.
+    bool Alive() const
+    {
+        const std::lock_guard<std::mutex> lock(TheLives().mutex);
+        return m_life && !m_life->ended;
+    }
+
+private:
+    // True when the receiver is to be deleted now.
+    bool Leave()
+    {
+        Lives& lives = TheLives();
+        const std::lock_guard<std::mutex> lock(lives.mutex);
+        auto& handlers = m_life->handlers;
+        handlers.erase(std::find(handlers.begin(), handlers.end(), std::this_thread::get_id()));
+        lives.handlerLeft.notify_all();
+        return m_life->endsWithHandler && !m_life->ended && !IsInside(*m_life);
+    }
+
+    CQDEventReciever* m_receiver;
+    std::shared_ptr<Life> m_life;
+};
+
+}  // namespace
+
+void CQDEventReciever::Dispose(CQDEventReciever* receiver)
+{
+    {
+        const std::lock_guard<std::mutex> lock(TheLives().mutex);
+        Life& life = *TheLives().receivers.at(receiver);
+        life.endsWithHandler = IsInside(life);
+        if (life.endsWithHandler) return;
+    }
+    delete receiver;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Receiver
+
+std::recursive_mutex CQDEventReciever::m_Mutex;
+
+const GDBusInterfaceVTable CQDEventReciever::m_vTable = {&CQDEventReciever::m_MethodCallHandler, nullptr, nullptr, {}};
+
+CQDEventReciever::CQDEventReciever(const std::string& name, bool service)
+    : m_Name(name.empty() ? QDINFO_BUS_NAME : name),
+      m_pNodeInfo(nullptr),
+      m_OwnerId(0),
+      m_bService(service),
+      m_pConnection(nullptr),
+      m_SubscriptionId(0),
+      m_ObjectId(0)
+{
+    m_InStream.imbue(std::locale::classic());
+    m_OutStream.imbue(std::locale::classic());
+    BeginLife(this);
+    if (m_bService) {
+        m_RegisterQDInfoServiceEvent();
+    } else {
+        m_RegisterQDInfoClientEvent();
+    }
+}
+
+CQDEventReciever::~CQDEventReciever()
+{
+    EndLife(this);
+    if (m_bService) {
+        m_UnRegisterQDInfoServiceEvent();
+    } else {
+        m_UnRegisterQDInfoClientEvent();
+    }
+    QDLOG(DLOG_ERROR, "m_EventCallbackTable");
+    m_EventCallbackTable.clear();
+    QDLOG(DLOG_ERROR, "end");
+}
+
+void CQDEventReciever::RegisterEventCallback(int type, srcwatch_event_cb callback, void* user_data)
+{
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
+    QDLOG(DLOG_ERROR, "register eventtype: %d", type);
+    if (m_EventCallbackTable.count(type) != 0) {
+        QDLOG(DLOG_ERROR, "register eventtype: %d existed", type);
+        return;
+    }
+    auto& entry = m_EventCallbackTable[type];
+    if (callback == nullptr) return;  // Deliberate: an entry that holds no callable.
+    entry = [callback, user_data](srcwatch_event_s* event) { callback(user_data, event); };
+}
+
+void CQDEventReciever::UnregisterEventCallback(int type)
+{
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
+    if (type == kAllTypes) {
+        m_EventCallbackTable.clear();
+    } else {
+        m_EventCallbackTable.erase(type);
+    }
+}
+
+void CQDEventReciever::m_RegisterQDInfoServiceEvent()
+{
+    const std::string path = ObjectPath(m_Name);
+    const std::string busName = BusName(m_Name);
+    QDLOG(DLOG_ERROR, "%s %s", path.c_str(), busName.c_str());
+
+    char xml[2048];
+    // Deliberate: a longer text is cut silently, and then does not parse.
+    static_cast<void>(std::snprintf(xml, sizeof(xml),
+                                    "<node name='%s'>\t <interface name='%s'>\t     <method name='%s'>"
+                                    "\t         <arg type='i' name='type' direction='in'/>"
+                                    "\t         <arg type='s' name='messagein' direction='in'/>"
+                                    "\t         <arg type='s' name='messageout' direction='out'/>"
+                                    "\t     </method>\t </interface></node>",
+                                    path.c_str(), busName.c_str(), m_Name.c_str()));
+    QDLOG(DLOG_ERROR, "interface xml : %s", xml);
+    m_pNodeInfo = g_dbus_node_info_new_for_xml(xml, nullptr);
+    if (m_pNodeInfo == nullptr) {
+        QDLOG(DLOG_ERROR, "Assertion failed");
+        return;
+    }
+
+    constexpr auto kReplaceable =
+        static_cast<GBusNameOwnerFlags>(G_BUS_NAME_OWNER_FLAGS_ALLOW_REPLACEMENT | G_BUS_NAME_OWNER_FLAGS_REPLACE);
+    m_OwnerId = g_bus_own_name(G_BUS_TYPE_SYSTEM, busName.c_str(), kReplaceable, &m_BusAcquiredHandler,
+                               &m_NameAcquiredHandler, &m_NameLostHandler, this, nullptr);
+    if (m_OwnerId == 0) QDLOG(DLOG_ERROR, "Assertion failed");
+}
+
+void CQDEventReciever::m_RegisterQDInfoClientEvent()
+{
+    Error error;
+    m_pConnection = ConnectToSystemBus(error);
+    if (m_pConnection == nullptr) {
+        QDLOG(DLOG_ERROR, "Couldn't connect to DBus bus: '%s'", error.Message());
+        return;
+    }
+    QDLOG(DLOG_ERROR, "%s %s", ObjectPath(m_Name).c_str(), BusName(m_Name).c_str());
+    m_Subscribe();
+    QDLOG(DLOG_ERROR, "xxxxx2 g_dbus_connection_signal_subscribe :%d", static_cast<int>(m_SubscriptionId));
+    if (m_SubscriptionId == 0) QDLOG(DLOG_ERROR, "Assertion failed");
+}
+
+void CQDEventReciever::m_Subscribe()
+{
+    m_SubscriptionId = g_dbus_connection_signal_subscribe(m_pConnection, nullptr, BusName(m_Name).c_str(),
+                                                          m_Name.c_str(), ObjectPath(m_Name).c_str(), nullptr,
+                                                          G_DBUS_SIGNAL_FLAGS_NONE, &m_SignalHandler, this, nullptr);
+}
+
+// Takes no reference, but is set to null when the connection goes.
+void CQDEventReciever::m_BorrowConnection(GDBusConnection* connection)
+{
+    g_set_weak_pointer(&m_pConnection, connection);
+}
+
+void CQDEventReciever::m_UnRegisterQDInfoServiceEvent()
+{
+    if (m_SubscriptionId != 0 && m_pConnection != nullptr) {
+        g_dbus_connection_signal_unsubscribe(m_pConnection, m_SubscriptionId);
+        QDLOG(DLOG_ERROR, "xxxxx4 g_dbus_connection_signal_unsubscribe :%d", static_cast<int>(m_SubscriptionId));
+        m_SubscriptionId = 0;
+    }
+    if (m_ObjectId != 0 && m_pConnection != nullptr) {
+        g_dbus_connection_unregister_object(m_pConnection, m_ObjectId);
+        m_ObjectId = 0;
+    }
+    m_BorrowConnection(nullptr);
+    if (m_OwnerId != 0) {
+        g_bus_unown_name(m_OwnerId);
+        m_OwnerId = 0;
+    }
+    g_clear_pointer(&m_pNodeInfo, g_dbus_node_info_unref);
+}
+
+void CQDEventReciever::m_UnRegisterQDInfoClientEvent()
+{
+    if (m_SubscriptionId != 0) {
+        if (m_pConnection == nullptr) return;
+        g_dbus_connection_signal_unsubscribe(m_pConnection, m_SubscriptionId);
+        QDLOG(DLOG_ERROR, "xxxxx3 g_dbus_connection_signal_unsubscribe :%d", static_cast<int>(m_SubscriptionId));
+        m_SubscriptionId = 0;
+    }
+    g_clear_object(&m_pConnection);
+}
+
+void CQDEventReciever::m_BusAcquiredHandler(GDBusConnection* connection, const char* name, void* receiver)
+{
+    if (receiver == nullptr || connection == nullptr) {
+        QDLOG(DLOG_ERROR, "Assertion failed");
+        return;
+    }
+    const HandlerScope scope(receiver);
+    if (!scope.Alive()) return;
+    auto* self = static_cast<CQDEventReciever*>(receiver);
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
+    const std::string path = ObjectPath(self->m_Name);
+    QDLOG(DLOG_ERROR, "%s %s", path.c_str(), BusName(self->m_Name).c_str());
+    g_dbus_connection_set_exit_on_close(connection, FALSE);
+
+    self->m_ObjectId = g_dbus_connection_register_object(connection, path.c_str(), self->m_pNodeInfo->interfaces[0],
+                                                         &m_vTable, self, nullptr, nullptr);
+    if (self->m_ObjectId < 1) {
+        QDLOG(DLOG_ERROR, "Assertion failed");
+        return;
+    }
+    self->m_BorrowConnection(connection);
+    self->m_Subscribe();
+    if (self->m_SubscriptionId == 0) QDLOG(DLOG_ERROR, "Subscribing for signal failed");
+    QDLOG(DLOG_ERROR, "xxxxx g_dbus_connection_signal_subscribe : %s, %d", name,
+          static_cast<int>(self->m_SubscriptionId));
+}
+
+void CQDEventReciever::m_NameAcquiredHandler(GDBusConnection*, const char*, void* receiver)
+{
+    QDLOG(DLOG_ERROR, "Registered on DBus");
+    if (receiver == nullptr) {
+        QDLOG(DLOG_ERROR, "Assertion failed");
+        return;
+    }
+    const HandlerScope scope(receiver);
+    if (!scope.Alive()) return;
+    CQDEventSender(static_cast<CQDEventReciever*>(receiver)->m_Name).SendEvent(SRCWATCH_EVENT_SERVICE_STARTED);
+}
+
+void CQDEventReciever::m_NameLostHandler(GDBusConnection*, const char*, void* receiver)
+{
+    QDLOG(DLOG_ERROR, "HANDLER: name_lost_handler");
+    if (receiver == nullptr) {
+        QDLOG(DLOG_ERROR, "Assertion failed");
+        return;
+    }
+    const HandlerScope scope(receiver);
+    if (!scope.Alive()) return;
+    CQDEventSender(static_cast<CQDEventReciever*>(receiver)->m_Name).SendEvent(SRCWATCH_EVENT_SERVICE_STOPPED);
+}
+
+void CQDEventReciever::m_SignalHandler(GDBusConnection*, const char*, const char*, const char*, const char*,
+                                       GVariant* parameters, void* receiver)
+{
+    if (receiver == nullptr) {
+        QDLOG(DLOG_ERROR, "Assertion failed");
+        return;
+    }
+    const HandlerScope scope(receiver);
+    if (!scope.Alive()) return;
+    auto* self = static_cast<CQDEventReciever*>(receiver);
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
+    QDLOG(DLOG_DEBUG, "Received signal");
+    // Anybody may emit the signal with another body.
+    if (parameters == nullptr || g_variant_is_of_type(parameters, G_VARIANT_TYPE("(is)")) == FALSE) {
+        QDLOG(DLOG_ERROR, "Assertion failed");
+        return;
+    }
+    int type = 0;
+    const char* text = nullptr;
+    g_variant_get(parameters, "(i&s)", &type, &text);
+
+    self->m_HandleMessage(type, text);  // Deliberate: the reply stream keeps what callbacks write on this path.
+    if (!scope.Alive()) return;
+    self->m_EmptyInStream();
+    QDLOG(DLOG_DEBUG, "signal end");
+}
+
+void CQDEventReciever::m_MethodCallHandler(GDBusConnection*, const char*, const char*, const char*, const char* method,
+                                           GVariant* parameters, GDBusMethodInvocation* invocation, void* receiver)
+{
+    // Dropped without a reply on every early return; returning a value takes it over.
+    std::unique_ptr<GDBusMethodInvocation, decltype(&g_object_unref)> owned(invocation, &g_object_unref);
+    if (receiver == nullptr) {
+        QDLOG(DLOG_ERROR, "Assertion failed");
+        return;
+    }
+    const HandlerScope scope(receiver);
+    if (!scope.Alive()) return;
+    auto* self = static_cast<CQDEventReciever*>(receiver);
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
+    if (self->m_Name != method) return;
+    QDLOG(DLOG_ERROR, "Received method call");
+    if (parameters == nullptr || g_variant_is_of_type(parameters, G_VARIANT_TYPE("(is)")) == FALSE) {
+        QDLOG(DLOG_ERROR, "Assertion failed");
+        return;
+    }
+    int type = 0;
+    const char* text = nullptr;
+    g_variant_get(parameters, "(i&s)", &type, &text);
+    QDLOG(DLOG_ERROR, "type:%d in str: %s", type, text);
+
+    Empty(self->m_OutStream);
+    self->m_HandleMessage(type, text);
+    std::string reply;
+    if (scope.Alive()) {
+        self->m_EmptyInStream();
+        reply = self->m_OutStream.str();
+        MakeValidUtf8(reply);
+    }
+    QDLOG(DLOG_ERROR, "Replying");
+    g_dbus_method_invocation_return_value(owned.release(), g_variant_new("(s)", reply.c_str()));
+}
+
+// Decodes a message and calls the callback of its type. The receiver may be gone afterwards.
+void CQDEventReciever::m_HandleMessage(int type, const char* text)
+{
+    Empty(m_InStream);
+    m_InStream.str(text);
+    srcwatch_event_s event{};
+    event.type = type;
+    m_ConvertStreamToEvent(event);
+    m_ProcessHandleEvent(&event);
+}
+
+void CQDEventReciever::m_EmptyInStream() { Empty(m_InStream); }
+
+void CQDEventReciever::m_ConvertStreamToEvent(srcwatch_event_s& event)
+{
+    if (!m_InStream.good()) return;
+
+    for (std::int32_t& arg : event.args) {
+        int value = 0;
+        arg = m_InStream >> value ? value : 0;  // a number out of range would leave the nearest one
+    }
+    std::string words[3];
+    for (std::string& word : words) m_InStream >> word;
+    QDLOG(DLOG_DEBUG, "param:%s %s %s", words[0].c_str(), words[1].c_str(), words[2].c_str());
+
+    for (int i = 0; i < 3; ++i) {
+        std::replace(words[i].begin(), words[i].end(), kSpaceInMessage, kSpace);
+        if (words[i] != QDINFO_EMPTY_FIELD) CopyToField(event.str_args[i], words[i]);
+    }
+    event.ptr_args[0] = &m_OutStream;
+    event.ptr_args[1] = &m_InStream;
+}
+
+void CQDEventReciever::m_ProcessHandleEvent(srcwatch_event_s* event)
+{
+    if (event == nullptr) {
+        QDLOG(DLOG_ERROR, "pEvent NULL");
+        return;
+    }
+    const auto found = m_EventCallbackTable.find(event->type);
+    if (found == m_EventCallbackTable.end()) {
+        // Deliberate: as the unsigned 32-bit number.
+        QDLOG(DLOG_ERROR, "type:%lu not found", static_cast<unsigned long>(static_cast<std::uint32_t>(event->type)));
+        return;
+    }
+    const auto callback = found->second;  // a copy: the callback may remove its own entry
+    if (!callback) {
+        QDLOG(DLOG_ERROR, "Function is no callable");
+        return;
+    }
+    try {
+        callback(event);
+    } catch (const std::exception& e) {  // nothing may unwind through GLib
+        QDLOG(DLOG_ERROR, "Exception Handled by m_ProcessHandleEvent: %s", e.what());
+    } catch (...) {
+        QDLOG(DLOG_ERROR, "Exception Handled by m_ProcessHandleEvent: %s", "unknown exception");
+    }
+}
+
+}  // namespace qdinfo
