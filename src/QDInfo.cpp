@@ -2,13 +2,19 @@
 //
 // The exported C functions. Each is a signature and what is its own; what they share stands once, in front of them.
 // All log at ERROR, routine lines included, so that they can be seen on a TV as shipped.
+#include "QDInfoAPI.h"
 #include "QDInfoCommon.h"
 #include "QDInfoEventManager.h"
+#include "QDInfoServerData.h"
 #include "srcwatch-api.h"
 
 #include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
 
 #include <TVServiceAPI.h>
+#include <json/json.h>
 #include <system_info.h>
 #include <vconf.h>
 
@@ -23,6 +29,493 @@ int get_hdmi_count(void)
     }
     QDLOG(DLOG_ERROR, "HDMI count < 0");  // Deliberate: also for 0.
     return -1;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// The patterns of the queries about a port
+
+namespace {
+
+using qdinfo::CallSite;
+using qdinfo::CQDInfoAPI;
+using qdinfo::CQDInfoData;
+using qdinfo::CQDInfoServerData;
+using qdinfo::CSingleton;
+
+constexpr char kUnknown[] = "Unknown";
+constexpr char kGenericSetTopBox[] = "STB";  // begins the provider name of a set-top box that was not identified
+
+// Logs what() for the exported function at site. Deliberate: some messages name another function than that of the site.
+using ExceptionLog = void (*)(const CallSite& site, const char* what);
+
+#define EXCEPTION_IN(function)                                                     \
+    [](const CallSite& at, const char* what) {                                     \
+        QDLOG_AT(at, DLOG_ERROR, "Exception Handled by " function ": %s\n", what); \
+    }
+
+bool IsPort(int port) { return port == OPTICAL_PORT || (port >= 0 && port <= 7); }
+
+// Reads the stored record of a port; it stays null when there is none, or no memory for the store.
+void LoadRecord(int port, Json::Value& record)
+{
+    CQDInfoData* store = CSingleton<CQDInfoServerData>::GetInstance();
+    if (store == nullptr) return;
+    if (port == OPTICAL_PORT) {
+        store->t_LoadOpticalPortJsonInfoToMemory(port, record);
+    } else {
+        store->t_LoadPortJsonInfoToMemory(port, record);
+    }
+}
+
+std::string TextOf(Json::Value& record, const char* key) { return record[key].asString(); }
+
+int NumberOf(Json::Value& record, const char* key) { return record[key].asInt(); }
+
+// Copies text as strncpy does, on purpose: always count bytes, zeros after the text, no terminator when it fills them.
+void CopyText(char* dst, const std::string& text, std::size_t count = SRCWATCH_TEXT_SIZE)
+{
+    const std::size_t length = strnlen(text.c_str(), count);
+    std::memcpy(dst, text.c_str(), length);
+    std::memset(dst + length, 0, count - length);
+}
+
+bool BeginsWith(const char* text, const char* prefix) { return std::strncmp(text, prefix, std::strlen(prefix)) == 0; }
+
+// Runs body, which returns the result of a query; an exception of JSON is logged, and is the result.
+template <typename Body>
+int CatchJson(ExceptionLog log, const CallSite& site, Body body)
+{
+    try {
+        return body();
+    } catch (const Json::Exception& e) {
+        log(site, e.what());
+        return SRCWATCH_ERROR_JSON;
+    }
+}
+
+// Runs body, which returns nothing, on the stored record of a port.
+template <typename Body>
+int QueryRecord(int port, ExceptionLog log, Body body, CallSite site = CallSite::Here())
+{
+    return CatchJson(log, site, [&] {
+        Json::Value record;
+        LoadRecord(port, record);
+        body(record);
+        return SRCWATCH_OK;
+    });
+}
+
+int QueryText(char* dst, int port, const char* key, ExceptionLog log, CallSite site = CallSite::Here())
+{
+    if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
+    if (dst == nullptr) return SRCWATCH_ERROR_NULL;
+    return QueryRecord(
+        port, log, [&](Json::Value& record) { CopyText(dst, TextOf(record, key)); }, site);
+}
+
+int QueryNumber(int* number, int port, const char* key, ExceptionLog log, CallSite site = CallSite::Here())
+{
+    if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
+    if (number == nullptr) return SRCWATCH_ERROR_NULL;
+    return QueryRecord(
+        port, log, [&](Json::Value& record) { *number = NumberOf(record, key); }, site);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------------------------------
+// One field of a port's record
+
+int srcwatch_get_cec_name(char* dst, int port)
+{
+    return QueryText(dst, port, "CECName", EXCEPTION_IN("srcwatch_get_cec_name"));
+}
+
+int srcwatch_get_model_name(char* dst, int port)
+{
+    return QueryText(dst, port, "ModelName", EXCEPTION_IN("srcwatch_get_model_name"));
+}
+
+int srcwatch_get_manufacturer_name(char* dst, int port)
+{
+    return QueryText(dst, port, "MFName", EXCEPTION_IN("srcwatch_get_manufacturer_name"));
+}
+
+int srcwatch_get_codeset_name(char* dst, int port)
+{
+    return QueryText(dst, port, "CName", EXCEPTION_IN("srcwatch_get_codeset_name"));
+}
+
+int srcwatch_get_logo_mso_name(char* dst, int port)
+{
+    return QueryText(dst, port, "PRName", EXCEPTION_IN("srcwatch_get_infoframe_model_name"));  // sic
+}
+
+int srcwatch_get_cec_device_name(char* dst, int port)
+{
+    return QueryText(dst, port, "CDevName", EXCEPTION_IN("srcwatch_get_cec_device_name"));
+}
+
+int srcwatch_get_aksv_info(char* dst, int port)
+{
+    return QueryText(dst, port, "AKSV", EXCEPTION_IN("srcwatch_get_codeset_name"));  // sic
+}
+
+int srcwatch_get_product_type_name(int port, int* device_type)
+{
+    return QueryNumber(device_type, port, "DevType", EXCEPTION_IN("srcwatch_get_product_type_name"));
+}
+
+int srcwatch_get_denycount(int* deny_count, int port)
+{
+    return QueryNumber(deny_count, port, "DenyCount", EXCEPTION_IN("srcwatch_get_codeset_name"));  // sic
+}
+
+int srcwatch_get_detection_moethod(int port, int* method)
+{
+    return QueryNumber(method, port, "DMethod", EXCEPTION_IN("srcwatch_get_cec_device_name"));  // sic
+}
+
+int srcwatch_get_current_aksv_info(void) { return -1; }
+
+// ---------------------------------------------------------------------------------------------------------------------
+// What to show for a device
+
+namespace {
+
+// One call of srcwatch_get_device_info: what the functions below compose the two strings from, and where to.
+struct DeviceInfo {
+    Json::Value& record;
+    int port;
+    char* str1;
+    char* str2;
+    CallSite site;
+};
+
+struct Names {
+    std::string device;
+    std::string brand;
+};
+
+std::string CopyMember(Json::Value& record, const char* key, char* dst)
+{
+    std::string text = TextOf(record, key);
+    CopyText(dst, text);
+    return text;
+}
+
+Names CopyNames(const DeviceInfo& info)
+{
+    Names names{TextOf(info.record, "DevName"), TextOf(info.record, "BName")};
+    CopyText(info.str1, names.device);
+    CopyText(info.str2, names.brand);
+    return names;
+}
+
+void SendProvider(const DeviceInfo& info)
+{
+    std::string provider = TextOf(info.record, "PRName");
+    if (BeginsWith(provider.c_str(), kGenericSetTopBox)) {
+        CopyText(info.str1, kUnknown);
+        QDLOG_AT(info.site, DLOG_ERROR, "Device Info Send STB(%d) : %s to %s\n", info.port, provider.c_str(), kUnknown);
+        return;
+    }
+    CopyText(info.str1, provider);
+    provider.resize(std::min<std::size_t>(provider.size(), SRCWATCH_TEXT_SIZE));  // logged as written
+    QDLOG_AT(info.site, DLOG_ERROR, "Device Info Send STB(%d) : %s\n", info.port, provider.c_str());
+}
+
+void SendSetTopBox(const DeviceInfo& info)
+{
+    SendProvider(info);
+    const std::string detection = CopyMember(info.record, "UnknownType", info.str2);
+    QDLOG_AT(info.site, DLOG_ERROR, "Detection Info Send for STB Device(%d): %s\n", info.port, detection.c_str());
+}
+
+void SendDiscOrTheatre(const DeviceInfo& info)
+{
+    const Names names = CopyNames(info);
+    QDLOG_AT(info.site, DLOG_ERROR, "Device Info Send BD HTS(%d): %s %s\n", info.port, names.device.c_str(),
+             names.brand.c_str());
+}
+
+void SendStreamingOrGame(const DeviceInfo& info)
+{
+    const Names names = CopyNames(info);
+    QDLOG_AT(info.site, DLOG_ERROR, "Device Info Send OTT GAME(%d): %s %s\n", info.port, names.device.c_str(),
+             names.brand.c_str());
+}
+
+void SendOther(const DeviceInfo& info)
+{
+    const std::string device = CopyMember(info.record, "DevName", info.str1);
+    QDLOG_AT(info.site, DLOG_ERROR, "Device Info Send OTHER(%d): %s\n", info.port, device.c_str());
+    const std::string detection = CopyMember(info.record, "UnknownType", info.str2);
+    QDLOG_AT(info.site, DLOG_ERROR, "Detection Info Send for OTHER Device(%d): %s\n", info.port, detection.c_str());
+}
+
+void SendNotSupported(const DeviceInfo& info)
+{
+    *info.str1 = '\0';  // Deliberate: only the first byte.
+    QDLOG_AT(info.site, DLOG_ERROR, "Device Info Send NOT SUPPORT(%d): %s\n", info.port, info.str1);
+    const std::string detection = CopyMember(info.record, "UnknownType", info.str2);
+    QDLOG_AT(info.site, DLOG_ERROR, "Detection Info Send for NOT_SUPPORT Device(%d): %s\n", info.port,
+             detection.c_str());
+}
+
+void SendPc(const DeviceInfo& info)
+{
+    const std::string device = CopyMember(info.record, "DevName", info.str1);
+    QDLOG_AT(info.site, DLOG_ERROR, "Device Info Send PC(%d): %s\n", info.port, device.c_str());
+    const std::string brand = CopyMember(info.record, "BName", info.str2);
+    QDLOG_AT(info.site, DLOG_ERROR, "Brand Info Send PC(%d): %s\n", info.port, brand.c_str());
+}
+
+void SendDeviceInfo(const DeviceInfo& info, int type)
+{
+    switch (type) {
+        case SRCWATCH_DEVICE_SET_TOP_BOX:
+            return SendSetTopBox(info);
+        case SRCWATCH_DEVICE_DISC_PLAYER:
+        case SRCWATCH_DEVICE_HOME_THEATRE:
+            return SendDiscOrTheatre(info);
+        case SRCWATCH_DEVICE_STREAMING_BOX:
+        case SRCWATCH_DEVICE_GAME_CONSOLE:
+            return SendStreamingOrGame(info);
+        case SRCWATCH_DEVICE_OTHER:
+            return SendOther(info);
+        case SRCWATCH_DEVICE_NOT_SUPPORTED:
+            return SendNotSupported(info);
+        case SRCWATCH_DEVICE_PC:
+            return SendPc(info);
+        default:
+            QDLOG_AT(info.site, DLOG_ERROR, "Device Type Error: %d\n", type);  // the strings stay the caller's
+    }
+}
+
+// Deliberate: not for a device that is not supported, whose first string stays empty.
+void ReplaceEmptyName(const DeviceInfo& info, int type)
+{
+    if (type == SRCWATCH_DEVICE_NOT_SUPPORTED || *info.str1 != '\0') return;
+    QDLOG_AT(info.site, DLOG_ERROR, "String is NULL: Change to Unknown (Type %d)\n", type);
+    std::memcpy(info.str1, kUnknown, sizeof(kUnknown));
+}
+
+// The member that is the first result string of a device type; null for none. Not the choice made above, on purpose.
+const char* FirstResultKey(int type)
+{
+    switch (type) {
+        case SRCWATCH_DEVICE_SET_TOP_BOX:
+            return "PRName";
+        case SRCWATCH_DEVICE_DISC_PLAYER:
+        case SRCWATCH_DEVICE_HOME_THEATRE:
+        case SRCWATCH_DEVICE_STREAMING_BOX:
+        case SRCWATCH_DEVICE_GAME_CONSOLE:
+        case SRCWATCH_DEVICE_PC:
+            return "DevName";
+        default:
+            return nullptr;
+    }
+}
+
+// The same for the second one.
+const char* SecondResultKey(int type)
+{
+    const bool named = type >= SRCWATCH_DEVICE_DISC_PLAYER && type <= SRCWATCH_DEVICE_GAME_CONSOLE;
+    return named ? "BName" : nullptr;
+}
+
+int QueryResultText(char* dst, int port, const char* (*keyOf)(int type), ExceptionLog log,
+                    CallSite site = CallSite::Here())
+{
+    if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
+    if (dst == nullptr) return SRCWATCH_ERROR_NULL;
+    return QueryRecord(
+        port, log,
+        [&](Json::Value& record) {
+            const char* key = keyOf(NumberOf(record, "DevType"));
+            if (key != nullptr) CopyMember(record, key, dst);
+        },
+        site);
+}
+
+}  // namespace
+
+int srcwatch_get_device_info(int port, int* device_type, char* device_info_str1, char* device_info_str2)
+{
+    QDLOG(DLOG_ERROR, "srcwatch_get_device_info called for Port (%d)\n", port);
+    if (!IsPort(port)) {
+        QDLOG(DLOG_ERROR, "Port Index Error: %d\n", port);
+        return SRCWATCH_ERROR_PORT;
+    }
+    if (device_info_str1 == nullptr) {
+        QDLOG(DLOG_ERROR, "device_info_str1 is NULL\n");
+        return SRCWATCH_ERROR_NULL;
+    }
+    if (device_info_str2 == nullptr) {
+        QDLOG(DLOG_ERROR, "device_info_str2 is NULL\n");
+        return SRCWATCH_ERROR_NULL;
+    }
+    if (device_type == nullptr) return SRCWATCH_ERROR_NULL;
+
+    return QueryRecord(port, EXCEPTION_IN("srcwatch_get_device_info"),
+                       [&, site = CallSite::Here()](Json::Value& record) {
+                           const DeviceInfo info{record, port, device_info_str1, device_info_str2, site};
+                           const int type = NumberOf(record, "DevType");
+                           *device_type = type;
+                           SendDeviceInfo(info, type);
+                           ReplaceEmptyName(info, type);
+                       });
+}
+
+int srcwatch_get_codeset_info(int port, bool* has_codeset, char* dst)
+{
+    if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
+    if (dst == nullptr || has_codeset == nullptr) return SRCWATCH_ERROR_NULL;
+
+    int type = 0;
+    char str1[SRCWATCH_TEXT_SIZE + 1] = {};  // one more, as a text of 100 bytes has no terminator
+    char str2[SRCWATCH_TEXT_SIZE + 1] = {};
+    static_cast<void>(srcwatch_get_device_info(port, &type, str1, str2));  // a failure leaves the first string empty
+    if (BeginsWith(str1, kUnknown) || BeginsWith(str1, kGenericSetTopBox)) {
+        QDLOG(DLOG_ERROR, "Device name(%s) makes empty codeset return\n", str1);
+        *has_codeset = false;
+        return SRCWATCH_NO_CODESET;
+    }
+
+    bool found = false;
+    const int result = QueryRecord(port, EXCEPTION_IN("srcwatch_get_codeset_info"), [&](Json::Value& record) {
+        const std::string name = TextOf(record, "CName");
+        found = !name.empty();
+        *has_codeset = found;
+        if (found) CopyText(dst, name, SRCWATCH_CODESET_TEXT_SIZE);
+    });
+    return result == SRCWATCH_OK && !found ? static_cast<int>(SRCWATCH_NO_CODESET) : result;
+}
+
+int srcwatch_get_result_str1_name(char* dst, int port)
+{
+    return QueryResultText(dst, port, FirstResultKey, EXCEPTION_IN("srcwatch_get_result_str1_name"));
+}
+
+int srcwatch_get_result_str2_name(char* dst, int port)
+{
+    return QueryResultText(dst, port, SecondResultKey, EXCEPTION_IN("srcwatch_get_result_str2_name"));
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Changes and scan state of a port, saving and clearing its record
+
+int srcwatch_get_changed_device_info(int port, int* prev_port, bool* changed)
+{
+    if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
+    if (prev_port == nullptr || changed == nullptr) return SRCWATCH_ERROR_NULL;
+    const CallSite site = CallSite::Here();
+    return QueryRecord(port, EXCEPTION_IN("srcwatch_get_codeset_name"), [&](Json::Value& record) {  // sic
+        const int prevPort = NumberOf(record, "PrevPort");
+        const int changedType = NumberOf(record, "Changed");
+        *prev_port = prevPort;
+        *changed = changedType != 0;
+        QDLOG_AT(site, DLOG_ERROR, "port_index(%d), API PrevPort(%d), nChanged(%d)\n", port, prevPort, changedType);
+    });
+}
+
+int srcwatch_get_oobe_scan_state(int port, int* scan_state)
+{
+    const int result = QueryNumber(scan_state, port, "ScanState", EXCEPTION_IN("srcwatch_get_codeset_name"));  // sic
+    if (result == SRCWATCH_OK) QDLOG(DLOG_ERROR, "port_index(%d), API ScanState(%d)\n", port, *scan_state);
+    return result;
+}
+
+void srcwatch_set_source_info(int port, int save_mode)
+{
+    if (save_mode != 0 && save_mode != 1) return;
+    CQDInfoData* store = CSingleton<CQDInfoServerData>::GetInstance();
+    if (store == nullptr) return;
+    if (save_mode == 0) {
+        store->t_CheckAndSaveActivityWithNotify(port);
+    } else {
+        store->t_CheckAndSaveActivity(port);
+    }
+}
+
+void srcwatch_remove_source_info(int port)
+{
+    const bool isHdmi = port >= 0 && port < HDMI_PORT_COUNT;
+    if (!isHdmi && port != OPTICAL_PORT) return;
+    CQDInfoData* table = CQDInfoAPI::GetQDInfoUtil();
+    if (table == nullptr) return;                            // not the service
+    static_cast<void>(table->t_LoadActivityInfoToMemory());  // without stored records, those in memory count
+    if (!table->HasPort(port)) return;
+    table->ResetSourceInfo(port);
+    constexpr int kNotOptical = -1;
+    CQDInfoAPI::GetQDInfoUtil()->t_CheckAndSaveActivity(kNotOptical);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Detection statistics
+
+namespace {
+
+constexpr int kKpiPorts = 8;
+
+void FillKpi(Json::Value& entry, int port, srcwatch_kpi_info_s& info)
+{
+    info.hdmi_no = port + 1;
+    info.t = entry.get("t", -1).asInt();
+    const Json::Value& spd = entry["spd"];
+    if (!spd.isNull() && spd.size() == 3) {
+        info.spd_vendor = spd[0U].asString();
+        info.spd_product = spd[1U].asString();
+    }
+    const Json::Value& result = entry["result"];
+    if (!result.isNull() && result.size() == 3) info.result_first = result[0U].asString();
+}
+
+}  // namespace
+
+int srcwatch_get_device_kpi_info(int port, srcwatch_kpi_info_s* info)
+{
+    if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
+    if (info == nullptr) return SRCWATCH_ERROR_NULL;
+    const CallSite site = CallSite::Here();
+    return CatchJson(EXCEPTION_IN("srcwatch_get_device_kpi_info"), site, [&]() -> int {
+        Json::Value entry;
+        CQDInfoData* store = CSingleton<CQDInfoServerData>::GetInstance();
+        if (store != nullptr) store->t_LoadPortJsonKPIInfoToMemory(port, entry);
+        if (entry.isNull()) {
+            QDLOG_AT(site, DLOG_ERROR, "Fail to Get Json [HDMI%d]\n", port + 1);
+            return SRCWATCH_ERROR_JSON;
+        }
+        // Deliberate: an entry is an object, and indexing it by number throws; so every entry found ends there.
+        const std::string text = Json::writeString(Json::StreamWriterBuilder(), entry[port]);
+        QDLOG_AT(site, DLOG_ERROR, "Succeed to Get Json [HDMI%d], %s\n", port + 1, text.c_str());
+        FillKpi(entry, port, *info);
+        return SRCWATCH_OK;
+    });
+}
+
+int srcwatch_get_all_device_kpi_info(srcwatch_kpi_info_s* infos)
+{
+    if (infos == nullptr) return SRCWATCH_ERROR_NULL;
+    const CallSite site = CallSite::Here();
+    return CatchJson(EXCEPTION_IN("srcwatch_get_all_device_kpi_info"), site, [&]() -> int {
+        // The store fills one for each HDMI input, which may be more than there are records.
+        std::vector<Json::Value> entries(static_cast<std::size_t>(std::max(HDMI_PORT_COUNT, kKpiPorts)));
+        CQDInfoData* store = CSingleton<CQDInfoServerData>::GetInstance();
+        if (store != nullptr) store->t_LoadAllJsonKPIInfoToMemory(entries.data());
+        for (int port = 0; port < kKpiPorts; ++port) {
+            Json::Value& entry = entries[static_cast<std::size_t>(port)];
+            if (entry.isNull()) {
+                QDLOG_AT(site, DLOG_ERROR, "Fail to Get Json [HDMI%d]\n", port + 1);
+                continue;
+            }
+            const std::string text = Json::writeString(Json::StreamWriterBuilder(), entry);
+            QDLOG_AT(site, DLOG_ERROR, "Succeed to Get Json [HDMI%d], %s\n", port + 1, text.c_str());
+            FillKpi(entry, port, infos[port]);
+        }
+        return SRCWATCH_OK;
+    });
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -147,8 +640,6 @@ int srcwatch_get_oobe_stb_scan_progress(int* progress)
 // Features and states of the TV
 
 namespace {
-
-using qdinfo::CallSite;
 
 // Source identifiers of HDMI 1 to HDMI 8 in the TV service.
 constexpr int HDMI_SOURCE_IDS[] = {13, 14, 15, 16, 38, 39, 46, 47};
