@@ -1,0 +1,38 @@
+# shellcheck shell=bash disable=SC2034
+# SPDX-License-Identifier: Apache-2.0
+# The Debian packages that the commands of this directory need; sourced by them.
+
+build_packages=(
+    g++ cmake ninja-build pkg-config libjsoncpp-dev libglib2.0-dev libsqlite3-dev libsystemd-dev
+    libcli11-dev libsmartcols-dev dbus-daemon
+)
+test_packages=(
+    libgtest-dev libgmock-dev libbenchmark-dev clang clang-format clang-tidy libclang-rt-14-dev git
+    libglib2.0-bin systemd python3 python3-jsonschema shellcheck
+)
+
+# Installs those of the named packages that are missing.
+install_packages() {
+    local package missing=()
+    for package in "$@"; do
+        dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
+    done
+    ((${#missing[@]})) || return 0
+
+    local as_root=()
+    if ((EUID != 0)); then
+        if ! command -v sudo >/dev/null; then
+            echo "Missing packages, and neither root nor sudo to install them: ${missing[*]}" >&2
+            return 1
+        fi
+        as_root=(sudo)
+    fi
+    echo "Installing: ${missing[*]}"
+    local install=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq --no-install-recommends install -y)
+    # The package lists may be absent or out of date on a machine that is new.
+    "${install[@]}" "${missing[@]}" >/dev/null 2>&1 && return 0
+    if ! "${as_root[@]}" apt-get -qq update || ! "${install[@]}" "${missing[@]}"; then
+        echo "Could not install: ${missing[*]}" >&2
+        return 1
+    fi
+}
