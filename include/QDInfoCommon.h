@@ -108,6 +108,9 @@ inline long LogStamp()
 
 }  // namespace qdinfo
 
+/// Priorities of the library's log lines, as the platform log numbers them.
+enum QDLogPriority { QDLOG_DEBUG = 3, QDLOG_ERROR = 6 };
+
 /// Log a line for another place than this one. The format is a literal, so the compiler checks the arguments.
 #define QDLOG_AT(site, priority, format, ...)                                                              \
     __dlog_print(0, (priority), "qdinfo", "%s: %s(%d) > <%ld> " format "\n", (site).file, (site).function, \
@@ -131,10 +134,10 @@ public:
     {
         std::lock_guard<std::mutex> lock(t_mtx);
         if (m_pInstance == nullptr) {
-            QDLOG(DLOG_ERROR, "new......\n");
+            QDLOG(QDLOG_ERROR, "new......\n");
             m_pInstance = new (std::nothrow) T;
             if (m_pInstance == nullptr) {
-                QDLOG(DLOG_ERROR, "Assertion failed");
+                QDLOG(QDLOG_ERROR, "Assertion failed");
                 return nullptr;
             }
         }
@@ -146,7 +149,7 @@ public:
     {
         std::lock_guard<std::mutex> lock(t_mtx);
         if (m_pInstance == nullptr) return;
-        QDLOG(DLOG_ERROR, " DestroyInstance() \n");
+        QDLOG(QDLOG_ERROR, " DestroyInstance() \n");
         delete m_pInstance;
         m_pInstance = nullptr;
     }

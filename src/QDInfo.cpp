@@ -23,11 +23,11 @@ int get_hdmi_count(void)
     // Runs while the library is loaded, before any string constant exists.
     int count = 0;
     if (system_info_get_value_int(SYSTEM_INFO_KEY_NUM_OF_HDMI, &count) != 0) {
-        QDLOG(DLOG_ERROR, "System Info get fails (SYSTEM_INFO_KEY_NUM_OF_HDMI)");
+        QDLOG(QDLOG_ERROR, "System Info get fails (SYSTEM_INFO_KEY_NUM_OF_HDMI)");
     } else if (count > 0) {
         return count;
     }
-    QDLOG(DLOG_ERROR, "HDMI count < 0");  // Deliberate: also for 0.
+    QDLOG(QDLOG_ERROR, "HDMI count < 0");  // Deliberate: also for 0.
     return -1;
 }
 
@@ -48,9 +48,9 @@ constexpr char kGenericSetTopBox[] = "STB";  // begins the provider name of a se
 // Logs what() for the exported function at site. Deliberate: some messages name another function than that of the site.
 using ExceptionLog = void (*)(const CallSite& site, const char* what);
 
-#define EXCEPTION_IN(function)                                                     \
-    [](const CallSite& at, const char* what) {                                     \
-        QDLOG_AT(at, DLOG_ERROR, "Exception Handled by " function ": %s\n", what); \
+#define EXCEPTION_IN(function)                                                      \
+    [](const CallSite& at, const char* what) {                                      \
+        QDLOG_AT(at, QDLOG_ERROR, "Exception Handled by " function ": %s\n", what); \
     }
 
 bool IsPort(int port) { return port == OPTICAL_PORT || (port >= 0 && port <= 7); }
@@ -217,58 +217,59 @@ void SendProvider(const DeviceInfo& info)
     std::string provider = TextOf(info.record, "PRName");
     if (BeginsWith(provider.c_str(), kGenericSetTopBox)) {
         CopyText(info.str1, kUnknown);
-        QDLOG_AT(info.site, DLOG_ERROR, "Device Info Send STB(%d) : %s to %s\n", info.port, provider.c_str(), kUnknown);
+        QDLOG_AT(info.site, QDLOG_ERROR, "Device Info Send STB(%d) : %s to %s\n", info.port, provider.c_str(),
+                 kUnknown);
         return;
     }
     CopyText(info.str1, provider);
     provider.resize(std::min<std::size_t>(provider.size(), SRCWATCH_TEXT_SIZE));  // logged as written
-    QDLOG_AT(info.site, DLOG_ERROR, "Device Info Send STB(%d) : %s\n", info.port, provider.c_str());
+    QDLOG_AT(info.site, QDLOG_ERROR, "Device Info Send STB(%d) : %s\n", info.port, provider.c_str());
 }
 
 void SendSetTopBox(const DeviceInfo& info)
 {
     SendProvider(info);
     const std::string detection = CopyMember(info.record, "UnknownType", info.str2);
-    QDLOG_AT(info.site, DLOG_ERROR, "Detection Info Send for STB Device(%d): %s\n", info.port, detection.c_str());
+    QDLOG_AT(info.site, QDLOG_ERROR, "Detection Info Send for STB Device(%d): %s\n", info.port, detection.c_str());
 }
 
 void SendDiscOrTheatre(const DeviceInfo& info)
 {
     const Names names = CopyNames(info);
-    QDLOG_AT(info.site, DLOG_ERROR, "Device Info Send BD HTS(%d): %s %s\n", info.port, names.device.c_str(),
+    QDLOG_AT(info.site, QDLOG_ERROR, "Device Info Send BD HTS(%d): %s %s\n", info.port, names.device.c_str(),
              names.brand.c_str());
 }
 
 void SendStreamingOrGame(const DeviceInfo& info)
 {
     const Names names = CopyNames(info);
-    QDLOG_AT(info.site, DLOG_ERROR, "Device Info Send OTT GAME(%d): %s %s\n", info.port, names.device.c_str(),
+    QDLOG_AT(info.site, QDLOG_ERROR, "Device Info Send OTT GAME(%d): %s %s\n", info.port, names.device.c_str(),
              names.brand.c_str());
 }
 
 void SendOther(const DeviceInfo& info)
 {
     const std::string device = CopyMember(info.record, "DevName", info.str1);
-    QDLOG_AT(info.site, DLOG_ERROR, "Device Info Send OTHER(%d): %s\n", info.port, device.c_str());
+    QDLOG_AT(info.site, QDLOG_ERROR, "Device Info Send OTHER(%d): %s\n", info.port, device.c_str());
     const std::string detection = CopyMember(info.record, "UnknownType", info.str2);
-    QDLOG_AT(info.site, DLOG_ERROR, "Detection Info Send for OTHER Device(%d): %s\n", info.port, detection.c_str());
+    QDLOG_AT(info.site, QDLOG_ERROR, "Detection Info Send for OTHER Device(%d): %s\n", info.port, detection.c_str());
 }
 
 void SendNotSupported(const DeviceInfo& info)
 {
     *info.str1 = '\0';  // Deliberate: only the first byte.
-    QDLOG_AT(info.site, DLOG_ERROR, "Device Info Send NOT SUPPORT(%d): %s\n", info.port, info.str1);
+    QDLOG_AT(info.site, QDLOG_ERROR, "Device Info Send NOT SUPPORT(%d): %s\n", info.port, info.str1);
     const std::string detection = CopyMember(info.record, "UnknownType", info.str2);
-    QDLOG_AT(info.site, DLOG_ERROR, "Detection Info Send for NOT_SUPPORT Device(%d): %s\n", info.port,
+    QDLOG_AT(info.site, QDLOG_ERROR, "Detection Info Send for NOT_SUPPORT Device(%d): %s\n", info.port,
              detection.c_str());
 }
 
 void SendPc(const DeviceInfo& info)
 {
     const std::string device = CopyMember(info.record, "DevName", info.str1);
-    QDLOG_AT(info.site, DLOG_ERROR, "Device Info Send PC(%d): %s\n", info.port, device.c_str());
+    QDLOG_AT(info.site, QDLOG_ERROR, "Device Info Send PC(%d): %s\n", info.port, device.c_str());
     const std::string brand = CopyMember(info.record, "BName", info.str2);
-    QDLOG_AT(info.site, DLOG_ERROR, "Brand Info Send PC(%d): %s\n", info.port, brand.c_str());
+    QDLOG_AT(info.site, QDLOG_ERROR, "Brand Info Send PC(%d): %s\n", info.port, brand.c_str());
 }
 
 void SendDeviceInfo(const DeviceInfo& info, int type)
@@ -289,7 +290,7 @@ void SendDeviceInfo(const DeviceInfo& info, int type)
         case SRCWATCH_DEVICE_PC:
             return SendPc(info);
         default:
-            QDLOG_AT(info.site, DLOG_ERROR, "Device Type Error: %d\n", type);  // the strings stay the caller's
+            QDLOG_AT(info.site, QDLOG_ERROR, "Device Type Error: %d\n", type);  // the strings stay the caller's
     }
 }
 
@@ -297,7 +298,7 @@ void SendDeviceInfo(const DeviceInfo& info, int type)
 void ReplaceEmptyName(const DeviceInfo& info, int type)
 {
     if (type == SRCWATCH_DEVICE_NOT_SUPPORTED || *info.str1 != '\0') return;
-    QDLOG_AT(info.site, DLOG_ERROR, "String is NULL: Change to Unknown (Type %d)\n", type);
+    QDLOG_AT(info.site, QDLOG_ERROR, "String is NULL: Change to Unknown (Type %d)\n", type);
     std::memcpy(info.str1, kUnknown, sizeof(kUnknown));
 }
 
@@ -343,17 +344,17 @@ int QueryResultText(char* dst, int port, const char* (*keyOf)(int type), Excepti
 
 int srcwatch_get_device_info(int port, int* device_type, char* device_info_str1, char* device_info_str2)
 {
-    QDLOG(DLOG_ERROR, "srcwatch_get_device_info called for Port (%d)\n", port);
+    QDLOG(QDLOG_ERROR, "srcwatch_get_device_info called for Port (%d)\n", port);
     if (!IsPort(port)) {
-        QDLOG(DLOG_ERROR, "Port Index Error: %d\n", port);
+        QDLOG(QDLOG_ERROR, "Port Index Error: %d\n", port);
         return SRCWATCH_ERROR_PORT;
     }
     if (device_info_str1 == nullptr) {
-        QDLOG(DLOG_ERROR, "device_info_str1 is NULL\n");
+        QDLOG(QDLOG_ERROR, "device_info_str1 is NULL\n");
         return SRCWATCH_ERROR_NULL;
     }
     if (device_info_str2 == nullptr) {
-        QDLOG(DLOG_ERROR, "device_info_str2 is NULL\n");
+        QDLOG(QDLOG_ERROR, "device_info_str2 is NULL\n");
         return SRCWATCH_ERROR_NULL;
     }
     if (device_type == nullptr) return SRCWATCH_ERROR_NULL;
@@ -378,7 +379,7 @@ int srcwatch_get_codeset_info(int port, bool* has_codeset, char* dst)
     char str2[SRCWATCH_TEXT_SIZE + 1] = {};
     static_cast<void>(srcwatch_get_device_info(port, &type, str1, str2));  // a failure leaves the first string empty
     if (BeginsWith(str1, kUnknown) || BeginsWith(str1, kGenericSetTopBox)) {
-        QDLOG(DLOG_ERROR, "Device name(%s) makes empty codeset return\n", str1);
+        QDLOG(QDLOG_ERROR, "Device name(%s) makes empty codeset return\n", str1);
         *has_codeset = false;
         return SRCWATCH_NO_CODESET;
     }
@@ -416,14 +417,14 @@ int srcwatch_get_changed_device_info(int port, int* prev_port, bool* changed)
         const int changedType = NumberOf(record, "Changed");
         *prev_port = prevPort;
         *changed = changedType != 0;
-        QDLOG_AT(site, DLOG_ERROR, "port_index(%d), API PrevPort(%d), nChanged(%d)\n", port, prevPort, changedType);
+        QDLOG_AT(site, QDLOG_ERROR, "port_index(%d), API PrevPort(%d), nChanged(%d)\n", port, prevPort, changedType);
     });
 }
 
 int srcwatch_get_oobe_scan_state(int port, int* scan_state)
 {
     const int result = QueryNumber(scan_state, port, "ScanState", EXCEPTION_IN("srcwatch_get_codeset_name"));  // sic
-    if (result == SRCWATCH_OK) QDLOG(DLOG_ERROR, "port_index(%d), API ScanState(%d)\n", port, *scan_state);
+    if (result == SRCWATCH_OK) QDLOG(QDLOG_ERROR, "port_index(%d), API ScanState(%d)\n", port, *scan_state);
     return result;
 }
 
@@ -484,12 +485,12 @@ int srcwatch_get_device_kpi_info(int port, srcwatch_kpi_info_s* info)
         CQDInfoData* store = CSingleton<CQDInfoServerData>::GetInstance();
         if (store != nullptr) store->t_LoadPortJsonKPIInfoToMemory(port, entry);
         if (entry.isNull()) {
-            QDLOG_AT(site, DLOG_ERROR, "Fail to Get Json [HDMI%d]\n", port + 1);
+            QDLOG_AT(site, QDLOG_ERROR, "Fail to Get Json [HDMI%d]\n", port + 1);
             return SRCWATCH_ERROR_JSON;
         }
         // Deliberate: an entry is an object, and indexing it by number throws; so every entry found ends there.
         const std::string text = Json::writeString(Json::StreamWriterBuilder(), entry[port]);
-        QDLOG_AT(site, DLOG_ERROR, "Succeed to Get Json [HDMI%d], %s\n", port + 1, text.c_str());
+        QDLOG_AT(site, QDLOG_ERROR, "Succeed to Get Json [HDMI%d], %s\n", port + 1, text.c_str());
         FillKpi(entry, port, *info);
         return SRCWATCH_OK;
     });
@@ -507,11 +508,11 @@ int srcwatch_get_all_device_kpi_info(srcwatch_kpi_info_s* infos)
         for (int port = 0; port < kKpiPorts; ++port) {
             Json::Value& entry = entries[static_cast<std::size_t>(port)];
             if (entry.isNull()) {
-                QDLOG_AT(site, DLOG_ERROR, "Fail to Get Json [HDMI%d]\n", port + 1);
+                QDLOG_AT(site, QDLOG_ERROR, "Fail to Get Json [HDMI%d]\n", port + 1);
                 continue;
             }
             const std::string text = Json::writeString(Json::StreamWriterBuilder(), entry);
-            QDLOG_AT(site, DLOG_ERROR, "Succeed to Get Json [HDMI%d], %s\n", port + 1, text.c_str());
+            QDLOG_AT(site, QDLOG_ERROR, "Succeed to Get Json [HDMI%d], %s\n", port + 1, text.c_str());
             FillKpi(entry, port, infos[port]);
         }
         return SRCWATCH_OK;
@@ -546,43 +547,43 @@ void CommandScan(int command) { WriteInt(VCONF_SCAN_PROGRESS, command); }
 
 void srcwatch_oobe_scan_start(void)
 {
-    QDLOG(DLOG_ERROR, "Srcwatch OOBE Scan Start API called\n");
+    QDLOG(QDLOG_ERROR, "Srcwatch OOBE Scan Start API called\n");
     CommandScan(SCAN_COMMAND_OOBE_START);
 }
 
 void srcwatch_oobe_scan_stop(void)
 {
-    QDLOG(DLOG_ERROR, "Srcwatch OOBE Scan Stop API called\n");
+    QDLOG(QDLOG_ERROR, "Srcwatch OOBE Scan Stop API called\n");
     CommandScan(SCAN_COMMAND_OOBE_STOP);
 }
 
 void srcwatch_oobe_scan_resume(void)
 {
-    QDLOG(DLOG_ERROR, "Srcwatch OOBE Scan Resume API called\n");
+    QDLOG(QDLOG_ERROR, "Srcwatch OOBE Scan Resume API called\n");
     CommandScan(SCAN_COMMAND_OOBE_RESUME);
 }
 
 void srcwatch_optical_scan_start(void)
 {
-    QDLOG(DLOG_ERROR, "Srcwatch OPTICAL Scan Start API called\n");
+    QDLOG(QDLOG_ERROR, "Srcwatch OPTICAL Scan Start API called\n");
     CommandScan(SCAN_COMMAND_OPTICAL_START);
 }
 
 void srcwatch_optical_scan_stop(void)
 {
-    QDLOG(DLOG_ERROR, "Srcwatch OPTICAL Scan Stop API called\n");
+    QDLOG(QDLOG_ERROR, "Srcwatch OPTICAL Scan Stop API called\n");
     CommandScan(SCAN_COMMAND_OPTICAL_STOP);
 }
 
 void srcwatch_set_MBR_download_finished(void)
 {
-    QDLOG(DLOG_ERROR, "API: Srcwatch Set MBR Download Finished Called\n");
+    QDLOG(QDLOG_ERROR, "API: Srcwatch Set MBR Download Finished Called\n");
     CommandScan(SCAN_COMMAND_MBR_DOWNLOAD_FINISHED);
 }
 
 void srcwatch_set_optical_scan_state(int state)
 {
-    QDLOG(DLOG_ERROR, "Set Optical state: %d\n", state);
+    QDLOG(QDLOG_ERROR, "Set Optical state: %d\n", state);
     g_nOpticalScanState = state;
 }
 
@@ -590,21 +591,21 @@ int srcwatch_is_optical_scan(bool* result)
 {
     const bool scanning = g_nOpticalScanState != 0;
     if (result != nullptr) *result = scanning;
-    QDLOG(DLOG_ERROR, "Optical result: %d\n", scanning);
+    QDLOG(QDLOG_ERROR, "Optical result: %d\n", scanning);
     return 0;
 }
 
 void srcwatch_set_running_scan_type(int type)
 {
     g_nRunningScanType = type;
-    QDLOG(DLOG_ERROR, "Set Scan type : %d\n", g_nRunningScanType);
+    QDLOG(QDLOG_ERROR, "Set Scan type : %d\n", g_nRunningScanType);
 }
 
 int srcwatch_get_running_scan_type(int* type)
 {
     const int running = g_nRunningScanType;
     if (type != nullptr) *type = running;
-    QDLOG(DLOG_ERROR, "Scan type result: %d\n", running);
+    QDLOG(QDLOG_ERROR, "Scan type result: %d\n", running);
     return 0;
 }
 
@@ -615,7 +616,7 @@ int srcwatch_get_oobe_stb_scan_progress(int* progress)
 
     int state = 0;
     if (vconf_get_int(VCONF_SCAN_RESULT.c_str(), &state) != 0) {
-        QDLOG(DLOG_ERROR, "Vconf get fail: %s\n", VCONF_SCAN_RESULT.c_str());
+        QDLOG(QDLOG_ERROR, "Vconf get fail: %s\n", VCONF_SCAN_RESULT.c_str());
         return SRCWATCH_PROGRESS_UNREADABLE;
     }
 
@@ -629,7 +630,7 @@ int srcwatch_get_oobe_stb_scan_progress(int* progress)
     } else if (state >= -3 && state < 0) {
         return state;
     } else if (state != 0) {
-        QDLOG(DLOG_ERROR, "Undefined progress value: %d\n", state);
+        QDLOG(QDLOG_ERROR, "Undefined progress value: %d\n", state);
         return SRCWATCH_PROGRESS_UNDEFINED;
     }
     if (progress != nullptr) *progress = percent;
@@ -654,7 +655,7 @@ bool ReadSwitch(const std::string& key, bool& on, CallSite site = CallSite::Here
 {
     int value = 0;
     if (vconf_get_int(key.c_str(), &value) != 0) {
-        QDLOG_AT(site, DLOG_ERROR, "Localset vconf read error\n");
+        QDLOG_AT(site, QDLOG_ERROR, "Localset vconf read error\n");
         return false;
     }
     on = value == 1;
@@ -677,9 +678,10 @@ Feature ReadFeature(const char* name)
 
 ISourceControl* GetSourceControl(CallSite site = CallSite::Here())
 {
+    constexpr auto kMainProfile = static_cast<EProfile>(1);  // platforms name it differently
     ISourceControl* control = nullptr;
-    if (TVServiceAPI::CreateSourceControl(PROFILE_TYPE_MAIN, 0, &control) != 0 || control == nullptr) {
-        QDLOG_AT(site, DLOG_ERROR, "Create Source Control failed!!\n");
+    if (TVServiceAPI::CreateSourceControl(kMainProfile, 0, &control) != 0 || control == nullptr) {
+        QDLOG_AT(site, QDLOG_ERROR, "Create Source Control failed!!\n");
         return nullptr;
     }
     return control;
@@ -689,7 +691,7 @@ ISourceControl* GetSourceControl(CallSite site = CallSite::Here())
 void CommandTwc(int command, int port, CallSite site = CallSite::Here())
 {
     if (port < 0 || port >= kTwcPorts) {
-        QDLOG_AT(site, DLOG_ERROR, "Unknown port index %d\n", port);
+        QDLOG_AT(site, QDLOG_ERROR, "Unknown port index %d\n", port);
         return;
     }
     CommandScan(command + port);
@@ -702,9 +704,9 @@ bool srcwatch_is_HotPlug_progress(void)
     bool on = false;
     if (!ReadSwitch(VCONF_HOTPLUG_PROGRESS, on)) return false;
     if (on) {
-        QDLOG(DLOG_ERROR, "HotPlug is in Progress\n");
+        QDLOG(QDLOG_ERROR, "HotPlug is in Progress\n");
     } else {
-        QDLOG(DLOG_ERROR, "HotPlug is NOT Progress\n");
+        QDLOG(QDLOG_ERROR, "HotPlug is NOT Progress\n");
     }
     return on;
 }
@@ -714,9 +716,9 @@ bool srcwatch_is_HotPlug_enable(void)
     bool on = false;
     if (!ReadSwitch(VCONF_HP_AUTO_DETECT_SUPPORT, on)) return false;
     if (on) {
-        QDLOG(DLOG_ERROR, "HotPlug Enabled\n");
+        QDLOG(QDLOG_ERROR, "HotPlug Enabled\n");
     } else {
-        QDLOG(DLOG_ERROR, "HotPlug Disabled\n");
+        QDLOG(QDLOG_ERROR, "HotPlug Disabled\n");
     }
     return on;
 }
@@ -726,9 +728,9 @@ bool srcwatch_is_MVPD_enable(void)
     bool on = false;
     if (!ReadSwitch(VCONF_MVPD_AUTO_DETECT_SUPPORT, on)) return false;
     if (on) {
-        QDLOG(DLOG_ERROR, "MVPD Enabled\n");
+        QDLOG(QDLOG_ERROR, "MVPD Enabled\n");
     } else {
-        QDLOG(DLOG_ERROR, "MVPD Disabled\n");
+        QDLOG(QDLOG_ERROR, "MVPD Disabled\n");
     }
     return on;
 }
@@ -742,18 +744,18 @@ bool srcwatch_Is_hdmi_notification_running(void)
 
 bool srcwatch_is_no_device(void)
 {
-    QDLOG(DLOG_ERROR, "srcwatch_is_no_device!!!\n");
+    QDLOG(QDLOG_ERROR, "srcwatch_is_no_device!!!\n");
 
     const Feature calvix = ReadFeature("com.korvane/featureconf/bt_profile_bt_calvix");
     const Feature ir = ReadFeature("com.korvane/featureconf/cx_core_ir_tavrin");
     if (!calvix.on && !ir.on) {
-        QDLOG(DLOG_ERROR, "TV Model does NOT Support Calvix (%d) or IR MBR (%d)\n", calvix.value, ir.value);
+        QDLOG(QDLOG_ERROR, "TV Model does NOT Support Calvix (%d) or IR MBR (%d)\n", calvix.value, ir.value);
         return true;
     }
-    QDLOG(DLOG_ERROR, "TV Model Supports Calvix (%d) or IR MBR (%d)\n", calvix.value, ir.value);
+    QDLOG(QDLOG_ERROR, "TV Model Supports Calvix (%d) or IR MBR (%d)\n", calvix.value, ir.value);
 
     if (!srcwatch_is_MVPD_enable() && !srcwatch_is_HotPlug_progress()) {
-        QDLOG(DLOG_ERROR, "MVPD Option is OFF and HotPlug is NOT Progress!!\n");
+        QDLOG(QDLOG_ERROR, "MVPD Option is OFF and HotPlug is NOT Progress!!\n");
         return true;
     }
 
@@ -761,14 +763,14 @@ bool srcwatch_is_no_device(void)
     bool connected = false;                        // Deliberate: never reset, and looked at also after a failed query.
     for (int i = 0; i < std::min(HDMI_PORT_COUNT, kSourceIds); ++i) {
         if (control != nullptr && control->IsExternalSourceConnected(HDMI_SOURCE_IDS[i], &connected) < 1) {
-            QDLOG(DLOG_ERROR, "Get Ext Source Info Fail\n");
+            QDLOG(QDLOG_ERROR, "Get Ext Source Info Fail\n");
         }
         if (connected) {
-            QDLOG(DLOG_ERROR, "HDMI(%d) is connected!!\n", i + 1);
+            QDLOG(QDLOG_ERROR, "HDMI(%d) is connected!!\n", i + 1);
             return false;
         }
     }
-    QDLOG(DLOG_ERROR, "There is no connected HDMI Cable!!\n");
+    QDLOG(QDLOG_ERROR, "There is no connected HDMI Cable!!\n");
     return true;
 }
 
@@ -776,33 +778,33 @@ int srcwatch_is_TWC(void)
 {
     int status = kTwcStatusUnknown;
     static_cast<void>(vconf_get_int(VCONF_TWC_STATUS_INTERNAL.c_str(), &status));  // Deliberate: failure reads as -1.
-    QDLOG(DLOG_ERROR, "srcwatch_is_TWC return %d\n", status);
+    QDLOG(QDLOG_ERROR, "srcwatch_is_TWC return %d\n", status);
     return status;
 }
 
 void srcwatch_TWC_check_start(int port)
 {
-    QDLOG(DLOG_ERROR, "Srcwatch TWC Check Start API called %d\n", port);
+    QDLOG(QDLOG_ERROR, "Srcwatch TWC Check Start API called %d\n", port);
     WriteInt(VCONF_TWC_STATUS_INTERNAL, kTwcStatusUnknown);
     CommandTwc(SCAN_COMMAND_TWC_CHECK_START, port);
-    QDLOG(DLOG_ERROR, "srcwatch_TWC_check_start end %d\n", port);
+    QDLOG(QDLOG_ERROR, "srcwatch_TWC_check_start end %d\n", port);
 }
 
 void srcwatch_TWC_check_end(int port)
 {
-    QDLOG(DLOG_ERROR, "Srcwatch TWC Check End API called\n");
+    QDLOG(QDLOG_ERROR, "Srcwatch TWC Check End API called\n");
     CommandTwc(SCAN_COMMAND_TWC_CHECK_END, port);
     WriteInt(VCONF_TWC_SEQ_ID, -1);
     WriteInt(VCONF_TWC_FRAME_COUNT, kTwcFrameCount);
     WriteInt(VCONF_TWC_STATUS_INTERNAL, kTwcStatusUnknown);
-    QDLOG(DLOG_ERROR, "Srcwatch TWC Check End API End\n");
+    QDLOG(QDLOG_ERROR, "Srcwatch TWC Check End API End\n");
 }
 
 void srcwatch_TWC_is_channeltuned(int twc_seq_id, int twc_frame_count)
 {
     WriteInt(VCONF_TWC_SEQ_ID, twc_seq_id);
     WriteInt(VCONF_TWC_FRAME_COUNT, twc_frame_count);
-    QDLOG(DLOG_ERROR, "(twc_seq_id , twc_frame_count) = (%d, %d)\n", twc_seq_id, twc_frame_count);
+    QDLOG(QDLOG_ERROR, "(twc_seq_id , twc_frame_count) = (%d, %d)\n", twc_seq_id, twc_frame_count);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -817,16 +819,16 @@ qdinfo::CQDEventReciever* g_pReceiver = nullptr;  // the process's one client-si
 int srcwatch_register_event_callback(srcwatch_event_cb callback, void* user_data)
 {
     if (callback == nullptr) {
-        QDLOG(DLOG_ERROR, "[srcwatch_register_event_callback] input function address is NULL");
+        QDLOG(QDLOG_ERROR, "[srcwatch_register_event_callback] input function address is NULL");
         return 0;
     }
     if (g_pReceiver != nullptr) {
-        QDLOG(DLOG_ERROR, "[srcwatch_register_event_callback] already registered");
+        QDLOG(QDLOG_ERROR, "[srcwatch_register_event_callback] already registered");
         return 0;
     }
     auto* receiver = new (std::nothrow) qdinfo::CQDEventReciever(QDINFO_CHANNEL_NAME, false);
     if (receiver == nullptr) {
-        QDLOG(DLOG_ERROR, "new error");
+        QDLOG(QDLOG_ERROR, "new error");
         return 0;
     }
     g_pReceiver = receiver;
@@ -841,11 +843,11 @@ int srcwatch_unregister_event_callback(srcwatch_event_cb callback)
 {
     // Deliberate: the messages name the register function.
     if (callback == nullptr) {
-        QDLOG(DLOG_ERROR, "[srcwatch_register_event_callback] input function address is NULL");
+        QDLOG(QDLOG_ERROR, "[srcwatch_register_event_callback] input function address is NULL");
         return 0;
     }
     if (g_pReceiver == nullptr) {
-        QDLOG(DLOG_ERROR, "[srcwatch_register_event_callback] not registered");
+        QDLOG(QDLOG_ERROR, "[srcwatch_register_event_callback] not registered");
         return 0;
     }
     qdinfo::CQDEventReciever* receiver = g_pReceiver;

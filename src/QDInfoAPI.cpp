@@ -14,7 +14,7 @@ bool CQDInfoAPI::m_bServerPart = false;
 CQDInfoData* CQDInfoAPI::GetQDInfoUtil()
 {
     if (m_pUtil != nullptr) return m_pUtil;
-    QDLOG(DLOG_DEBUG, "Create Util  !");
+    QDLOG(QDLOG_DEBUG, "Create Util  !");
     if (m_bServerPart) m_pUtil = CSingleton<CQDInfoServerData>::GetInstance();
     return m_pUtil;
 }
@@ -23,14 +23,14 @@ bool CQDInfoAPI::Create(bool bServerPart)
 {
     m_bServerPart = bServerPart;
     if (GetQDInfoUtil() == nullptr) return false;
-    QDLOG(DLOG_DEBUG, "init Util  !");
+    QDLOG(QDLOG_DEBUG, "init Util  !");
     return m_pUtil->t_Initialize();
 }
 
 void CQDInfoAPI::Destroy()
 {
     if (m_pUtil == nullptr) return;
-    QDLOG(DLOG_DEBUG, "Destroy Util  !");
+    QDLOG(QDLOG_DEBUG, "Destroy Util  !");
     m_pUtil->t_UnInitialize();
     if (m_bServerPart) CSingleton<CQDInfoServerData>::DestroyInstance();
     m_pUtil = nullptr;

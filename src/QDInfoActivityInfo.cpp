@@ -71,7 +71,7 @@ bool CQDInfoActivityInfo::Read(Json::Value& obj)
         }
         return true;
     } catch (const Json::Exception& e) {
-        QDLOG(DLOG_ERROR, "Exception Handled by CQDInfoActivityInfo::Read: %s", e.what());
+        QDLOG(QDLOG_ERROR, "Exception Handled by CQDInfoActivityInfo::Read: %s", e.what());
         return false;
     }
 }
@@ -89,7 +89,7 @@ bool CQDInfoActivityInfo::Write(Json::Value& obj)
         }
         return true;
     } catch (const Json::Exception& e) {
-        QDLOG(DLOG_ERROR, "Exception Handled by CQDInfoActivityInfo::Write: %s", e.what());
+        QDLOG(QDLOG_ERROR, "Exception Handled by CQDInfoActivityInfo::Write: %s", e.what());
         return false;
     }
 }
@@ -111,28 +111,28 @@ void CQDInfoActivityInfo::SetStrDeviceType(const char* s) { AssignText(m_strDevi
 
 const char* CQDInfoActivityInfo::GetBrandName()
 {
-    QDLOG(DLOG_DEBUG, "brand name is %s", m_strBrandName.c_str());
+    QDLOG(QDLOG_DEBUG, "brand name is %s", m_strBrandName.c_str());
     return m_strBrandName.c_str();
 }
 void CQDInfoActivityInfo::SetBrandName(const char* s) { AssignText(m_strBrandName, s); }
 
 const char* CQDInfoActivityInfo::GetDeviceName()
 {
-    QDLOG(DLOG_DEBUG, "device name is %s", m_strDeviceName.c_str());
+    QDLOG(QDLOG_DEBUG, "device name is %s", m_strDeviceName.c_str());
     return m_strDeviceName.c_str();
 }
 void CQDInfoActivityInfo::SetDeviceName(const char* s) { AssignText(m_strDeviceName, s); }
 
 const char* CQDInfoActivityInfo::GetProviderName()
 {
-    QDLOG(DLOG_DEBUG, "provider name is %s", m_strProviderName.c_str());
+    QDLOG(QDLOG_DEBUG, "provider name is %s", m_strProviderName.c_str());
     return m_strProviderName.c_str();
 }
 void CQDInfoActivityInfo::SetProviderName(const char* s) { AssignText(m_strProviderName, s); }
 
 const char* CQDInfoActivityInfo::GetCodesetName()
 {
-    QDLOG(DLOG_DEBUG, "codeset name is %s", m_strCodesetName.c_str());
+    QDLOG(QDLOG_DEBUG, "codeset name is %s", m_strCodesetName.c_str());
     return m_strCodesetName.c_str();
 }
 void CQDInfoActivityInfo::SetCodesetName(const char* s)
@@ -142,42 +142,42 @@ void CQDInfoActivityInfo::SetCodesetName(const char* s)
 
 const char* CQDInfoActivityInfo::GetCECDeviceName()
 {
-    QDLOG(DLOG_DEBUG, "cec device name is %s", m_strCECDeviceName.c_str());
+    QDLOG(QDLOG_DEBUG, "cec device name is %s", m_strCECDeviceName.c_str());
     return m_strCECDeviceName.c_str();
 }
 void CQDInfoActivityInfo::SetCECDeviceName(const char* s) { AssignText(m_strCECDeviceName, s); }
 
 const char* CQDInfoActivityInfo::GetAKSVKey()
 {
-    QDLOG(DLOG_DEBUG, "aksv key name is %s", m_strAKSVKey.c_str());
+    QDLOG(QDLOG_DEBUG, "aksv key name is %s", m_strAKSVKey.c_str());
     return m_strAKSVKey.c_str();
 }
 void CQDInfoActivityInfo::SetAKSVKey(const char* s) { AssignText(m_strAKSVKey, s); }
 
 const char* CQDInfoActivityInfo::GetUnknownType()
 {
-    QDLOG(DLOG_DEBUG, "Unknown Process %s", m_strUnknownType.c_str());
+    QDLOG(QDLOG_DEBUG, "Unknown Process %s", m_strUnknownType.c_str());
     return m_strUnknownType.c_str();
 }
 void CQDInfoActivityInfo::SetUnknownType(const char* s) { AssignText(m_strUnknownType, s); }
 
 const char* CQDInfoActivityInfo::GetManufacturerName()
 {
-    QDLOG(DLOG_DEBUG, "Manufacturer name (Infoframe Vendor brand) is %s", m_strManufacturerName.c_str());
+    QDLOG(QDLOG_DEBUG, "Manufacturer name (Infoframe Vendor brand) is %s", m_strManufacturerName.c_str());
     return m_strManufacturerName.c_str();
 }
 void CQDInfoActivityInfo::SetManufacturerName(const char* s) { AssignText(m_strManufacturerName, s); }
 
 const char* CQDInfoActivityInfo::GetModelName()
 {
-    QDLOG(DLOG_DEBUG, "Model name (Infoframe Model) is %s", m_strModelName.c_str());
+    QDLOG(QDLOG_DEBUG, "Model name (Infoframe Model) is %s", m_strModelName.c_str());
     return m_strModelName.c_str();
 }
 void CQDInfoActivityInfo::SetModelName(const char* s) { AssignText(m_strModelName, s); }
 
 const char* CQDInfoActivityInfo::GetCECName()
 {
-    QDLOG(DLOG_DEBUG, "CEC name is %s", m_strCECName.c_str());
+    QDLOG(QDLOG_DEBUG, "CEC name is %s", m_strCECName.c_str());
     return m_strCECName.c_str();
 }
 void CQDInfoActivityInfo::SetCECName(const char* s) { AssignText(m_strCECName, s); }

@@ -42,7 +42,7 @@ CQDInfoActivityInfo& CQDInfoData::At(int port)
 
 bool CQDInfoData::CreateAndAddNewActivity()
 {
-    QDLOG(DLOG_DEBUG, " CQDInfoData::CreateAndAddNewActivity ");
+    QDLOG(QDLOG_DEBUG, " CQDInfoData::CreateAndAddNewActivity ");
     for (int i = 0; i < HDMI_PORT_COUNT; ++i) t_ActivityInfo.emplace_back();  // Deliberate: appends at each call.
     m_OpticalActivityInfo = CQDInfoActivityInfo();
     return true;
@@ -53,13 +53,13 @@ void CQDInfoData::ResetSourceInfo(int port) { m_ResetSourceInfo(port); }
 void CQDInfoData::m_ResetSourceInfo(int port)
 {
     At(port).ResetSourceInfo();
-    QDLOG(DLOG_ERROR, "Port(%d) Reset Source Info", port);
+    QDLOG(QDLOG_ERROR, "Port(%d) Reset Source Info", port);
 }
 
 bool CQDInfoData::GetActivityInfoToStream(Json::Value& root)
 {
     try {
-        QDLOG(DLOG_ERROR, "t_ActivityInfo.size() = %zu ", t_ActivityInfo.size());
+        QDLOG(QDLOG_ERROR, "t_ActivityInfo.size() = %zu ", t_ActivityInfo.size());
         for (std::size_t i = 0; i < t_ActivityInfo.size(); ++i) {
             Json::Value record;
             t_ActivityInfo[i].Write(record);
@@ -67,7 +67,7 @@ bool CQDInfoData::GetActivityInfoToStream(Json::Value& root)
         }
         return true;
     } catch (const Json::Exception& e) {
-        QDLOG(DLOG_ERROR, "Exception Handled by GetActivityInfoToStream: %s", e.what());
+        QDLOG(QDLOG_ERROR, "Exception Handled by GetActivityInfoToStream: %s", e.what());
         return false;
     }
 }
@@ -81,7 +81,7 @@ bool CQDInfoData::GetOpticalActivityInfoToStream(Json::Value& root)
         return true;
     } catch (const Json::Exception& e) {
         // Deliberate: the text names the HDMI function.
-        QDLOG(DLOG_ERROR, "Exception Handled by GetActivityInfoToStream: %s", e.what());
+        QDLOG(QDLOG_ERROR, "Exception Handled by GetActivityInfoToStream: %s", e.what());
         return false;
     }
 }
@@ -98,7 +98,7 @@ bool CQDInfoData::SetActivityInfoFromStream(Json::Value& root)
         }
         return true;
     } catch (const Json::Exception& e) {
-        QDLOG(DLOG_ERROR, "Exception Handled by SetActivityInfoFromStream: %s", e.what());
+        QDLOG(QDLOG_ERROR, "Exception Handled by SetActivityInfoFromStream: %s", e.what());
         return false;
     }
 }
@@ -133,12 +133,12 @@ bool CQDInfoData::SetDeviceName(const char* s, int port)
 
 const char* CQDInfoData::GetProviderName(int port)
 {
-    if (port == OPTICAL_PORT) QDLOG(DLOG_ERROR, "GetProviderName called for Optical");
+    if (port == OPTICAL_PORT) QDLOG(QDLOG_ERROR, "GetProviderName called for Optical");
     return At(port).GetProviderName();
 }
 bool CQDInfoData::SetProviderName(const char* s, int port)
 {
-    if (port == OPTICAL_PORT) QDLOG(DLOG_ERROR, "SetProviderName called for Optical");
+    if (port == OPTICAL_PORT) QDLOG(QDLOG_ERROR, "SetProviderName called for Optical");
     At(port).SetProviderName(s);
     return true;
 }
@@ -152,12 +152,12 @@ bool CQDInfoData::SetCodesetName(const char* s, int port)
 
 const char* CQDInfoData::GetCECDeviceName(int port)
 {
-    if (port == OPTICAL_PORT) QDLOG(DLOG_ERROR, "GetCECDeviceName called for Optical");
+    if (port == OPTICAL_PORT) QDLOG(QDLOG_ERROR, "GetCECDeviceName called for Optical");
     return At(port).GetCECDeviceName();
 }
 bool CQDInfoData::SetCECDeviceName(const char* s, int port)
 {
-    if (port == OPTICAL_PORT) QDLOG(DLOG_ERROR, "SetCECDeviceName called for Optical");
+    if (port == OPTICAL_PORT) QDLOG(QDLOG_ERROR, "SetCECDeviceName called for Optical");
     At(port).SetCECDeviceName(s);
     return true;
 }

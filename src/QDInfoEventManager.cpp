@@ -196,7 +196,7 @@ int CQDEventSender::IsServiceAvailable()
 {
     if (m_Connect() == 0) return 0;
     const std::string busName = BusName(m_Name);
-    QDLOG(DLOG_ERROR, "%s", busName.c_str());
+    QDLOG(QDLOG_ERROR, "%s", busName.c_str());
 
     Error error;
     const Variant reply(g_dbus_connection_call_sync(m_pConnection, "org.freedesktop.DBus", "/org/freedesktop/DBus",
@@ -204,16 +204,16 @@ int CQDEventSender::IsServiceAvailable()
                                                     g_variant_new("(s)", busName.c_str()), G_VARIANT_TYPE("(b)"),
                                                     G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr, error.Out()));
     if (!reply) {
-        QDLOG(DLOG_ERROR, "sync call fail (%s, %d)", error.Message(), error.Code());
+        QDLOG(QDLOG_ERROR, "sync call fail (%s, %d)", error.Message(), error.Code());
         return 0;
     }
     gboolean owned = FALSE;
     g_variant_get(reply.get(), "(b)", &owned);
     if (owned == FALSE) {
-        QDLOG(DLOG_ERROR, "IsServiceAvailable fail and over");  // Deliberate: there is one attempt.
+        QDLOG(QDLOG_ERROR, "IsServiceAvailable fail and over");  // Deliberate: there is one attempt.
         return 0;
     }
-    QDLOG(DLOG_ERROR, "IsServiceAvailable success");
+    QDLOG(QDLOG_ERROR, "IsServiceAvailable success");
     return 1;
 }
 
@@ -223,11 +223,11 @@ int CQDEventSender::m_Connect()
     Error error;
     m_pConnection = ConnectToSystemBus(error);
     if (m_pConnection == nullptr) {
-        QDLOG(DLOG_ERROR, "Couldn't connect to DBus bus: '%s'", error.Message());
+        QDLOG(QDLOG_ERROR, "Couldn't connect to DBus bus: '%s'", error.Message());
         return 0;
     }
     if (g_dbus_connection_is_closed(m_pConnection) != FALSE) {
-        QDLOG(DLOG_ERROR, "dbus connection is not open");
+        QDLOG(QDLOG_ERROR, "dbus connection is not open");
         return 0;
     }
     return 1;
@@ -238,12 +238,12 @@ int CQDEventSender::m_GetProxy()
     if (m_pProxy != nullptr) return 1;
     const std::string path = ObjectPath(m_Name);
     const std::string busName = BusName(m_Name);
-    QDLOG(DLOG_ERROR, "%s %s", path.c_str(), busName.c_str());
+    QDLOG(QDLOG_ERROR, "%s %s", path.c_str(), busName.c_str());
     Error error;
     m_pProxy = g_dbus_proxy_new_sync(m_pConnection, G_DBUS_PROXY_FLAGS_NONE, nullptr, busName.c_str(), path.c_str(),
                                      busName.c_str(), nullptr, error.Out());
     if (m_pProxy == nullptr) {
-        QDLOG(DLOG_ERROR, "Couldn't create proxy for %s (%s)", busName.c_str(), error.Message());
+        QDLOG(QDLOG_ERROR, "Couldn't create proxy for %s (%s)", busName.c_str(), error.Message());
         return 0;
     }
     return 1;
@@ -254,25 +254,25 @@ int CQDEventSender::m_Call(int type, const std::stringstream& extra, std::string
     if (m_Connect() == 0 || m_GetProxy() == 0) return 0;
     std::string message;
     if (!m_BuildMessage(extra, message)) {
-        QDLOG(DLOG_ERROR, " proxy call failed (%s)", "no memory for the message");
+        QDLOG(QDLOG_ERROR, " proxy call failed (%s)", "no memory for the message");
         return 0;
     }
-    QDLOG(DLOG_ERROR, "sizeOfMsgData:%d  MsgData:%s", static_cast<int>(message.size()), message.c_str());
+    QDLOG(QDLOG_ERROR, "sizeOfMsgData:%d  MsgData:%s", static_cast<int>(message.size()), message.c_str());
 
     Error error;
     const Variant result(g_dbus_proxy_call_sync(m_pProxy, m_Name.c_str(), EventBody(type, message).get(),
                                                 G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr, error.Out()));
     if (!result) {
-        QDLOG(DLOG_ERROR, " proxy call failed (%s)", error.Message());
+        QDLOG(QDLOG_ERROR, " proxy call failed (%s)", error.Message());
         return 0;
     }
     if (g_variant_is_of_type(result.get(), G_VARIANT_TYPE("(s)")) == FALSE) {
-        QDLOG(DLOG_ERROR, " proxy call failed (%s)", "the reply is not a text");
+        QDLOG(QDLOG_ERROR, " proxy call failed (%s)", "the reply is not a text");
         return 0;
     }
     const char* text = nullptr;
     g_variant_get(result.get(), "(&s)", &text);
-    QDLOG(DLOG_ERROR, "Message from Server: '%s'", text);
+    QDLOG(QDLOG_ERROR, "Message from Server: '%s'", text);
     Empty(reply);
     reply.str(text);
     return 1;
@@ -281,26 +281,26 @@ int CQDEventSender::m_Call(int type, const std::stringstream& extra, std::string
 int CQDEventSender::m_SendSignal(int type, const std::stringstream& extra)
 {
     if (m_Connect() == 0) return 0;
-    QDLOG(DLOG_ERROR, "%s %s", ObjectPath(m_Name).c_str(), BusName(m_Name).c_str());
+    QDLOG(QDLOG_ERROR, "%s %s", ObjectPath(m_Name).c_str(), BusName(m_Name).c_str());
     std::string failure;
     if (!m_Emit(type, extra, failure)) {
-        QDLOG(DLOG_ERROR, "Error while sending signal: '%s'", failure.c_str());
+        QDLOG(QDLOG_ERROR, "Error while sending signal: '%s'", failure.c_str());
         return 0;
     }
-    QDLOG(DLOG_ERROR, "Send signal success");
+    QDLOG(QDLOG_ERROR, "Send signal success");
     return 1;
 }
 
 int CQDEventSender::m_SendExternalEvent()
 {
     if (m_Connect() == 0) return 0;
-    QDLOG(DLOG_DEBUG, "%s %s", ObjectPath(m_Name).c_str(), BusName(m_Name).c_str());
+    QDLOG(QDLOG_DEBUG, "%s %s", ObjectPath(m_Name).c_str(), BusName(m_Name).c_str());
     std::string failure;
     if (!m_Emit(m_Event.type, m_MsgStream, failure)) {
-        QDLOG(DLOG_ERROR, "Error while sending signal: '%s'", failure.c_str());
+        QDLOG(QDLOG_ERROR, "Error while sending signal: '%s'", failure.c_str());
         return 0;
     }
-    QDLOG(DLOG_DEBUG, "Send external event success");
+    QDLOG(QDLOG_DEBUG, "Send external event success");
     return 1;
 }
 
@@ -344,7 +344,7 @@ void CQDEventSender::m_ConvertEventToStream()
         tokens[i] = length > 0 ? std::string(m_Event.str_args[i], length) : QDINFO_EMPTY_FIELD;
         std::replace(tokens[i].begin(), tokens[i].end(), kSpace, kSpaceInMessage);
     }
-    QDLOG(DLOG_DEBUG, "%s %s %s", tokens[0].c_str(), tokens[1].c_str(), tokens[2].c_str());
+    QDLOG(QDLOG_DEBUG, "%s %s %s", tokens[0].c_str(), tokens[1].c_str(), tokens[2].c_str());
     for (const std::string& token : tokens) m_MsgStream << token << QDINFO_FIELD_SEPARATOR;
 }
 
@@ -490,17 +490,17 @@ CQDEventReciever::~CQDEventReciever()
     } else {
         m_UnRegisterQDInfoClientEvent();
     }
-    QDLOG(DLOG_ERROR, "m_EventCallbackTable");
+    QDLOG(QDLOG_ERROR, "m_EventCallbackTable");
     m_EventCallbackTable.clear();
-    QDLOG(DLOG_ERROR, "end");
+    QDLOG(QDLOG_ERROR, "end");
 }
 
 void CQDEventReciever::RegisterEventCallback(int type, srcwatch_event_cb callback, void* user_data)
 {
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
-    QDLOG(DLOG_ERROR, "register eventtype: %d", type);
+    QDLOG(QDLOG_ERROR, "register eventtype: %d", type);
     if (m_EventCallbackTable.count(type) != 0) {
-        QDLOG(DLOG_ERROR, "register eventtype: %d existed", type);
+        QDLOG(QDLOG_ERROR, "register eventtype: %d existed", type);
         return;
     }
     auto& entry = m_EventCallbackTable[type];
@@ -522,7 +522,7 @@ void CQDEventReciever::m_RegisterQDInfoServiceEvent()
 {
     const std::string path = ObjectPath(m_Name);
     const std::string busName = BusName(m_Name);
-    QDLOG(DLOG_ERROR, "%s %s", path.c_str(), busName.c_str());
+    QDLOG(QDLOG_ERROR, "%s %s", path.c_str(), busName.c_str());
 
     char xml[2048];
     // Deliberate: a longer text is cut silently, and then does not parse.
@@ -533,10 +533,10 @@ void CQDEventReciever::m_RegisterQDInfoServiceEvent()
                                     "\t         <arg type='s' name='messageout' direction='out'/>"
                                     "\t     </method>\t </interface></node>",
                                     path.c_str(), busName.c_str(), m_Name.c_str()));
-    QDLOG(DLOG_ERROR, "interface xml : %s", xml);
+    QDLOG(QDLOG_ERROR, "interface xml : %s", xml);
     m_pNodeInfo = g_dbus_node_info_new_for_xml(xml, nullptr);
     if (m_pNodeInfo == nullptr) {
-        QDLOG(DLOG_ERROR, "Assertion failed");
+        QDLOG(QDLOG_ERROR, "Assertion failed");
         return;
     }
 
@@ -544,7 +544,7 @@ void CQDEventReciever::m_RegisterQDInfoServiceEvent()
         static_cast<GBusNameOwnerFlags>(G_BUS_NAME_OWNER_FLAGS_ALLOW_REPLACEMENT | G_BUS_NAME_OWNER_FLAGS_REPLACE);
     m_OwnerId = g_bus_own_name(G_BUS_TYPE_SYSTEM, busName.c_str(), kReplaceable, &m_BusAcquiredHandler,
                                &m_NameAcquiredHandler, &m_NameLostHandler, this, nullptr);
-    if (m_OwnerId == 0) QDLOG(DLOG_ERROR, "Assertion failed");
+    if (m_OwnerId == 0) QDLOG(QDLOG_ERROR, "Assertion failed");
 }
 
 void CQDEventReciever::m_RegisterQDInfoClientEvent()
@@ -552,13 +552,13 @@ void CQDEventReciever::m_RegisterQDInfoClientEvent()
     Error error;
     m_pConnection = ConnectToSystemBus(error);
     if (m_pConnection == nullptr) {
-        QDLOG(DLOG_ERROR, "Couldn't connect to DBus bus: '%s'", error.Message());
+        QDLOG(QDLOG_ERROR, "Couldn't connect to DBus bus: '%s'", error.Message());
         return;
     }
-    QDLOG(DLOG_ERROR, "%s %s", ObjectPath(m_Name).c_str(), BusName(m_Name).c_str());
+    QDLOG(QDLOG_ERROR, "%s %s", ObjectPath(m_Name).c_str(), BusName(m_Name).c_str());
     m_Subscribe();
-    QDLOG(DLOG_ERROR, "xxxxx2 g_dbus_connection_signal_subscribe :%d", static_cast<int>(m_SubscriptionId));
-    if (m_SubscriptionId == 0) QDLOG(DLOG_ERROR, "Assertion failed");
+    QDLOG(QDLOG_ERROR, "xxxxx2 g_dbus_connection_signal_subscribe :%d", static_cast<int>(m_SubscriptionId));
+    if (m_SubscriptionId == 0) QDLOG(QDLOG_ERROR, "Assertion failed");
 }
 
 void CQDEventReciever::m_Subscribe()
@@ -578,7 +578,7 @@ void CQDEventReciever::m_UnRegisterQDInfoServiceEvent()
 {
     if (m_SubscriptionId != 0 && m_pConnection != nullptr) {
         g_dbus_connection_signal_unsubscribe(m_pConnection, m_SubscriptionId);
-        QDLOG(DLOG_ERROR, "xxxxx4 g_dbus_connection_signal_unsubscribe :%d", static_cast<int>(m_SubscriptionId));
+        QDLOG(QDLOG_ERROR, "xxxxx4 g_dbus_connection_signal_unsubscribe :%d", static_cast<int>(m_SubscriptionId));
         m_SubscriptionId = 0;
     }
     if (m_ObjectId != 0 && m_pConnection != nullptr) {
@@ -598,7 +598,7 @@ void CQDEventReciever::m_UnRegisterQDInfoClientEvent()
     if (m_SubscriptionId != 0) {
         if (m_pConnection == nullptr) return;
         g_dbus_connection_signal_unsubscribe(m_pConnection, m_SubscriptionId);
-        QDLOG(DLOG_ERROR, "xxxxx3 g_dbus_connection_signal_unsubscribe :%d", static_cast<int>(m_SubscriptionId));
+        QDLOG(QDLOG_ERROR, "xxxxx3 g_dbus_connection_signal_unsubscribe :%d", static_cast<int>(m_SubscriptionId));
         m_SubscriptionId = 0;
     }
     g_clear_object(&m_pConnection);
@@ -607,7 +607,7 @@ void CQDEventReciever::m_UnRegisterQDInfoClientEvent()
 void CQDEventReciever::m_BusAcquiredHandler(GDBusConnection* connection, const char* name, void* receiver)
 {
     if (receiver == nullptr || connection == nullptr) {
-        QDLOG(DLOG_ERROR, "Assertion failed");
+        QDLOG(QDLOG_ERROR, "Assertion failed");
         return;
     }
     const HandlerScope scope(receiver);
@@ -615,27 +615,27 @@ void CQDEventReciever::m_BusAcquiredHandler(GDBusConnection* connection, const c
     auto* self = static_cast<CQDEventReciever*>(receiver);
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
     const std::string path = ObjectPath(self->m_Name);
-    QDLOG(DLOG_ERROR, "%s %s", path.c_str(), BusName(self->m_Name).c_str());
+    QDLOG(QDLOG_ERROR, "%s %s", path.c_str(), BusName(self->m_Name).c_str());
     g_dbus_connection_set_exit_on_close(connection, FALSE);
 
     self->m_ObjectId = g_dbus_connection_register_object(connection, path.c_str(), self->m_pNodeInfo->interfaces[0],
                                                          &m_vTable, self, nullptr, nullptr);
     if (self->m_ObjectId < 1) {
-        QDLOG(DLOG_ERROR, "Assertion failed");
+        QDLOG(QDLOG_ERROR, "Assertion failed");
         return;
     }
     self->m_BorrowConnection(connection);
     self->m_Subscribe();
-    if (self->m_SubscriptionId == 0) QDLOG(DLOG_ERROR, "Subscribing for signal failed");
-    QDLOG(DLOG_ERROR, "xxxxx g_dbus_connection_signal_subscribe : %s, %d", name,
+    if (self->m_SubscriptionId == 0) QDLOG(QDLOG_ERROR, "Subscribing for signal failed");
+    QDLOG(QDLOG_ERROR, "xxxxx g_dbus_connection_signal_subscribe : %s, %d", name,
           static_cast<int>(self->m_SubscriptionId));
 }
 
 void CQDEventReciever::m_NameAcquiredHandler(GDBusConnection*, const char*, void* receiver)
 {
-    QDLOG(DLOG_ERROR, "Registered on DBus");
+    QDLOG(QDLOG_ERROR, "Registered on DBus");
     if (receiver == nullptr) {
-        QDLOG(DLOG_ERROR, "Assertion failed");
+        QDLOG(QDLOG_ERROR, "Assertion failed");
         return;
     }
     const HandlerScope scope(receiver);
@@ -645,9 +645,9 @@ void CQDEventReciever::m_NameAcquiredHandler(GDBusConnection*, const char*, void
 
 void CQDEventReciever::m_NameLostHandler(GDBusConnection*, const char*, void* receiver)
 {
-    QDLOG(DLOG_ERROR, "HANDLER: name_lost_handler");
+    QDLOG(QDLOG_ERROR, "HANDLER: name_lost_handler");
     if (receiver == nullptr) {
-        QDLOG(DLOG_ERROR, "Assertion failed");
+        QDLOG(QDLOG_ERROR, "Assertion failed");
         return;
     }
     const HandlerScope scope(receiver);
@@ -659,17 +659,17 @@ void CQDEventReciever::m_SignalHandler(GDBusConnection*, const char*, const char
                                        GVariant* parameters, void* receiver)
 {
     if (receiver == nullptr) {
-        QDLOG(DLOG_ERROR, "Assertion failed");
+        QDLOG(QDLOG_ERROR, "Assertion failed");
         return;
     }
     const HandlerScope scope(receiver);
     if (!scope.Alive()) return;
     auto* self = static_cast<CQDEventReciever*>(receiver);
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
-    QDLOG(DLOG_DEBUG, "Received signal");
+    QDLOG(QDLOG_DEBUG, "Received signal");
     // Anybody may emit the signal with another body.
     if (parameters == nullptr || g_variant_is_of_type(parameters, G_VARIANT_TYPE("(is)")) == FALSE) {
-        QDLOG(DLOG_ERROR, "Assertion failed");
+        QDLOG(QDLOG_ERROR, "Assertion failed");
         return;
     }
     int type = 0;
@@ -679,7 +679,7 @@ void CQDEventReciever::m_SignalHandler(GDBusConnection*, const char*, const char
     self->m_HandleMessage(type, text);  // Deliberate: the reply stream keeps what callbacks write on this path.
     if (!scope.Alive()) return;
     self->m_EmptyInStream();
-    QDLOG(DLOG_DEBUG, "signal end");
+    QDLOG(QDLOG_DEBUG, "signal end");
 }
 
 void CQDEventReciever::m_MethodCallHandler(GDBusConnection*, const char*, const char*, const char*, const char* method,
@@ -688,7 +688,7 @@ void CQDEventReciever::m_MethodCallHandler(GDBusConnection*, const char*, const 
     // Dropped without a reply on every early return; returning a value takes it over.
     std::unique_ptr<GDBusMethodInvocation, decltype(&g_object_unref)> owned(invocation, &g_object_unref);
     if (receiver == nullptr) {
-        QDLOG(DLOG_ERROR, "Assertion failed");
+        QDLOG(QDLOG_ERROR, "Assertion failed");
         return;
     }
     const HandlerScope scope(receiver);
@@ -696,15 +696,15 @@ void CQDEventReciever::m_MethodCallHandler(GDBusConnection*, const char*, const 
     auto* self = static_cast<CQDEventReciever*>(receiver);
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
     if (self->m_Name != method) return;
-    QDLOG(DLOG_ERROR, "Received method call");
+    QDLOG(QDLOG_ERROR, "Received method call");
     if (parameters == nullptr || g_variant_is_of_type(parameters, G_VARIANT_TYPE("(is)")) == FALSE) {
-        QDLOG(DLOG_ERROR, "Assertion failed");
+        QDLOG(QDLOG_ERROR, "Assertion failed");
         return;
     }
     int type = 0;
     const char* text = nullptr;
     g_variant_get(parameters, "(i&s)", &type, &text);
-    QDLOG(DLOG_ERROR, "type:%d in str: %s", type, text);
+    QDLOG(QDLOG_ERROR, "type:%d in str: %s", type, text);
 
     Empty(self->m_OutStream);
     self->m_HandleMessage(type, text);
@@ -714,7 +714,7 @@ void CQDEventReciever::m_MethodCallHandler(GDBusConnection*, const char*, const 
         reply = self->m_OutStream.str();
         MakeValidUtf8(reply);
     }
-    QDLOG(DLOG_ERROR, "Replying");
+    QDLOG(QDLOG_ERROR, "Replying");
     g_dbus_method_invocation_return_value(owned.release(), g_variant_new("(s)", reply.c_str()));
 }
 
@@ -741,7 +741,7 @@ void CQDEventReciever::m_ConvertStreamToEvent(srcwatch_event_s& event)
     }
     std::string words[3];
     for (std::string& word : words) m_InStream >> word;
-    QDLOG(DLOG_DEBUG, "param:%s %s %s", words[0].c_str(), words[1].c_str(), words[2].c_str());
+    QDLOG(QDLOG_DEBUG, "param:%s %s %s", words[0].c_str(), words[1].c_str(), words[2].c_str());
 
     for (int i = 0; i < 3; ++i) {
         std::replace(words[i].begin(), words[i].end(), kSpaceInMessage, kSpace);
@@ -754,26 +754,26 @@ void CQDEventReciever::m_ConvertStreamToEvent(srcwatch_event_s& event)
 void CQDEventReciever::m_ProcessHandleEvent(srcwatch_event_s* event)
 {
     if (event == nullptr) {
-        QDLOG(DLOG_ERROR, "pEvent NULL");
+        QDLOG(QDLOG_ERROR, "pEvent NULL");
         return;
     }
     const auto found = m_EventCallbackTable.find(event->type);
     if (found == m_EventCallbackTable.end()) {
         // Deliberate: as the unsigned 32-bit number.
-        QDLOG(DLOG_ERROR, "type:%lu not found", static_cast<unsigned long>(static_cast<std::uint32_t>(event->type)));
+        QDLOG(QDLOG_ERROR, "type:%lu not found", static_cast<unsigned long>(static_cast<std::uint32_t>(event->type)));
         return;
     }
     const auto callback = found->second;  // a copy: the callback may remove its own entry
     if (!callback) {
-        QDLOG(DLOG_ERROR, "Function is no callable");
+        QDLOG(QDLOG_ERROR, "Function is no callable");
         return;
     }
     try {
         callback(event);
     } catch (const std::exception& e) {  // nothing may unwind through GLib
-        QDLOG(DLOG_ERROR, "Exception Handled by m_ProcessHandleEvent: %s", e.what());
+        QDLOG(QDLOG_ERROR, "Exception Handled by m_ProcessHandleEvent: %s", e.what());
     } catch (...) {
-        QDLOG(DLOG_ERROR, "Exception Handled by m_ProcessHandleEvent: %s", "unknown exception");
+        QDLOG(QDLOG_ERROR, "Exception Handled by m_ProcessHandleEvent: %s", "unknown exception");
     }
 }
 

@@ -51,10 +51,10 @@ bool LoadActivityDocument(const std::string& key, Json::Value& root, CallSite si
 {
     Text text = ReadText(key);
     if (!text) {
-        QDLOG_AT(site, DLOG_ERROR, "get %s failed!", key.c_str());
+        QDLOG_AT(site, QDLOG_ERROR, "get %s failed!", key.c_str());
         return false;
     }
-    QDLOG_AT(site, DLOG_DEBUG, " get %s succeed! <%s>", key.c_str(), text.get());
+    QDLOG_AT(site, QDLOG_DEBUG, " get %s succeed! <%s>", key.c_str(), text.get());
     return Parse(std::move(text), root);
 }
 
@@ -114,10 +114,10 @@ bool CQDInfoServerData::t_LoadActivityInfoToMemory()
         Json::Value root;
         if (!LoadActivityDocument(VCONF_SOURCE_ACTIVITY, root)) return false;
         if (SetActivityInfoFromStream(root)) return true;
-        QDLOG(DLOG_ERROR, " load to file error");
+        QDLOG(QDLOG_ERROR, " load to file error");
         return false;
     } catch (const Json::Exception& e) {
-        QDLOG(DLOG_ERROR, "Exception Handled by t_LoadActivityInfoToMemory: %s", e.what());
+        QDLOG(QDLOG_ERROR, "Exception Handled by t_LoadActivityInfoToMemory: %s", e.what());
         return false;
     }
 }
@@ -131,7 +131,7 @@ bool CQDInfoServerData::t_LoadPortJsonInfoToMemory(int port, Json::Value& out)
         return true;
     } catch (const Json::Exception& e) {
         // Deliberate: the text names the loader of the whole table.
-        QDLOG(DLOG_ERROR, "Exception Handled by t_LoadActivityInfoToMemory: %s", e.what());
+        QDLOG(QDLOG_ERROR, "Exception Handled by t_LoadActivityInfoToMemory: %s", e.what());
         return false;
     }
 }
@@ -144,7 +144,7 @@ bool CQDInfoServerData::t_LoadOpticalPortJsonInfoToMemory(int, Json::Value& out)
         out = std::move(root["activity"]);
         return true;
     } catch (const Json::Exception& e) {
-        QDLOG(DLOG_ERROR, "Exception Handled by t_LoadOpticalPortJsonInfoToMemory: %s", e.what());
+        QDLOG(QDLOG_ERROR, "Exception Handled by t_LoadOpticalPortJsonInfoToMemory: %s", e.what());
         return false;
     }
 }
@@ -161,7 +161,7 @@ bool CQDInfoServerData::t_LoadPortJsonKPIInfoToMemory(int port, Json::Value& out
         }
         return true;
     } catch (const Json::Exception& e) {
-        QDLOG(DLOG_ERROR, "Exception Handled by t_LoadPortJsonKPIInfoToMemory: %s", e.what());
+        QDLOG(QDLOG_ERROR, "Exception Handled by t_LoadPortJsonKPIInfoToMemory: %s", e.what());
         return false;
     }
 }
@@ -179,7 +179,7 @@ bool CQDInfoServerData::t_LoadAllJsonKPIInfoToMemory(Json::Value* out)
         }
         return true;
     } catch (const Json::Exception& e) {
-        QDLOG(DLOG_ERROR, "Exception Handled by t_LoadAllJsonKPIInfoToMemory: %s", e.what());
+        QDLOG(QDLOG_ERROR, "Exception Handled by t_LoadAllJsonKPIInfoToMemory: %s", e.what());
         return false;
     }
 }
@@ -190,18 +190,18 @@ bool CQDInfoServerData::t_SaveActivityInfoToFile()
         Json::Value root;
         std::string text;
         if (!GetActivityInfoToStream(root) || !Write(root, text)) {
-            QDLOG(DLOG_ERROR, " save to file error");
+            QDLOG(QDLOG_ERROR, " save to file error");
             return false;
         }
         if (vconf_set_str(VCONF_SOURCE_ACTIVITY.c_str(), text.c_str()) != 0) {
             // Deliberate: at DEBUG.
-            QDLOG(DLOG_DEBUG, " set %s failed! <%s>", VCONF_SOURCE_ACTIVITY.c_str(), text.c_str());
+            QDLOG(QDLOG_DEBUG, " set %s failed! <%s>", VCONF_SOURCE_ACTIVITY.c_str(), text.c_str());
             return false;
         }
-        QDLOG(DLOG_DEBUG, " set %s succeed! <%s>", VCONF_SOURCE_ACTIVITY.c_str(), text.c_str());
+        QDLOG(QDLOG_DEBUG, " set %s succeed! <%s>", VCONF_SOURCE_ACTIVITY.c_str(), text.c_str());
         return true;
     } catch (const Json::Exception& e) {
-        QDLOG(DLOG_ERROR, "Exception Handled by t_SaveActivityInfoToFile: %s", e.what());
+        QDLOG(QDLOG_ERROR, "Exception Handled by t_SaveActivityInfoToFile: %s", e.what());
         return false;
     }
 }

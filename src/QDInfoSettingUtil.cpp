@@ -30,44 +30,44 @@ void ReadText(const char* key, std::string& text)
 
 int CQDInfoSettingUtil::GetQDInfoActivityIndex()
 {
-    QDLOG(DLOG_DEBUG, "get activity index \n");
+    QDLOG(QDLOG_DEBUG, "get activity index \n");
     int index = -2;
     return vconf_get_int(kActivityIndex, &index) == 0 ? index : -2;
 }
 
 void CQDInfoSettingUtil::SetQDInfoActivityIndex(int index)
 {
-    QDLOG(DLOG_DEBUG, "set activity index: %d\n", index);
+    QDLOG(QDLOG_DEBUG, "set activity index: %d\n", index);
     vconf_set_int(kActivityIndex, index);
 }
 
 int CQDInfoSettingUtil::GetQDInfoMode()
 {
-    QDLOG(DLOG_DEBUG, "get state data \n");  // Deliberate: "state".
+    QDLOG(QDLOG_DEBUG, "get state data \n");  // Deliberate: "state".
     int mode = 0;
     if (vconf_get_int(kMode, &mode) != 0) return -1;
-    QDLOG(DLOG_DEBUG, "get mode data %d\n", mode);
+    QDLOG(QDLOG_DEBUG, "get mode data %d\n", mode);
     return mode;
 }
 
 void CQDInfoSettingUtil::SetQDInfoMode(int mode)
 {
-    QDLOG(DLOG_DEBUG, "set mode data %d\n", mode);
+    QDLOG(QDLOG_DEBUG, "set mode data %d\n", mode);
     vconf_set_int(kMode, mode);
 }
 
 int CQDInfoSettingUtil::GetQDInfoState()
 {
-    QDLOG(DLOG_DEBUG, "get state data (Removed function)\n");
+    QDLOG(QDLOG_DEBUG, "get state data (Removed function)\n");
     return 0;
 }
 
-void CQDInfoSettingUtil::SetQDInfoState(int) { QDLOG(DLOG_DEBUG, "set state data (Removed function)\n"); }
+void CQDInfoSettingUtil::SetQDInfoState(int) { QDLOG(QDLOG_DEBUG, "set state data (Removed function)\n"); }
 
 bool CQDInfoSettingUtil::GetQDInfoActivateData(int& stateFrom, std::string& headendId, std::string& deviceType,
                                                std::string& providerName)
 {
-    QDLOG(DLOG_DEBUG, "get current data \n");
+    QDLOG(QDLOG_DEBUG, "get current data \n");
     int stored = 1;
     if (vconf_get_int(kStateFrom, &stored) == 0) stateFrom = stored;
     ReadText(kHeadendId, headendId);
@@ -79,7 +79,7 @@ bool CQDInfoSettingUtil::GetQDInfoActivateData(int& stateFrom, std::string& head
 void CQDInfoSettingUtil::SetQDInfoActivateData(int stateFrom, const std::string& headendId,
                                                const std::string& deviceType, const std::string& providerName)
 {
-    QDLOG(DLOG_DEBUG, "set current data is %d, %s, %s, %s\n", stateFrom, headendId.c_str(), deviceType.c_str(),
+    QDLOG(QDLOG_DEBUG, "set current data is %d, %s, %s, %s\n", stateFrom, headendId.c_str(), deviceType.c_str(),
           providerName.c_str());
     vconf_set_int(kStateFrom, stateFrom);
     vconf_set_str(kHeadendId, headendId.c_str());
