@@ -83,7 +83,7 @@ public:
     void SetChangedType(int value);
 
 private:
-    struct Schema;  // the fields with their JSON keys, in the order of reading and writing
+    struct SRCWATCH_LOCAL Schema;  // the fields with their JSON keys, in the order of reading and writing
 
     int m_nDeviceType = 0;
     std::string m_strDeviceType;
