@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: Apache-2.0
+// One kept SQLite connection to a settings database: opened at first use, opened anew when the file behind its path is
+// another one, and recovered when the database is damaged.
+#ifndef SRCWATCH_HOST_CONNECTION_H
+#define SRCWATCH_HOST_CONNECTION_H
+
+#include "DatabaseFiles.h"
+#include "Sqlite.h"
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+namespace host {
+
+// The statements that are prepared once per connection.
+enum StatementId {
+    kGetValue,
+    kListSettings,
+    kNewestChange,
+    kChangesAfter,
+    kBegin,
+    kPutValue,
+    kRemoveValue,
+    kAppendChange,
+    kTrimChanges,
+    kCommit,
+    kRollback,
+    kStatementCount
+};
+
+class Connection {
+public:
+    Connection(const DatabaseFiles& files, bool isDurable) : m_files(files), m_isDurable(isDurable) {}
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    // Runs body(connection), which works with Statement() and returns an SQLite result, with the connection ready and
+    // locked; SQLITE_BUSY after a second in which others kept the lock or the database. Body runs again when the
+    // database turned out to be damaged (the first time) or, if it is a write, had been replaced meanwhile.
+    // Returns SQLite's result code. Failures are logged, each kind once until a call succeeds.
+    template <typename Body>
+    int Read(const char* purpose, Body body)
+    {
+        std::unique_lock<std::timed_mutex> lock = Lock();
+        if (!lock) return LogFailure(purpose, SQLITE_BUSY);
+        int result = Ready();
+        if (result == SQLITE_OK) result = body(*this);
+        if (IsSuspect(result)) result = RunAgain(result, body);
+        return result == SQLITE_OK ? Succeeded() : Failed(purpose, result);
+    }
+
+    template <typename Body>
+    int Write(const char* purpose, Body body)
+    {
+        return Read(purpose, [body](Connection& connection) { return connection.WriteWhereItLasts(body); });
+    }
+
+    // Closes the connection at once when the file was replaced; otherwise that is noticed within a tenth of a second.
+    void LookAgain();
+
+    // For the fork handlers: nothing of SQLite may be inherited by a child.
+    void LockAndClose();
+    void Unlock() { m_mutex.unlock(); }
+
+    // For bodies.
+    const Sqlite& Api() const { return *m_api; }
+    sqlite3* Handle() const { return m_handle; }
+    int64_t StoreId() const { return m_storeId; }
+    int Prepare(StatementId id, sqlite3_stmt** statement);
+    int Execute(StatementId id);  // a statement without parameters and rows
+
+private:
+    enum class State { kReady, kEmpty, kDamaged, kFailed };
+
+    std::unique_lock<std::timed_mutex> Lock();
+    static bool IsSuspect(int result);
+    int64_t Deadline();
+    int Ready();
+    int Open(bool isSuspect);
+    int OpenInTurn(bool isSuspect);
+    State TryOpen();
+    State OpenHandle(int flags);
+    State OpenForReading();
+    State Examine();
+    State StateAfter(int result);
+    int Configure();
+    int Create();
+    int CreateTables();
+    bool IsSound();
+    bool MoveAside(int damage);
+    int QueryNumber(const char* sql, int64_t* number);
+    bool IsReplaced() const;
+    void Close();
+    void CloseIfUseless(int result);
+    int Succeeded();
+    int Failed(const char* purpose, int result);
+    bool IsNews(int result) { return m_lastFailure.exchange(result) != result; }
+    int LogFailure(const char* purpose, int result);
+    static int WaitWhileBusy(void* self, int count);
+
+    template <typename Body>
+    int RunAgain(int suspicion, Body body)
+    {
+        Close();
+        const int result = Open(true);
+        if (result != SQLITE_OK) return result;
+        const int again = body(*this);
+        return again == SQLITE_OK ? SQLITE_OK : IsSuspect(again) ? suspicion : again;
+    }
+
+    // A commit to a file that has been moved away meanwhile is lost, so it is done again in the new one.
+    template <typename Body>
+    int WriteWhereItLasts(Body body)
+    {
+        constexpr int kAttempts = 5;
+        for (int attempt = 0; attempt < kAttempts; attempt++) {
+            const int result = body(*this);
+            if (result != SQLITE_OK || !IsReplaced()) return result;
+            Close();
+            const int reopened = Open(false);
+            if (reopened != SQLITE_OK) return reopened;
+        }
+        return SQLITE_CANTOPEN;
+    }
+
+    const DatabaseFiles& m_files;
+    const bool m_isDurable;
+    std::timed_mutex m_mutex;  // guards all below; held during every use of the connection
+    const Sqlite* m_api = nullptr;
+    sqlite3* m_handle = nullptr;
+    std::array<sqlite3_stmt*, kStatementCount> m_statements = {};
+    FileIdentity m_identity;
+    int64_t m_storeId = 0;      // random number that tells databases apart
+    int64_t m_checkedMs = 0;    // when the identity was last compared
+    int64_t m_deadlineMs = 0;   // when the call in progress stops waiting; 0 as long as it never had to wait
+    bool m_isSnapshot = false;  // opened without its log, so never up to date for long
+    int m_openError = SQLITE_OK;
+    std::atomic<int> m_systemError{0};          // errno of the last failure to open, for the log
+    std::atomic<int> m_lastFailure{SQLITE_OK};  // logged already; these two also change without the mutex
+};
+
+}  // namespace host
+
+#endif

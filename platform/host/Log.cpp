@@ -1,0 +1,405 @@
+// SPDX-License-Identifier: Apache-2.0
+// The platform log on an ordinary machine. SRCWATCH_LOG says where lines go:
+//
+//   journal    the system's journal; the default where there is one
+//   stderr     standard error
+//   file:PATH  appended to a file, which is created when missing
+//   none       nowhere; the default where there is no journal
+//
+// SRCWATCH_LOG_LEVEL is the lowest priority written, by number (2 to 7) or name (verbose, debug, info, warn, error,
+// fatal); the default is info. A value that is none of these is reported once, and stderr or info is used.
+// Each call gives one line and one write: whatever would break or disguise a line is written as an escape sequence.
+#include "Log.h"
+
+#include "Clock.h"
+#include "Guarded.h"
+#include "Paths.h"
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <glib.h>
+#include <sys/uio.h>
+#include <syslog.h>
+#include <unistd.h>
+
+namespace host {
+namespace {
+
+constexpr const char* kTag = "srcwatch-host";
+constexpr const char* kJournalSocket = "/run/systemd/journal/socket";
+constexpr const char* kJournalLibrary = "libsystemd.so.0";
+constexpr const char* kFilePrefix = "file:";
+constexpr int kDefaultLowest = DLOG_INFO;
+constexpr int kNothing = INT_MAX;
+constexpr mode_t kLogFileMode = 0644;
+
+struct Priority {
+    int number;
+    const char* name;
+    char letter;
+    int syslog;
+};
+
+constexpr Priority kPriorities[] = {
+    {DLOG_VERBOSE, "verbose", 'V', LOG_DEBUG}, {DLOG_DEBUG, "debug", 'D', LOG_DEBUG},
+    {DLOG_INFO, "info", 'I', LOG_INFO},        {DLOG_WARN, "warn", 'W', LOG_WARNING},
+    {DLOG_ERROR, "error", 'E', LOG_ERR},       {DLOG_FATAL, "fatal", 'F', LOG_CRIT},
+};
+constexpr Priority kUnknownPriority = {0, "unknown", '?', LOG_NOTICE};
+
+const Priority& Describe(int number)
+{
+    for (const Priority& priority : kPriorities)
+        if (priority.number == number) return priority;
+    return kUnknownPriority;
+}
+
+using JournalSend = int (*)(const iovec*, int);
+
+// Where lines go and from which priority on. Exactly one of fd and journal is set, or none for no log at all.
+struct Config {
+    int fd = -1;
+    JournalSend journal = nullptr;
+    int lowest = kNothing;
+    std::string warning;
+
+    Config() = default;
+    Config(const Config&) = delete;
+    Config& operator=(const Config&) = delete;
+    ~Config()
+    {
+        if (fd > STDERR_FILENO) close(fd);
+    }
+};
+
+std::atomic<const Config*> g_config{nullptr};
+std::atomic<int> g_lowest{INT_MIN};  // the configuration's, once that is there
+
+bool HasJournal() { return access(kJournalSocket, W_OK) == 0; }
+
+// Loaded when needed only: linking it would make the start of every program a quarter longer.
+JournalSend LoadJournal()
+{
+    void* library = dlopen(kJournalLibrary, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+    return library ? reinterpret_cast<JournalSend>(dlsym(library, "sd_journal_sendv")) : nullptr;
+}
+
+// Not blocking, or a pipe nobody reads would stop the program; never as one of the three standard descriptors, which
+// other code writes to.
+int OpenLogFile(const char* path)
+{
+    const int fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, kLogFileMode);
+    if (fd < 0 || fd > STDERR_FILENO) return fd;
+
+    const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    close(fd);
+    return moved;
+}
+
+void UseStderr(Config* config, std::string warning)
+{
+    config->fd = STDERR_FILENO;
+    config->warning = std::move(warning);
+}
+
+void UseFile(Config* config, const char* path)
+{
+    config->fd = OpenLogFile(path);
+    if (config->fd >= 0) return;
+    UseStderr(config, std::string("cannot open the log file ") + path + " (" + strerrordesc_np(errno) +
+                          "); the log goes to stderr");
+}
+
+void UseJournal(Config* config)
+{
+    config->journal = LoadJournal();
+    if (!config->journal) UseStderr(config, std::string("cannot load ") + kJournalLibrary + "; the log goes to stderr");
+}
+
+void ChooseSink(Config* config, const char* value)
+{
+    const std::string sink = value ? value : HasJournal() ? "journal" : "none";
+    if (sink == "journal") return UseJournal(config);
+    if (sink == "stderr") return UseStderr(config, "");
+    if (sink.rfind(kFilePrefix, 0) == 0) return UseFile(config, sink.c_str() + strlen(kFilePrefix));
+    if (sink == "none") return;
+    UseStderr(config, "SRCWATCH_LOG is \"" + sink +
+                          "\", which is none of journal, stderr, file:PATH and none; the log goes to stderr");
+}
+
+// 0 when the value names no priority.
+int ParsePriority(const char* value)
+{
+    for (const Priority& priority : kPriorities)
+        if (strcasecmp(value, priority.name) == 0 || value == std::to_string(priority.number)) return priority.number;
+    return 0;
+}
+
+void ChooseLowest(Config* config, const char* value)
+{
+    const bool silent = config->fd < 0 && !config->journal;
+    if (silent) return;
+
+    config->lowest = value ? ParsePriority(value) : kDefaultLowest;
+    if (config->lowest != 0) return;
+
+    config->lowest = kDefaultLowest;
+    if (!config->warning.empty()) config->warning += "; ";
+    config->warning += std::string("SRCWATCH_LOG_LEVEL is \"") + value +
+                       "\", which is neither a number from 2 to 7 nor one of verbose, debug, info, warn, error and "
+                       "fatal; info is used";
+}
+
+// Without a lock: a forked child must never find one held, and two threads that both read the environment see the same.
+const Config& Configuration()
+{
+    const Config* current = g_config.load(std::memory_order_acquire);
+    if (current) return *current;
+
+    auto fresh = std::make_unique<Config>();
+    ChooseSink(fresh.get(), Environment("SRCWATCH_LOG"));
+    ChooseLowest(fresh.get(), Environment("SRCWATCH_LOG_LEVEL"));
+    if (!g_config.compare_exchange_strong(current, fresh.get(), std::memory_order_acq_rel)) return *current;
+
+    const Config& config = *fresh.release();
+    g_lowest.store(config.lowest, std::memory_order_release);
+    if (!config.warning.empty()) LogHost(DLOG_WARN, "%s", config.warning.c_str());
+    return config;
+}
+
+// Characters that move the cursor, end a line or turn the direction of writing.
+bool IsHarmful(gunichar character)
+{
+    switch (g_unichar_type(character)) {
+        case G_UNICODE_CONTROL:
+        case G_UNICODE_FORMAT:
+        case G_UNICODE_LINE_SEPARATOR:
+        case G_UNICODE_PARAGRAPH_SEPARATOR:
+        case G_UNICODE_SURROGATE:
+            return true;
+        default:
+            return false;
+    }
+}
+
+void AppendByte(std::string* line, char byte)
+{
+    char text[8];
+    (void)snprintf(text, sizeof text, "\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
+    line->append(text);
+}
+
+void AppendCodePoint(std::string* line, gunichar character)
+{
+    char text[16];
+    (void)snprintf(text, sizeof text, "\\u{%x}", character);
+    line->append(text);
+}
+
+// Null for characters without a sequence of their own.
+const char* ShortSequence(char character)
+{
+    switch (character) {
+        case '\n':
+            return "\\n";
+        case '\r':
+            return "\\r";
+        case '\t':
+            return "\\t";
+        case '\\':
+            return "\\\\";
+        default:
+            return nullptr;
+    }
+}
+
+void AppendAscii(std::string* line, char character)
+{
+    if (const char* sequence = ShortSequence(character)) {
+        line->append(sequence);
+    } else if (g_ascii_iscntrl(character)) {
+        AppendByte(line, character);
+    } else {
+        line->push_back(character);
+    }
+}
+
+// Appends one character of the text, escaped where needed, and returns the number of its bytes.
+size_t AppendCharacter(std::string* line, const char* text, size_t length)
+{
+    if (static_cast<unsigned char>(*text) < 0x80) {
+        AppendAscii(line, *text);
+        return 1;
+    }
+    const gunichar character = g_utf8_get_char_validated(text, static_cast<gssize>(length));
+    if (character >= static_cast<gunichar>(-2)) {  // invalid or cut
+        AppendByte(line, *text);
+        return 1;
+    }
+    const size_t bytes = static_cast<size_t>(g_utf8_next_char(text) - text);
+    if (IsHarmful(character)) {
+        AppendCodePoint(line, character);
+    } else {
+        line->append(text, bytes);
+    }
+    return bytes;
+}
+
+void AppendEscaped(std::string* line, const char* text, size_t length)
+{
+    for (size_t at = 0; at < length;) at += AppendCharacter(line, text + at, length - at);
+}
+
+// The message's own last newline is the line's end; any further one belongs to the text.
+size_t LengthWithoutLineEnd(const std::string& message)
+{
+    return !message.empty() && message.back() == '\n' ? message.size() - 1 : message.size();
+}
+
+std::string FormatLine(const Priority& priority, const char* tag, const std::string& message)
+{
+    const UtcTime now = UtcNow();
+    char head[64];
+    (void)snprintf(head, sizeof head, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ %c ", now.year, now.month, now.day, now.hour,
+                   now.minute, now.second, now.millisecond, priority.letter);
+    std::string line = head;
+    AppendEscaped(&line, tag, strlen(tag));
+    line += ' ' + std::to_string(getpid()) + ' ';
+    AppendEscaped(&line, message.data(), LengthWithoutLineEnd(message));
+    line += '\n';
+    return line;
+}
+
+// Keeps the signals of a failed write (reader of the pipe gone, file at its size limit) from ending the program.
+class WriteSignalsHeld {
+public:
+    WriteSignalsHeld()
+    {
+        sigemptyset(&m_signals);
+        sigaddset(&m_signals, SIGPIPE);
+        sigaddset(&m_signals, SIGXFSZ);
+        pthread_sigmask(SIG_BLOCK, &m_signals, &m_before);
+    }
+    ~WriteSignalsHeld() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+    WriteSignalsHeld(const WriteSignalsHeld&) = delete;
+    WriteSignalsHeld& operator=(const WriteSignalsHeld&) = delete;
+
+    // Takes back the signal that a write with this error has raised.
+    void Consume(int error) const
+    {
+        const int raised = error == EPIPE ? SIGPIPE : error == EFBIG ? SIGXFSZ : 0;
+        if (raised == 0 || sigismember(&m_before, raised)) return;
+
+        sigset_t one;
+        sigemptyset(&one);
+        sigaddset(&one, raised);
+        const timespec noWait = {};
+        (void)sigtimedwait(&one, nullptr, &noWait);
+    }
+
+private:
+    sigset_t m_signals = {};
+    sigset_t m_before = {};
+};
+
+// A line that cannot be written (disk full, stderr closed) is lost; there is no one to tell.
+int WriteLine(int fd, const std::string& line)
+{
+    const WriteSignalsHeld held;
+    const ssize_t written = write(fd, line.data(), line.size());
+    if (written >= 0) return static_cast<int>(written);
+    const int error = errno;
+    held.Consume(error);
+    return -error;
+}
+
+iovec Field(const std::string& text)
+{
+    return {const_cast<char*>(text.data()), text.size()};  // NOLINT(cppcoreguidelines-pro-type-const-cast): only read
+}
+
+int SendToJournal(JournalSend send, const Priority& priority, const char* tag, const std::string& message)
+{
+    std::string text = "MESSAGE=";
+    AppendEscaped(&text, message.data(), LengthWithoutLineEnd(message));
+    const std::string level = "PRIORITY=" + std::to_string(priority.syslog);
+    const std::string identifier = std::string("SYSLOG_IDENTIFIER=") + program_invocation_short_name;
+    const std::string component = std::string("TAG=") + tag;
+    const iovec fields[] = {Field(text), Field(level), Field(identifier), Field(component)};
+
+    const int result = send(fields, G_N_ELEMENTS(fields));
+    return result < 0 ? result : static_cast<int>(text.size());
+}
+
+// Empty without an error for an empty message; false when the format is not printable.
+bool Format(const char* format, va_list arguments, std::string* message)
+{
+    char buffer[1024];
+    va_list again;
+    va_copy(again, arguments);
+    const int length = vsnprintf(buffer, sizeof buffer, format, arguments);
+    if (length >= static_cast<int>(sizeof buffer)) {
+        message->resize(static_cast<size_t>(length) + 1);
+        (void)vsnprintf(message->data(), message->size(), format, again);
+        message->pop_back();
+    } else if (length >= 0) {
+        message->assign(buffer, static_cast<size_t>(length));
+    }
+    va_end(again);
+    return length >= 0;
+}
+
+int Print(int priority, const char* tag, const char* format, va_list arguments)
+{
+    const Config& config = Configuration();
+    if (priority < config.lowest) return 0;
+
+    std::string message;
+    if (!format || !Format(format, arguments, &message)) return -EINVAL;
+    if (!tag) tag = "";
+    if (config.journal) return SendToJournal(config.journal, Describe(priority), tag, message);
+    return WriteLine(config.fd, FormatLine(Describe(priority), tag, message));
+}
+
+// Callers look at errno after they have logged; a log line leaves it alone.
+int PrintKeepingErrno(int priority, const char* tag, const char* format, va_list arguments)
+{
+    const int before = errno;
+    const int result = Guarded(-ENOMEM, [&] { return Print(priority, tag, format, arguments); });
+    errno = before;
+    return result;
+}
+
+}  // namespace
+
+void LogHost(int priority, const char* format, ...)  // NOLINT(cert-dcl50-cpp): printf-style, checked by the compiler
+{
+    va_list arguments;
+    va_start(arguments, format);
+    (void)PrintKeepingErrno(priority, kTag, format, arguments);
+    va_end(arguments);
+}
+
+}  // namespace host
+
+SRCWATCH_HOST_API int __dlog_print(int, int priority, const char* tag, const char* format, ...)
+{
+    if (priority < host::g_lowest.load(std::memory_order_relaxed)) return 0;
+
+    va_list arguments;
+    va_start(arguments, format);
+    const int result = host::PrintKeepingErrno(priority, tag, format, arguments);
+    va_end(arguments);
+    return result;
+}

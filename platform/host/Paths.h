@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+// Where the host platform keeps its files.
+#ifndef SRCWATCH_HOST_PATHS_H
+#define SRCWATCH_HOST_PATHS_H
+
+#include <string>
+
+namespace host {
+
+// Absolute paths, read from the environment once.
+struct Paths {
+    Paths();
+
+    std::string stateDir;
+    std::string runDir;
+    std::string confPath;
+};
+
+const Paths& GetPaths();
+
+// The value of an environment variable, or null when it is unset or empty. Programs that run with raised privileges
+// see none: whoever starts them must not choose the files they write.
+const char* Environment(const char* name);
+
+// Creates a directory and its parents where missing, for all to read (0755). Returns 0 or an errno value.
+int EnsureDirectory(const std::string& path);
+
+}  // namespace host
+
+#endif

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+// SQLite, loaded at its first use: linking it would add a twelfth to the start of every program, also of those that
+// never touch a setting.
+#ifndef SRCWATCH_HOST_SQLITE_H
+#define SRCWATCH_HOST_SQLITE_H
+
+#include <sqlite3.h>
+
+namespace host {
+
+struct Sqlite {
+    decltype(&sqlite3_open_v2) open_v2;
+    decltype(&sqlite3_close) close;
+    decltype(&sqlite3_errstr) errstr;
+    decltype(&sqlite3_system_errno) system_errno;
+    decltype(&sqlite3_extended_result_codes) extended_result_codes;
+    decltype(&sqlite3_busy_handler) busy_handler;
+    decltype(&sqlite3_db_config) db_config;
+    decltype(&sqlite3_exec) exec;
+    decltype(&sqlite3_prepare_v3) prepare_v3;
+    decltype(&sqlite3_bind_int64) bind_int64;
+    decltype(&sqlite3_bind_null) bind_null;
+    decltype(&sqlite3_bind_text64) bind_text64;
+    decltype(&sqlite3_step) step;
+    decltype(&sqlite3_reset) reset;
+    decltype(&sqlite3_finalize) finalize;
+    decltype(&sqlite3_column_type) column_type;
+    decltype(&sqlite3_column_int64) column_int64;
+    decltype(&sqlite3_column_blob) column_blob;
+    decltype(&sqlite3_column_bytes) column_bytes;
+    decltype(&sqlite3_last_insert_rowid) last_insert_rowid;
+    decltype(&sqlite3_changes) changes;
+};
+
+// Null, after a log line, when it cannot be loaded.
+const Sqlite* LoadSqlite();
+
+}  // namespace host
+
+#endif

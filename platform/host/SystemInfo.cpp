@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: Apache-2.0
+// System information from a key file (SRCWATCH_PLATFORM_CONF):
+//
+//   [hdmi]
+//   inputs=4
+//   [features]
+//   com.korvane/featureconf/bt_profile_bt_calvix=true
+//
+// The file is read again whenever it has changed. What it does not say, or says in a wrong way, is not known.
+#include "Clock.h"
+#include "Fork.h"
+#include "Guarded.h"
+#include "Leaked.h"
+#include "Log.h"
+#include "Paths.h"
+#include "system_info.h"
+
+#include <cerrno>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+
+#include <glib.h>
+#include <sys/stat.h>
+
+namespace host {
+namespace {
+
+// A file that changed this recently may change again within the same tick of its time stamp.
+constexpr int64_t kSettledMs = 100;
+
+struct KeyFileFree {
+    void operator()(GKeyFile* file) const { g_key_file_unref(file); }
+};
+using KeyFile = std::unique_ptr<GKeyFile, KeyFileFree>;
+
+struct ErrorFree {
+    void operator()(GError* error) const { g_error_free(error); }
+};
+using Error = std::unique_ptr<GError, ErrorFree>;
+
+// The configuration file as last read.
+struct ConfFile {
+    std::mutex mutex;  // guards all below; held while the file is read
+    struct stat identity = {};
+    bool settled = false;
+    KeyFile content;               // null when there is no readable file
+    std::set<std::string> faults;  // what has been logged about this content
+};
+
+ConfFile& TheConfFile() { return Leaked<ConfFile>(); }
+
+bool IsSameTime(const timespec& a, const timespec& b) { return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec; }
+
+bool IsSame(const struct stat& a, const struct stat& b)
+{
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size && IsSameTime(a.st_mtim, b.st_mtim) &&
+           IsSameTime(a.st_ctim, b.st_ctim);
+}
+
+// Programs ask for the same value again and again; a fault is told once.
+void LogFault(ConfFile* conf, const std::string& fault)
+{
+    if (conf->faults.insert(fault).second) LogHost(DLOG_ERROR, "%s: %s", GetPaths().confPath.c_str(), fault.c_str());
+}
+
+KeyFile Parse(ConfFile* conf)
+{
+    if (!S_ISREG(conf->identity.st_mode)) {
+        LogFault(conf, "not a regular file");
+        return nullptr;
+    }
+    KeyFile file(g_key_file_new());
+    GError* failure = nullptr;
+    if (g_key_file_load_from_file(file.get(), GetPaths().confPath.c_str(), G_KEY_FILE_NONE, &failure)) return file;
+
+    LogFault(conf, Error(failure)->message);
+    return nullptr;
+}
+
+// The current content, or null when there is none. The mutex is held.
+GKeyFile* Current(ConfFile* conf)
+{
+    struct stat now = {};
+    const bool exists = stat(GetPaths().confPath.c_str(), &now) == 0;
+    const bool isSame = exists && IsSame(now, conf->identity);
+    if (isSame && conf->settled) return conf->content.get();
+
+    if (!isSame) conf->faults.clear();
+    conf->identity = now;
+    conf->settled = NowMs(CLOCK_REALTIME_COARSE) - Milliseconds(now.st_ctim) > kSettledMs;
+    conf->content = exists ? Parse(conf) : nullptr;
+    return conf->content.get();
+}
+
+// Runs get(file, error) on the configuration. Returns 0, or a negative errno value when there is no such value.
+template <typename Get>
+int Query(const char* group, const char* key, Get get)
+{
+    TakePartInForks();
+    ConfFile& conf = TheConfFile();
+    const std::lock_guard<std::mutex> lock(conf.mutex);
+    GKeyFile* file = Current(&conf);
+    if (!file || !g_key_file_has_key(file, group, key, nullptr)) return -ENOENT;
+
+    GError* failure = nullptr;
+    get(file, &failure);
+    if (!failure) return 0;
+
+    LogFault(&conf, std::string("[") + group + "] " + key + ": " + Error(failure)->message);
+    return -EINVAL;
+}
+
+}  // namespace
+
+void SystemInfoBeforeFork() { TheConfFile().mutex.lock(); }
+
+void SystemInfoAfterFork() { TheConfFile().mutex.unlock(); }
+
+}  // namespace host
+
+SRCWATCH_HOST_API int system_info_get_value_int(system_info_key_e key, int* value)
+{
+    if (key != SYSTEM_INFO_KEY_NUM_OF_HDMI || !value) return -EINVAL;
+
+    return host::Guarded(-ENOMEM, [value] {
+        int inputs = 0;
+        const int result = host::Query("hdmi", "inputs", [&inputs](GKeyFile* file, GError** error) {
+            inputs = g_key_file_get_integer(file, "hdmi", "inputs", error);
+        });
+        if (result == 0) *value = inputs;
+        return result;
+    });
+}
+
+SRCWATCH_HOST_API int system_info_get_custom_bool(const char* key, bool* value)
+{
+    if (!key || !*key || !value) return -EINVAL;
+
+    return host::Guarded(-ENOMEM, [key, value] {
+        bool on = false;
+        const int result = host::Query("features", key, [key, &on](GKeyFile* file, GError** error) {
+            on = g_key_file_get_boolean(file, "features", key, error) != FALSE;
+        });
+        if (result == 0) *value = on;
+        return result;
+    });
+}
