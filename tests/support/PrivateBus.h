@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A message bus of a test's own, at the address of the system bus, and a peer on it that shares nothing with the
+// library but GDBus itself: it has its own connection and sees messages before any main loop does.
+#ifndef SRCWATCH_TESTS_PRIVATEBUS_H
+#define SRCWATCH_TESTS_PRIVATEBUS_H
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <gio/gio.h>
+#include <sys/types.h>
+
+namespace srcwatch_test {
+
+/// Long enough for a sanitized build on a busy machine; only failing tests wait so long.
+constexpr std::chrono::milliseconds kDeadline(20000);
+
+/// A dbus-daemon. From its construction on, DBUS_SYSTEM_BUS_ADDRESS names it, so make it before the first connection.
+/// Nothing of it is left when it is destroyed, and the daemon dies with the thread that started it: use the main one.
+class PrivateBus {
+public:
+    /// @param policy  Elements of the configuration file that set the policy; everything is allowed by default. Only
+    ///                users that it names may connect besides root and the user who runs the test.
+    explicit PrivateBus(const std::string& policy = std::string());
+    PrivateBus(const PrivateBus&) = delete;
+    PrivateBus& operator=(const PrivateBus&) = delete;
+    ~PrivateBus();
+
+    void Kill();      ///< SIGKILL; every connection breaks. Returns when the daemon is gone.
+    void Restart();   ///< A new daemon at the same address, after Kill() if one runs.
+    void Pause();     ///< SIGSTOP: the daemon hangs until Continue().
+    void Continue();  ///< SIGCONT
+
+    bool IsRunning() const { return m_pid > 0; }
+    pid_t Pid() const { return m_pid; }
+    const std::string& Address() const { return m_address; }
+    const std::string& Directory() const { return m_directory; }  ///< of the socket and the configuration file
+
+private:
+    void Start();
+
+    std::string m_directory;
+    std::string m_address;
+    pid_t m_pid = -1;
+    pid_t m_owner;  // the process that has to clean up, not one that was forked from it
+};
+
+/// The bus of this program, started by the first call and ended with the program.
+PrivateBus& TheBus();
+
+/// Runs the main context (the default one when null) until the condition holds. False when the deadline came first.
+bool RunUntil(const std::function<bool()>& condition, std::chrono::milliseconds deadline = kDeadline,
+              GMainContext* context = nullptr);
+
+/// Waits, without running any main context, until the condition holds. False when the deadline came first.
+bool WaitUntil(const std::function<bool()>& condition, std::chrono::milliseconds deadline = kDeadline);
+
+struct VariantUnref {
+    void operator()(GVariant* variant) const { g_variant_unref(variant); }
+};
+using Variant = std::unique_ptr<GVariant, VariantUnref>;
+
+/// A message that arrived at a peer.
+struct BusMessage {
+    GDBusMessageType kind = G_DBUS_MESSAGE_TYPE_INVALID;
+    std::string sender, destination, path, interface, member;
+    std::string error;      // name of the error, of an error reply
+    std::string signature;  // of the body, without the parentheses
+    int type = 0;           // the first item of a body "is"
+    std::string text;       // the text of a body "is" or "s"
+    std::uint32_t replySerial = 0;
+};
+
+/// An independent client and service. It answers in GDBus's worker thread, whatever the test's own threads do.
+class BusPeer {
+public:
+    explicit BusPeer(const std::string& address = TheBus().Address());
+    BusPeer(const BusPeer&) = delete;
+    BusPeer& operator=(const BusPeer&) = delete;
+    ~BusPeer();
+
+    /// Subscribes to all signals of an interface.
+    void Listen(const std::string& interface);
+    /// The signals that arrived so far.
+    std::vector<BusMessage> Signals() const;
+    /// The method calls that arrived so far.
+    std::vector<BusMessage> Calls() const;
+    /// Waits for at least so many signals and gives those that there are then.
+    std::vector<BusMessage> WaitForSignals(std::size_t count, std::chrono::milliseconds deadline = kDeadline);
+    void Forget();
+
+    /// Answers method calls with the body that this makes; null leaves the call without a reply. Without an answerer
+    /// every call is left so.
+    using Answerer = std::function<GVariant*(const BusMessage& call)>;
+    void AnswerWith(Answerer answerer);
+
+    /// Asks the bus for a name, with DBUS_NAME_FLAG_... as flags; gives its DBUS_REQUEST_NAME_REPLY_...
+    std::uint32_t RequestName(const std::string& name, std::uint32_t flags = 0);
+    void ReleaseName(const std::string& name);
+    /// The unique name of a name's owner, empty when there is none.
+    std::string OwnerOf(const std::string& name);
+
+    /// Broadcasts a signal; it has left the process when this returns. Takes a floating body.
+    void Emit(const std::string& path, const std::string& interface, const std::string& member, GVariant* body);
+    /// Sends a method call and gives its serial number, by which its reply is found. Takes a floating body.
+    std::uint32_t Send(const std::string& destination, const std::string& path, const std::string& interface,
+                       const std::string& method, GVariant* body);
+    /// Whether the reply to a call has arrived, and which it was.
+    bool ReplyTo(std::uint32_t serial, BusMessage* reply = nullptr) const;
+    /// A call to the bus itself, answered without any main loop. Null when it was refused.
+    Variant AskBus(const std::string& method, GVariant* arguments);
+
+    /// When this returns, the bus has handled all that was sent on this connection.
+    void Sync();
+    const std::string& UniqueName() const { return m_uniqueName; }
+    bool IsClosed() const { return g_dbus_connection_is_closed(m_connection) != FALSE; }
+
+private:
+    static GDBusMessage* Filter(GDBusConnection* connection, GDBusMessage* message, gboolean incoming, void* peer);
+    bool Take(GDBusMessage* message);
+    void Answer(GDBusMessage* call, const BusMessage& parts);
+    std::vector<BusMessage> Received(GDBusMessageType kind) const;
+
+    GDBusConnection* m_connection;
+    std::string m_uniqueName;
+    unsigned m_filter;
+    mutable std::mutex m_mutex;  // guards what follows
+    std::condition_variable m_arrived;
+    std::vector<BusMessage> m_received;
+    Answerer m_answerer;
+};
+
+}  // namespace srcwatch_test
+
+#endif
