@@ -40,8 +40,9 @@ void Record(std::string entry)
 
 char PriorityLetter(int priority) { return priority == DLOG_ERROR ? 'E' : priority == DLOG_DEBUG ? 'D' : '?'; }
 
-bool IsIdentifier(const std::string& name)
+bool IsIdentifier(std::string name)
 {
+    if (!name.empty() && name[0] == '~') name.erase(0, 1);  // a destructor
     if (name.empty() || std::isdigit(static_cast<unsigned char>(name[0])) != 0) return false;
     for (const char c : name) {
         if (std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '_') return false;
@@ -122,6 +123,8 @@ Platform& ThePlatform()
     static auto& platform = *new Platform;
     return platform;
 }
+
+std::recursive_mutex& PlatformMutex() { return Mutex(); }
 
 const std::vector<std::string>& LoadSequence() { return LoadSequenceStorage(); }
 

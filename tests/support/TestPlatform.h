@@ -6,6 +6,7 @@
 #define SRCWATCH_TESTS_TESTPLATFORM_H
 
 #include <map>
+#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
@@ -62,6 +63,9 @@ struct Platform {
 
 // Runs body on the stand-ins' state, serialised with the library's calls.
 Platform& ThePlatform();
+
+// Held while a call is answered and recorded: for tests that look while other threads call.
+std::recursive_mutex& PlatformMutex();
 
 // What was recorded while the shared objects were loaded, before main.
 const std::vector<std::string>& LoadSequence();
