@@ -76,6 +76,15 @@ void Empty(std::stringstream& stream)
     stream.str(std::string());
 }
 
+// Also undoes what a callback may have done to a stream of the receiver: its format, locale and exceptions.
+void Renew(std::stringstream& stream)
+{
+    std::ios plain(nullptr);
+    plain.imbue(std::locale::classic());  // numbers without the host's digit grouping
+    stream.copyfmt(plain);
+    Empty(stream);
+}
+
 template <std::size_t Size>
 std::size_t FieldLength(const char (&field)[Size])
 {
@@ -100,7 +109,6 @@ CQDEventSender::CQDEventSender(std::string name)
     : m_Name(std::move(name)), m_Event(), m_pConnection(nullptr), m_pProxy(nullptr), m_bUnflushed(false)
 {
     if (m_Name.empty()) m_Name = QDINFO_BUS_NAME;
-    m_MsgStream.imbue(std::locale::classic());  // numbers without the host's digit grouping
 }
 
 CQDEventSender::~CQDEventSender()
@@ -308,7 +316,7 @@ int CQDEventSender::m_SendExternalEvent()
 // when there was no memory for all of it, which the stream keeps to itself.
 bool CQDEventSender::m_BuildMessage(const std::stringstream& extra, std::string& message)
 {
-    Empty(m_MsgStream);
+    Renew(m_MsgStream);
     m_ConvertEventToStream();
     if (&extra != &m_MsgStream) m_MsgStream << extra.str() << QDINFO_FIELD_SEPARATOR;
     message = m_MsgStream.str();
@@ -472,8 +480,7 @@ CQDEventReciever::CQDEventReciever(const std::string& name, bool service)
       m_SubscriptionId(0),
       m_ObjectId(0)
 {
-    m_InStream.imbue(std::locale::classic());
-    m_OutStream.imbue(std::locale::classic());
+    Renew(m_OutStream);  // written to by callbacks of signals before any method call renews it
     BeginLife(this);
     if (m_bService) {
         m_RegisterQDInfoServiceEvent();
@@ -706,7 +713,7 @@ void CQDEventReciever::m_MethodCallHandler(GDBusConnection*, const char*, const 
     g_variant_get(parameters, "(i&s)", &type, &text);
     QDLOG(QDLOG_ERROR, "type:%d in str: %s", type, text);
 
-    Empty(self->m_OutStream);
+    Renew(self->m_OutStream);
     self->m_HandleMessage(type, text);
     std::string reply;
     if (scope.Alive()) {
@@ -721,7 +728,7 @@ void CQDEventReciever::m_MethodCallHandler(GDBusConnection*, const char*, const 
 // Decodes a message and calls the callback of its type. The receiver may be gone afterwards.
 void CQDEventReciever::m_HandleMessage(int type, const char* text)
 {
-    Empty(m_InStream);
+    Renew(m_InStream);
     m_InStream.str(text);
     srcwatch_event_s event{};
     event.type = type;
@@ -729,7 +736,7 @@ void CQDEventReciever::m_HandleMessage(int type, const char* text)
     m_ProcessHandleEvent(&event);
 }
 
-void CQDEventReciever::m_EmptyInStream() { Empty(m_InStream); }
+void CQDEventReciever::m_EmptyInStream() { Renew(m_InStream); }
 
 void CQDEventReciever::m_ConvertStreamToEvent(srcwatch_event_s& event)
 {

@@ -498,4 +498,35 @@ TEST_F(BusTest, ALocaleWithDigitGroupingChangesNoMessage)
     EXPECT_EQ(deliveries.Last().event.args[1], -1000);
 }
 
+TEST_F(ReceivedMessage, IsReadTheSameWhateverACallbackDidToTheStreams)
+{
+    const auto spoil = [](void*, srcwatch_event_s* event) {
+        for (std::stringstream* stream : {&RequestOf(event), &ReplyOf(event)}) {
+            stream->imbue(std::locale(std::locale::classic(), new Grouping));
+            *stream << std::hex << std::noskipws << std::showbase;
+            *stream >> std::hex >> std::noskipws;
+            stream->width(1);
+            stream->setstate(std::ios::badbit);
+        }
+    };
+    receiver.RegisterEventCallback(1, spoil, nullptr);
+    peer.Emit(kChannelPath, kChannelName, kChannel, g_variant_new("(is)", 1, kEmptyMessage));
+
+    ExpectReadAs("10\t1.000\t16", {10, 1}, {});
+    ExpectReadAs("1\t2\t3\t4\t5\t6\t7\t8\t9\t10\tone\ttwo\tthree\t", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10},
+                 {"one", "two", "three"});
+}
+
+TEST_F(ReceivedMessage, IsReadAfterACallbackMadeTheStreamsThrow)
+{
+    const auto spoil = [](void*, srcwatch_event_s* event) {
+        RequestOf(event).exceptions(std::ios::failbit | std::ios::badbit | std::ios::eofbit);
+        ReplyOf(event).exceptions(std::ios::failbit | std::ios::badbit | std::ios::eofbit);
+    };
+    receiver.RegisterEventCallback(1, spoil, nullptr);
+    peer.Emit(kChannelPath, kChannelName, kChannel, g_variant_new("(is)", 1, kEmptyMessage));
+
+    ExpectReadAs("5\tno number", {5}, {});
+}
+
 }  // namespace
