@@ -64,6 +64,8 @@ constexpr const char* kVolatileSettings =
     "PRAGMA synchronous=OFF; PRAGMA secure_delete=OFF; PRAGMA wal_autocheckpoint=256;"
     "PRAGMA journal_size_limit=1048576";
 
+constexpr const char* SettingsOf(bool isDurable) { return isDurable ? kDurableSettings : kVolatileSettings; }
+
 constexpr int Primary(int result) { return result & 0xff; }
 
 // Bytes that a URI would take for its own are written as their codes.
@@ -248,8 +250,7 @@ Connection::State Connection::Examine()
 // Preparing the main statement finds tables that are not as they should be.
 int Connection::Configure()
 {
-    const int result =
-        m_api->exec(m_handle, m_isDurable ? kDurableSettings : kVolatileSettings, nullptr, nullptr, nullptr);
+    const int result = m_api->exec(m_handle, SettingsOf(m_isDurable), nullptr, nullptr, nullptr);
     sqlite3_stmt* statement = nullptr;
     return result == SQLITE_OK ? Prepare(kGetValue, &statement) : result;
 }
@@ -274,7 +275,8 @@ int Connection::Create()
 
 int Connection::CreateTables()
 {
-    const int result = m_api->exec(m_handle, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
+    int result = m_api->exec(m_handle, SettingsOf(m_isDurable), nullptr, nullptr, nullptr);
+    if (result == SQLITE_OK) result = m_api->exec(m_handle, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
     return result == SQLITE_OK ? m_api->exec(m_handle, kSchema, nullptr, nullptr, nullptr) : result;
 }
 
