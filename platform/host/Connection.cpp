@@ -125,8 +125,10 @@ int Connection::WaitWhileBusy(void* self, int count)
 
 int Connection::Ready()
 {
-    if (m_handle && CoarseNowMs() - m_checkedMs < kRecheckMs) return SQLITE_OK;
+    const unsigned openings = m_openings->load(std::memory_order_acquire);
+    if (m_handle && openings == m_openingsSeen && CoarseNowMs() - m_checkedMs < kRecheckMs) return SQLITE_OK;
 
+    m_openingsSeen = openings;
     if (m_handle && !m_isSnapshot && !IsReplaced()) {
         m_checkedMs = CoarseNowMs();
         return SQLITE_OK;
@@ -199,7 +201,9 @@ Connection::State Connection::TryOpen()
     if (m_files.IsMissingOrEmpty()) return State::kEmpty;
 
     const State state = OpenHandle(SQLITE_OPEN_READWRITE);
-    return state == State::kFailed && Primary(m_openError) == SQLITE_CANTOPEN ? OpenForReading() : state;
+    const int error = Primary(m_openError);
+    const bool isForbidden = error == SQLITE_CANTOPEN || error == SQLITE_READONLY;
+    return state == State::kFailed && isForbidden ? OpenForReading() : state;
 }
 
 // A database without its log, in a place where none can be created, is read as it is.
@@ -226,6 +230,7 @@ Connection::State Connection::OpenHandle(int flags)
     (void)m_api->db_config(m_handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     if (!m_files.Identify(&m_identity)) return StateAfter(SQLITE_CANTOPEN);
     m_checkedMs = CoarseNowMs();
+    m_openings->fetch_add(1, std::memory_order_acq_rel);
     return Examine();
 }
 
@@ -247,12 +252,14 @@ Connection::State Connection::Examine()
     return StateAfter(SQLITE_NOTADB);  // not one of ours
 }
 
-// Preparing the main statement finds tables that are not as they should be.
+// Preparing statements finds tables that are not as they should be.
 int Connection::Configure()
 {
-    const int result = m_api->exec(m_handle, SettingsOf(m_isDurable), nullptr, nullptr, nullptr);
+    int result = m_api->exec(m_handle, SettingsOf(m_isDurable), nullptr, nullptr, nullptr);
     sqlite3_stmt* statement = nullptr;
-    return result == SQLITE_OK ? Prepare(kGetValue, &statement) : result;
+    if (result == SQLITE_OK) result = Prepare(kGetValue, &statement);
+    if (result == SQLITE_OK) result = Prepare(kAppendChange, &statement);
+    return result;
 }
 
 int Connection::Create()

@@ -32,7 +32,12 @@ enum StatementId {
 
 class Connection {
 public:
-    Connection(const DatabaseFiles& files, bool isDurable) : m_files(files), m_isDurable(isDurable) {}
+    // All connections of a process to one database share the number of times any of them was opened: when one has
+    // found another file in place, the others look at once.
+    Connection(const DatabaseFiles& files, bool isDurable, std::atomic<unsigned>* openings)
+        : m_files(files), m_isDurable(isDurable), m_openings(openings)
+    {
+    }
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
@@ -127,7 +132,10 @@ private:
 
     const DatabaseFiles& m_files;
     const bool m_isDurable;
+    std::atomic<unsigned>* const m_openings;
+
     std::timed_mutex m_mutex;  // guards all below; held during every use of the connection
+    unsigned m_openingsSeen = 0;
     const Sqlite* m_api = nullptr;
     sqlite3* m_handle = nullptr;
     std::array<sqlite3_stmt*, kStatementCount> m_statements = {};

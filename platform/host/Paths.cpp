@@ -96,7 +96,8 @@ int EnsureDirectory(const std::string& path)
         return 0;
     }
     const int error = errno;
-    return error == EEXIST && IsDirectory(path.c_str()) ? 0 : error;  // another process was quicker
+    if (error != EEXIST) return error;
+    return IsDirectory(path.c_str()) ? 0 : ENOTDIR;  // another process was quicker, or something else is there
 }
 
 }  // namespace host

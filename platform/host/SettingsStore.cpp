@@ -8,6 +8,7 @@
 #include "Paths.h"
 #include "vconf.h"
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -28,11 +29,12 @@ constexpr sqlite3_destructor_type kOwnedByCaller = nullptr;
 // Reads and writes have a connection each: reading goes on while another thread's write waits for its turn.
 struct Database {
     Database(const std::string& directory, const char* name, bool isDurable)
-        : files(directory, name), reader(files, isDurable), writer(files, isDurable)
+        : files(directory, name), reader(files, isDurable, &openings), writer(files, isDurable, &openings)
     {
     }
 
     const DatabaseFiles files;
+    std::atomic<unsigned> openings{0};
     Connection reader;
     Connection writer;
 };
