@@ -12,7 +12,6 @@
 #include <iterator>
 #include <thread>
 
-#include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -208,6 +207,12 @@ std::string Sql(const std::string& database, const std::string& sql)
     sqlite3_close(handle);
     return first;
 }
+
+Intruder::Intruder(const std::string& database) { sqlite3_open(database.c_str(), &m_handle); }
+
+Intruder::~Intruder() { sqlite3_close(m_handle); }
+
+bool Intruder::Run(const char* sql) { return sqlite3_exec(m_handle, sql, nullptr, nullptr, nullptr) == SQLITE_OK; }
 
 std::string TextOf(const char* key)
 {

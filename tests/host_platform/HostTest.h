@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <sys/types.h>
 
 // A process that runs a body; ended on destruction at the latest.
@@ -80,6 +81,19 @@ std::vector<std::string> FilesIn(const std::string& directory, const std::string
 
 // Runs SQL on a database file by SQLite itself and returns the first column of the first row.
 std::string Sql(const std::string& database, const std::string& sql);
+
+// SQLite's own connection to a database, to be in the way.
+class Intruder {
+public:
+    explicit Intruder(const std::string& database);
+    ~Intruder();
+    Intruder(const Intruder&) = delete;
+    Intruder& operator=(const Intruder&) = delete;
+    bool Run(const char* sql);
+
+private:
+    sqlite3* m_handle = nullptr;
+};
 
 // Reads a text setting; "(none)" when it cannot be read.
 std::string TextOf(const char* key);

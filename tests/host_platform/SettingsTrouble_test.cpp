@@ -12,7 +12,6 @@
 #include <vector>
 
 #include <sched.h>
-#include <sqlite3.h>
 #include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -26,19 +25,6 @@ using namespace std::chrono_literals;
 
 constexpr int kUntouched = 4711;
 constexpr uid_t kNobody = 65534;
-
-// SQLite's own connection to a database, to be in the way.
-class Intruder {
-public:
-    explicit Intruder(const std::string& database) { sqlite3_open(database.c_str(), &m_handle); }
-    ~Intruder() { sqlite3_close(m_handle); }
-    Intruder(const Intruder&) = delete;
-    Intruder& operator=(const Intruder&) = delete;
-    bool Run(const char* sql) { return sqlite3_exec(m_handle, sql, nullptr, nullptr, nullptr) == SQLITE_OK; }
-
-private:
-    sqlite3* m_handle = nullptr;
-};
 
 class SettingsTrouble : public HostTest {
 protected:
