@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <optional>
 
 #include <TVServiceAPI.h>
 #include <system_info.h>
@@ -50,12 +51,12 @@ bool IsIdentifier(std::string name)
     return true;
 }
 
-bool IsOurFile(const std::string& file)
+bool MayLog(const std::string& file)
 {
     static const std::set<std::string> files = {
         "QDInfo.cpp",           "QDInfoAPI.cpp",          "QDInfoActivityInfo.cpp", "QDInfoData.cpp",
         "QDInfoServerData.cpp", "QDInfoEventManager.cpp", "QDInfoSettingUtil.cpp",  "QDInfoCommon.h"};
-    return files.count(file) != 0;
+    return files.count(file) != 0 || ThePlatform().otherLogFiles.count(file) != 0;
 }
 
 void CheckPlace(const LogLine& line)
@@ -63,7 +64,7 @@ void CheckPlace(const LogLine& line)
     EXPECT_EQ(line.id, 0);
     EXPECT_EQ(line.tag, "qdinfo");
     EXPECT_TRUE(IsIdentifier(line.function)) << line.function;
-    EXPECT_TRUE(IsOurFile(line.file)) << line.file;
+    EXPECT_TRUE(MayLog(line.file)) << line.file;
     EXPECT_GT(line.line, 0);
     EXPECT_EQ(line.format.compare(0, std::strlen(kPrefix), kPrefix), 0) << line.format;
     EXPECT_EQ(line.format.back(), '\n') << line.format;
@@ -79,7 +80,7 @@ std::string Format(const char* format, va_list args)
     const int length = std::vsnprintf(nullptr, 0, format, measured);
     va_end(measured);
     std::string text(static_cast<std::size_t>(length), '\0');
-    std::vsnprintf(&text[0], text.size() + 1, format, args);
+    static_cast<void>(std::vsnprintf(&text[0], text.size() + 1, format, args));
 #pragma GCC diagnostic pop
     return text;
 }
@@ -97,6 +98,15 @@ public:
         return result != tv.queryResult.end() ? result->second : 1;
     }
 };
+
+// The number of HDMI inputs of the TV; none when it cannot be asked.
+std::optional<int> HdmiCount()
+{
+    const char* count = std::getenv(kHdmiCountVariable);
+    if (count == nullptr) return 4;
+    if (std::strcmp(count, "fail") == 0) return std::nullopt;
+    return static_cast<int>(std::strtol(count, nullptr, 10));
+}
 
 }  // namespace
 
@@ -128,6 +138,12 @@ std::recursive_mutex& PlatformMutex() { return Mutex(); }
 
 const std::vector<std::string>& LoadSequence() { return LoadSequenceStorage(); }
 
+int GivenHdmiCount()
+{
+    const int count = HdmiCount().value_or(-1);
+    return count > 0 ? count : -1;
+}
+
 PlatformTest::PlatformTest()
 {
     const std::lock_guard<std::recursive_mutex> lock(Mutex());
@@ -142,6 +158,9 @@ PlatformTest::~PlatformTest()
 }
 
 }  // namespace srcwatch_test
+
+// Visible to the shared library, which takes these definitions before any platform's.
+#pragma GCC visibility push(default)
 
 using srcwatch_test::Mutex;
 using srcwatch_test::Record;
@@ -174,9 +193,14 @@ int vconf_get_int(const char* key, int* value)
 {
     const std::lock_guard<std::recursive_mutex> lock(Mutex());
     Record(std::string("get ") + key);
-    const auto& numbers = ThePlatform().settings.numbers;
-    const auto found = numbers.find(key);
-    if (found == numbers.end()) return -1;
+    const srcwatch_test::Settings& settings = ThePlatform().settings;
+    const auto failing = settings.failingNumbers.find(key);
+    if (failing != settings.failingNumbers.end()) {
+        *value = failing->second;
+        return -1;
+    }
+    const auto found = settings.numbers.find(key);
+    if (found == settings.numbers.end()) return -1;
     *value = found->second;
     return 0;
 }
@@ -210,15 +234,14 @@ int vconf_set_str(const char* key, const char* value)
     return 0;
 }
 
-// The number of HDMI inputs is read while the library is loaded, so it comes from the environment; 4 by default.
+// The number of HDMI inputs is read while the library is loaded, so it comes from the environment.
 int system_info_get_value_int(system_info_key_e key, int* value)
 {
     const std::lock_guard<std::recursive_mutex> lock(Mutex());
     Record("count " + std::to_string(key));
-    const char* count = std::getenv("SRCWATCH_TEST_HDMI_COUNT");
-    if (count != nullptr && std::strcmp(count, "fail") == 0) return -1;
-    *value = count != nullptr ? std::atoi(count) : 4;
-    return 0;
+    const std::optional<int> count = srcwatch_test::HdmiCount();
+    *value = count.value_or(7);  // what a failed query leaves there must not be taken for an answer
+    return count ? 0 : -1;
 }
 
 int system_info_get_custom_bool(const char* key, bool* value)
@@ -246,3 +269,5 @@ int TVServiceAPI::CreateSourceControl(EProfile profile, int index, ISourceContro
     if (!tv.createNull) *control = &sourceControl;
     return tv.createResult;
 }
+
+#pragma GCC visibility pop

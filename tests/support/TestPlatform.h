@@ -30,11 +30,12 @@ struct LogLine {
     std::string message;  // formatted, without the prefix and without the newline that ends every line
 };
 
-// What the stand-ins answer. A test sets it up; Reset() empties it.
+// What the stand-ins answer. A test sets it up; each test starts with none.
 struct Settings {
     std::map<std::string, int> numbers;
     std::map<std::string, std::string> texts;
-    std::set<std::string> unwritable;  // keys whose writes fail
+    std::map<std::string, int> failingNumbers;  // read fails, but the output is written
+    std::set<std::string> unwritable;           // keys whose writes fail
 };
 
 struct TvService {
@@ -49,12 +50,13 @@ struct Platform {
     TvService tv;
     std::map<std::string, bool> features;         // by name; reading another one fails
     std::map<std::string, bool> failingFeatures;  // read fails, but the output is written
+    std::set<std::string> otherLogFiles;          // files that may log besides the library's: a test's own
     std::vector<LogLine> log;
 
     // What was asked, in order:
     //   "E QDInfo.cpp srcwatch_is_TWC: text"   log line at ERROR ("D" at DEBUG)
     //   "get KEY"  "set KEY 5"  "gets KEY"  "sets KEY text"
-    //   "feature NAME"  "control 1 0"  "connected 13"  "count"
+    //   "feature NAME"  "control 1 0"  "connected 13"  "count 122"
     std::vector<std::string> sequence;
 
     std::vector<std::string> LogOf(int priority) const;  // "function: message" of the lines of a priority
@@ -69,6 +71,12 @@ std::recursive_mutex& PlatformMutex();
 
 // What was recorded while the shared objects were loaded, before main.
 const std::vector<std::string>& LoadSequence();
+
+// The variable that holds the number of HDMI inputs of the stand-in: "fail" when it cannot be asked, 4 when unset.
+constexpr char kHdmiCountVariable[] = "SRCWATCH_TEST_HDMI_COUNT";
+
+// What the library must make of that variable.
+int GivenHdmiCount();
 
 // Starts each test with empty stand-ins, and fails it when a log line came from a place that does not exist.
 class PlatformTest : public testing::Test {
