@@ -3,27 +3,742 @@
 
 #include "TestPlatform.h"
 
+#include <climits>
+#include <functional>
+#include <memory>
+#include <random>
+#include <type_traits>
+
+#include <json/json.h>
+
 namespace {
 
 using qdinfo::CQDInfoActivityInfo;
+using srcwatch_test::PlatformTest;
+using testing::ElementsAre;
+using testing::IsEmpty;
 
-class ActivityInfo : public srcwatch_test::PlatformTest {
+static_assert(!std::is_polymorphic_v<CQDInfoActivityInfo>);
+
+// ---------------------------------------------------------------------------------------------------------------------
+// The eighteen fields, in the order in which they are read and written
+
+using GetNumber = int (CQDInfoActivityInfo::*)();
+using SetNumber = void (CQDInfoActivityInfo::*)(int);
+using GetText = const char* (CQDInfoActivityInfo::*)();
+using SetText = void (CQDInfoActivityInfo::*)(const char*);
+
+struct Field {
+    const char* key;
+    GetNumber getNumber;
+    SetNumber setNumber;
+    GetText getText;
+    SetText setText;
+    const char* logged;  // what the getter logs in front of the text; null when it logs nothing
+
+    bool IsNumber() const { return getNumber != nullptr; }
+};
+
+using Info = CQDInfoActivityInfo;
+
+constexpr Field Number(const char* key, GetNumber get, SetNumber set)
+{
+    return {key, get, set, nullptr, nullptr, nullptr};
+}
+
+constexpr Field Text(const char* key, GetText get, SetText set, const char* logged)
+{
+    return {key, nullptr, nullptr, get, set, logged};
+}
+
+const Field kFields[] = {
+    Number("PortNum", &Info::GetPortNumber, &Info::SetPortNumber),
+    Text("BName", &Info::GetBrandName, &Info::SetBrandName, "GetBrandName: brand name is "),
+    Text("CName", &Info::GetCodesetName, &Info::SetCodesetName, "GetCodesetName: codeset name is "),
+    Number("DevType", &Info::GetDeviceType, &Info::SetDeviceType),
+    Text("DevName", &Info::GetDeviceName, &Info::SetDeviceName, "GetDeviceName: device name is "),
+    Text("PRName", &Info::GetProviderName, &Info::SetProviderName, "GetProviderName: provider name is "),
+    Text("sDevType", &Info::GetStrDeviceType, &Info::SetStrDeviceType, nullptr),
+    Text("CDevName", &Info::GetCECDeviceName, &Info::SetCECDeviceName, "GetCECDeviceName: cec device name is "),
+    Text("AKSV", &Info::GetAKSVKey, &Info::SetAKSVKey, "GetAKSVKey: aksv key name is "),
+    Text("UnknownType", &Info::GetUnknownType, &Info::SetUnknownType, "GetUnknownType: Unknown Process "),
+    Text("MFName", &Info::GetManufacturerName, &Info::SetManufacturerName,
+         "GetManufacturerName: Manufacturer name (Infoframe Vendor brand) is "),
+    Text("ModelName", &Info::GetModelName, &Info::SetModelName, "GetModelName: Model name (Infoframe Model) is "),
+    Text("CECName", &Info::GetCECName, &Info::SetCECName, "GetCECName: CEC name is "),
+    Number("ScanState", &Info::GetScanState, &Info::SetScanState),
+    Number("DenyCount", &Info::GetDenyCount, &Info::SetDenyCount),
+    Number("DMethod", &Info::GetDetectionMethod, &Info::SetDetectionMethod),
+    Number("PrevPort", &Info::GetPrevPort, &Info::SetPrevPort),
+    Number("Changed", &Info::GetChangedType, &Info::SetChangedType),
+};
+
+constexpr int kFieldCount = 18;
+static_assert(std::size(kFields) == kFieldCount);
+
+std::string NameOf(const testing::TestParamInfo<int>& info) { return kFields[info.param].key; }
+
+// Different for each field, and not a default.
+Json::Value ValueOf(int index, int number, const std::string& text)
+{
+    if (kFields[index].IsNumber()) return number + index;
+    return text + std::to_string(index);
+}
+
+Json::Value OldValueOf(int index) { return ValueOf(index, -1000, "old "); }
+Json::Value NewValueOf(int index) { return ValueOf(index, 1000, "new "); }
+
+Json::Value ObjectOf(Json::Value (*valueOf)(int))
+{
+    Json::Value obj(Json::objectValue);
+    for (int i = 0; i < kFieldCount; ++i) obj[kFields[i].key] = valueOf(i);
+    return obj;
+}
+
+Json::Value Get(CQDInfoActivityInfo& record, const Field& field)
+{
+    if (field.IsNumber()) return (record.*field.getNumber)();
+    return (record.*field.getText)();
+}
+
+void Set(CQDInfoActivityInfo& record, const Field& field, const Json::Value& value)
+{
+    if (field.IsNumber()) {
+        (record.*field.setNumber)(value.asInt());
+    } else {
+        (record.*field.setText)(value.asCString());
+    }
+}
+
+Json::Value DefaultOf(const Field& field) { return field.IsNumber() ? Json::Value(0) : Json::Value(""); }
+
+std::string WhatOf(const std::function<void()>& failing)
+{
+    try {
+        failing();
+    } catch (const Json::Exception& e) {
+        return e.what();
+    }
+    return "nothing was thrown";
+}
+
+class ActivityInfo : public PlatformTest {
 protected:
+    // Writes through the setters, so that a test of reading does not depend on reading.
+    void GivenOldValues()
+    {
+        for (int i = 0; i < kFieldCount; ++i) Set(record, kFields[i], OldValueOf(i));
+    }
+
+    void ExpectDefaults(const std::string& exceptKey = "")
+    {
+        for (const Field& field : kFields) {
+            if (exceptKey == field.key) continue;
+            EXPECT_EQ(Get(record, field), DefaultOf(field)) << field.key;
+        }
+    }
+
     CQDInfoActivityInfo record;
 };
 
+class ActivityField : public ActivityInfo, public testing::WithParamInterface<int> {
+protected:
+    const int index = GetParam();
+    const Field& field = kFields[GetParam()];
+};
+
+INSTANTIATE_TEST_SUITE_P(Each, ActivityField, testing::Range(0, kFieldCount), NameOf);
+
+class ActivityText : public ActivityField {};
+
+INSTANTIATE_TEST_SUITE_P(Each, ActivityText, testing::Values(1, 2, 4, 5, 6, 7, 8, 9, 10, 11, 12), NameOf);
+
+class ActivityNumber : public ActivityField {};
+
+INSTANTIATE_TEST_SUITE_P(Each, ActivityNumber, testing::Values(0, 3, 13, 14, 15, 16, 17), NameOf);
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Accessors
+
+TEST_F(ActivityInfo, StartsWithDefaults) { ExpectDefaults(); }
+
+TEST_P(ActivityField, KeepsWhatIsSetAndLeavesTheOthers)
+{
+    Set(record, field, NewValueOf(index));
+
+    EXPECT_EQ(Get(record, field), NewValueOf(index));
+    ExpectDefaults(field.key);
+}
+
+TEST_P(ActivityField, IsSetWithoutALogLine)
+{
+    Set(record, field, NewValueOf(index));
+
+    EXPECT_THAT(platform.sequence, IsEmpty());
+}
+
+TEST_P(ActivityField, IsLoggedByItsGetterOnEachCall)
+{
+    Set(record, field, NewValueOf(index));
+    std::vector<std::string> expected;
+    if (field.logged != nullptr) {
+        expected.assign(2, std::string("D QDInfoActivityInfo.cpp ") + field.logged + NewValueOf(index).asString());
+    }
+
+    Get(record, field);
+    Get(record, field);
+
+    EXPECT_EQ(platform.sequence, expected);
+}
+
+TEST_F(ActivityInfo, HasTenTextsThatAreLogged)
+{
+    for (const Field& field : kFields) Get(record, field);
+
+    EXPECT_EQ(platform.log.size(), 10U);
+    EXPECT_EQ(platform.LogOf(DLOG_DEBUG).size(), 10U);
+    for (const srcwatch_test::LogLine& line : platform.log) {
+        EXPECT_EQ(line.format, "%s: %s(%d) > <%ld> " + line.message + "%s\n");
+    }
+}
+
+TEST_P(ActivityNumber, TakesEveryInteger)
+{
+    for (const int value : {0, -1, 99, INT_MAX, INT_MIN}) {
+        (record.*field.setNumber)(value);
+        EXPECT_EQ((record.*field.getNumber)(), value);
+    }
+}
+
+TEST_P(ActivityText, IgnoresNull)
+{
+    (record.*field.setText)("kept");
+
+    (record.*field.setText)(nullptr);
+
+    EXPECT_STREQ((record.*field.getText)(), "kept");
+}
+
+TEST_P(ActivityText, CannotBeEmptiedExceptTheCodeset)
+{
+    const bool isCodeset = std::string(field.key) == "CName";
+    (record.*field.setText)("kept");
+
+    (record.*field.setText)("");
+
+    EXPECT_STREQ((record.*field.getText)(), isCodeset ? "" : "kept");
+}
+
+TEST_P(ActivityText, TakesALongTextOfAnyBytes)
+{
+    std::string text(100000, 'x');
+    for (std::size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>(i % 255 + 1);
+
+    (record.*field.setText)(text.c_str());
+
+    EXPECT_EQ((record.*field.getText)(), text);
+}
+
+TEST_P(ActivityText, TakesAPartOfItself)
+{
+    (record.*field.setText)("one two three four five six");
+
+    (record.*field.setText)((record.*field.getText)() + 4);
+
+    EXPECT_STREQ((record.*field.getText)(), "two three four five six");
+}
+
+TEST_P(ActivityText, IsACopyOfTheCallersText)
+{
+    std::string text = "the caller's own text";
+    (record.*field.setText)(text.c_str());
+
+    text.assign(text.size(), '-');
+
+    EXPECT_STREQ((record.*field.getText)(), "the caller's own text");
+}
+
+TEST_P(ActivityText, StaysAtItsAddressUntilItIsChanged)
+{
+    GivenOldValues();
+    const char* text = (record.*field.getText)();
+
+    for (int i = 0; i < kFieldCount; ++i) {
+        if (i != index) Set(record, kFields[i], NewValueOf(i));
+    }
+
+    EXPECT_EQ((record.*field.getText)(), text);
+    EXPECT_EQ(OldValueOf(index), text);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Copies
+
+TEST_F(ActivityInfo, IsCopiedWithAllFields)
+{
+    GivenOldValues();
+
+    CQDInfoActivityInfo copy(record);
+    CQDInfoActivityInfo assigned;
+    assigned.SetBrandName("overwritten");
+    assigned = record;
+
+    for (int i = 0; i < kFieldCount; ++i) {
+        EXPECT_EQ(Get(copy, kFields[i]), OldValueOf(i)) << kFields[i].key;
+        EXPECT_EQ(Get(assigned, kFields[i]), OldValueOf(i)) << kFields[i].key;
+    }
+}
+
+TEST_F(ActivityInfo, IsIndependentOfItsCopies)
+{
+    GivenOldValues();
+    CQDInfoActivityInfo copy(record);
+    CQDInfoActivityInfo assigned;
+    assigned = record;
+
+    record.Clear();
+
+    for (int i = 0; i < kFieldCount; ++i) {
+        EXPECT_EQ(Get(copy, kFields[i]), OldValueOf(i)) << kFields[i].key;
+        EXPECT_EQ(Get(assigned, kFields[i]), OldValueOf(i)) << kFields[i].key;
+    }
+}
+
+TEST_F(ActivityInfo, SurvivesAssignmentToItself)
+{
+    GivenOldValues();
+    const CQDInfoActivityInfo& itself = record;
+
+    record = itself;
+
+    for (int i = 0; i < kFieldCount; ++i) EXPECT_EQ(Get(record, kFields[i]), OldValueOf(i)) << kFields[i].key;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Clearing
+
+TEST_F(ActivityInfo, IsClearedToDefaults)
+{
+    GivenOldValues();
+
+    record.Clear();
+
+    EXPECT_THAT(platform.sequence, IsEmpty());
+    ExpectDefaults();
+}
+
+TEST_F(ActivityInfo, KeepsOnlyTheDenyCountWhenItIsReset)
+{
+    GivenOldValues();
+    record.SetDenyCount(3);
+    record.SetPortNumber(2);
+
+    record.ResetSourceInfo();
+
+    EXPECT_THAT(platform.sequence, IsEmpty());
+    EXPECT_EQ(record.GetDenyCount(), 3);
+    EXPECT_EQ(record.GetPortNumber(), 0);
+    ExpectDefaults("DenyCount");
+}
+
+TEST_F(ActivityInfo, LosesTheDenyCountWhenItIsCleared)
+{
+    record.SetDenyCount(3);
+
+    record.Clear();
+
+    EXPECT_EQ(record.GetDenyCount(), 0);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Reading
+
+TEST_F(ActivityInfo, ReadsEveryFieldFromItsKey)
+{
+    Json::Value obj = ObjectOf(NewValueOf);
+
+    EXPECT_TRUE(record.Read(obj));
+
+    EXPECT_THAT(platform.sequence, IsEmpty());
+    for (int i = 0; i < kFieldCount; ++i) EXPECT_EQ(Get(record, kFields[i]), NewValueOf(i)) << kFields[i].key;
+    EXPECT_EQ(obj, ObjectOf(NewValueOf));
+}
+
 TEST_F(ActivityInfo, ReadsAnEmptyObjectAsDefaultsAndCompletesItWithNulls)
 {
-    record.SetDeviceType(5);
-    record.SetBrandName("Brand");
+    GivenOldValues();
     Json::Value obj(Json::objectValue);
 
     EXPECT_TRUE(record.Read(obj));
 
-    EXPECT_EQ(record.GetDeviceType(), 0);
-    EXPECT_STREQ(record.GetBrandName(), "");
     EXPECT_EQ(obj.size(), 18U);
-    for (const Json::Value& member : obj) EXPECT_TRUE(member.isNull());
+    for (const Field& field : kFields) {
+        EXPECT_TRUE(obj.isMember(field.key)) << field.key;
+        EXPECT_TRUE(obj[field.key].isNull()) << field.key;
+    }
+    ExpectDefaults();
+}
+
+TEST_F(ActivityInfo, ReadsNullAsAnEmptyObject)
+{
+    GivenOldValues();
+    Json::Value obj;
+
+    EXPECT_TRUE(record.Read(obj));
+
+    EXPECT_TRUE(obj.isObject());
+    EXPECT_EQ(obj.size(), 18U);
+    ExpectDefaults();
+}
+
+TEST_P(ActivityField, ReadsAsItsDefaultWhereItIsMissing)
+{
+    GivenOldValues();
+    Json::Value obj = ObjectOf(NewValueOf);
+    obj.removeMember(field.key);
+
+    EXPECT_TRUE(record.Read(obj));
+
+    EXPECT_EQ(Get(record, field), DefaultOf(field));
+    EXPECT_EQ(obj.size(), 18U);
+    EXPECT_TRUE(obj[field.key].isNull());
+}
+
+TEST_P(ActivityField, ReadsAsItsDefaultWhereItIsNull)
+{
+    GivenOldValues();
+    Json::Value obj = ObjectOf(NewValueOf);
+    obj[field.key] = Json::nullValue;
+
+    EXPECT_TRUE(record.Read(obj));
+
+    EXPECT_EQ(Get(record, field), DefaultOf(field));
+}
+
+TEST_F(ActivityInfo, LeavesOtherMembersOfTheObjectAlone)
+{
+    Json::Value obj = ObjectOf(NewValueOf);
+    obj["Other"]["deep"] = 1;
+    const Json::Value given = obj;
+
+    EXPECT_TRUE(record.Read(obj));
+
+    EXPECT_EQ(obj, given);
+}
+
+TEST_F(ActivityInfo, ReadsEmptyTextsThatItsSettersRefuse)
+{
+    GivenOldValues();
+    Json::Value obj = ObjectOf(NewValueOf);
+    obj["BName"] = "";
+
+    EXPECT_TRUE(record.Read(obj));
+
+    EXPECT_STREQ(record.GetBrandName(), "");
+}
+
+TEST_F(ActivityInfo, KeepsAZeroByteInsideAText)
+{
+    const std::string text("before\0after", 12);
+    Json::Value obj(Json::objectValue);
+    obj["DevName"] = text;
+    Json::Value written;
+
+    EXPECT_TRUE(record.Read(obj));
+    EXPECT_TRUE(record.Write(written));
+
+    EXPECT_STREQ(record.GetDeviceName(), "before");
+    EXPECT_EQ(written["DevName"].asString(), text);
+}
+
+// The wrong kinds of value for a number and for a text.
+std::vector<Json::Value> WrongValuesFor(const Field& field)
+{
+    Json::Value array(Json::arrayValue);
+    array.append(1);
+    Json::Value object(Json::objectValue);
+    object["a"] = 1;
+    std::vector<Json::Value> values = {array, object, Json::arrayValue, Json::objectValue};
+    if (field.IsNumber()) {
+        values.insert(values.end(),
+                      {"5", "", Json::Int64(INT_MAX) + 1, Json::Int64(INT_MIN) - 1, 1e10, Json::UInt64(UINT64_MAX)});
+    }
+    return values;
+}
+
+TEST_P(ActivityField, OfTheWrongKindKeepsItselfAndTheLaterFieldsAndChangesTheEarlierOnes)
+{
+    for (const Json::Value& wrong : WrongValuesFor(field)) {
+        GivenOldValues();
+        Json::Value obj = ObjectOf(NewValueOf);
+        obj[field.key] = wrong;
+
+        EXPECT_FALSE(record.Read(obj)) << wrong;
+
+        for (int i = 0; i < kFieldCount; ++i) {
+            EXPECT_EQ(Get(record, kFields[i]), i < index ? NewValueOf(i) : OldValueOf(i)) << kFields[i].key << wrong;
+        }
+    }
+}
+
+TEST_P(ActivityField, OfTheWrongKindIsLoggedOnceWithTheReason)
+{
+    for (const Json::Value& wrong : WrongValuesFor(field)) {
+        const std::string reason = WhatOf([&] { field.IsNumber() ? void(wrong.asInt()) : void(wrong.asString()); });
+        Json::Value obj = ObjectOf(NewValueOf);
+        obj[field.key] = wrong;
+        platform.sequence.clear();
+
+        record.Read(obj);
+
+        EXPECT_THAT(
+            platform.sequence,
+            ElementsAre("E QDInfoActivityInfo.cpp Read: Exception Handled by CQDInfoActivityInfo::Read: " + reason));
+    }
+}
+
+TEST_P(ActivityField, OfTheWrongKindEndsTheVisitOfTheKeys)
+{
+    Json::Value obj(Json::objectValue);
+    obj[field.key] = Json::arrayValue;
+
+    EXPECT_FALSE(record.Read(obj));
+
+    for (int i = 0; i < kFieldCount; ++i) EXPECT_EQ(obj.isMember(kFields[i].key), i <= index) << kFields[i].key;
+}
+
+struct Conversion {
+    Json::Value given;
+    Json::Value read;
+};
+
+TEST_P(ActivityNumber, IsConvertedFromOtherKinds)
+{
+    const Conversion conversions[] = {
+        {false, 0}, {true, 1}, {3.9, 3}, {-3.9, -3}, {7U, 7}, {Json::Int64(INT_MIN), INT_MIN}, {INT_MAX, INT_MAX},
+    };
+    for (const Conversion& conversion : conversions) {
+        Json::Value obj(Json::objectValue);
+        obj[field.key] = conversion.given;
+
+        EXPECT_TRUE(record.Read(obj)) << conversion.given;
+
+        EXPECT_EQ(Get(record, field), conversion.read) << conversion.given;
+    }
+}
+
+TEST_P(ActivityText, IsConvertedFromOtherKinds)
+{
+    const Conversion conversions[] = {{false, "false"}, {true, "true"}, {-5, "-5"}, {7U, "7"}, {1.5, "1.5"}};
+    for (const Conversion& conversion : conversions) {
+        Json::Value obj(Json::objectValue);
+        obj[field.key] = conversion.given;
+
+        EXPECT_TRUE(record.Read(obj)) << conversion.given;
+
+        EXPECT_EQ(Get(record, field), conversion.read) << conversion.given;
+    }
+}
+
+// Not null and not an object.
+const Json::Value kNoObjects[] = {Json::arrayValue, 5, 7U, 1.5, true, "text", ""};
+
+TEST_F(ActivityInfo, RefusesToReadWhatIsNoObject)
+{
+    for (Json::Value obj : kNoObjects) {
+        const Json::Value given = obj;
+        const std::string reason = WhatOf([&] { obj["PortNum"]; });
+        GivenOldValues();
+        platform.sequence.clear();
+
+        EXPECT_FALSE(record.Read(obj)) << given;
+
+        EXPECT_THAT(
+            platform.sequence,
+            ElementsAre("E QDInfoActivityInfo.cpp Read: Exception Handled by CQDInfoActivityInfo::Read: " + reason));
+        EXPECT_EQ(obj, given);
+        for (int i = 0; i < kFieldCount; ++i) EXPECT_EQ(Get(record, kFields[i]), OldValueOf(i)) << kFields[i].key;
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Writing
+
+TEST_F(ActivityInfo, WritesEighteenMembersOfTheirKinds)
+{
+    GivenOldValues();
+    Json::Value obj;
+
+    EXPECT_TRUE(record.Write(obj));
+
+    EXPECT_THAT(platform.sequence, IsEmpty());
+    EXPECT_EQ(obj.size(), 18U);
+    for (int i = 0; i < kFieldCount; ++i) {
+        const Json::Value& member = obj[kFields[i].key];
+        EXPECT_EQ(member, OldValueOf(i)) << kFields[i].key;
+        EXPECT_EQ(member.type(), kFields[i].IsNumber() ? Json::intValue : Json::stringValue) << kFields[i].key;
+    }
+}
+
+TEST_F(ActivityInfo, WritesExactlyThisText)
+{
+    record.SetDeviceType(1);
+    record.SetStrDeviceType("STB");
+    record.SetBrandName("Brand \"B\"");
+    record.SetDeviceName("Box\tOne");
+    record.SetProviderName("Prov\u00edder");
+    record.SetCodesetName("C0123");
+    record.SetCECDeviceName("CecDev");
+    record.SetAKSVKey("0123456789");
+    record.SetUnknownType("0");
+    record.SetManufacturerName("Maker");
+    record.SetModelName("M/1");
+    record.SetCECName("Cec");
+    record.SetPortNumber(2);
+    record.SetDenyCount(3);
+    record.SetScanState(-4);
+    record.SetDetectionMethod(5);
+    record.SetPrevPort(99);
+    record.SetChangedType(7);
+    Json::Value obj;
+
+    ASSERT_TRUE(record.Write(obj));
+
+    EXPECT_EQ(Json::writeString(Json::StreamWriterBuilder(), obj),
+              "{\n"
+              "\t\"AKSV\" : \"0123456789\",\n"
+              "\t\"BName\" : \"Brand \\\"B\\\"\",\n"
+              "\t\"CDevName\" : \"CecDev\",\n"
+              "\t\"CECName\" : \"Cec\",\n"
+              "\t\"CName\" : \"C0123\",\n"
+              "\t\"Changed\" : 7,\n"
+              "\t\"DMethod\" : 5,\n"
+              "\t\"DenyCount\" : 3,\n"
+              "\t\"DevName\" : \"Box\\tOne\",\n"
+              "\t\"DevType\" : 1,\n"
+              "\t\"MFName\" : \"Maker\",\n"
+              "\t\"ModelName\" : \"M/1\",\n"
+              "\t\"PRName\" : \"Prov\\u00edder\",\n"
+              "\t\"PortNum\" : 2,\n"
+              "\t\"PrevPort\" : 99,\n"
+              "\t\"ScanState\" : -4,\n"
+              "\t\"UnknownType\" : \"0\",\n"
+              "\t\"sDevType\" : \"STB\"\n"
+              "}");
+}
+
+TEST_F(ActivityInfo, ReplacesItsMembersAndLeavesTheOthers)
+{
+    GivenOldValues();
+    Json::Value obj(Json::objectValue);
+    obj["Other"] = "kept";
+    obj["BName"]["deep"] = 1;
+    obj["DevType"] = "text";
+
+    EXPECT_TRUE(record.Write(obj));
+
+    Json::Value expected = ObjectOf(OldValueOf);
+    expected["Other"] = "kept";
+    EXPECT_EQ(obj, expected);
+}
+
+TEST_F(ActivityInfo, RefusesToWriteIntoWhatIsNoObject)
+{
+    for (Json::Value obj : kNoObjects) {
+        const Json::Value given = obj;
+        const std::string reason = WhatOf([&] { obj["PortNum"]; });
+        platform.sequence.clear();
+
+        EXPECT_FALSE(record.Write(obj)) << given;
+
+        EXPECT_THAT(
+            platform.sequence,
+            ElementsAre("E QDInfoActivityInfo.cpp Write: Exception Handled by CQDInfoActivityInfo::Write: " + reason));
+        EXPECT_EQ(obj, given);
+    }
+}
+
+TEST_F(ActivityInfo, RestoresDefaultsFromWhatItWrote)
+{
+    Json::Value obj;
+    ASSERT_TRUE(record.Write(obj));
+    CQDInfoActivityInfo restored;
+    restored.SetBrandName("old");
+    restored.SetDenyCount(-3);
+
+    EXPECT_TRUE(restored.Read(obj));
+
+    EXPECT_STREQ(restored.GetBrandName(), "");
+    EXPECT_EQ(restored.GetDenyCount(), 0);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Round trips
+
+class RandomRecords {
+public:
+    RandomRecords(char lowest, char highest) : m_byte(lowest, highest) {}
+
+    void Fill(CQDInfoActivityInfo& record)
+    {
+        for (const Field& field : kFields) {
+            if (field.IsNumber()) {
+                (record.*field.setNumber)(m_number(m_random));
+            } else {
+                (record.*field.setText)(Text().c_str());
+            }
+        }
+    }
+
+private:
+    std::string Text()
+    {
+        std::string text;
+        for (int length = m_length(m_random); length > 0; --length) {
+            const int byte = m_byte(m_random);
+            if (byte != 0) text.push_back(static_cast<char>(byte));
+        }
+        return text;
+    }
+
+    std::mt19937 m_random{20240229};  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same records at each run
+    std::uniform_int_distribution<int> m_byte;
+    std::uniform_int_distribution<int> m_length{0, 200};
+    std::uniform_int_distribution<int> m_number{INT_MIN, INT_MAX};
+};
+
+TEST_F(ActivityInfo, RestoresRandomRecordsOfAnyBytesFromTheirObjects)
+{
+    RandomRecords records(CHAR_MIN, CHAR_MAX);
+    for (int round = 0; round < 500; ++round) {
+        records.Fill(record);
+        Json::Value obj;
+        CQDInfoActivityInfo restored;
+
+        ASSERT_TRUE(record.Write(obj));
+        ASSERT_TRUE(restored.Read(obj));
+
+        for (const Field& field : kFields) ASSERT_EQ(Get(restored, field), Get(record, field)) << field.key;
+    }
+}
+
+TEST_F(ActivityInfo, RestoresRandomRecordsOfAsciiTextFromTheirJsonTexts)
+{
+    RandomRecords records(1, 127);
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    for (int round = 0; round < 200; ++round) {
+        records.Fill(record);
+        Json::Value obj;
+        ASSERT_TRUE(record.Write(obj));
+        const std::string text = Json::writeString(Json::StreamWriterBuilder(), obj);
+        Json::Value parsed;
+        CQDInfoActivityInfo restored;
+
+        ASSERT_TRUE(reader->parse(text.data(), text.data() + text.size(), &parsed, nullptr)) << text;
+        ASSERT_TRUE(restored.Read(parsed));
+
+        for (const Field& field : kFields) ASSERT_EQ(Get(restored, field), Get(record, field)) << field.key;
+    }
 }
 
 }  // namespace
