@@ -18,8 +18,9 @@ GlibMessages& TheGlibMessages()
     return messages;
 }
 
-void KeepGlibMessage(const char* domain, GLogLevelFlags, const char* message, void*)
+void KeepGlibMessage(const char* domain, GLogLevelFlags level, const char* message, void*)
 {
+    if ((level & (G_LOG_LEVEL_CRITICAL | G_LOG_LEVEL_WARNING)) == 0) return;
     GlibMessages& kept = TheGlibMessages();
     const std::lock_guard<std::mutex> lock(kept.mutex);
     kept.messages.push_back(std::string(domain != nullptr ? domain : "") + ": " + message);

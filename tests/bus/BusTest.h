@@ -77,7 +77,7 @@ protected:
     static void SyncSharedConnection();
     // Runs the main loop until a service-side receiver owns its name.
     bool RunUntilNameAcquired(std::size_t times = 1);
-    // What GLib complained about since the last call.
+    // GLib's warnings and criticals since the last call.
     static std::vector<std::string> TakeGlibMessages();
 };
 

@@ -1,0 +1,551 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Every operation of the sender, its result and its log, with a bus, without one, and with one that died.
+#include "BusTest.h"
+
+#include <thread>
+
+namespace {
+
+using namespace srcwatch_test;
+using qdinfo::CQDEventReciever;
+using qdinfo::CQDEventSender;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::StartsWith;
+
+constexpr char kTokens[] = "D m_ConvertEventToStream: UNKNOWN UNKNOWN UNKNOWN";
+constexpr char kNoConnection[] = "E m_Connect: Couldn't connect to DBus bus: '.+'";
+const std::string kMessageLine = "E m_Call: sizeOfMsgData:44  MsgData:" + std::string(kEmptyMessage);
+
+// The service of the channel, played by an independent peer.
+class Service {
+public:
+    // Answers calls of the channel's method with the body; GetAll, with which a proxy begins, with no properties.
+    explicit Service(std::function<GVariant*(const BusMessage&)> body)
+    {
+        peer.AnswerWith([body](const BusMessage& call) {
+            return call.member == "GetAll" ? g_variant_new_parsed("(@a{sv} {},)") : body(call);
+        });
+        EXPECT_EQ(peer.RequestName(kChannelName), 1U);
+    }
+
+    // The calls of the channel's own method.
+    std::vector<BusMessage> Calls() const
+    {
+        std::vector<BusMessage> calls;
+        for (const BusMessage& call : peer.Calls()) {
+            if (call.interface == kChannelName) calls.push_back(call);
+        }
+        return calls;
+    }
+
+    BusPeer peer;
+};
+
+GVariant* Reply(const char* text) { return g_variant_new("(s)", text); }
+
+class EventSender : public BusTest {
+protected:
+    EventSender() { peer.Listen(kChannelName); }
+
+    CQDEventSender sender{kChannel};
+    BusPeer peer;
+};
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Signals
+
+TEST_F(EventSender, DoesNothingUntilItIsUsed)
+{
+    {
+        CQDEventSender unused("");
+        unused.AppendArgs(1L, 2L, 3L, 4L);
+        unused.AppendArgs("one", "two", "three");
+        unused.ClearEvent();
+    }
+
+    EXPECT_THAT(TakeLog(), IsEmpty());
+}
+
+TEST_F(EventSender, SendsAnEventAndLogsItAtDebug)
+{
+    sender.SendEvent(4104);
+
+    EXPECT_THAT(TakeLog(), ElementsAre(std::string("D m_SendExternalEvent: ") + kChannelLine, kTokens,
+                                       "D m_SendExternalEvent: Send external event success"));
+    const std::vector<BusMessage> signals = peer.WaitForSignals(1);
+    ASSERT_EQ(signals.size(), 1U);
+    EXPECT_EQ(signals[0].type, 4104);
+}
+
+TEST_F(EventSender, SendsAnEventOfThreeNumbers)
+{
+    sender.SendEvent(10, 1, -2, 3);
+
+    EXPECT_EQ(TakeLog().size(), 3U);
+    const std::vector<BusMessage> signals = peer.WaitForSignals(1);
+    ASSERT_EQ(signals.size(), 1U);
+    EXPECT_EQ(signals[0].type, 10);
+    EXPECT_EQ(signals[0].text, MessageOf({1, -2, 3}, {}));
+}
+
+TEST_F(EventSender, SendsASignalAndLogsItAtError)
+{
+    EXPECT_EQ(sender.SendSignal(5), 1);
+
+    EXPECT_THAT(TakeLog(), ElementsAre(std::string("E m_SendSignal: ") + kChannelLine, kTokens,
+                                       "E m_SendSignal: Send signal success"));
+}
+
+TEST_F(EventSender, SendsASignalWithExtraText)
+{
+    EXPECT_EQ(sender.SendSignal(5, std::stringstream("extra words")), 1);
+
+    EXPECT_EQ(TakeLog().size(), 3U);
+    const std::vector<BusMessage> signals = peer.WaitForSignals(1);
+    ASSERT_EQ(signals.size(), 1U);
+    EXPECT_EQ(signals[0].text, std::string(kEmptyMessage) + "extra words\t");
+}
+
+TEST_F(EventSender, SendsTheTypeOfTheOperationNotThatOfTheCurrentEvent)
+{
+    srcwatch_event_s event{};
+    event.type = 77;
+    sender.AppendArgs(event);
+
+    sender.SendSignal(5);
+    sender.SendSignal(6, std::stringstream());
+    sender.SendEvent(7);
+    sender.SendEvent(8, 0, 0, 0);
+
+    const std::vector<BusMessage> signals = peer.WaitForSignals(4);
+    ASSERT_EQ(signals.size(), 4U);
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(signals[static_cast<std::size_t>(i)].type, 5 + i);
+}
+
+TEST_F(EventSender, SendsTypesOfEverySign)
+{
+    for (const int type : {-1, 0, INT32_MIN, INT32_MAX}) EXPECT_EQ(sender.SendSignal(type), 1);
+
+    const std::vector<BusMessage> signals = peer.WaitForSignals(4);
+    ASSERT_EQ(signals.size(), 4U);
+    EXPECT_EQ(signals[0].type, -1);
+    EXPECT_EQ(signals[2].type, INT32_MIN);
+}
+
+TEST_F(EventSender, TalksOnTheChannelQdinfoWhenItsNameIsEmpty)
+{
+    CQDEventSender("").SendEvent(3);
+
+    const std::vector<BusMessage> signals = peer.WaitForSignals(1);
+    ASSERT_EQ(signals.size(), 1U);
+    EXPECT_EQ(signals[0].path, kChannelPath);
+    EXPECT_EQ(signals[0].member, kChannel);
+}
+
+TEST_F(EventSender, TalksOnItsOwnChannel)
+{
+    BusPeer other;
+    other.Listen("org.nalto.tv.other");
+
+    CQDEventSender("other").SendEvent(3);
+    peer.Sync();
+
+    const std::vector<BusMessage> signals = other.WaitForSignals(1);
+    ASSERT_EQ(signals.size(), 1U);
+    EXPECT_EQ(signals[0].path, "/org/nalto/tv/other");
+    EXPECT_EQ(signals[0].member, "other");
+    EXPECT_THAT(peer.Signals(), IsEmpty());
+}
+
+TEST_F(EventSender, HasSentItsSignalsWhenItIsDestroyed)
+{
+    for (int i = 0; i < 50; ++i) CQDEventSender(kChannel).SendEvent(i);
+
+    peer.Sync();  // the bus had all of them before this
+    EXPECT_EQ(peer.Signals().size(), 50U);
+}
+
+TEST_F(EventSender, SendsWholeMessagesInOrderFromManyThreads)
+{
+    constexpr int kThreads = 8;
+    constexpr int kEach = 100;
+    CQDEventSender shared(kChannel);
+    const auto sendAll = [&shared](int thread) {
+        CQDEventSender own(kChannel);
+        for (int i = 0; i < kEach; ++i) {
+            own.AppendArgs(std::to_string(thread), "of many", "threads");
+            own.SendEvent(thread);
+            shared.SendEvent(100 + thread, i, thread, 0);
+        }
+    };
+
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) threads.emplace_back(sendAll, thread);
+    for (std::thread& thread : threads) thread.join();
+
+    const std::vector<BusMessage> signals = peer.WaitForSignals(2 * kThreads * kEach);
+    ASSERT_EQ(signals.size(), 2U * kThreads * kEach);
+    std::array<int, kThreads> next{};
+    for (const BusMessage& signal : signals) {
+        if (signal.type < 100) {
+            ASSERT_EQ(signal.text, MessageOf({}, {std::to_string(signal.type), "of many", "threads"}));
+        } else {
+            const int thread = signal.type - 100;
+            ASSERT_EQ(signal.text, MessageOf({next[static_cast<std::size_t>(thread)]++, thread}, {}));
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Calls
+
+TEST_F(EventSender, CallsTheServiceAndReplacesTheReply)
+{
+    const Service service([](const BusMessage&) { return Reply("the answer"); });
+    std::stringstream reply("old text");
+    reply.setstate(std::ios::failbit);
+
+    EXPECT_EQ(sender.Call(5, reply), 1);
+
+    EXPECT_EQ(reply.str(), "the answer");
+    std::string word;
+    EXPECT_TRUE(reply >> word);
+    EXPECT_EQ(word, "the");
+    EXPECT_THAT(TakeLog(), ElementsAre(std::string("E m_GetProxy: ") + kChannelLine, kTokens, kMessageLine,
+                                       "E m_Call: Message from Server: 'the answer'"));
+    ASSERT_EQ(service.Calls().size(), 1U);
+    const BusMessage call = service.Calls()[0];
+    EXPECT_EQ(call.path, kChannelPath);
+    EXPECT_EQ(call.member, kChannel);
+    EXPECT_EQ(call.signature, "is");
+    EXPECT_EQ(call.type, 5);
+    EXPECT_EQ(call.text, kEmptyMessage);
+}
+
+TEST_F(EventSender, KeepsItsProxyForFurtherCalls)
+{
+    const Service service([](const BusMessage&) { return Reply(""); });
+    sender.Call(5);
+    TakeLog();
+
+    EXPECT_EQ(sender.Call(6), 1);
+
+    EXPECT_THAT(TakeLog(), ElementsAre(kTokens, kMessageLine, "E m_Call: Message from Server: ''"));
+    std::size_t introductions = 0;
+    for (const BusMessage& call : service.peer.Calls()) introductions += call.member == "GetAll" ? 1U : 0U;
+    EXPECT_EQ(introductions, 1U);
+}
+
+TEST_F(EventSender, CallsWithItsCurrentEventAndTheExtraText)
+{
+    const Service service([](const BusMessage&) { return Reply(""); });
+    srcwatch_event_s event{};
+    event.type = 77;
+    event.args[9] = -9;
+    sender.AppendArgs(event);
+    sender.AppendArgs("a b", "", "c");
+    std::stringstream reply("replaced by nothing");
+
+    EXPECT_EQ(sender.Call(5, std::stringstream("two words"), reply), 1);
+    EXPECT_EQ(sender.Call(6, reply), 1);
+    EXPECT_EQ(sender.Call(7), 1);
+
+    EXPECT_EQ(reply.str(), "");
+    const std::string message = MessageOf({0, 0, 0, 0, 0, 0, 0, 0, 0, -9}, {"a b", "", "c"});
+    const std::vector<BusMessage> calls = service.Calls();
+    ASSERT_EQ(calls.size(), 3U);
+    EXPECT_EQ(calls[0].type, 5);
+    EXPECT_EQ(calls[0].text, message + "two words\t");
+    EXPECT_EQ(calls[1].type, 6);
+    EXPECT_EQ(calls[1].text, message);
+    EXPECT_EQ(calls[2].type, 7);
+    EXPECT_EQ(calls[2].text, message);
+}
+
+TEST_F(EventSender, MayGetItsOwnExtraStreamAsReplyStream)
+{
+    const Service service([](const BusMessage& call) { return Reply(call.text.c_str()); });
+    std::stringstream both("question");
+
+    EXPECT_EQ(sender.Call(5, both, both), 1);
+
+    EXPECT_EQ(both.str(), std::string(kEmptyMessage) + "question\t");
+}
+
+TEST_F(EventSender, GetsAReplyOfAMegabyte)
+{
+    const std::string megabyte(1 << 20, 'r');
+    const Service service([&megabyte](const BusMessage&) { return Reply(megabyte.c_str()); });
+    std::stringstream reply;
+
+    EXPECT_EQ(sender.Call(5, reply), 1);
+
+    EXPECT_EQ(reply.str(), megabyte);
+}
+
+TEST_F(EventSender, RefusesAReplyThatIsNotOneText)
+{
+    const char* const bodies[] = {"()",       "(5,)",           "(true,)",           "('one', 'two')",
+                                  "(['a'],)", "(<'variant'>,)", "(objectpath '/a',)"};
+    for (const char* body : bodies) {
+        const Service service([body](const BusMessage&) { return g_variant_new_parsed(body); });
+        CQDEventSender caller(kChannel);
+        std::stringstream reply("kept");
+
+        EXPECT_EQ(caller.Call(5, reply), 0) << body;
+
+        EXPECT_EQ(reply.str(), "kept") << body;
+        EXPECT_THAT(TakeLog().back(), MatchesRegex("E m_Call:  proxy call failed \\(.+\\)")) << body;
+    }
+}
+
+TEST_F(EventSender, FailsToCallWhenNobodyOwnsTheName)
+{
+    std::stringstream reply("kept");
+
+    EXPECT_EQ(sender.Call(5, reply), 0);
+
+    EXPECT_EQ(reply.str(), "kept");
+    EXPECT_THAT(TakeLog(), ElementsAre(std::string("E m_GetProxy: ") + kChannelLine, kTokens, kMessageLine,
+                                       StartsWith("E m_Call:  proxy call failed (GDBus.Error:"
+                                                  "org.freedesktop.DBus.Error.ServiceUnknown: ")));
+}
+
+TEST_F(EventSender, ReachesAServiceThatCameAfterAFailedCall)
+{
+    EXPECT_EQ(sender.Call(5), 0);
+    const Service service([](const BusMessage&) { return Reply(""); });
+
+    EXPECT_EQ(sender.Call(5), 1);
+}
+
+TEST_F(EventSender, FailsToCallWhenTheServiceVanishesDuringTheCall)
+{
+    auto service = std::make_unique<BusPeer>();
+    service->RequestName(kChannelName);
+    service->AnswerWith([](const BusMessage& call) {
+        return call.member == "GetAll" ? g_variant_new_parsed("(@a{sv} {},)") : nullptr;
+    });
+    std::thread end([&service] {
+        EXPECT_TRUE(WaitUntil([&service] { return service->Calls().size() == 2; }));
+        service.reset();
+    });
+
+    EXPECT_EQ(sender.Call(5), 0);
+
+    end.join();
+    EXPECT_THAT(TakeLog().back(), StartsWith("E m_Call:  proxy call failed (GDBus.Error:"
+                                             "org.freedesktop.DBus.Error.NoReply: "));
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Asking for the service
+
+TEST_F(EventSender, FindsTheServiceThatOwnsTheName)
+{
+    const Service service([](const BusMessage&) { return Reply(""); });
+
+    EXPECT_EQ(sender.IsServiceAvailable(), 1);
+
+    EXPECT_THAT(TakeLog(), ElementsAre("E IsServiceAvailable: org.nalto.tv.qdinfo",
+                                       "E IsServiceAvailable: IsServiceAvailable success"));
+    EXPECT_THAT(service.peer.Calls(), IsEmpty());  // the bus is asked, not the service
+}
+
+TEST_F(EventSender, FindsNoServiceWhenNobodyOwnsTheName)
+{
+    EXPECT_EQ(sender.IsServiceAvailable(), 0);
+
+    EXPECT_THAT(TakeLog(), ElementsAre("E IsServiceAvailable: org.nalto.tv.qdinfo",
+                                       "E IsServiceAvailable: IsServiceAvailable fail and over"));
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// No bus, a dead bus
+
+TEST_F(EventSender, FailsAndLogsItEachTimeWhenThereIsNoBus)
+{
+    TheBus().Kill();
+    std::stringstream reply("kept");
+
+    sender.SendEvent(1);
+    EXPECT_THAT(TakeLog(), ElementsAre(MatchesRegex(kNoConnection)));
+    sender.SendEvent(1, 2, 3, 4);
+    EXPECT_THAT(TakeLog(), ElementsAre(MatchesRegex(kNoConnection)));
+    EXPECT_EQ(sender.SendSignal(1), 0);
+    EXPECT_THAT(TakeLog(), ElementsAre(MatchesRegex(kNoConnection)));
+    EXPECT_EQ(sender.SendSignal(1, std::stringstream("x")), 0);
+    EXPECT_THAT(TakeLog(), ElementsAre(MatchesRegex(kNoConnection)));
+    EXPECT_EQ(sender.Call(1, std::stringstream("x"), reply), 0);
+    EXPECT_THAT(TakeLog(), ElementsAre(MatchesRegex(kNoConnection)));
+    EXPECT_EQ(sender.Call(1, reply), 0);
+    EXPECT_THAT(TakeLog(), ElementsAre(MatchesRegex(kNoConnection)));
+    EXPECT_EQ(sender.Call(1), 0);
+    EXPECT_THAT(TakeLog(), ElementsAre(MatchesRegex(kNoConnection)));
+    EXPECT_EQ(sender.IsServiceAvailable(), 0);
+    EXPECT_THAT(TakeLog(), ElementsAre(MatchesRegex(kNoConnection)));
+    EXPECT_EQ(reply.str(), "kept");
+}
+
+TEST_F(EventSender, WorksWhenABusCameAfterItsFirstFailure)
+{
+    TheBus().Kill();
+    EXPECT_EQ(sender.SendSignal(1), 0);
+    TheBus().Restart();
+    BusPeer listener;
+    listener.Listen(kChannelName);
+
+    EXPECT_EQ(sender.SendSignal(2), 1);
+
+    EXPECT_EQ(listener.WaitForSignals(1).size(), 1U);
+}
+
+// A sender whose connection broke.
+class BrokenSender : public EventSender {
+protected:
+    BrokenSender()
+    {
+        EXPECT_EQ(sender.SendSignal(1), 1);
+        EXPECT_EQ(sender.Call(1), 0);
+        connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+        TheBus().Kill();
+        EXPECT_TRUE(WaitUntil([this] { return g_dbus_connection_is_closed(connection) != FALSE; }));
+        TakeLog();
+    }
+    ~BrokenSender() override { g_object_unref(connection); }
+
+    GDBusConnection* connection = nullptr;  // the shared one
+};
+
+TEST_F(BrokenSender, KeepsItsConnectionAndFails)
+{
+    std::stringstream reply("kept");
+
+    EXPECT_EQ(sender.SendSignal(2), 0);
+    EXPECT_THAT(TakeLog(), ElementsAre(std::string("E m_SendSignal: ") + kChannelLine, kTokens,
+                                       "E m_SendSignal: Error while sending signal: 'The connection is closed'"));
+    sender.SendEvent(2);
+    EXPECT_THAT(TakeLog(),
+                ElementsAre(std::string("D m_SendExternalEvent: ") + kChannelLine, kTokens,
+                            "E m_SendExternalEvent: Error while sending signal: 'The connection is closed'"));
+    EXPECT_EQ(sender.Call(2, reply), 0);
+    EXPECT_THAT(TakeLog(),
+                ElementsAre(kTokens, kMessageLine, "E m_Call:  proxy call failed (The connection is closed)"));
+    EXPECT_EQ(sender.IsServiceAvailable(), 0);
+    EXPECT_THAT(TakeLog(), ElementsAre("E IsServiceAvailable: org.nalto.tv.qdinfo",
+                                       "E IsServiceAvailable: sync call fail (The connection is closed, " +
+                                           std::to_string(G_IO_ERROR_CLOSED) + ")"));
+    EXPECT_EQ(reply.str(), "kept");
+
+    TheBus().Restart();
+
+    EXPECT_EQ(sender.SendSignal(3), 0);  // the connection is not replaced
+}
+
+TEST_F(BrokenSender, SharesItsClosedConnectionWithNewOnesWhichSaySoOnce)
+{
+    CQDEventSender later(kChannel);
+
+    EXPECT_EQ(later.SendSignal(2), 0);
+    EXPECT_THAT(TakeLog(), ElementsAre("E m_Connect: dbus connection is not open"));
+    EXPECT_EQ(later.SendSignal(2), 0);
+    EXPECT_THAT(TakeLog(), ElementsAre(std::string("E m_SendSignal: ") + kChannelLine, kTokens,
+                                       "E m_SendSignal: Error while sending signal: 'The connection is closed'"));
+    EXPECT_EQ(later.Call(2), 0);
+    EXPECT_THAT(TakeLog(), ElementsAre(std::string("E m_GetProxy: ") + kChannelLine,
+                                       MatchesRegex("E m_GetProxy: Couldn't create proxy for org.nalto.tv.qdinfo "
+                                                    "\\(.*The connection is closed\\)")));
+}
+
+TEST_F(BusTest, ASenderIsDestroyedSafelyAfterItsBusDied)
+{
+    auto sender = std::make_unique<CQDEventSender>(kChannel);
+    sender->SendEvent(1);
+    sender->Call(1);
+    TheBus().Kill();
+
+    sender.reset();
+
+    EXPECT_THAT(TakeGlibMessages(), IsEmpty());
+}
+
+TEST_F(BusTest, ASenderMadeAfterTheMainLoopHasRunUsesTheNewBus)
+{
+    CQDEventSender(kChannel).SendEvent(1);
+    TheBus().Restart();
+    // GLib hands out the closed connection until the main loop was told of its end.
+    ASSERT_TRUE(RunUntil([] { return CQDEventSender(kChannel).SendSignal(2) == 1; }));
+    BusPeer peer;
+    peer.Listen(kChannelName);
+
+    EXPECT_EQ(CQDEventSender(kChannel).SendSignal(3), 1);
+
+    EXPECT_EQ(peer.WaitForSignals(1).size(), 1U);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Channel names that D-Bus does not allow
+
+class InvalidChannel : public BusTest, public testing::WithParamInterface<const char*> {};
+
+TEST_P(InvalidChannel, GivesFailuresAndLogLines)
+{
+    CQDEventSender sender(GetParam());
+    std::stringstream reply("kept");
+
+    sender.SendEvent(1);
+    EXPECT_THAT(TakeLog().back(), "E m_SendExternalEvent: Error while sending signal: 'invalid argument'");
+    EXPECT_EQ(sender.SendSignal(1), 0);
+    EXPECT_THAT(TakeLog().back(), "E m_SendSignal: Error while sending signal: 'invalid argument'");
+    EXPECT_EQ(sender.Call(1, reply), 0);
+    EXPECT_THAT(TakeLog().back(), testing::AnyOf(HasSubstr("m_GetProxy: Couldn't create proxy for org.nalto.tv."),
+                                                 HasSubstr("m_Call:  proxy call failed (")));
+    EXPECT_EQ(sender.IsServiceAvailable(), 0);
+    EXPECT_THAT(TakeLog().back(), testing::AnyOf(HasSubstr("IsServiceAvailable: sync call fail ("),
+                                                 HasSubstr("IsServiceAvailable: IsServiceAvailable fail and over")));
+    EXPECT_EQ(reply.str(), "kept");
+}
+
+TEST_P(InvalidChannel, GivesReceiversThatReceiveNothing)
+{
+    {
+        const CQDEventReciever client(GetParam(), false);
+        EXPECT_THAT(TakeLog().back(), "E m_RegisterQDInfoClientEvent: Assertion failed");
+        const CQDEventReciever service(GetParam(), true);
+        EXPECT_THAT(TakeLog().back(), "E m_RegisterQDInfoServiceEvent: Assertion failed");
+    }
+    EXPECT_THAT(TakeLog(), ElementsAreArray({"E ~CQDEventReciever: m_EventCallbackTable", "E ~CQDEventReciever: end",
+                                             "E ~CQDEventReciever: m_EventCallbackTable", "E ~CQDEventReciever: end"}));
+}
+
+const char* const kInvalidChannels[] = {"a b",  "1",   "a.", ".a",         "a/b",  "\xff",     "\xc3\xa4",
+                                        "it's", "<x>", "&",  "'/></node>", "%s%n", "tab\there"};
+
+INSTANTIATE_TEST_SUITE_P(Names, InvalidChannel, testing::ValuesIn(kInvalidChannels));
+
+TEST_F(BusTest, AChannelNameThatIsABusNameButNoPathIsOwnedAndExportsNothing)
+{
+    {
+        const CQDEventReciever service("a-b", true);
+        ASSERT_TRUE(RunUntilNameAcquired());
+    }
+
+    EXPECT_TRUE(Logged("E m_BusAcquiredHandler: Assertion failed"));
+    EXPECT_FALSE(TakeGlibMessages().empty());
+    EXPECT_EQ(TakeLog().back(), "E ~CQDEventReciever: end");
+}
+
+TEST_F(BusTest, AChannelNameThatIsTooLongForTheDescriptionIsRefused)
+{
+    const CQDEventReciever service(std::string(2000, 'a'), true);
+
+    EXPECT_EQ(TakeLog().back(), "E m_RegisterQDInfoServiceEvent: Assertion failed");
+    EXPECT_EQ(CQDEventSender(std::string(2000, 'a')).SendSignal(1), 0);
+}
+
+}  // namespace
