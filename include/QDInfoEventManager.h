@@ -154,9 +154,10 @@ private:
     GDBusNodeInfo* m_pNodeInfo;
     unsigned m_OwnerId;
     bool m_bService;
-    GDBusConnection* m_pConnection;  // one reference on the client side; borrowed, and watched, on the service side
+    GDBusConnection* m_pConnection;  // one reference on the client side; borrowed on the service side
     unsigned m_SubscriptionId;
     unsigned m_ObjectId;
+    GWeakRef m_Borrowed;  // the borrowed connection, as long as there is one
 };
 
 }  // namespace qdinfo

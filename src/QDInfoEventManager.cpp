@@ -49,6 +49,8 @@ struct VariantUnref {
 };
 using Variant = std::unique_ptr<GVariant, VariantUnref>;
 
+using Connection = std::unique_ptr<GDBusConnection, decltype(&g_object_unref)>;
+
 GDBusConnection* ConnectToSystemBus(Error& error)
 {
     GDBusConnection* connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, error.Out());
@@ -478,8 +480,10 @@ CQDEventReciever::CQDEventReciever(const std::string& name, bool service)
       m_bService(service),
       m_pConnection(nullptr),
       m_SubscriptionId(0),
-      m_ObjectId(0)
+      m_ObjectId(0),
+      m_Borrowed()
 {
+    g_weak_ref_init(&m_Borrowed, nullptr);
     Renew(m_OutStream);  // written to by callbacks of signals before any method call renews it
     BeginLife(this);
     if (m_bService) {
@@ -497,6 +501,7 @@ CQDEventReciever::~CQDEventReciever()
     } else {
         m_UnRegisterQDInfoClientEvent();
     }
+    g_weak_ref_clear(&m_Borrowed);
     QDLOG(QDLOG_ERROR, "m_EventCallbackTable");
     m_EventCallbackTable.clear();
     QDLOG(QDLOG_ERROR, "end");
@@ -575,24 +580,27 @@ void CQDEventReciever::m_Subscribe()
                                                           G_DBUS_SIGNAL_FLAGS_NONE, &m_SignalHandler, this, nullptr);
 }
 
-// Takes no reference, but is set to null when the connection goes.
+// Takes no reference: GLib makes a new connection only when nobody holds the broken one any more.
 void CQDEventReciever::m_BorrowConnection(GDBusConnection* connection)
 {
-    g_set_weak_pointer(&m_pConnection, connection);
+    m_pConnection = connection;
+    g_weak_ref_set(&m_Borrowed, connection);
 }
 
 void CQDEventReciever::m_UnRegisterQDInfoServiceEvent()
 {
-    if (m_SubscriptionId != 0 && m_pConnection != nullptr) {
-        g_dbus_connection_signal_unsubscribe(m_pConnection, m_SubscriptionId);
+    // A connection that broke may go at any moment, in GDBus's thread.
+    const Connection connection(static_cast<GDBusConnection*>(g_weak_ref_get(&m_Borrowed)), &g_object_unref);
+    if (m_SubscriptionId != 0 && connection != nullptr) {
+        g_dbus_connection_signal_unsubscribe(connection.get(), m_SubscriptionId);
         QDLOG(QDLOG_ERROR, "xxxxx4 g_dbus_connection_signal_unsubscribe :%d", static_cast<int>(m_SubscriptionId));
         m_SubscriptionId = 0;
     }
-    if (m_ObjectId != 0 && m_pConnection != nullptr) {
-        g_dbus_connection_unregister_object(m_pConnection, m_ObjectId);
+    if (m_ObjectId != 0 && connection != nullptr) {
+        g_dbus_connection_unregister_object(connection.get(), m_ObjectId);
         m_ObjectId = 0;
     }
-    m_BorrowConnection(nullptr);
+    m_pConnection = nullptr;
     if (m_OwnerId != 0) {
         g_bus_unown_name(m_OwnerId);
         m_OwnerId = 0;

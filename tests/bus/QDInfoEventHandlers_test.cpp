@@ -276,4 +276,30 @@ TEST_F(Handlers, LeaveACallWithAnotherBodyWithoutAReply)
     EXPECT_EQ(deliveries.Count(), 1U);
 }
 
+// The connection of a service may lose its last reference in another thread at any time: here, between the look at it
+// and its use.
+TEST_F(Handlers, KeepTheBorrowedConnectionWhileTheReceiverLetsGoOfIt)
+{
+    GDBusConnection* connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+    TheBus().Kill();
+    ASSERT_TRUE(RunUntil([this] { return Logged("E m_NameLostHandler: HANDLER: name_lost_handler"); }));
+    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
+    }
+    ASSERT_TRUE(WaitUntil([connection] { return G_OBJECT(connection)->ref_count == 1; }));
+    bool isFinalized = false;
+    g_object_weak_ref(
+        G_OBJECT(connection), [](void* flag, GObject*) { *static_cast<bool*>(flag) = true; }, &isFinalized);
+    bool wasFinalizedBeforeUse = false;
+    probe.beforeUnsubscribe = [&] {
+        g_object_unref(connection);
+        wasFinalizedBeforeUse = isFinalized;
+    };
+
+    service.reset();
+
+    EXPECT_FALSE(wasFinalizedBeforeUse);
+    EXPECT_TRUE(isFinalized);
+    EXPECT_THAT(TakeGlibMessages(), IsEmpty());
+}
+
 }  // namespace
