@@ -356,6 +356,7 @@ bool BusPeer::Take(GDBusMessage* message)
         m_received.push_back(parts);
         m_arrived.notify_all();
     }
+    g_main_context_wakeup(nullptr);  // for RunUntil
     if (parts.kind != G_DBUS_MESSAGE_TYPE_METHOD_CALL) return false;
     Answer(message, parts);
     return true;
