@@ -351,7 +351,7 @@ bool Format(const char* format, va_list arguments, std::string* message)
     const int length = vsnprintf(buffer, sizeof buffer, format, arguments);
     if (length >= static_cast<int>(sizeof buffer)) {
         message->resize(static_cast<size_t>(length) + 1);
-        (void)vsnprintf(message->data(), message->size(), format, again);
+        (void)vsnprintf(&message->front(), message->size(), format, again);
         message->pop_back();
     } else if (length >= 0) {
         message->assign(buffer, static_cast<size_t>(length));

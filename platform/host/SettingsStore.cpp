@@ -13,6 +13,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 namespace host {
 namespace {
@@ -178,18 +179,22 @@ int DecodeNumber(const Row& row, int column, int* number)
     return 0;
 }
 
-int DecodeText(const Row& row, char** text)
+struct Free {
+    void operator()(char* text) const { free(text); }
+};
+using CText = std::unique_ptr<char, Free>;
+
+int DecodeText(const Row& row, CText* text)
 {
     if (row.Type(0) != SQLITE_TEXT) return -EPROTOTYPE;
     size_t length = 0;
     const char* bytes = row.Bytes(0, &length);
     if (!bytes && length > 0) return -ENOMEM;
 
-    char* copy = static_cast<char*>(malloc(length + 1));
-    if (!copy) return -ENOMEM;
-    if (length > 0) memcpy(copy, bytes, length);
-    copy[length] = '\0';
-    *text = copy;
+    text->reset(static_cast<char*>(malloc(length + 1)));
+    if (!*text) return -ENOMEM;
+    if (length > 0) memcpy(text->get(), bytes, length);
+    text->get()[length] = '\0';
     return 0;
 }
 
@@ -328,7 +333,10 @@ int ReadNumber(const char* key, int* number)
 
 int ReadText(const char* key, char** text)
 {
-    return ReadSetting(key, [text](const Row& row) { return DecodeText(row, text); });
+    CText copy;  // a read that is done again gives another
+    const int result = ReadSetting(key, [&copy](const Row& row) { return DecodeText(row, &copy); });
+    if (result == 0) *text = copy.release();
+    return result;
 }
 
 int WriteValue(const char* key, const srcwatch_host_value* value)

@@ -64,7 +64,7 @@ TEST_P(SettingsStoreInBothFamilies, GivesBackTextsByteForByte)
 TEST_P(SettingsStoreInBothFamilies, GivesBackTextsOfEveryLengthAroundAPage)
 {
     EXPECT_TRUE(InProcess([this] {
-        for (size_t length = 0; length < 9000; length += length % 512 < 500 ? 41 : 1) {
+        for (size_t length = 0; length < 9000; length += length % 512 < 500 ? 41u : 1u) {
             const std::string text(length, 'x');
             ASSERT_EQ(vconf_set_str(Key("x").c_str(), text.c_str()), 0);
             ASSERT_TRUE(TextOf(Key("x").c_str()) == text) << length;
