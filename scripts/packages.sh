@@ -8,7 +8,7 @@ build_packages=(
 )
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev clang clang-format clang-tidy libclang-rt-14-dev git
-    libglib2.0-bin systemd python3 python3-jsonschema shellcheck
+    libglib2.0-bin systemd python3 python3-jsonschema shellcheck abigail-tools
 )
 
 # Installs those of the named packages that are missing.
