@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -99,6 +100,18 @@ BusMessage PartsOf(GDBusMessage* message)
     if (parts.signature == "s") g_variant_get(body, "(&s)", &text);
     parts.text = text;
     return parts;
+}
+
+// A filter may still run when it has been removed, so it asks here whether its peer is there.
+struct LivingPeers {
+    std::mutex mutex;  // held while a filter uses its peer
+    std::set<const void*> peers;
+};
+
+LivingPeers& TheLivingPeers()
+{
+    static auto& living = *new LivingPeers;
+    return living;
 }
 
 }  // namespace
@@ -210,11 +223,19 @@ BusPeer::BusPeer(const std::string& address) : m_connection(nullptr), m_filter(0
         Fail("no connection: " + reason);
     }
     m_uniqueName = g_dbus_connection_get_unique_name(m_connection);
+    {
+        const std::lock_guard<std::mutex> lock(TheLivingPeers().mutex);
+        TheLivingPeers().peers.insert(this);
+    }
     m_filter = g_dbus_connection_add_filter(m_connection, &Filter, this, nullptr);
 }
 
 BusPeer::~BusPeer()
 {
+    {
+        const std::lock_guard<std::mutex> lock(TheLivingPeers().mutex);
+        TheLivingPeers().peers.erase(this);
+    }
     g_dbus_connection_remove_filter(m_connection, m_filter);
     g_dbus_connection_close_sync(m_connection, nullptr, nullptr);
     g_object_unref(m_connection);
@@ -342,7 +363,10 @@ void BusPeer::Sync()
 
 GDBusMessage* BusPeer::Filter(GDBusConnection*, GDBusMessage* message, gboolean incoming, void* peer)
 {
-    if (incoming == FALSE || !static_cast<BusPeer*>(peer)->Take(message)) return message;
+    LivingPeers& living = TheLivingPeers();
+    const std::lock_guard<std::mutex> lock(living.mutex);
+    if (incoming == FALSE || living.peers.count(peer) == 0) return message;
+    if (!static_cast<BusPeer*>(peer)->Take(message)) return message;
     g_object_unref(message);
     return nullptr;  // GDBus would refuse a call to an object that it does not know
 }
