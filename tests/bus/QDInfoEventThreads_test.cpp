@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Receivers, senders and queries of many threads at once. Most of it is worth most under the thread sanitizer.
+#include "BusTest.h"
+#include "QDInfoCommon.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <thread>
+
+namespace {
+
+using namespace srcwatch_test;
+using qdinfo::CQDEventReciever;
+using qdinfo::CQDEventSender;
+
+// Ends the program, which a deadlock would keep from ending, unless it is destroyed in time.
+class Watchdog {
+public:
+    Watchdog() : m_thread([this] { Watch(); }) {}
+    Watchdog(const Watchdog&) = delete;
+    Watchdog& operator=(const Watchdog&) = delete;
+    ~Watchdog()
+    {
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_isDone = true;
+        }
+        m_done.notify_one();
+        m_thread.join();
+    }
+
+private:
+    void Watch()
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        if (m_done.wait_for(lock, 2 * kDeadline, [this] { return m_isDone; })) return;
+        static_cast<void>(std::fputs("the test hangs\n", stderr));
+        TheBus().Kill();
+        std::_Exit(1);
+    }
+
+    std::mutex m_mutex;  // guards m_isDone
+    std::condition_variable m_done;
+    bool m_isDone = false;
+    std::thread m_thread;
+};
+
+// A thread that runs a main context of its own until it is destroyed.
+class LoopThread {
+public:
+    LoopThread() : m_context(g_main_context_new()), m_thread([this] { Run(); }) {}
+    LoopThread(const LoopThread&) = delete;
+    LoopThread& operator=(const LoopThread&) = delete;
+    ~LoopThread()
+    {
+        m_isEnding = true;
+        g_main_context_wakeup(m_context);
+        m_thread.join();
+        g_main_context_unref(m_context);
+    }
+
+    // Runs body there and waits for it.
+    void Call(const std::function<void()>& body)
+    {
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_body = &body;
+        }
+        g_main_context_wakeup(m_context);
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_called.wait(lock, [this] { return m_body == nullptr; });
+    }
+
+private:
+    void Run()
+    {
+        g_main_context_push_thread_default(m_context);
+        while (!m_isEnding) {
+            g_main_context_iteration(m_context, TRUE);
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            if (m_body == nullptr) continue;
+            (*m_body)();
+            m_body = nullptr;
+            m_called.notify_one();
+        }
+        while (g_main_context_iteration(m_context, FALSE) != FALSE) {
+        }
+        g_main_context_pop_thread_default(m_context);
+    }
+
+    GMainContext* m_context;
+    std::atomic<bool> m_isEnding{false};
+    std::mutex m_mutex;  // guards m_body
+    std::condition_variable m_called;
+    const std::function<void()>* m_body = nullptr;
+    std::thread m_thread;
+};
+
+class Threads : public BusTest {
+protected:
+    void Emit(int type) { peer.Emit(kChannelPath, kChannelName, kChannel, g_variant_new("(is)", type, kEmptyMessage)); }
+
+    BusPeer peer;
+};
+
+TEST_F(Threads, OfQueriesGoOnWhileAnotherRegistersAndUnregisters)
+{
+    const Watchdog watchdog;
+    platform.settings.texts[VCONF_SOURCE_ACTIVITY] =
+        R"({"activity":[{"CECName":"Player"},{"CECName":"Player"},{"CECName":"Player"},{"CECName":"Player"}]})";
+    std::atomic<bool> isOver{false};
+    std::atomic<int> bad{0};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 16; ++thread) {
+        threads.emplace_back([&, thread] {
+            while (!isOver) {
+                char name[100];
+                int number = -1;
+                bool changed = false;
+                if (srcwatch_get_cec_name(name, thread % 4) != 0) ++bad;
+                if (srcwatch_get_product_type_name(thread % 4, &number) != 0) ++bad;
+                if (srcwatch_get_changed_device_info(thread % 4, &number, &changed) != 0) ++bad;
+                // The stand-ins have one lock for everybody, which is to be free now and then.
+                std::this_thread::sleep_for(std::chrono::microseconds(500));
+            }
+        });
+    }
+    Deliveries deliveries;
+
+    for (int round = 0; round < 100; ++round) {
+        ASSERT_EQ(srcwatch_register_event_callback(&Deliveries::Callback, &deliveries), 1);
+        SyncSharedConnection();
+        Emit(10);
+        ASSERT_TRUE(RunUntil([&] { return deliveries.Count() > static_cast<std::size_t>(round); }));
+        ASSERT_EQ(srcwatch_unregister_event_callback(&Deliveries::Callback), 1);
+        TakeLog();  // it grows fast
+    }
+    isOver = true;
+    for (std::thread& thread : threads) thread.join();
+
+    EXPECT_EQ(bad, 0);
+}
+
+TEST_F(Threads, MayEndAReceiverWhileItsSignalsArriveInAnother)
+{
+    const Watchdog watchdog;
+    std::atomic<bool> isOver{false};
+    std::thread sender([&] {
+        while (!isOver) CQDEventSender(kChannel).SendEvent(5);
+    });
+    Deliveries deliveries;
+    // The receivers belong to the default context, which this thread runs, and are made and ended in another one.
+    std::thread maker([&] {
+        for (int round = 0; round < 150; ++round) {
+            auto receiver = std::make_unique<CQDEventReciever>(kChannel, round % 3 == 0);
+            receiver->RegisterEventCallback(5, &Deliveries::Callback, &deliveries);
+            SyncSharedConnection();
+            const std::size_t before = deliveries.Count();
+            if (round % 3 != 0) WaitUntil([&] { return deliveries.Count() > before; });
+            receiver.reset();
+            TakeLog();
+        }
+        isOver = true;
+    });
+
+    EXPECT_TRUE(RunUntil([&] { return isOver.load(); }, 2 * kDeadline));
+
+    sender.join();
+    maker.join();
+    EXPECT_GT(deliveries.Count(), 0U);
+}
+
+TEST_F(Threads, MayChangeTheTableWhileSignalsAreHandled)
+{
+    const Watchdog watchdog;
+    CQDEventReciever receiver(kChannel, false);
+    Deliveries deliveries;
+    SyncSharedConnection();
+    std::atomic<bool> isOver{false};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&, thread] {
+            while (!isOver) {
+                receiver.RegisterEventCallback(5, &Deliveries::Callback, &deliveries);
+                receiver.UnregisterEventCallback(thread == 0 ? -1 : 5);
+                std::this_thread::yield();
+            }
+        });
+    }
+
+    CQDEventSender sender(kChannel);
+    for (int i = 0; i < 200; ++i) sender.SendEvent(5, i, 0, 0);
+    ASSERT_TRUE(RunUntil([this] { return TimesLogged("D m_SignalHandler: signal end") >= 200; }, 2 * kDeadline));
+
+    isOver = true;
+    for (std::thread& thread : threads) thread.join();
+}
+
+TEST_F(Threads, OfTwoMainContextsBothGetEverySignal)
+{
+    const Watchdog watchdog;
+    constexpr std::size_t kCount = 300;
+    LoopThread loop;
+    Deliveries ofLoop;
+    Deliveries ofMain;
+    std::unique_ptr<CQDEventReciever> other;
+    CQDEventReciever receiver(kChannel, false);
+    loop.Call([&] { other = std::make_unique<CQDEventReciever>(kChannel, true); });
+    other->RegisterEventCallback(5, &Deliveries::Callback, &ofLoop);
+    receiver.RegisterEventCallback(5, &Deliveries::Callback, &ofMain);
+    ASSERT_TRUE(WaitUntil([this] { return Logged("E m_NameAcquiredHandler: Registered on DBus"); }));
+    SyncSharedConnection();
+
+    std::thread sender([] {
+        CQDEventSender own(kChannel);
+        for (std::size_t i = 0; i < kCount; ++i) own.SendEvent(5, static_cast<long>(i), 0, 0);
+    });
+
+    EXPECT_TRUE(RunUntil([&] { return ofLoop.Count() == kCount && ofMain.Count() == kCount; }, 2 * kDeadline));
+    sender.join();
+    loop.Call([&] { other.reset(); });
+    for (const Deliveries* deliveries : {&ofLoop, &ofMain}) {
+        int next = 0;
+        for (const Delivery& delivery : deliveries->All()) ASSERT_EQ(delivery.event.args[0], next++);
+    }
+}
+
+}  // namespace
