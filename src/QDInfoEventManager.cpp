@@ -410,7 +410,8 @@ void EndLife(const CQDEventReciever* receiver)
     });
 }
 
-// Held by a handler while it runs.
+// Held by a handler while it runs. One that takes the receivers' lock takes it before: a callback that runs under the
+// lock may destroy this receiver, and then waits for the handlers that are in their scope.
 class HandlerScope {
 public:
     explicit HandlerScope(void* receiver) : m_receiver(static_cast<CQDEventReciever*>(receiver))
@@ -625,10 +626,10 @@ void CQDEventReciever::m_BusAcquiredHandler(GDBusConnection* connection, const c
         QDLOG(QDLOG_ERROR, "Assertion failed");
         return;
     }
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
     const HandlerScope scope(receiver);
     if (!scope.Alive()) return;
     auto* self = static_cast<CQDEventReciever*>(receiver);
-    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
     const std::string path = ObjectPath(self->m_Name);
     QDLOG(QDLOG_ERROR, "%s %s", path.c_str(), BusName(self->m_Name).c_str());
     g_dbus_connection_set_exit_on_close(connection, FALSE);
@@ -677,10 +678,10 @@ void CQDEventReciever::m_SignalHandler(GDBusConnection*, const char*, const char
         QDLOG(QDLOG_ERROR, "Assertion failed");
         return;
     }
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
     const HandlerScope scope(receiver);
     if (!scope.Alive()) return;
     auto* self = static_cast<CQDEventReciever*>(receiver);
-    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
     QDLOG(QDLOG_DEBUG, "Received signal");
     // Anybody may emit the signal with another body.
     if (parameters == nullptr || g_variant_is_of_type(parameters, G_VARIANT_TYPE("(is)")) == FALSE) {
@@ -706,10 +707,10 @@ void CQDEventReciever::m_MethodCallHandler(GDBusConnection*, const char*, const 
         QDLOG(QDLOG_ERROR, "Assertion failed");
         return;
     }
+    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
     const HandlerScope scope(receiver);
     if (!scope.Alive()) return;
     auto* self = static_cast<CQDEventReciever*>(receiver);
-    const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
     if (self->m_Name != method) return;
     QDLOG(QDLOG_ERROR, "Received method call");
     if (parameters == nullptr || g_variant_is_of_type(parameters, G_VARIANT_TYPE("(is)")) == FALSE) {

@@ -229,4 +229,46 @@ TEST_F(Threads, OfTwoMainContextsBothGetEverySignal)
     }
 }
 
+// A handler that waits for the lock must not be waited for by a callback that holds it.
+TEST_F(Threads, DoNotBlockEachOtherWhenACallbackDeletesTheReceiverOfAnother)
+{
+    const Watchdog watchdog;
+    LoopThread loop;
+    std::atomic<bool> isInside{false};
+    std::atomic<bool> isAboutToHandle{false};
+    auto client = std::make_unique<CQDEventReciever>(kChannel, false);
+    std::unique_ptr<CQDEventReciever> other;
+    struct Parts {
+        std::atomic<bool>& isInside;
+        std::atomic<bool>& isAboutToHandle;
+        std::unique_ptr<CQDEventReciever>& client;
+    } parts{isInside, isAboutToHandle, client};
+    loop.Call([&] {
+        other = std::make_unique<CQDEventReciever>(kChannel, false);
+        other->RegisterEventCallback(
+            5,
+            [](void* data, srcwatch_event_s*) {
+                const auto* self = static_cast<Parts*>(data);
+                self->isInside = true;
+                WaitUntil([self] { return self->isAboutToHandle.load(); });
+                // The main thread is on its way to the lock; nothing tells when it waits there.
+                WaitUntil([] { return false; }, std::chrono::milliseconds(100));
+                self->client.reset();
+            },
+            &parts);
+    });
+    SyncSharedConnection();
+
+    Emit(5);
+    ASSERT_TRUE(WaitUntil([&] { return isInside.load(); }));
+    isAboutToHandle = true;
+    EXPECT_TRUE(RunUntil([&] {
+        const std::lock_guard<std::recursive_mutex> lock(PlatformMutex());
+        return TimesLogged("D m_SignalHandler: signal end") > 0;
+    }));
+
+    loop.Call([&] { other.reset(); });
+    EXPECT_EQ(client, nullptr);
+}
+
 }  // namespace
