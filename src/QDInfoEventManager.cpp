@@ -388,6 +388,7 @@ bool IsInside(const Life& life)
     return std::count(life.handlers.begin(), life.handlers.end(), std::this_thread::get_id()) > 0;
 }
 
+// Handlers enter from now on: also those of other threads see what was set up before.
 void BeginLife(const CQDEventReciever* receiver)
 {
     const std::lock_guard<std::mutex> lock(TheLives().mutex);
@@ -486,7 +487,6 @@ CQDEventReciever::CQDEventReciever(const std::string& name, bool service)
 {
     g_weak_ref_init(&m_Borrowed, nullptr);
     Renew(m_OutStream);  // written to by callbacks of signals before any method call renews it
-    BeginLife(this);
     if (m_bService) {
         m_RegisterQDInfoServiceEvent();
     } else {
@@ -548,6 +548,7 @@ void CQDEventReciever::m_RegisterQDInfoServiceEvent()
                                     path.c_str(), busName.c_str(), m_Name.c_str()));
     QDLOG(QDLOG_ERROR, "interface xml : %s", xml);
     m_pNodeInfo = g_dbus_node_info_new_for_xml(xml, nullptr);
+    BeginLife(this);
     if (m_pNodeInfo == nullptr) {
         QDLOG(QDLOG_ERROR, "Assertion failed");
         return;
@@ -562,6 +563,7 @@ void CQDEventReciever::m_RegisterQDInfoServiceEvent()
 
 void CQDEventReciever::m_RegisterQDInfoClientEvent()
 {
+    BeginLife(this);
     Error error;
     m_pConnection = ConnectToSystemBus(error);
     if (m_pConnection == nullptr) {
