@@ -18,6 +18,11 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64|i.86)$")
     target_compile_options(srcwatch-build-options INTERFACE -fcf-protection)
 endif()
 
+# Without, gcc notes at each use of some templates that it passes them otherwise than gcc 6 did.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+    target_compile_options(srcwatch-build-options INTERFACE -Wno-psabi)
+endif()
+
 # No build runs without optimisation, so that the checked libc functions are always in.
 # The address and thread sanitizers bring their own checks, which these would hide.
 if(SRCWATCH_SANITIZE)

@@ -10,6 +10,14 @@ test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev clang clang-format clang-tidy libclang-rt-14-dev git
     libglib2.0-bin systemd python3 python3-jsonschema shellcheck abigail-tools
 )
+armhf_packages=(mmdebstrap g++-arm-linux-gnueabihf qemu-user-static)
+
+# The apt sources of this machine's Debian, main and updates, one line each, for another root directory.
+debian_sources() {
+    # shellcheck disable=SC2016  # the fields are apt's to expand
+    apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) $(COMPONENT)' \
+        'Created-By: Packages' 'Origin: Debian' 'Component: main' | grep -v -e '-security ' | sort -u
+}
 
 # Installs those of the named packages that are missing.
 install_packages() {
