@@ -24,14 +24,16 @@ namespace qdinfo {
  *
  * A sender keeps one current event, which AppendArgs() and ClearEvent() fill and every send sends. It connects to the
  * bus at its first use and keeps the process's shared connection (which is set not to end the process when the bus
- * dies) until it is destroyed. A connection that closed meanwhile is not replaced: use a new sender.
+ * dies) until it is destroyed. A connection that closed meanwhile is not replaced: use a new sender, after the main
+ * loop has run, in which GLib learns of the end of the connection that everybody shares.
  *
  * Results are 1 for success and 0 for failure, with the reason in the log. Callable from any thread; at most one sender
  * of the process sends at a time. Text that is not valid UTF-8 is sent with U+FFFD in place of what is wrong.
  *
  * Blocking: a send, for the first connection to the bus. Call(), up to 5 s for the reply; the first Call() also asks
  * the service for its properties, which takes up to 25 s (the default of GDBus) when the service hangs. Other senders
- * wait meanwhile. The destructor waits until what was sent has left the process.
+ * wait meanwhile. The destructor waits until what was sent has left the process; exit() does that for senders that
+ * still live then, _exit() does not.
  */
 class SRCWATCH_API CQDEventSender {
 public:

@@ -7,8 +7,10 @@
 #include "QDInfoCommon.h"
 
 #include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <locale>
@@ -16,6 +18,8 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include <unistd.h>
 
 namespace qdinfo {
 namespace {
@@ -57,6 +61,32 @@ GDBusConnection* ConnectToSystemBus(Error& error)
     // The end of the bus is not the end of the host process.
     if (connection != nullptr) g_dbus_connection_set_exit_on_close(connection, FALSE);
     return connection;
+}
+
+// The connection of the signals that may still be in this process: a sender that lives when the process exits has no
+// destructor that flushes. Only ever set while the senders' lock is held.
+GWeakRef g_unflushed;  // zeros are an empty one
+std::atomic<pid_t> g_unflushedProcess{0};
+
+// Waits until what was queued has left the process; a failure has no remedy. In a forked child nobody would write it.
+void Flush(GDBusConnection* connection)
+{
+    if (g_unflushedProcess != getpid()) return;
+    static_cast<void>(g_dbus_connection_flush_sync(connection, nullptr, nullptr));
+}
+
+void FlushAtExit()
+{
+    const Connection connection(static_cast<GDBusConnection*>(g_weak_ref_get(&g_unflushed)), &g_object_unref);
+    if (connection != nullptr) Flush(connection.get());
+    g_weak_ref_clear(&g_unflushed);  // the library may be about to be unloaded
+}
+
+void RememberUnflushed(GDBusConnection* connection)
+{
+    if (g_unflushedProcess == 0) static_cast<void>(std::atexit(&FlushAtExit));  // a failure has no remedy
+    g_unflushedProcess = getpid();
+    g_weak_ref_set(&g_unflushed, connection);
 }
 
 void MakeValidUtf8(std::string& text)
@@ -115,8 +145,8 @@ CQDEventSender::CQDEventSender(std::string name)
 
 CQDEventSender::~CQDEventSender()
 {
-    // A queued signal would be lost with the process's last reference to the connection. A failure has no remedy.
-    if (m_bUnflushed) static_cast<void>(g_dbus_connection_flush_sync(m_pConnection, nullptr, nullptr));
+    // A queued signal would be lost with the process's last reference to the connection.
+    if (m_bUnflushed) Flush(m_pConnection);
     g_clear_object(&m_pProxy);
     g_clear_object(&m_pConnection);
 }
@@ -326,7 +356,7 @@ bool CQDEventSender::m_BuildMessage(const std::stringstream& extra, std::string&
     return m_MsgStream.good();
 }
 
-// Queues the current event as a signal; the destructor sees to it that it leaves the process.
+// Queues the current event as a signal; the destructor, or the exit of the process, sees to it that it leaves.
 bool CQDEventSender::m_Emit(int type, const std::stringstream& extra, std::string& failure)
 {
     std::string message;
@@ -340,6 +370,7 @@ bool CQDEventSender::m_Emit(int type, const std::stringstream& extra, std::strin
         failure = error.Message();
         return false;
     }
+    if (!m_bUnflushed) RememberUnflushed(m_pConnection);
     m_bUnflushed = true;
     return true;
 }

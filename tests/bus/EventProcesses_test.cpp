@@ -73,7 +73,7 @@ TEST_P(EndingSenders, LoseNoEvent)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Ending, EndingSenders, testing::Values("return", "_exit", "static"));
+INSTANTIATE_TEST_SUITE_P(Ending, EndingSenders, testing::Values("return", "exit", "_exit", "static"));
 
 TEST_F(Processes, MayForkAChildThatExitsAfterASend)
 {
