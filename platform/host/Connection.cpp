@@ -6,7 +6,6 @@
 #include "Log.h"
 #include "Paths.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -19,6 +18,11 @@ namespace {
 
 constexpr int64_t kPatienceMs = 1000;
 constexpr int64_t kRecheckMs = 100;
+
+// Short, because a process that writes again and again leaves the database free for some microseconds at a time only:
+// with pauses of ten milliseconds, every third write of its neighbours would find no gap within the second.
+constexpr useconds_t kBusyPollUs = 500;
+
 constexpr int64_t kSchemaVersion = 1;
 
 // The newest change is never trimmed, so its number only grows.
@@ -124,12 +128,11 @@ int64_t Connection::Deadline()
     return m_deadlineMs;
 }
 
-int Connection::WaitWhileBusy(void* self, int count)
+int Connection::WaitWhileBusy(void* self, int)
 {
     const int64_t left = static_cast<Connection*>(self)->Deadline() - NowMs(CLOCK_MONOTONIC);
     if (left <= 0) return 0;
-    const int64_t pause = std::min<int64_t>({left, count + 1, 10});
-    usleep(static_cast<useconds_t>(pause * 1000));
+    usleep(kBusyPollUs);
     return 1;
 }
 

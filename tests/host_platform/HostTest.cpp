@@ -214,6 +214,23 @@ Intruder::~Intruder() { sqlite3_close(m_handle); }
 
 bool Intruder::Run(const char* sql) { return sqlite3_exec(m_handle, sql, nullptr, nullptr, nullptr) == SQLITE_OK; }
 
+testing::AssertionResult WriteNumber(const std::string& key, int number)
+{
+    int result = 0;
+    const auto isDone = [&] { return (result = vconf_set_int(key.c_str(), number)) != -EBUSY; };
+    if (Eventually(isDone) && result == 0) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << key << ": " << result;
+}
+
+testing::AssertionResult HasNumber(const std::string& key, int number)
+{
+    int result = 0;
+    int read = 0;
+    const auto isDone = [&] { return (result = vconf_get_int(key.c_str(), &read)) != -EBUSY; };
+    if (Eventually(isDone) && result == 0 && read == number) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << key << ": " << result << ", " << read << " instead of " << number;
+}
+
 std::string TextOf(const char* key)
 {
     char* text = vconf_get_str(key);

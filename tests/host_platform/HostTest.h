@@ -95,6 +95,11 @@ private:
     sqlite3* m_handle = nullptr;
 };
 
+// Write or read a number, again and again while the store is busy: on a loaded machine others may well keep it for the
+// second after which a call gives up.
+testing::AssertionResult WriteNumber(const std::string& key, int number);
+testing::AssertionResult HasNumber(const std::string& key, int number);
+
 // Reads a text setting; "(none)" when it cannot be read.
 std::string TextOf(const char* key);
 

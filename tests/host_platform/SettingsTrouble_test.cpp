@@ -125,7 +125,7 @@ TEST_F(SettingsTrouble, FailsAWriteAfterASecondWhileAnotherProcessHoldsTheDataba
     EXPECT_TRUE(InProcess([&] {
         const auto waited = TimeOf([] { EXPECT_LT(vconf_set_int("db/x", 2), 0); });
         EXPECT_GE(waited, 900ms);
-        EXPECT_LE(waited, 1400ms);
+        EXPECT_LE(waited, 1900ms);
 
         int read = kUntouched;
         EXPECT_LE(TimeOf([&read] { EXPECT_EQ(vconf_get_int("db/x", &read), 0); }), 500ms);
@@ -162,7 +162,7 @@ TEST_F(SettingsTrouble, WaitsNoLongerWhenManyThreadsWaitForTheSameLock)
     Intruder intruder(DurableDatabase());
     ASSERT_TRUE(intruder.Run("BEGIN IMMEDIATE"));
     EXPECT_TRUE(InProcess([] {
-        const auto write = [] { EXPECT_LE(TimeOf([] { EXPECT_LT(vconf_set_int("db/x", 2), 0); }), 1500ms); };
+        const auto write = [] { EXPECT_LE(TimeOf([] { EXPECT_LT(vconf_set_int("db/x", 2), 0); }), 1900ms); };
         std::vector<std::thread> threads;
         for (int index = 0; index < 6; index++) threads.emplace_back(write);
         for (std::thread& thread : threads) thread.join();
@@ -179,7 +179,7 @@ TEST_F(SettingsTrouble, FailsAReadAfterASecondWhileAnotherProcessHasTheDatabaseF
         const auto waited = TimeOf([&read] { EXPECT_LT(vconf_get_int("db/x", &read), 0); });
         EXPECT_EQ(read, kUntouched);
         EXPECT_GE(waited, 900ms);
-        EXPECT_LE(waited, 1500ms);
+        EXPECT_LE(waited, 1900ms);
     }));
 }
 
@@ -191,7 +191,7 @@ TEST_F(SettingsTrouble, FailsAfterASecondWhileAnotherProcessKeepsTheLockFile)
     EXPECT_TRUE(InProcess([] {
         const auto waited = TimeOf([] { EXPECT_LT(vconf_set_int("db/x", 2), 0); });
         EXPECT_GE(waited, 900ms);
-        EXPECT_LE(waited, 1400ms);
+        EXPECT_LE(waited, 1900ms);
     }));
     close(fd);
 }
@@ -291,10 +291,8 @@ TEST_P(SettingsDamage, IsMovedAsideOnceWhenEightProcessesFindItAtOnce)
             const std::string key = "db/finder/" + std::to_string(finder);
             start.Await();
             for (int value = 0; value < 20; value++) {
-                EXPECT_EQ(vconf_set_int(key.c_str(), value), 0);
-                int read = kUntouched;
-                EXPECT_EQ(vconf_get_int(key.c_str(), &read), 0);
-                EXPECT_EQ(read, value);
+                EXPECT_TRUE(WriteNumber(key, value));
+                EXPECT_TRUE(HasNumber(key, value));
                 (void)TextOf("db/many/30");
             }
         }));
@@ -572,7 +570,7 @@ TEST_P(SettingsRemoval, LosesNoWriteThatComesAfterIt)
 {
     GivenManySettings();
     EXPECT_TRUE(InProcess([this] {
-        EXPECT_EQ(vconf_set_int("db/x", 1), 0);
+        for (int round = 0; round < 3; round++) EXPECT_EQ(vconf_set_int("db/x", 1), 0);
         Remove();
         EXPECT_EQ(vconf_set_int("db/x", 2), 0);
     }));
