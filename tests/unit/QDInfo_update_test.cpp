@@ -1,0 +1,443 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Changes and scan state of a port; saving and clearing its record.
+#include "QDInfoAPI.h"
+#include "QDInfoCommon.h"
+#include "QDInfoServerData.h"
+#include "Queries.h"
+#include "srcwatch-api.h"
+
+namespace {
+
+using namespace srcwatch_test;
+using qdinfo::CQDInfoAPI;
+using qdinfo::CQDInfoData;
+using testing::ElementsAre;
+
+const std::string kKey = kHdmiKey;
+
+class ChangedDevice : public QueryTest {};
+
+TEST_F(ChangedDevice, IsToldWithItsPreviousPort)
+{
+    struct Case {
+        int prevPort;
+        int changed;
+        bool told;
+    };
+    for (const Case& c : {Case{3, 5, true}, {-1, -1, true}, {0, 0, false}, {99, INT_MIN, true}, {INT_MAX, 1, true}}) {
+        for (const int port : kAcceptedPorts) {
+            Json::Value record;
+            record["PrevPort"] = c.prevPort;
+            record["Changed"] = c.changed;
+            GivenRecord(port, record);
+            int prevPort = -5;
+            bool changed = !c.told;
+            ForgetCalls();
+
+            EXPECT_EQ(srcwatch_get_changed_device_info(port, &prevPort, &changed), 0);
+
+            EXPECT_EQ(prevPort, c.prevPort);
+            EXPECT_EQ(changed, c.told);
+            std::vector<std::string> expected = OneRead(port);
+            expected.push_back("E QDInfo.cpp srcwatch_get_changed_device_info: port_index(" + std::to_string(port) +
+                               "), API PrevPort(" + std::to_string(c.prevPort) + "), nChanged(" +
+                               std::to_string(c.changed) + ")\n");
+            EXPECT_EQ(platform.sequence, expected);
+            EXPECT_EQ(platform.log.back().format,
+                      "%s: %s(%d) > <%ld> port_index(%d), API PrevPort(%d), nChanged(%d)\n\n");
+        }
+    }
+}
+
+TEST_F(ChangedDevice, WritesNothingWhenEitherNumberCannotBeRead)
+{
+    for (const char* key : {"PrevPort", "Changed"}) {
+        Json::Value record;
+        record["PrevPort"] = 1;
+        record["Changed"] = 1;
+        record[key] = "1";
+        GivenRecord(0, record);
+        int prevPort = -5;
+        bool changed = false;
+        ForgetCalls();
+
+        EXPECT_EQ(srcwatch_get_changed_device_info(0, &prevPort, &changed), 1);
+
+        EXPECT_EQ(prevPort, -5);
+        EXPECT_FALSE(changed);
+        const std::string what = WhatJsonSays([&] { static_cast<void>(record[key].asInt()); });
+        EXPECT_THAT(platform.LogOf(DLOG_ERROR),
+                    ElementsAre("srcwatch_get_changed_device_info: Exception Handled by srcwatch_get_codeset_name: " +
+                                what + "\n"));
+    }
+}
+
+TEST_F(ChangedDevice, IsRefusedPortFirst)
+{
+    int prevPort = -5;
+    bool changed = true;
+    for (const int port : kRefusedPorts) {
+        EXPECT_EQ(srcwatch_get_changed_device_info(port, &prevPort, &changed), 2);
+        EXPECT_EQ(srcwatch_get_changed_device_info(port, nullptr, nullptr), 2);
+    }
+    for (const int port : kAcceptedPorts) {
+        EXPECT_EQ(srcwatch_get_changed_device_info(port, nullptr, &changed), 4);
+        EXPECT_EQ(srcwatch_get_changed_device_info(port, &prevPort, nullptr), 4);
+    }
+    EXPECT_EQ(prevPort, -5);
+    EXPECT_TRUE(changed);
+    EXPECT_TRUE(platform.sequence.empty());
+}
+
+class ScanState : public QueryTest {};
+
+TEST_F(ScanState, IsGivenAndLogged)
+{
+    for (const int port : kAcceptedPorts) {
+        for (const int stored : {INT_MIN, -1, 0, 2, INT_MAX}) {
+            Json::Value record;
+            record["ScanState"] = stored;
+            GivenRecord(port, record);
+            int state = -5;
+            ForgetCalls();
+
+            EXPECT_EQ(srcwatch_get_oobe_scan_state(port, &state), 0);
+
+            EXPECT_EQ(state, stored);
+            std::vector<std::string> expected = OneRead(port);
+            expected.push_back("E QDInfo.cpp srcwatch_get_oobe_scan_state: port_index(" + std::to_string(port) +
+                               "), API ScanState(" + std::to_string(stored) + ")\n");
+            EXPECT_EQ(platform.sequence, expected);
+            EXPECT_EQ(platform.log.back().format, "%s: %s(%d) > <%ld> port_index(%d), API ScanState(%d)\n\n");
+        }
+    }
+}
+
+TEST_F(ScanState, IsLeftWhenItCannotBeRead)
+{
+    Json::Value record;
+    record["ScanState"] = "2";
+    GivenRecord(kOptical, record);
+    int state = -5;
+
+    EXPECT_EQ(srcwatch_get_oobe_scan_state(kOptical, &state), 1);
+
+    EXPECT_EQ(state, -5);
+    const std::string what = WhatJsonSays([&] { static_cast<void>(record["ScanState"].asInt()); });
+    EXPECT_THAT(
+        platform.LogOf(DLOG_ERROR),
+        ElementsAre("srcwatch_get_oobe_scan_state: Exception Handled by srcwatch_get_codeset_name: " + what + "\n"));
+}
+
+TEST_F(ScanState, IsRefusedPortFirst)
+{
+    int state = -5;
+    for (const int port : kRefusedPorts) {
+        EXPECT_EQ(srcwatch_get_oobe_scan_state(port, &state), 2);
+        EXPECT_EQ(srcwatch_get_oobe_scan_state(port, nullptr), 2);
+    }
+    for (const int port : kAcceptedPorts) EXPECT_EQ(srcwatch_get_oobe_scan_state(port, nullptr), 4);
+    EXPECT_EQ(state, -5);
+    EXPECT_TRUE(platform.sequence.empty());
+}
+
+class SetSourceInfo : public QueryTest {
+protected:
+    // What a save of an empty table and its announcement leave.
+    const std::vector<std::string> saved = {
+        "E QDInfoData.cpp GetActivityInfoToStream: t_ActivityInfo.size() = 0 ", "sets " + kKey + " null",
+        "D QDInfoServerData.cpp t_SaveActivityInfoToFile:  set " + kKey + " succeed! <null>", kNoBus};
+};
+
+TEST_F(SetSourceInfo, SavesAndAnnouncesTheSameInBothModesForEveryPort)
+{
+    for (const int mode : {0, 1}) {
+        for (const int port : {INT_MIN, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 98, 100, INT_MAX}) {
+            ForgetCalls();
+            srcwatch_set_source_info(port, mode);
+            EXPECT_EQ(SequenceWithoutBusReason(), saved) << port;
+        }
+    }
+}
+
+TEST_F(SetSourceInfo, OnlyAnnouncesTheOpticalPort)
+{
+    for (const int mode : {0, 1}) {
+        ForgetCalls();
+        srcwatch_set_source_info(kOptical, mode);
+        EXPECT_THAT(SequenceWithoutBusReason(), ElementsAre(kNoBus));
+    }
+}
+
+TEST_F(SetSourceInfo, AnnouncesAFailedSaveToo)
+{
+    platform.settings.unwritable.insert(kKey);
+    GivenText(0, "kept");
+    for (const int mode : {0, 1}) {
+        ForgetCalls();
+        srcwatch_set_source_info(0, mode);
+        EXPECT_THAT(
+            SequenceWithoutBusReason(),
+            ElementsAre(saved[0], saved[1],
+                        "D QDInfoServerData.cpp t_SaveActivityInfoToFile:  set " + kKey + " failed! <null>", kNoBus));
+    }
+    EXPECT_EQ(platform.settings.texts[kKey], "kept");
+}
+
+TEST_F(SetSourceInfo, DoesNothingInAnotherMode)
+{
+    qdinfo::CSingleton<qdinfo::CQDInfoServerData>::DestroyInstance();
+    ForgetCalls();
+    for (const int mode : {INT_MIN, -1, 2, 3, 99, INT_MAX}) {
+        for (const int port : kAcceptedPorts) srcwatch_set_source_info(port, mode);
+    }
+    EXPECT_TRUE(platform.sequence.empty());
+}
+
+TEST_F(SetSourceInfo, MakesTheStoreInAProcessThatIsNotTheService)
+{
+    qdinfo::CSingleton<qdinfo::CQDInfoServerData>::DestroyInstance();
+    ForgetCalls();
+    srcwatch_set_source_info(kOptical, 0);
+    EXPECT_THAT(SequenceWithoutBusReason(), ElementsAre("E QDInfoCommon.h GetInstance: new......\n", kNoBus));
+}
+
+// A record in which every member has a value of its own.
+Json::Value FullRecord(int port)
+{
+    Json::Value record;
+    for (const char* key : {"AKSV", "BName", "CDevName", "CECName", "CName", "DevName", "MFName", "ModelName", "PRName",
+                            "UnknownType", "sDevType"}) {
+        record[key] = std::string(key) + std::to_string(port);
+    }
+    for (const char* key : {"Changed", "DMethod", "DenyCount", "DevType", "PortNum", "PrevPort", "ScanState"}) {
+        record[key] = port * 100 + static_cast<int>(record.size());
+    }
+    return record;
+}
+
+// What is left of it.
+Json::Value ClearedRecord(int port)
+{
+    Json::Value record = FullRecord(port);
+    for (const std::string& key : record.getMemberNames()) {
+        if (record[key].isString()) record[key] = "";
+        if (record[key].isInt() && key != "DenyCount") record[key] = 0;
+    }
+    return record;
+}
+
+class RemoveSourceInfo : public QueryTest {
+public:
+    ~RemoveSourceInfo() override
+    {
+        CQDInfoAPI::Create(true);
+        CQDInfoAPI::Destroy();
+        CQDInfoAPI::Create(false);
+    }
+
+protected:
+    RemoveSourceInfo()
+    {
+        Json::Value& activity = document["activity"];
+        for (int port = 0; port < HDMI_PORT_COUNT; ++port) activity[port] = FullRecord(port);
+        CQDInfoAPI::Create(true);
+        ForgetCalls();
+    }
+
+    Json::Value Stored()
+    {
+        Json::Value root;
+        EXPECT_TRUE(ParseJson(platform.settings.texts[kKey], root));
+        return root;
+    }
+
+    std::string SizeLine() const
+    {
+        return "E QDInfoData.cpp GetActivityInfoToStream: t_ActivityInfo.size() = " +
+               std::to_string(std::max(HDMI_PORT_COUNT, 0)) + " ";
+    }
+
+    static std::string ResetLine(int port)
+    {
+        return "E QDInfoData.cpp m_ResetSourceInfo: Port(" + std::to_string(port) + ") Reset Source Info";
+    }
+
+    std::vector<std::string> CallsOfARemoval(int port, const std::string& read, const std::string& written) const
+    {
+        const std::string store = "D QDInfoServerData.cpp ";
+        return {"gets " + kKey,
+                store + "t_LoadActivityInfoToMemory:  get " + kKey + " succeed! <" + read + ">",
+                ResetLine(port),
+                SizeLine(),
+                "sets " + kKey + " " + written,
+                store + "t_SaveActivityInfoToFile:  set " + kKey + " succeed! <" + written + ">",
+                kNoBus};
+    }
+
+    static std::vector<int> PortsOutsideTheTable()
+    {
+        std::vector<int> ports = {INT_MIN, -1, 98, 100, INT_MAX};
+        for (int port = std::max(HDMI_PORT_COUNT, 0); port < 20; ++port) ports.push_back(port);
+        return ports;
+    }
+
+    Json::Value document;
+};
+
+TEST_F(RemoveSourceInfo, ClearsTheRecordAndKeepsTheOthersAndTheDenyCount)
+{
+    for (int port = 0; port < HDMI_PORT_COUNT; ++port) {
+        const std::string before = TextOf(document);
+        GivenText(0, before);
+        ForgetCalls();
+
+        srcwatch_remove_source_info(port);
+
+        Json::Value expected = document;
+        expected["activity"][port] = ClearedRecord(port);
+        EXPECT_EQ(Stored(), expected) << port;
+        EXPECT_EQ(SequenceWithoutBusReason(), CallsOfARemoval(port, before, platform.settings.texts[kKey]));
+    }
+}
+
+TEST_F(RemoveSourceInfo, LeavesEmptyAnswersButForTheDenyCount)
+{
+    for (int port = 0; port < std::min(HDMI_PORT_COUNT, 8); ++port) {
+        GivenText(0, TextOf(document));
+
+        srcwatch_remove_source_info(port);
+
+        for (const Query& query : AllQueries()) {
+            if (query.key == nullptr) continue;
+            const Outcome outcome = Ask(query, port);
+            EXPECT_EQ(outcome.result, 0);
+            if (std::string(query.key) == "DenyCount") {
+                EXPECT_EQ(outcome.outputs.number1, FullRecord(port)["DenyCount"].asInt());
+            } else if (outcome.outputs.text1[0] == '\0') {
+                EXPECT_EQ(outcome.outputs.text1, std::string(100, '\0'));
+            } else {
+                EXPECT_EQ(outcome.outputs.number1, 0) << query.name;
+            }
+        }
+    }
+}
+
+TEST_F(RemoveSourceInfo, ClearsTheOpticalRecordInMemoryAndSavesTheHdmiRecords)
+{
+    if (HDMI_PORT_COUNT < 1) GTEST_SKIP() << "needs an HDMI input";
+    GivenText(0, TextOf(document));
+    GivenText(kOptical, "not looked at");
+    CQDInfoData* table = CQDInfoAPI::GetQDInfoUtil();
+    table->SetBrandName("brand", kOptical);
+    table->SetDenyCount(6, kOptical);
+    ForgetCalls();
+
+    srcwatch_remove_source_info(kOptical);
+
+    EXPECT_EQ(Stored(), document);
+    EXPECT_EQ(platform.settings.texts[kOpticalKey], "not looked at");
+    EXPECT_THAT(platform.SequenceWithoutLog(),
+                ElementsAre("gets " + kKey, "sets " + kKey + " " + platform.settings.texts[kKey]));
+    EXPECT_STREQ(table->GetBrandName(kOptical), "");
+    EXPECT_EQ(table->GetDenyCount(kOptical), 6);
+}
+
+TEST_F(RemoveSourceInfo, IsSilentForAPortOutsideTheTable)
+{
+    const std::string before = TextOf(document);
+    GivenText(0, before);
+    for (const int port : PortsOutsideTheTable()) {
+        srcwatch_remove_source_info(port);
+        EXPECT_TRUE(platform.sequence.empty()) << port;
+    }
+    EXPECT_EQ(platform.settings.texts[kKey], before);
+}
+
+TEST_F(RemoveSourceInfo, ChangesNothingInAProcessThatIsNotTheService)
+{
+    CQDInfoAPI::Destroy();
+    CQDInfoAPI::Create(false);
+    const std::string before = TextOf(document);
+    GivenText(0, before);
+    for (const int port : {0, 1, 2, 3, 4, 5, 6, 7, kOptical}) {
+        ForgetCalls();
+        srcwatch_remove_source_info(port);
+        EXPECT_TRUE(platform.LogOf(DLOG_ERROR).empty());
+        EXPECT_TRUE(platform.SequenceWithoutLog().empty());
+    }
+    EXPECT_EQ(platform.settings.texts[kKey], before);
+}
+
+TEST_F(RemoveSourceInfo, LosesNoTextThatCannotBeRead)
+{
+    for (const char* unreadable : {"{\"activity\":[{\"BName\":\"torn", "", "{\"activity\":{}}", "[]", "7"}) {
+        GivenText(0, unreadable);
+        for (const int port : {0, 1, 2, 3, 4, 7, 8, 11, 98, kOptical}) {
+            srcwatch_remove_source_info(port);
+            EXPECT_EQ(platform.settings.texts[kKey], unreadable) << port;
+        }
+    }
+}
+
+TEST_F(RemoveSourceInfo, LosesNoStoredRecordsWhenTheNumberOfInputsIsUnknown)
+{
+    if (HDMI_PORT_COUNT > 0) GTEST_SKIP() << "needs an unknown number of HDMI inputs";
+    const std::string before = R"({"activity":[{"BName":"brand"}]})";
+    GivenText(0, before);
+
+    srcwatch_remove_source_info(kOptical);
+
+    EXPECT_EQ(platform.settings.texts[kKey], before);
+    EXPECT_EQ(SequenceWithoutBusReason().back(), kNoBus);
+}
+
+TEST_F(RemoveSourceInfo, AnnouncesTheOpticalPortAlsoWhenTheTextCannotBeRead)
+{
+    GivenText(0, "torn");
+
+    srcwatch_remove_source_info(kOptical);
+
+    EXPECT_EQ(SequenceWithoutBusReason().back(), kNoBus);
+    EXPECT_THAT(platform.LogOf(DLOG_ERROR), testing::Contains("m_ResetSourceInfo: Port(99) Reset Source Info"));
+}
+
+TEST_F(RemoveSourceInfo, SavesTheEmptyTableWhenNothingIsStored)
+{
+    srcwatch_remove_source_info(kOptical);
+
+    EXPECT_EQ(platform.settings.texts[kKey], "null");
+}
+
+TEST_F(RemoveSourceInfo, ClearsTheRecordInMemoryWhenNothingIsStored)
+{
+    CQDInfoData* table = CQDInfoAPI::GetQDInfoUtil();
+    table->CreateAndAddNewActivity();
+    for (int port = 0; port < HDMI_PORT_COUNT; ++port) {
+        table->SetBrandName("brand", port);
+        table->SetDenyCount(port + 1, port);
+        platform.settings.texts.clear();
+
+        srcwatch_remove_source_info(port);
+
+        EXPECT_EQ(Stored()["activity"][port]["BName"], "");
+        EXPECT_EQ(Stored()["activity"][port]["DenyCount"], port + 1);
+        EXPECT_EQ(Stored()["activity"].size(), static_cast<unsigned>(HDMI_PORT_COUNT));
+    }
+}
+
+TEST_F(RemoveSourceInfo, AnnouncesAFailedSaveToo)
+{
+    if (HDMI_PORT_COUNT < 1) GTEST_SKIP() << "needs an HDMI input";
+    const std::string before = TextOf(document);
+    GivenText(0, before);
+    platform.settings.unwritable.insert(kKey);
+
+    srcwatch_remove_source_info(0);
+
+    EXPECT_EQ(platform.settings.texts[kKey], before);
+    EXPECT_EQ(SequenceWithoutBusReason().back(), kNoBus);
+}
+
+}  // namespace
