@@ -9,7 +9,9 @@
 #include "srcwatch-api.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -407,6 +409,17 @@ int srcwatch_get_result_str2_name(char* dst, int port)
 // ---------------------------------------------------------------------------------------------------------------------
 // Changes and scan state of a port, saving and clearing its record
 
+namespace {
+
+// Whether there is a text of HDMI records, readable or not.
+bool HasStoredRecords()
+{
+    const std::unique_ptr<char, decltype(&std::free)> text(vconf_get_str(VCONF_SOURCE_ACTIVITY.c_str()), &std::free);
+    return text != nullptr;
+}
+
+}  // namespace
+
 int srcwatch_get_changed_device_info(int port, int* prev_port, bool* changed)
 {
     if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
@@ -449,8 +462,10 @@ void srcwatch_remove_source_info(int port)
     static_cast<void>(table->t_LoadActivityInfoToMemory());  // without stored records, those in memory count
     if (!table->HasPort(port)) return;
     table->ResetSourceInfo(port);
+    // No records take the place of a stored text that did not give any: that is announced without a save.
     constexpr int kNotOptical = -1;
-    CQDInfoAPI::GetQDInfoUtil()->t_CheckAndSaveActivity(kNotOptical);
+    const bool losesText = !table->HasPort(0) && HasStoredRecords();
+    CQDInfoAPI::GetQDInfoUtil()->t_CheckAndSaveActivity(losesText ? OPTICAL_PORT : kNotOptical);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------

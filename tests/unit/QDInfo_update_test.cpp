@@ -370,6 +370,39 @@ TEST_F(RemoveSourceInfo, ChangesNothingInAProcessThatIsNotTheService)
     EXPECT_EQ(platform.settings.texts[kKey], before);
 }
 
+TEST_F(RemoveSourceInfo, LosesNoTextThatCannotBeRead)
+{
+    for (const char* unreadable : {"{\"activity\":[{\"BName\":\"torn", "", "{\"activity\":{}}", "[]", "7"}) {
+        GivenText(0, unreadable);
+        for (const int port : {0, 1, 2, 3, 4, 7, 8, 11, 98, kOptical}) {
+            srcwatch_remove_source_info(port);
+            EXPECT_EQ(platform.settings.texts[kKey], unreadable) << port;
+        }
+    }
+}
+
+TEST_F(RemoveSourceInfo, LosesNoStoredRecordsWhenTheNumberOfInputsIsUnknown)
+{
+    if (HDMI_PORT_COUNT > 0) GTEST_SKIP() << "needs an unknown number of HDMI inputs";
+    const std::string before = R"({"activity":[{"BName":"brand"}]})";
+    GivenText(0, before);
+
+    srcwatch_remove_source_info(kOptical);
+
+    EXPECT_EQ(platform.settings.texts[kKey], before);
+    EXPECT_EQ(SequenceWithoutBusReason().back(), kNoBus);
+}
+
+TEST_F(RemoveSourceInfo, AnnouncesTheOpticalPortAlsoWhenTheTextCannotBeRead)
+{
+    GivenText(0, "torn");
+
+    srcwatch_remove_source_info(kOptical);
+
+    EXPECT_EQ(SequenceWithoutBusReason().back(), kNoBus);
+    EXPECT_THAT(platform.LogOf(DLOG_ERROR), testing::Contains("m_ResetSourceInfo: Port(99) Reset Source Info"));
+}
+
 TEST_F(RemoveSourceInfo, SavesTheEmptyTableWhenNothingIsStored)
 {
     srcwatch_remove_source_info(kOptical);
