@@ -9,9 +9,12 @@
 #include <mutex>
 #include <optional>
 
+// Seen by the shared library, for programs that link it instead of its objects.
+#pragma GCC visibility push(default)
 #include <TVServiceAPI.h>
 #include <system_info.h>
 #include <vconf.h>
+#pragma GCC visibility pop
 
 namespace srcwatch_test {
 namespace {

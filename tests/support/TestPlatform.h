@@ -11,7 +11,9 @@
 #include <string>
 #include <vector>
 
+#pragma GCC visibility push(default)  // as in TestPlatform.cpp
 #include <dlog.h>
+#pragma GCC visibility pop
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
