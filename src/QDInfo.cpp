@@ -459,12 +459,12 @@ void srcwatch_remove_source_info(int port)
     if (!isHdmi && port != OPTICAL_PORT) return;
     CQDInfoData* table = CQDInfoAPI::GetQDInfoUtil();
     if (table == nullptr) return;                            // not the service
-    static_cast<void>(table->t_LoadActivityInfoToMemory());  // without stored records, those in memory count
+    const bool loaded = table->t_LoadActivityInfoToMemory();  // without stored records, those in memory count
     if (!table->HasPort(port)) return;
     table->ResetSourceInfo(port);
     // No records take the place of a stored text that did not give any: that is announced without a save.
     constexpr int kNotOptical = -1;
-    const bool losesText = !table->HasPort(0) && HasStoredRecords();
+    const bool losesText = !table->HasPort(0) && (loaded || HasStoredRecords());
     CQDInfoAPI::GetQDInfoUtil()->t_CheckAndSaveActivity(losesText ? OPTICAL_PORT : kNotOptical);
 }
 
