@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Aksv.h"
+
+#include <bitset>
+#include <numeric>
+
+namespace srcwatch {
+
+namespace {
+
+constexpr std::size_t kSize = 5;
+constexpr std::size_t kBitsSet = 20;
+
+std::size_t CountBits(const Bytes& bytes)
+{
+    return std::accumulate(bytes.begin(), bytes.end(), std::size_t{0},
+                           [](std::size_t sum, std::uint8_t byte) { return sum + std::bitset<8>(byte).count(); });
+}
+
+}  // namespace
+
+Decoded<std::string> DecodeAksv(const Bytes& bytes)
+{
+    if (bytes.size() != kSize) return Fault{std::to_string(bytes.size()) + " bytes, not 5"};
+    const std::size_t bits = CountBits(bytes);
+    if (bits != kBitsSet) return Fault{std::to_string(bits) + " of 40 bits set, not 20"};
+
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string text;
+    for (const std::uint8_t byte : bytes) {
+        text += kDigits[byte >> 4U];
+        text += kDigits[byte & 0xfU];
+    }
+    return text;
+}
+
+}  // namespace srcwatch

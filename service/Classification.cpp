@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Classification.h"
+
+#include <algorithm>
+
+#include <linux/cec.h>
+
+namespace srcwatch {
+
+namespace {
+
+using Method = DetectionMethod;
+
+constexpr int kAnyCode = -1;
+
+// What a piece of evidence means. The rows stand in the order of trust and the first that applies decides; a profile
+// comes before them all. docs/detection.md has the same table.
+struct Rule {
+    Method method;
+    int code;  // source information of an SPD InfoFrame or primary device type of HDMI-CEC
+    int type;
+    int typeWithAudio;  // the same when HDMI-CEC says that the device is an audio system
+    const char* note;   // what there is to say of a device of this kind without a name
+};
+
+constexpr int kStb = SRCWATCH_DEVICE_SET_TOP_BOX;
+constexpr int kDisc = SRCWATCH_DEVICE_DISC_PLAYER;
+constexpr int kTheatre = SRCWATCH_DEVICE_HOME_THEATRE;
+constexpr int kStreaming = SRCWATCH_DEVICE_STREAMING_BOX;
+constexpr int kGame = SRCWATCH_DEVICE_GAME_CONSOLE;
+constexpr int kOther = SRCWATCH_DEVICE_OTHER;
+constexpr int kNotSupported = SRCWATCH_DEVICE_NOT_SUPPORTED;
+constexpr int kPc = SRCWATCH_DEVICE_PC;
+
+constexpr Rule kRules[] = {
+    {Method::kSpd, 1, kStb, kStb, "Set-top box"},
+    {Method::kSpd, 2, kDisc, kTheatre, "DVD player"},
+    {Method::kSpd, 3, kDisc, kTheatre, "D-VHS recorder"},
+    {Method::kSpd, 4, kDisc, kTheatre, "Hard disk recorder"},
+    {Method::kSpd, 5, kOther, kOther, "Video camera"},
+    {Method::kSpd, 6, kOther, kOther, "Still camera"},
+    {Method::kSpd, 7, kDisc, kTheatre, "Video CD player"},
+    {Method::kSpd, 8, kGame, kGame, "Game console"},
+    {Method::kSpd, 9, kPc, kPc, "PC"},
+    {Method::kSpd, 10, kDisc, kTheatre, "Blu-ray Disc player"},
+    {Method::kSpd, 11, kDisc, kTheatre, "Super Audio CD player"},
+    {Method::kSpd, 12, kDisc, kTheatre, "HD DVD player"},
+    {Method::kSpd, 13, kOther, kOther, "Portable media player"},
+    {Method::kCec, CEC_OP_PRIM_DEVTYPE_TUNER, kStb, kStb, "Tuner"},
+    {Method::kCec, CEC_OP_PRIM_DEVTYPE_AUDIOSYSTEM, kTheatre, kTheatre, "Audio system"},
+    {Method::kCec, CEC_OP_PRIM_DEVTYPE_RECORD, kDisc, kDisc, "Recording device"},
+    {Method::kCec, CEC_OP_PRIM_DEVTYPE_PLAYBACK, kStreaming, kStreaming, "Playback device"},
+    {Method::kCec, CEC_OP_PRIM_DEVTYPE_SWITCH, kNotSupported, kNotSupported, "CEC switch"},
+    {Method::kCec, CEC_OP_PRIM_DEVTYPE_PROCESSOR, kNotSupported, kNotSupported, "Video processor"},
+    {Method::kAksv, kAnyCode, kOther, kOther, "HDCP source"},
+    {Method::kFaulty, kAnyCode, kNotSupported, kNotSupported, "Faulty signals"},
+    {Method::kSilent, kAnyCode, kOther, kOther, "Unidentified device"},
+};
+
+bool EveryItemIsFaulty(const Evidence& evidence)
+{
+    const bool any = evidence.directory || evidence.spd || evidence.cec || evidence.aksv;
+    return any && evidence.Spd() == nullptr && evidence.Cec() == nullptr && evidence.Aksv() == nullptr;
+}
+
+int PrimaryDeviceType(const Evidence& evidence)
+{
+    const CecLog* const cec = evidence.Cec();
+    return cec == nullptr ? kAnyCode : cec->primaryDeviceType.value_or(kAnyCode);
+}
+
+bool Applies(const Rule& rule, const Evidence& evidence)
+{
+    switch (rule.method) {
+        case Method::kSpd:
+            return evidence.Spd() != nullptr && evidence.Spd()->sourceInformation == rule.code;
+        case Method::kCec:
+            return PrimaryDeviceType(evidence) == rule.code;
+        case Method::kAksv:
+            return evidence.Aksv() != nullptr;
+        case Method::kFaulty:
+            return EveryItemIsFaulty(evidence);
+        default:
+            return true;
+    }
+}
+
+// The last row always applies.
+const Rule& FindRule(const Evidence& evidence)
+{
+    return *std::find_if(std::begin(kRules), std::end(kRules),
+                         [&](const Rule& rule) { return Applies(rule, evidence); });
+}
+
+const char* CecDeviceName(const Evidence& evidence)
+{
+    const auto* const rule = std::find_if(std::begin(kRules), std::end(kRules), [&](const Rule& candidate) {
+        return candidate.method == Method::kCec && candidate.code == PrimaryDeviceType(evidence);
+    });
+    return rule == std::end(kRules) ? "" : rule->note;
+}
+
+// What the evidence names, whatever the device is.
+Classification NamesOf(const Evidence& evidence)
+{
+    Classification result;
+    if (const SpdInfoFrame* const spd = evidence.Spd()) {
+        result.manufacturerName = result.brandName = spd->vendor;
+        result.modelName = result.deviceName = spd->product;
+    }
+    if (const CecLog* const cec = evidence.Cec()) result.cecName = cec->osdName;
+    if (evidence.Aksv() != nullptr) result.aksv = *evidence.Aksv();
+    if (result.deviceName.empty()) result.deviceName = result.cecName;
+    result.cecDeviceName = CecDeviceName(evidence);
+    return result;
+}
+
+void ApplyRule(const Rule& rule, const Evidence& evidence, Classification& result)
+{
+    const bool audio = PrimaryDeviceType(evidence) == CEC_OP_PRIM_DEVTYPE_AUDIOSYSTEM;
+    result.method = rule.method;
+    result.deviceType = audio ? rule.typeWithAudio : rule.type;
+}
+
+void ApplyProfile(const Profile& profile, Classification& result)
+{
+    result.method = Method::kProfile;
+    result.deviceType = profile.type;
+    result.providerName = profile.provider;
+    result.codesetName = profile.codeset;
+    if (!profile.brand.empty()) result.brandName = profile.brand;
+    if (!profile.device.empty()) result.deviceName = profile.device;
+}
+
+// Applications show this text for the types that have no brand beside their name.
+bool WantsNote(const Classification& result)
+{
+    if (result.deviceType == kStb) return result.providerName.empty();
+    return result.deviceType == kOther || result.deviceType == kNotSupported;
+}
+
+}  // namespace
+
+Classification Classify(const Evidence& evidence, const Profiles& profiles)
+{
+    Classification result = NamesOf(evidence);
+    const Rule& rule = FindRule(evidence);
+    const Profile* const profile = profiles.Find(result.manufacturerName, result.modelName, result.cecName);
+    if (profile != nullptr) {
+        ApplyProfile(*profile, result);
+    } else {
+        ApplyRule(rule, evidence, result);
+    }
+    result.deviceTypeText = DeviceTypeText(result.deviceType);
+    if (WantsNote(result)) result.unknownType = rule.note;
+    return result;
+}
+
+}  // namespace srcwatch

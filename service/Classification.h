@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// From the evidence to what a record says of the device.
+#ifndef SRCWATCH_SERVICE_CLASSIFICATION_H
+#define SRCWATCH_SERVICE_CLASSIFICATION_H
+
+#include "DeviceType.h"
+#include "Evidence.h"
+#include "Profiles.h"
+
+#include <string>
+
+namespace srcwatch {
+
+/// What the evidence says of a device: the fields of its record that do not depend on the port or on the past.
+struct Classification {
+    int deviceType = 0;
+    DetectionMethod method = DetectionMethod::kNone;
+    std::string deviceTypeText;
+    std::string brandName;         ///< the profile's, else the vendor of the SPD InfoFrame
+    std::string deviceName;        ///< the profile's, else the product of the SPD InfoFrame, else the OSD name
+    std::string providerName;      ///< the profile's
+    std::string codesetName;       ///< the profile's
+    std::string cecDeviceName;     ///< name of the primary device type
+    std::string aksv;              ///< ten hexadecimal digits
+    std::string unknownType;       ///< what there is to say of a device without a name of its own
+    std::string manufacturerName;  ///< vendor of the SPD InfoFrame
+    std::string modelName;         ///< product of the SPD InfoFrame
+    std::string cecName;           ///< OSD name
+};
+
+/// Classify by the rules of docs/detection.md.
+Classification Classify(const Evidence& evidence, const Profiles& profiles);
+
+}  // namespace srcwatch
+
+#endif

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Profiles of known devices: which names they tell of themselves, and what they are.
+#ifndef SRCWATCH_SERVICE_PROFILES_H
+#define SRCWATCH_SERVICE_PROFILES_H
+
+#include <string>
+#include <vector>
+
+namespace srcwatch {
+
+/// One device or family of devices. The patterns are globs (fnmatch) without regard to case; an empty one matches all.
+struct Profile {
+    std::string vendor;   ///< of the SPD InfoFrame
+    std::string product;  ///< of the SPD InfoFrame
+    std::string osd;      ///< the OSD name told by HDMI-CEC
+
+    int type = 0;
+    std::string brand;
+    std::string device;
+    std::string provider;
+    std::string codeset;
+};
+
+/// Why a file or one of its entries is not used.
+struct ProfileError {
+    std::string file;
+    int entry = -1;  ///< index in the file's "profiles"; -1 for the file as a whole
+    std::string reason;
+
+    /// "FILE: entry N: reason"
+    std::string Text() const;
+};
+
+/// The profiles in the order in which they are asked: the first that matches wins.
+class Profiles {
+public:
+    /// Add those of a JSON file, or of all files "*.json" of a directory in the order of their names. Whatever is
+    /// malformed is left out and reported; a file or directory that is not there is an error too.
+    void Load(const std::string& path);
+
+    /// Add those of a JSON text; file names it in errors.
+    void LoadText(const std::string& text, const std::string& file);
+
+    /// The first that matches these names, or null. Valid until the next load.
+    const Profile* Find(const std::string& vendor, const std::string& product, const std::string& osd) const;
+
+    std::size_t Count() const { return m_Profiles.size(); }
+    const std::vector<ProfileError>& Errors() const { return m_Errors; }
+
+private:
+    void LoadFile(const std::string& path);
+    void LoadDirectory(const std::string& path);
+
+    std::vector<Profile> m_Profiles;
+    std::vector<ProfileError> m_Errors;
+};
+
+}  // namespace srcwatch
+
+#endif

@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Statistics.h"
+
+#include "Protocol.h"
+
+#include <algorithm>
+#include <memory>
+
+#include <json/json.h>
+
+namespace srcwatch {
+
+namespace {
+
+constexpr const char* kEntries = "Auto";
+constexpr Json::ArrayIndex kEntriesPerPort = 8;
+
+// Entries may have been written by somebody else: whatever is not as expected reads as nothing.
+int ReadPort(const Json::Value& entry)
+{
+    if (!entry.isObject() || !entry["port"].isInt()) return -1;
+    return entry["port"].asInt();
+}
+
+std::string ReadText(const Json::Value& value) { return value.isString() ? value.asString() : ""; }
+
+Identity ReadIdentity(const Json::Value& entry)
+{
+    Identity identity;
+    identity.aksv = ReadText(entry["aksv"]);
+    const Json::Value& spd = entry["spd"];
+    if (spd.isArray() && spd.size() == 3) {
+        identity.vendor = ReadText(spd[0]);
+        identity.product = ReadText(spd[1]);
+    }
+    return identity;
+}
+
+Json::Value TextList(const std::string& first, const std::string& second, const std::string& third)
+{
+    Json::Value list(Json::arrayValue);
+    list.append(first);
+    list.append(second);
+    list.append(third);
+    return list;
+}
+
+// The texts that applications show for a device, and its type.
+Json::Value ResultTexts(const Classification& classification)
+{
+    const bool stb = classification.deviceType == SRCWATCH_DEVICE_SET_TOP_BOX;
+    return TextList(stb ? classification.providerName : classification.deviceName,
+                    stb ? classification.unknownType : classification.brandName, classification.deviceTypeText);
+}
+
+// Keep the last entries of a port, and those of all other ports.
+void Trim(Json::Value& entries, int port)
+{
+    const auto count = std::count_if(entries.begin(), entries.end(),
+                                     [&](const Json::Value& entry) { return ReadPort(entry) == port; });
+    auto surplus = count - static_cast<std::ptrdiff_t>(kEntriesPerPort);
+    Json::Value kept(Json::arrayValue);
+    for (const Json::Value& entry : entries) {
+        if (ReadPort(entry) == port && surplus-- > 0) continue;
+        kept.append(entry);
+    }
+    entries = std::move(kept);
+}
+
+}  // namespace
+
+bool Identity::IsEmpty() const { return aksv.empty() && vendor.empty() && product.empty(); }
+
+bool Identity::Matches(const Identity& other) const
+{
+    if (IsEmpty() || other.IsEmpty()) return IsEmpty() && other.IsEmpty();
+    if (!aksv.empty() && aksv == other.aksv) return true;
+    const bool named = !vendor.empty() || !product.empty();
+    return named && vendor == other.vendor && product == other.product;
+}
+
+Identity IdentityOf(const Classification& classification)
+{
+    return Identity{classification.aksv, classification.manufacturerName, classification.modelName};
+}
+
+Statistics::Statistics() : m_Document(Json::objectValue) { m_Document[kEntries] = Json::arrayValue; }
+
+Decoded<Statistics> Statistics::Parse(const std::string& text)
+{
+    Statistics statistics;
+    if (text.empty()) return statistics;
+    const Json::CharReaderBuilder builder;
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    Json::Value root;
+    std::string errors;
+    try {
+        if (!reader->parse(text.data(), text.data() + text.size(), &root, &errors)) return Fault{"not JSON"};
+    } catch (const Json::Exception&) {  // nested too deep
+        return Fault{"not JSON"};
+    }
+    if (!root.isObject() || !root[kEntries].isArray()) return Fault{"no object with an array \"Auto\""};
+    statistics.m_Document = std::move(root);
+    return statistics;
+}
+
+std::string Statistics::Text() const { return Json::writeString(Json::StreamWriterBuilder(), m_Document); }
+
+void Statistics::Add(int port, const Classification& classification, int milliseconds)
+{
+    Json::Value entry;
+    entry["port"] = port;
+    entry["pri"] = static_cast<int>(classification.method);
+    entry["t"] = milliseconds;
+    entry["spd"] = TextList(classification.manufacturerName, classification.modelName, classification.cecName);
+    entry["result"] = ResultTexts(classification);
+    entry["aksv"] = classification.aksv;
+    m_Document[kEntries].append(entry);
+    Trim(m_Document[kEntries], port);
+}
+
+Past Statistics::Remember(int port, const Identity& identity, const std::function<bool(int)>& isOccupied) const
+{
+    // From the last entry backwards: the last one of this port, the last one of the device elsewhere.
+    const Json::Value& entries = m_Document[kEntries];
+    bool portSeen = false;
+    bool sameAsLastHere = false;
+    int previousPort = -1;
+    bool movedSince = false;
+    for (Json::ArrayIndex i = entries.size(); i-- > 0;) {
+        const Json::Value& entry = entries[i];
+        const int entryPort = ReadPort(entry);
+        if (entryPort < 0) continue;
+        const bool same = identity.Matches(ReadIdentity(entry));
+        if (entryPort == port) {
+            if (!portSeen) sameAsLastHere = same;
+            portSeen = true;
+        } else if (same && !identity.IsEmpty() && previousPort < 0 && !isOccupied(entryPort)) {
+            previousPort = entryPort;
+            movedSince = !portSeen || !sameAsLastHere;
+        }
+    }
+    if (movedSince) return Past{previousPort, SRCWATCH_CHANGED_MOVED};
+    return Past{previousPort, sameAsLastHere ? SRCWATCH_CHANGED_NOT : SRCWATCH_CHANGED_NEW};
+}
+
+}  // namespace srcwatch

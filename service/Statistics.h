@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The detection statistics: a bounded JSON document with an entry for each detection. It is also the memory of which
+// device was seen on which port.
+#ifndef SRCWATCH_SERVICE_STATISTICS_H
+#define SRCWATCH_SERVICE_STATISTICS_H
+
+#include "Classification.h"
+#include "Decoded.h"
+
+#include <functional>
+#include <string>
+
+#include <json/value.h>
+
+namespace srcwatch {
+
+/// What tells one device from another: its AKSV, or vendor and product together.
+struct Identity {
+    std::string aksv;
+    std::string vendor;
+    std::string product;
+
+    bool IsEmpty() const;
+    /// Whether both are the same device, as far as can be told: the same AKSV or the same vendor and product.
+    bool Matches(const Identity& other) const;
+};
+Identity IdentityOf(const Classification& classification);
+
+/// How a device relates to what was seen before: the values of a record's "PrevPort" and "Changed".
+struct Past {
+    int previousPort;
+    int changed;
+};
+
+class Statistics {
+public:
+    /// The document, or why the text is none. An empty text is an empty document.
+    static Decoded<Statistics> Parse(const std::string& text);
+
+    /// The text to store.
+    std::string Text() const;
+
+    /// Add an entry. Of each port only the last few are kept.
+    void Add(int port, const Classification& classification, int milliseconds);
+
+    /// What is known of a device that appears on port. Ports that isOccupied tells of still have the device that was
+    /// seen there, so it cannot have come from them.
+    Past Remember(int port, const Identity& identity, const std::function<bool(int)>& isOccupied) const;
+
+private:
+    Statistics();
+
+    Json::Value m_Document;
+};
+
+}  // namespace srcwatch
+
+#endif

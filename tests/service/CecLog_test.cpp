@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "CecLog.h"
+
+#include "Frames.h"
+
+#include <gtest/gtest.h>
+#include <linux/cec.h>
+
+namespace srcwatch {
+namespace {
+
+using srcwatch_test::FromText;
+
+CecLog Accepted(const std::string& text)
+{
+    const Decoded<CecLog> decoded = DecodeCecLog(FromText(text));
+    if (const auto* fault = std::get_if<Fault>(&decoded)) {
+        ADD_FAILURE() << "refused: " << fault->reason;
+        return {};
+    }
+    return std::get<CecLog>(decoded);
+}
+
+std::string Reason(const Bytes& bytes)
+{
+    const Decoded<CecLog> decoded = DecodeCecLog(bytes);
+    const auto* const fault = std::get_if<Fault>(&decoded);
+    return fault == nullptr ? "accepted" : fault->reason;
+}
+
+TEST(CecLog, GivesTheNameOfSetOsdName) { EXPECT_EQ(Accepted("40:47:53:54:42\n").osdName, "STB"); }
+
+TEST(CecLog, GivesWhatEachMessageSays)
+{
+    const CecLog log = Accepted(
+        "4f:84:10:00:04\n"  // <Report Physical Address> 1.0.0.0, playback device
+        "4F:87:00:1A:2b\n"  // <Device Vendor ID>
+        "40:9e:05\n"        // <CEC Version> 1.4
+        "40:00:8f:01\n");   // <Feature Abort> of <Give Device Power Status>, not in correct mode
+
+    EXPECT_EQ(log.physicalAddress, 0x1000);
+    EXPECT_EQ(log.primaryDeviceType, CEC_OP_PRIM_DEVTYPE_PLAYBACK);
+    EXPECT_EQ(log.vendorId, 0x001a2bU);
+    EXPECT_EQ(log.version, CEC_OP_CEC_VERSION_1_4);
+    ASSERT_EQ(log.featureAborts.size(), 1U);
+    EXPECT_EQ(log.featureAborts[0].opcode, 0x8f);
+    EXPECT_EQ(log.featureAborts[0].reason, 1);
+    EXPECT_EQ(log.understood, 4U);
+    EXPECT_EQ(log.skipped, 0U);
+    EXPECT_EQ(log.remarks.Text(), "");
+}
+
+TEST(CecLog, LetsTheLastMessageOfAKindCount) { EXPECT_EQ(Accepted("40:47:41\n40:47:42\n").osdName, "B"); }
+
+TEST(CecLog, CountsAndSkipsOtherMessages)
+{
+    const CecLog log = Accepted("44:8f\n4f:82:10:00\n40\n40:47:41\n");
+
+    EXPECT_EQ(log.skipped, 3U);
+    EXPECT_EQ(log.understood, 1U);
+}
+
+TEST(CecLog, SkipsWhatTheTvItselfSends)
+{
+    const CecLog log = Accepted("0f:84:00:00:00\n04:47:54:56\n");
+
+    EXPECT_FALSE(log.primaryDeviceType.has_value());
+    EXPECT_EQ(log.osdName, "");
+    EXPECT_EQ(log.skipped, 2U);
+}
+
+TEST(CecLog, TakesSixteenBytesAndRefusesMore)
+{
+    const std::string name14 = "40:47:41:42:43:44:45:46:47:48:49:4a:4b:4c:4d:4e";
+
+    EXPECT_EQ(Accepted(name14).osdName, "ABCDEFGHIJKLMN");
+    EXPECT_EQ(Reason(FromText(name14 + ":4f")), "line 1: more than 16 bytes");
+}
+
+TEST(CecLog, NeedsNoNewlineAtTheEndAndTakesCarriageReturnsAndEmptyLines)
+{
+    EXPECT_EQ(Accepted("\r\n\n40:47:41\r\n\n40:9e:06").version, CEC_OP_CEC_VERSION_2_0);
+}
+
+TEST(CecLog, RemarksOnMalformedLinesAndUsesTheOthers)
+{
+    const CecLog log = Accepted("40:47:41\nhello\n40:4\n40:\n40-47\n:40\n 40:47\n");
+
+    EXPECT_EQ(log.osdName, "A");
+    EXPECT_EQ(log.remarks.Count(), 6U);
+    EXPECT_EQ(log.remarks.Text(),
+              "line 2: not hexadecimal bytes with ':' between; line 3: not hexadecimal bytes with ':' between; "
+              "line 4: not hexadecimal bytes with ':' between; line 5: not hexadecimal bytes with ':' between; "
+              "and 2 more");
+}
+
+TEST(CecLog, RemarksOnMessagesThatLackOperands)
+{
+    const CecLog log = Accepted("40:47\n4f:87:00:1a\n4f:84:10:00\n40:9e\n40:00:8f\n40:47:41\n");
+
+    EXPECT_EQ(log.understood, 1U);
+    EXPECT_EQ(log.remarks.Count(), 5U);
+    EXPECT_EQ(log.remarks.Text().substr(0, 38), "line 1: <Set OSD Name> is too short; l");
+}
+
+TEST(CecLog, IgnoresOperandsBeyondThoseNeeded)
+{
+    EXPECT_EQ(Accepted("4f:84:20:00:05:99").primaryDeviceType, CEC_OP_PRIM_DEVTYPE_AUDIOSYSTEM);
+}
+
+TEST(CecLog, DropsBytesOfANameThatAreNotPrintable)
+{
+    const CecLog log = Accepted("40:47:41:c3:42:1b\n");
+
+    EXPECT_EQ(log.osdName, "AB");
+    EXPECT_EQ(log.remarks.Text(), "<Set OSD Name>: 2 byte(s) outside 0x20 to 0x7e dropped");
+}
+
+TEST(CecLog, SaysNothingWhenEmpty)
+{
+    const CecLog log = Accepted("");
+
+    EXPECT_EQ(log.understood + log.skipped, 0U);
+    EXPECT_EQ(log.remarks.Count(), 0U);
+}
+
+TEST(CecLog, IsRefusedWhenNoLineIsAMessage)
+{
+    EXPECT_EQ(Reason(FromText("no\n")), "line 1: not hexadecimal bytes with ':' between");
+    EXPECT_EQ(Reason(Bytes(29, 0x00)), "line 1: not hexadecimal bytes with ':' between");
+    EXPECT_EQ(Reason(Bytes(29, 0xff)), "line 1: not hexadecimal bytes with ':' between");
+}
+
+}  // namespace
+}  // namespace srcwatch

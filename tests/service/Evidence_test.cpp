@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Evidence.h"
+
+#include "Frames.h"
+#include "TempDirectory.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace srcwatch {
+namespace {
+
+using srcwatch_test::FromHex;
+using srcwatch_test::SpdFrame;
+using srcwatch_test::TempDirectory;
+using srcwatch_test::WriteFile;
+
+class EvidenceTest : public testing::Test {
+protected:
+    // All remarks in one line each: file, a space, reason.
+    std::vector<std::string> Remarks() const
+    {
+        std::vector<std::string> lines;
+        for (const EvidenceRemark& remark : ReadEvidence(m_Directory.Path()).Remarks()) {
+            lines.push_back(remark.file + " " + remark.reason);
+        }
+        return lines;
+    }
+
+    TempDirectory m_Directory;
+};
+
+using Lines = std::vector<std::string>;
+
+TEST_F(EvidenceTest, IsDecodedFromTheFiles)
+{
+    WriteFile(m_Directory / "spd.bin", SpdFrame("ACME", "Box", 1));
+    WriteFile(m_Directory / "cec.log", "40:47:41\n");
+    WriteFile(m_Directory / "aksv.bin", FromHex("b70361f714"));
+
+    const Evidence evidence = ReadEvidence(m_Directory.Path());
+
+    ASSERT_NE(evidence.Spd(), nullptr);
+    EXPECT_EQ(evidence.Spd()->vendor, "ACME");
+    ASSERT_NE(evidence.Cec(), nullptr);
+    EXPECT_EQ(evidence.Cec()->osdName, "A");
+    ASSERT_NE(evidence.Aksv(), nullptr);
+    EXPECT_EQ(*evidence.Aksv(), "b70361f714");
+    EXPECT_EQ(Remarks(), Lines{});
+}
+
+TEST_F(EvidenceTest, IsAbsentWithoutFiles)
+{
+    const Evidence evidence = ReadEvidence(m_Directory.Path());
+
+    EXPECT_FALSE(evidence.spd || evidence.cec || evidence.aksv);
+    EXPECT_EQ(Remarks(), Lines{});
+}
+
+TEST_F(EvidenceTest, GetsOneRemarkForEachMalformedFile)
+{
+    WriteFile(m_Directory / "spd.bin", "junk");
+    WriteFile(m_Directory / "cec.log", "junk\njunk\n");
+    WriteFile(m_Directory / "aksv.bin", "junk");
+
+    EXPECT_EQ(Remarks(), (Lines{"spd.bin refused: type is 0x6a, not 0x83",
+                                "cec.log refused: line 1: not hexadecimal bytes with ':' between; "
+                                "line 2: not hexadecimal bytes with ':' between",
+                                "aksv.bin refused: 4 bytes, not 5"}));
+}
+
+TEST_F(EvidenceTest, GetsARemarkForAFileOnlyPartlyUsed)
+{
+    WriteFile(m_Directory / "spd.bin", SpdFrame("AC\xff", "Box", 1));
+
+    EXPECT_EQ(Remarks(), Lines{"spd.bin vendor name: 1 byte(s) outside 0x20 to 0x7e dropped"});
+}
+
+TEST_F(EvidenceTest, RefusesAFileOfAGigabyteWithoutReadingIt)
+{
+    WriteFile(m_Directory / "spd.bin", "");
+    ASSERT_EQ(truncate((m_Directory / "spd.bin").c_str(), 1024L * 1024 * 1024), 0);
+
+    EXPECT_EQ(Remarks(), Lines{"spd.bin refused: 1073741824 bytes, more than 256"});
+}
+
+TEST_F(EvidenceTest, RefusesWhatIsNoRegularFileWithoutWaiting)
+{
+    ASSERT_EQ(mkfifo((m_Directory / "spd.bin").c_str(), 0600), 0);
+    ASSERT_EQ(mkdir((m_Directory / "cec.log").c_str(), 0700), 0);
+    ASSERT_EQ(symlink("aksv.bin", (m_Directory / "aksv.bin").c_str()), 0);
+
+    EXPECT_EQ(Remarks(), (Lines{"spd.bin refused: not a regular file", "cec.log refused: not a regular file",
+                                "aksv.bin refused: cannot be opened: Too many levels of symbolic links"}));
+}
+
+TEST_F(EvidenceTest, RefusesAFileWithoutPermission)
+{
+    if (geteuid() == 0) GTEST_SKIP() << "root may read everything";
+    WriteFile(m_Directory / "spd.bin", SpdFrame("ACME", "Box", 1));
+    ASSERT_EQ(chmod((m_Directory / "spd.bin").c_str(), 0), 0);
+
+    EXPECT_EQ(Remarks(), Lines{"spd.bin refused: cannot be opened: Permission denied"});
+}
+
+TEST_F(EvidenceTest, RefusesADirectoryThatIsNotThereWithOneRemark)
+{
+    const Evidence evidence = ReadEvidence(m_Directory / "nowhere");
+
+    ASSERT_EQ(evidence.Remarks().size(), 1U);
+    EXPECT_EQ(evidence.Remarks()[0].reason, "refused: cannot be read: No such file or directory");
+}
+
+TEST_F(EvidenceTest, FollowsLinksToFiles)
+{
+    const TempDirectory elsewhere;
+    WriteFile(elsewhere / "frame", SpdFrame("ACME", "Box", 1));
+    ASSERT_EQ(symlink((elsewhere / "frame").c_str(), (m_Directory / "spd.bin").c_str()), 0);
+
+    EXPECT_NE(ReadEvidence(m_Directory.Path()).Spd(), nullptr);
+}
+
+TEST_F(EvidenceTest, GetsNoRemarkForKnownNames)
+{
+    for (const char* name : {"spd.bin", "cec.log", "aksv.bin", "edid.bin"}) WriteFile(m_Directory / name, "");
+
+    EXPECT_FALSE(ReadEvidence(m_Directory.Path()).otherFiles.has_value());
+}
+
+TEST_F(EvidenceTest, GetsOneRemarkForAllOtherNames)
+{
+    WriteFile(m_Directory / "evil\n\x1b[2Jname", "");
+
+    const auto remark = ReadEvidence(m_Directory.Path()).otherFiles;
+
+    ASSERT_TRUE(remark.has_value());
+    EXPECT_EQ(remark->reason, R"(1 file(s) of other names ignored, such as 'evil\x0a\x1b[2Jname')");
+}
+
+TEST_F(EvidenceTest, StopsCountingInADirectoryOfTenThousandFiles)
+{
+    for (int i = 0; i < 10000; ++i) WriteFile(m_Directory / ("f" + std::to_string(i)), "");
+
+    const auto remark = ReadEvidence(m_Directory.Path()).otherFiles;
+
+    ASSERT_TRUE(remark.has_value());
+    EXPECT_NE(remark->reason.find(" or more file(s) of other names ignored"), std::string::npos) << remark->reason;
+}
+
+TEST(Printable, EscapesWhatCouldDisturbALogAndCutsIt)
+{
+    EXPECT_EQ(Printable("plain text"), "plain text");
+    EXPECT_EQ(Printable("a\\b\r\xe2\x80\xae"), R"(a\x5cb\x0d\xe2\x80\xae)");
+    EXPECT_EQ(Printable(std::string(300, 'x')), std::string(200, 'x') + "...");
+}
+
+}  // namespace
+}  // namespace srcwatch

@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Statistics.h"
+
+#include "Protocol.h"
+
+#include <sstream>
+
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+namespace srcwatch {
+namespace {
+
+Statistics Parsed(const std::string& text)
+{
+    auto statistics = Statistics::Parse(text);
+    EXPECT_TRUE(std::holds_alternative<Statistics>(statistics));
+    return std::get<Statistics>(statistics);
+}
+
+Json::Value EntriesOf(const Statistics& statistics)
+{
+    Json::Value document;
+    std::istringstream(statistics.Text()) >> document;
+    return document["Auto"];
+}
+
+Classification Device(const std::string& vendor, const std::string& product, const std::string& aksv)
+{
+    Classification device;
+    device.deviceType = 6;
+    device.method = DetectionMethod::kSpd;
+    device.deviceTypeText = "GAME";
+    device.manufacturerName = device.brandName = vendor;
+    device.modelName = device.deviceName = product;
+    device.aksv = aksv;
+    return device;
+}
+
+const Classification kConsole = Device("ACME", "Console", "aksv000001");
+const Classification kPlayer = Device("ACME", "Player", "");
+const Classification kNameless = Device("", "", "");
+
+class Memory : public testing::Test {
+protected:
+    void Seen(int port, const Classification& device) { m_Statistics.Add(port, device, 1); }
+    Past Appears(int port, const Classification& device) const
+    {
+        return m_Statistics.Remember(port, IdentityOf(device), [this](int other) { return other == m_Occupied; });
+    }
+
+    Statistics m_Statistics = Parsed("");
+    int m_Occupied = -1;
+};
+
+testing::AssertionResult Is(const Past& past, int previousPort, int changed)
+{
+    if (past.previousPort == previousPort && past.changed == changed) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << "previous port " << past.previousPort << ", changed " << past.changed;
+}
+
+TEST(Statistics, AreWrittenInTheFormThatTheLibraryReads)
+{
+    Statistics statistics = Parsed("");
+    Classification device = kConsole;
+    device.cecName = "Acme";
+    statistics.Add(3, device, 150);
+
+    const Json::Value entry = EntriesOf(statistics)[0];
+
+    EXPECT_EQ(entry["port"].asInt(), 3);
+    EXPECT_EQ(entry["pri"].asInt(), 2);
+    EXPECT_EQ(entry["t"].asInt(), 150);
+    ASSERT_EQ(entry["spd"].size(), 3U);
+    EXPECT_EQ(entry["spd"][0].asString(), "ACME");
+    EXPECT_EQ(entry["spd"][1].asString(), "Console");
+    EXPECT_EQ(entry["spd"][2].asString(), "Acme");
+    ASSERT_EQ(entry["result"].size(), 3U);
+    EXPECT_EQ(entry["result"][0].asString(), "Console");
+    EXPECT_EQ(entry["result"][1].asString(), "ACME");
+    EXPECT_EQ(entry["result"][2].asString(), "GAME");
+    EXPECT_EQ(entry["aksv"].asString(), "aksv000001");
+}
+
+TEST(Statistics, NameTheProviderOfASetTopBoxAsItsResult)
+{
+    Statistics statistics = Parsed("");
+    Classification device = Device("ACME", "Box", "");
+    device.deviceType = 1;
+    device.providerName = "Volt TV";
+    statistics.Add(0, device, 1);
+
+    EXPECT_EQ(EntriesOf(statistics)[0]["result"][0].asString(), "Volt TV");
+}
+
+TEST(Statistics, KeepTheLastEightOfEachPort)
+{
+    Statistics statistics = Parsed("");
+    statistics.Add(1, kPlayer, 77);
+    for (int i = 0; i < 20; ++i) statistics.Add(0, kConsole, i);
+
+    const Json::Value entries = EntriesOf(statistics);
+
+    ASSERT_EQ(entries.size(), 9U);
+    EXPECT_EQ(entries[0]["t"].asInt(), 77);
+    EXPECT_EQ(entries[1]["t"].asInt(), 12);
+    EXPECT_EQ(entries[8]["t"].asInt(), 19);
+}
+
+TEST(Statistics, SurviveBeingStored)
+{
+    Statistics statistics = Parsed("");
+    statistics.Add(0, kConsole, 5);
+
+    EXPECT_EQ(Parsed(statistics.Text()).Text(), statistics.Text());
+}
+
+TEST(Statistics, RefuseOtherTexts)
+{
+    for (const std::string& text : {std::string("x"), std::string("[]"), std::string("{}"),
+                                    std::string("{\"Auto\": {}}"), std::string(5000, '[')}) {
+        EXPECT_TRUE(std::holds_alternative<Fault>(Statistics::Parse(text))) << text;
+    }
+}
+
+TEST(Statistics, PassOverEntriesThatSomebodyElseWrote)
+{
+    Statistics statistics = Parsed(R"({"Auto": [null, 5, [], {"port": "x"}, {"port": 1, "spd": 7, "aksv": {}},
+                                               {"port": 1, "spd": [1, 2, 3]}, {"port": 99999999999}]})");
+    statistics.Add(1, kConsole, 1);
+
+    EXPECT_TRUE(Is(statistics.Remember(0, IdentityOf(kConsole), [](int) { return false; }), 1, SRCWATCH_CHANGED_MOVED));
+    EXPECT_EQ(EntriesOf(statistics).size(), 8U);
+}
+
+TEST_F(Memory, HoldsTheFirstDeviceForNew) { EXPECT_TRUE(Is(Appears(0, kConsole), -1, SRCWATCH_CHANGED_NEW)); }
+
+TEST_F(Memory, KnowsADeviceThatComesBack)
+{
+    Seen(0, kConsole);
+
+    EXPECT_TRUE(Is(Appears(0, kConsole), -1, SRCWATCH_CHANGED_NOT));
+}
+
+TEST_F(Memory, HoldsAnotherDeviceForNew)
+{
+    Seen(0, kConsole);
+    Seen(0, kPlayer);
+
+    EXPECT_TRUE(Is(Appears(0, kConsole), -1, SRCWATCH_CHANGED_NEW));
+}
+
+TEST_F(Memory, KnowsADeviceThatMoved)
+{
+    Seen(2, kConsole);
+    Seen(0, kPlayer);
+
+    EXPECT_TRUE(Is(Appears(0, kConsole), 2, SRCWATCH_CHANGED_MOVED));
+    EXPECT_TRUE(Is(Appears(5, kPlayer), 0, SRCWATCH_CHANGED_MOVED));
+}
+
+TEST_F(Memory, KnowsWhereAReturningDeviceWasBefore)
+{
+    Seen(2, kConsole);
+    Seen(0, kConsole);
+
+    EXPECT_TRUE(Is(Appears(0, kConsole), 2, SRCWATCH_CHANGED_NOT));
+}
+
+TEST_F(Memory, HoldsADeviceThatMovedBackForMoved)
+{
+    Seen(0, kConsole);
+    Seen(2, kConsole);
+
+    EXPECT_TRUE(Is(Appears(0, kConsole), 2, SRCWATCH_CHANGED_MOVED));
+}
+
+TEST_F(Memory, NamesTheLastOfSeveralPorts)
+{
+    Seen(1, kConsole);
+    Seen(2, kConsole);
+    Seen(3, kConsole);
+
+    EXPECT_TRUE(Is(Appears(0, kConsole), 3, SRCWATCH_CHANGED_MOVED));
+}
+
+TEST_F(Memory, DoesNotTakeADeviceFromAPortThatStillHasIt)
+{
+    Seen(2, kConsole);
+    m_Occupied = 2;
+
+    EXPECT_TRUE(Is(Appears(0, kConsole), -1, SRCWATCH_CHANGED_NEW));
+}
+
+TEST_F(Memory, KnowsADeviceByItsAksvAlone)
+{
+    Seen(2, kConsole);
+
+    EXPECT_TRUE(Is(Appears(0, Device("", "", "aksv000001")), 2, SRCWATCH_CHANGED_MOVED));
+}
+
+TEST_F(Memory, KnowsADeviceByVendorAndProductAlone)
+{
+    Seen(2, kConsole);
+
+    EXPECT_TRUE(Is(Appears(0, Device("ACME", "Console", "")), 2, SRCWATCH_CHANGED_MOVED));
+    EXPECT_TRUE(Is(Appears(0, Device("ACME", "", "")), -1, SRCWATCH_CHANGED_NEW));
+}
+
+TEST_F(Memory, NeverFollowsADeviceWithoutAnyIdentity)
+{
+    Seen(2, kNameless);
+    Seen(0, kNameless);
+
+    EXPECT_TRUE(Is(Appears(1, kNameless), -1, SRCWATCH_CHANGED_NEW));
+    EXPECT_TRUE(Is(Appears(0, kNameless), -1, SRCWATCH_CHANGED_NOT));
+}
+
+}  // namespace
+}  // namespace srcwatch

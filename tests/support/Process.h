@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A program that a test starts. It never outlives the test.
+#ifndef SRCWATCH_TESTS_PROCESS_H
+#define SRCWATCH_TESTS_PROCESS_H
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace srcwatch_test {
+
+class Process {
+public:
+    /// Start a program, found by PATH, with these variables added to the environment. Its standard output and error go
+    /// to files of the given path with ".out" and ".err" after it. Throws when it cannot be started.
+    Process(const std::vector<std::string>& command, const std::string& outputPath,
+            const std::map<std::string, std::string>& environment = {});
+    /// Kills the program if it still runs.
+    ~Process();
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    pid_t Id() const { return m_Id; }
+    void Signal(int number) const;
+
+    /// The exit code once the program has ended, 128 plus the signal's number after a signal; nothing while it runs.
+    std::optional<int> Result();
+    /// Wait for the end. Nothing when the time is over before.
+    std::optional<int> Wait(std::chrono::milliseconds time = std::chrono::seconds(10));
+
+    std::string Output() const;
+    std::string Errors() const;
+
+private:
+    pid_t m_Id;
+    std::string m_OutputPath;
+    std::optional<int> m_Result;
+};
+
+/// The whole content of a file; empty when it cannot be read.
+std::string ReadFile(const std::string& path);
+
+}  // namespace srcwatch_test
+
+#endif
