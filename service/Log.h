@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The service's lines in the platform log.
+#ifndef SRCWATCH_SERVICE_LOG_H
+#define SRCWATCH_SERVICE_LOG_H
+
+#include <dlog.h>
+
+/// Log one line. The format is a literal, so the compiler checks the arguments. Texts from outside go through
+/// Printable() first.
+#define SWLOG(priority, format, ...) __dlog_print(0, (priority), "srcwatch-service", format "\n", ##__VA_ARGS__)
+
+#endif

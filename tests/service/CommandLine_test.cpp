@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The service's command line: what it refuses, and how it says so.
+#include "ServiceTest.h"
+
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+namespace srcwatch_test {
+namespace {
+
+struct Outcome {
+    int code;
+    std::string output;
+    std::string errors;
+};
+
+class CommandLine : public testing::Test {
+protected:
+    Outcome Run(std::vector<std::string> arguments, const std::map<std::string, std::string>& environment = {}) const
+    {
+        arguments.insert(arguments.begin(), SRCWATCH_SERVICE_PROGRAM);
+        Process process(arguments, m_Directory / "program", environment);
+        const int code = process.Wait().value_or(-1);
+        return Outcome{code, process.Output(), process.Errors()};
+    }
+
+    TempDirectory m_Directory;
+};
+
+TEST_F(CommandLine, TellsTheVersion)
+{
+    const Outcome outcome = Run({"--version"});
+
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_EQ(outcome.output.substr(0, 17), "srcwatch-service ");
+    EXPECT_EQ(outcome.errors, "");
+}
+
+TEST_F(CommandLine, TellsItsOptions)
+{
+    const Outcome outcome = Run({"--help"});
+
+    EXPECT_EQ(outcome.code, 0);
+    for (const char* option : {"--inputs DIR", "--profiles PATH", "--scan-step-ms MS", "--quiet-ms MS", "--version"}) {
+        EXPECT_NE(outcome.output.find(option), std::string::npos) << option << '\n' << outcome.output;
+    }
+    EXPECT_EQ(outcome.errors, "");
+}
+
+TEST_F(CommandLine, RefusesWrongUsageWithTwo)
+{
+    const std::vector<std::vector<std::string>> wrong = {
+        {},
+        {"--inputs"},
+        {"--inputs", ".", "surplus"},
+        {"--inputs", ".", "--unknown"},
+        {"--inputs", ".", "--quiet-ms", "0"},
+        {"--inputs", ".", "--quiet-ms", "-5"},
+        {"--inputs", ".", "--quiet-ms", "60001"},
+        {"--inputs", ".", "--scan-step-ms", "soon"},
+        {"--inputs", ".", "--scan-step-ms", "99999999999999999999"},
+    };
+
+    for (const auto& arguments : wrong) {
+        const TempDirectory fresh;
+        const Outcome outcome = Run(arguments);
+        EXPECT_EQ(outcome.code, 2) << testing::PrintToString(arguments);
+        EXPECT_NE(outcome.errors, "") << testing::PrintToString(arguments);
+        EXPECT_EQ(outcome.output, "") << testing::PrintToString(arguments);
+    }
+}
+
+TEST_F(CommandLine, RefusesAnInputsDirectoryThatIsNotThere)
+{
+    const std::string missing = m_Directory / "missing";
+
+    const Outcome outcome = Run({"--inputs", missing});
+
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_EQ(outcome.errors,
+              "srcwatch-service: the inputs directory " + missing + " is not there or is no directory\n");
+}
+
+TEST_F(CommandLine, RefusesAFileAsInputsDirectory)
+{
+    WriteFile(m_Directory / "file", "");
+
+    EXPECT_EQ(Run({"--inputs", m_Directory / "file"}).code, 1);
+}
+
+TEST_F(CommandLine, EndsWithOneLineWithoutABus)
+{
+    const Outcome outcome =
+        Run({"--inputs", m_Directory.Path()}, {{"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + (m_Directory / "nobus")}});
+
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_EQ(outcome.errors,
+              "srcwatch-service: cannot connect to the system bus: Could not connect: No such file or directory\n");
+}
+
+TEST_F(CommandLine, EndsWithOneLineWhenTheBusRefusesTheName)
+{
+    const std::unique_ptr<PrivateBus> bus = MakeSecondBus(kSystemBusRules);
+
+    const Outcome outcome =
+        Run({"--inputs", m_Directory.Path()}, {{"DBUS_SYSTEM_BUS_ADDRESS", bus->Address()}, {"SRCWATCH_LOG", "none"}});
+
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_EQ(outcome.errors, "srcwatch-service: the bus does not give the name org.nalto.tv.qdinfo\n");
+}
+
+TEST_F(CommandLine, EndsWithOneLineWhenTheSettingsCannotBeStored)
+{
+    WriteFile(m_Directory / "file", "");
+
+    const Outcome outcome = Run({"--inputs", m_Directory.Path()}, {{"SRCWATCH_RUN_DIR", m_Directory / "file/run"}});
+
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_EQ(outcome.errors, "srcwatch-service: the settings store cannot be watched\n");
+}
+
+}  // namespace
+}  // namespace srcwatch_test
+
+int main(int argc, char** argv) { return srcwatch_test::RunInHome(argc, argv, 4); }

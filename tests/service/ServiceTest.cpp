@@ -1,0 +1,270 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ServiceTest.h"
+
+#include "srcwatch-host.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+
+#include <fcntl.h>
+#include <json/json.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vconf.h>
+
+namespace srcwatch_test {
+
+namespace {
+
+constexpr const char* kHomeVariable = "SRCWATCH_TEST_HOME";
+constexpr const char* kActivityKey = "db/srcwatch-service/source-activity";
+constexpr const char* kOpticalKey = "db/srcwatch-service/optical-source-activity";
+
+constexpr const char* kServing = " HDMI input(s) from ";
+
+void SetVariable(const char* name, const std::string& value)
+{
+    if (setenv(name, value.c_str(), 1) != 0) throw std::runtime_error(std::string("cannot set ") + name);
+}
+
+void MakeHome(const TempDirectory& home, int hdmiInputs)
+{
+    WriteFile(home / "platform.conf", "[hdmi]\ninputs=" + std::to_string(hdmiInputs) +
+                                          "\n[features]\ncom.korvane/featureconf/cx_core_ir_tavrin=true\n");
+    SetVariable(kHomeVariable, home.Path());
+    SetVariable("SRCWATCH_STATE_DIR", home / "state");
+    SetVariable("SRCWATCH_RUN_DIR", home / "run");
+    SetVariable("SRCWATCH_PLATFORM_CONF", home / "platform.conf");
+    SetVariable("SRCWATCH_LOG", "none");
+}
+
+int RunAgain(char** argv)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        (void)execv("/proc/self/exe", argv);
+        _exit(127);
+    }
+    int status = 0;
+    if (child < 0 || waitpid(child, &status, 0) != child) return 1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+void RemoveAllSettings()
+{
+    std::vector<std::string> keys;
+    srcwatch_host_list_settings([](const char* key, const srcwatch_host_value*,
+                                   void* list) { static_cast<std::vector<std::string>*>(list)->emplace_back(key); },
+                                &keys);
+    for (const std::string& key : keys) srcwatch_host_unset(key.c_str());
+}
+
+Json::Value ParseJson(const std::string& text)
+{
+    Json::Value value;
+    std::istringstream stream(text);
+    std::string errors;
+    if (!Json::parseFromStream(Json::CharReaderBuilder(), stream, &value, &errors)) return {};
+    return value;
+}
+
+}  // namespace
+
+bool operator==(const Event& a, const Event& b) { return a.type == b.type && a.args == b.args && a.texts == b.texts; }
+
+std::ostream& operator<<(std::ostream& out, const Event& event)
+{
+    out << event.type << " (";
+    for (const int arg : event.args) out << arg << ' ';
+    for (const std::string& text : event.texts) out << '\'' << text << "' ";
+    return out << ')';
+}
+
+int RunInHome(int argc, char** argv, int hdmiInputs)
+{
+    return RunInHome(argc, argv, hdmiInputs, [] { return RUN_ALL_TESTS(); });
+}
+
+int RunInHome(int argc, char** argv, int hdmiInputs, const std::function<int()>& body)
+{
+    if (std::getenv(kHomeVariable) == nullptr) {
+        const TempDirectory home;
+        MakeHome(home, hdmiInputs);
+        return RunAgain(argv);
+    }
+    testing::InitGoogleTest(&argc, argv);
+    (void)TheBus();
+    return body();
+}
+
+std::string HomePath(const std::string& name) { return std::string(std::getenv(kHomeVariable)) + "/" + name; }
+
+const char* const kSystemBusRules = R"(
+  <policy context="default">
+    <allow user="*"/>
+    <deny own="*"/>
+    <deny send_type="method_call"/>
+    <allow send_type="signal"/>
+    <allow send_requested_reply="true" send_type="method_return"/>
+    <allow send_requested_reply="true" send_type="error"/>
+    <allow receive_type="method_call"/>
+    <allow receive_type="method_return"/>
+    <allow receive_type="error"/>
+    <allow receive_type="signal"/>
+    <allow send_destination="org.freedesktop.DBus" send_interface="org.freedesktop.DBus"/>
+    <allow send_destination="org.freedesktop.DBus" send_interface="org.freedesktop.DBus.Introspectable"/>
+    <allow send_destination="org.freedesktop.DBus" send_interface="org.freedesktop.DBus.Properties"/>
+  </policy>
+)";
+
+std::unique_ptr<PrivateBus> MakeSecondBus(const std::string& policy)
+{
+    const std::string first = TheBus().Address();
+    auto bus = std::make_unique<PrivateBus>(policy);
+    SetVariable("DBUS_SYSTEM_BUS_ADDRESS", first);
+    return bus;
+}
+
+void RunFor(std::chrono::milliseconds time)
+{
+    (void)RunUntil([] { return false; }, time);
+}
+
+ServiceTest::ServiceTest()
+{
+    RemoveAllSettings();
+    std::filesystem::remove(HomePath("log"));
+    m_SaveReceiver = std::make_unique<qdinfo::CQDEventReciever>("qdinfo", false);
+    m_SaveReceiver->RegisterEventCallback(SRCWATCH_EVENT_RECORDS_SAVED, OnSaved, this);
+    EXPECT_EQ(srcwatch_register_event_callback(OnEvent, this), 1);
+}
+
+ServiceTest::~ServiceTest()
+{
+    m_Service.reset();
+    EXPECT_EQ(srcwatch_unregister_event_callback(OnEvent), 1);
+    for (const char* file : {"service.out", "service.err"}) std::filesystem::remove(HomePath(file));
+}
+
+void ServiceTest::StartService(const std::vector<std::string>& options)
+{
+    m_Service = LaunchService(options);
+    ASSERT_TRUE(WaitUntilServing()) << m_Service->Errors();
+}
+
+std::unique_ptr<Process> ServiceTest::LaunchService(const std::vector<std::string>& options,
+                                                    const std::map<std::string, std::string>& environment)
+{
+    std::vector<std::string> command = m_Launcher;
+    for (const std::string& word : {std::string(SRCWATCH_SERVICE_PROGRAM), std::string("--inputs"), m_Inputs.Path(),
+                                    std::string("--profiles"), std::string(SRCWATCH_PROFILES_FILE)}) {
+        command.push_back(word);
+    }
+    command.insert(command.end(), options.begin(), options.end());
+    std::map<std::string, std::string> variables = environment;
+    variables.try_emplace("SRCWATCH_LOG", "file:" + HomePath("log"));
+    variables.try_emplace("DBUS_SYSTEM_BUS_ADDRESS", TheBus().Address());
+    m_ServingBefore = LogLinesWith(kServing);
+    return std::make_unique<Process>(command, HomePath("service"), variables);
+}
+
+bool ServiceTest::WaitUntilServing()
+{
+    return RunUntil([&] { return m_Service->Result() || LogLinesWith(kServing) > m_ServingBefore; }) &&
+           !m_Service->Result();
+}
+
+int ServiceTest::StopService(int signal)
+{
+    m_Service->Signal(signal);
+    const std::optional<int> result = m_Service->Wait();
+    EXPECT_TRUE(result.has_value()) << "the service does not end";
+    m_Service.reset();
+    return result.value_or(-1);
+}
+
+void ServiceTest::Plug(const std::string& input, const std::string& capture)
+{
+    const std::size_t before = CountOf(SRCWATCH_EVENT_DETECTED);
+    LinkCapture(input, capture);
+    ASSERT_TRUE(WaitForEvents(SRCWATCH_EVENT_DETECTED, before + 1)) << input << ' ' << capture;
+}
+
+void ServiceTest::LinkCapture(const std::string& input, const std::string& capture) const
+{
+    std::filesystem::create_directory_symlink(std::string(SRCWATCH_CAPTURES_DIR) + "/" + capture, InputPath(input));
+}
+
+void ServiceTest::Unplug(const std::string& input)
+{
+    const std::size_t before = CountOf(SRCWATCH_EVENT_CONNECTION);
+    std::filesystem::remove_all(InputPath(input));
+    ASSERT_TRUE(WaitForEvents(SRCWATCH_EVENT_CONNECTION, before + 1)) << input;
+}
+
+Json::Value ServiceTest::StoredRecord(int port)
+{
+    const bool optical = port == SRCWATCH_PORT_OPTICAL;
+    const Json::Value document = ParseJson(TextSetting(optical ? kOpticalKey : kActivityKey).value_or("null"));
+    if (!document.isObject()) return {};
+    return optical ? document["activity"] : document["activity"][port];
+}
+
+std::optional<std::string> ServiceTest::TextSetting(const std::string& key)
+{
+    const std::unique_ptr<char, decltype(&std::free)> text(vconf_get_str(key.c_str()), &std::free);
+    if (!text) return std::nullopt;
+    return std::string(text.get());
+}
+
+std::optional<int> ServiceTest::NumberSetting(const std::string& key)
+{
+    int value = 0;
+    if (vconf_get_int(key.c_str(), &value) != 0) return std::nullopt;
+    return value;
+}
+
+std::vector<Event> ServiceTest::EventsOf(int type) const
+{
+    std::vector<Event> events;
+    std::copy_if(m_Events.begin(), m_Events.end(), std::back_inserter(events),
+                 [&](const Event& event) { return event.type == type; });
+    return events;
+}
+
+bool ServiceTest::WaitForEvents(int type, std::size_t count)
+{
+    return RunUntil([&] { return CountOf(type) >= count; });
+}
+
+Json::Value ServiceTest::Call(int type, int port)
+{
+    qdinfo::CQDEventSender sender("qdinfo");
+    sender.AppendArgs(port, 0, 0, 0);
+    std::stringstream reply;
+    EXPECT_EQ(sender.Call(type, reply), 1);
+    return ParseJson(reply.str());
+}
+
+std::string ServiceTest::Log() { return ReadFile(HomePath("log")); }
+
+int ServiceTest::LogLinesWith(const std::string& text)
+{
+    std::istringstream log(Log());
+    int count = 0;
+    for (std::string line; std::getline(log, line);) count += line.find(text) != std::string::npos ? 1 : 0;
+    return count;
+}
+
+void ServiceTest::OnEvent(void* self, srcwatch_event_s* event)
+{
+    Event copy{event->type, {event->args[0], event->args[1], event->args[2]}, {}};
+    for (const auto& text : event->str_args) copy.texts.emplace_back(text);
+    static_cast<ServiceTest*>(self)->m_Events.push_back(copy);
+}
+
+void ServiceTest::OnSaved(void* self, srcwatch_event_s* /*event*/) { ++static_cast<ServiceTest*>(self)->m_Saves; }
+
+}  // namespace srcwatch_test

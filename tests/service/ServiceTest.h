@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The real service as a process, on a private bus and with settings of its own; the test is an application.
+#ifndef SRCWATCH_TESTS_SERVICETEST_H
+#define SRCWATCH_TESTS_SERVICETEST_H
+
+#include "PrivateBus.h"
+#include "Process.h"
+#include "QDInfoEventManager.h"
+#include "TempDirectory.h"
+#include "srcwatch-api.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <json/value.h>
+
+namespace srcwatch_test {
+
+/// An event as an application's callback got it.
+struct Event {
+    int type;
+    std::vector<int> args;  // the first three
+    std::vector<std::string> texts;
+};
+bool operator==(const Event& a, const Event& b);
+std::ostream& operator<<(std::ostream& out, const Event& event);
+
+/// The private home of a test program: settings, bus, configuration. Everything in it is gone at the end.
+/// RunInHome() runs the tests in a process whose environment points there from its very start, because the library
+/// asks for the number of inputs while it is loaded.
+int RunInHome(int argc, char** argv, int hdmiInputs);
+/// The same for a program that is not run by tests.
+int RunInHome(int argc, char** argv, int hdmiInputs, const std::function<int()>& body);
+std::string HomePath(const std::string& name);
+
+/// A bus beside the one of the test program, which stays the one that the program itself connects to.
+std::unique_ptr<PrivateBus> MakeSecondBus(const std::string& policy = "");
+
+/// What every system bus allows, before the rules of services are added: connections, signals, and calls to the bus.
+extern const char* const kSystemBusRules;
+
+/// Run the main loop for a while, for what must not happen.
+void RunFor(std::chrono::milliseconds time);
+
+class ServiceTest : public testing::Test {
+protected:
+    ServiceTest();
+    ~ServiceTest() override;
+
+    /// Start the service and wait until it serves.
+    void StartService(const std::vector<std::string>& options = {});
+    /// Start it without waiting.
+    std::unique_ptr<Process> LaunchService(const std::vector<std::string>& options = {},
+                                           const std::map<std::string, std::string>& environment = {});
+    /// Have the program started by this command instead of by itself.
+    void SetLauncher(std::vector<std::string> launcher) { m_Launcher = std::move(launcher); }
+    bool WaitUntilServing();
+    /// End it with a signal and give its exit code.
+    int StopService(int signal);
+
+    /// Plug a capture in, as a link to it, and out again. Plug() waits for the detection.
+    void Plug(const std::string& input, const std::string& capture);
+    void LinkCapture(const std::string& input, const std::string& capture) const;
+    void Unplug(const std::string& input);
+    std::string InputPath(const std::string& name) const { return m_Inputs / name; }
+
+    /// A port's stored record; null when there is none.
+    static Json::Value StoredRecord(int port);
+    /// Settings, as this process reads them.
+    static std::optional<std::string> TextSetting(const std::string& key);
+    static std::optional<int> NumberSetting(const std::string& key);
+
+    std::vector<Event> EventsOf(int type) const;
+    std::size_t CountOf(int type) const { return EventsOf(type).size(); }
+    bool WaitForEvents(int type, std::size_t count);
+    /// How often the service announced a save.
+    std::size_t Saves() const { return m_Saves; }
+
+    /// A request's reply.
+    static Json::Value Call(int type, int port);
+
+    /// The service's log, and how many of its lines contain a text.
+    static std::string Log();
+    static int LogLinesWith(const std::string& text);
+
+    TempDirectory m_Inputs;
+    std::unique_ptr<Process> m_Service;
+    std::vector<Event> m_Events;
+
+private:
+    static void OnEvent(void* self, srcwatch_event_s* event);
+    static void OnSaved(void* self, srcwatch_event_s* event);
+
+    std::size_t m_Saves = 0;
+    int m_ServingBefore = 0;
+    std::vector<std::string> m_Launcher;
+    std::unique_ptr<qdinfo::CQDEventReciever> m_SaveReceiver;
+};
+
+}  // namespace srcwatch_test
+
+#endif
