@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A thousand devices come and go on eight inputs: nothing is told twice or not at all, and nothing grows.
+#include "Frames.h"
+#include "ServiceTest.h"
+#include "srcwatch-host.h"
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace srcwatch_test {
+namespace {
+
+constexpr int kCycles = 1000;
+constexpr int kWarmUpCycles = 200;
+constexpr int kPorts = 8;
+// The allocator's own ups and downs; a leak of 100 bytes for each of the 800 cycles would already be more. Sanitizers
+// keep freed memory on purpose, and find leaks themselves.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr long kTolerableGrowthKiB = 512L * 1024;
+#else
+constexpr long kTolerableGrowthKiB = 64;
+#endif
+
+struct Footprint {
+    long anonymousKiB = 0;
+    std::size_t descriptors = 0;
+};
+
+Footprint Measure(pid_t process)
+{
+    const std::string directory = "/proc/" + std::to_string(process);
+    Footprint footprint;
+    std::ifstream status(directory + "/status");
+    for (std::string word; status >> word;) {
+        if (word == "RssAnon:") status >> footprint.anonymousKiB;
+    }
+    const std::filesystem::directory_iterator descriptors(directory + "/fd");
+    footprint.descriptors = static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
+    return footprint;
+}
+
+class Soak : public ServiceTest {
+protected:
+    Soak()
+        : m_Watch(srcwatch_host_watch_setting(
+              "db/srcwatch-service/source-activity",
+              [](const char*, const srcwatch_host_value*, void* self) { ++static_cast<Soak*>(self)->m_Writes; }, this))
+    {
+    }
+    ~Soak() override { srcwatch_host_unwatch_setting(m_Watch); }
+
+    static std::string InputOf(int cycle) { return "hdmi" + std::to_string(cycle % kPorts + 1); }
+
+    // One device comes to an input and one goes from the next, so that most inputs are occupied at any time. Each comes
+    // and goes at once, because the quiet time is too short here for a directory that is filled or emptied bit by bit.
+    void RunCycle(int cycle)
+    {
+        std::filesystem::create_directory(InputPath("." + InputOf(cycle)));
+        WriteFile(InputPath("." + InputOf(cycle)) + "/spd.bin", SpdFrame("ACME", "Box " + std::to_string(cycle), 8));
+        std::filesystem::rename(InputPath("." + InputOf(cycle)), InputPath(InputOf(cycle)));
+        ++m_Plugged;
+        ASSERT_TRUE(WaitForEvents(SRCWATCH_EVENT_DETECTED, m_Plugged)) << cycle;
+        const std::string next = InputPath(InputOf(cycle + 1));
+        if (!std::filesystem::exists(next)) return;
+        std::filesystem::rename(next, InputPath(".gone"));
+        std::filesystem::remove_all(InputPath(".gone"));
+        ++m_Unplugged;
+        ASSERT_TRUE(WaitForEvents(SRCWATCH_EVENT_CONNECTION, m_Plugged + m_Unplugged)) << cycle;
+    }
+
+    std::size_t m_Plugged = 0;
+    std::size_t m_Unplugged = 0;
+    std::size_t m_Writes = 0;
+
+private:
+    unsigned m_Watch;
+};
+
+TEST_F(Soak, TellsEachOfAThousandChangesOnceAndDoesNotGrow)
+{
+    StartService({"--quiet-ms", "1"});
+    Footprint before;
+    for (int cycle = 0; cycle < kCycles; ++cycle) {
+        if (cycle == kWarmUpCycles) before = Measure(m_Service->Id());
+        RunCycle(cycle);
+        if (HasFatalFailure()) return;
+    }
+    RunFor(std::chrono::milliseconds(300));  // for what might be told twice
+    const Footprint after = Measure(m_Service->Id());
+
+    EXPECT_EQ(CountOf(SRCWATCH_EVENT_DETECTED), m_Plugged);
+    EXPECT_EQ(CountOf(SRCWATCH_EVENT_CONNECTION), m_Plugged + m_Unplugged);
+    EXPECT_LE(Saves(), m_Plugged + m_Unplugged);
+    EXPECT_LE(m_Writes, m_Plugged + m_Unplugged);
+    for (int port = 0; port < kPorts; ++port) {
+        const bool plugged = std::filesystem::exists(InputPath("hdmi" + std::to_string(port + 1)));
+        EXPECT_EQ(StoredRecord(port)["DevType"].asInt(), plugged ? SRCWATCH_DEVICE_GAME_CONSOLE : 0) << port;
+    }
+    const std::string last = "Box " + std::to_string(kCycles - 1);
+    EXPECT_EQ(StoredRecord((kCycles - 1) % kPorts)["ModelName"].asString(), last);
+    EXPECT_EQ(after.descriptors, before.descriptors);
+    EXPECT_LE(after.anonymousKiB, before.anonymousKiB + kTolerableGrowthKiB);
+    RecordProperty("rss_anon_kib_before", static_cast<int>(before.anonymousKiB));
+    RecordProperty("rss_anon_kib_after", static_cast<int>(after.anonymousKiB));
+}
+
+TEST_F(Soak, EndsInTheLastStateAfterABurstOfChanges)
+{
+    StartService({"--quiet-ms", "20"});
+
+    for (int i = 0; i < 200; ++i) {
+        std::filesystem::create_directory(InputPath("hdmi1"));
+        std::filesystem::remove(InputPath("hdmi1"));
+    }
+    LinkCapture("hdmi2", "darvex-dvd");
+    std::filesystem::create_directory(InputPath("hdmi1"));
+    WriteFile(InputPath("hdmi1") + "/spd.bin", SpdFrame("ACME", "Last", 8));
+    ASSERT_TRUE(RunUntil([] { return StoredRecord(0)["ModelName"].asString() == "Last"; }));
+    RunFor(std::chrono::milliseconds(200));
+
+    const std::vector<Event> events = EventsOf(SRCWATCH_EVENT_CONNECTION);
+    int expected = 1;
+    for (const Event& event : events) {
+        if (event.args[0] != 0) continue;
+        EXPECT_EQ(event.args[1], expected);  // plugged and unplugged take turns
+        expected = 1 - expected;
+    }
+    EXPECT_EQ(expected, 0);  // the last one was plugged
+}
+
+}  // namespace
+}  // namespace srcwatch_test
+
+int main(int argc, char** argv) { return srcwatch_test::RunInHome(argc, argv, 8); }
