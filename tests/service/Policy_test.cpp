@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The bus policy that is installed, on a private bus: the names of the service's user and group are replaced by those
+// of users that there are on every machine, nothing else.
+#include "Protocol.h"
+#include "ServiceTest.h"
+
+#include <csignal>
+#include <filesystem>
+#include <string>
+
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <unistd.h>
+
+namespace srcwatch_test {
+namespace {
+
+constexpr const char* kName = "org.nalto.tv.qdinfo";
+constexpr const char* kPath = "/org/nalto/tv/qdinfo";
+constexpr const char* kMember = "qdinfo";
+constexpr std::uint32_t kRefused = 0;
+
+constexpr const char* kNobody = "nobody";
+constexpr const char* kNobodysGroup = "nogroup";
+
+std::string Myself() { return getpwuid(geteuid())->pw_name; }
+
+void Replace(std::string& text, const std::string& from, const std::string& to)
+{
+    const std::size_t at = text.find(from);
+    ASSERT_NE(at, std::string::npos) << from;
+    text.replace(at, from.size(), to);
+    EXPECT_EQ(text.find(from), std::string::npos) << from;
+}
+
+// The rules of a system bus, with those of the policy file for these users after them.
+std::string Policy(const std::string& user, const std::string& group)
+{
+    std::string text = ReadFile(SRCWATCH_POLICY_FILE);
+    Replace(text, "user=\"srcwatch\"", "user=\"" + user + "\"");
+    Replace(text, "group=\"srcwatch\"", "group=\"" + group + "\"");
+    const std::size_t begin = text.find("<busconfig>") + std::string("<busconfig>").size();
+    return kSystemBusRules + text.substr(begin, text.find("</busconfig>") - begin);
+}
+
+GVariant* Message() { return g_variant_new("(is)", SRCWATCH_EVENT_CONNECTION, "0\t1\t"); }
+
+class Policies : public ServiceTest {
+protected:
+    // Also gives every user access to the sockets' and programs' output.
+    void UseBus(const std::string& user, const std::string& group) { m_Bus = MakeSecondBus(Policy(user, group)); }
+
+    void LaunchOnBus() { m_Service = LaunchService({}, {{"DBUS_SYSTEM_BUS_ADDRESS", m_Bus->Address()}}); }
+
+    // Whether a signal of an interface that one peer sends reaches another.
+    bool IsDelivered(const std::string& interface) const
+    {
+        BusPeer sender(m_Bus->Address());
+        BusPeer receiver(m_Bus->Address());
+        receiver.Listen(interface);
+        sender.Emit(kPath, interface, kMember, Message());
+        sender.Sync();
+        receiver.Sync();
+        return !receiver.Signals().empty();
+    }
+
+    std::unique_ptr<PrivateBus> m_Bus;
+};
+
+TEST_F(Policies, LetTheServicesUserOwnTheNameAndSend)
+{
+    UseBus(Myself(), kNobodysGroup);
+    LaunchOnBus();
+    ASSERT_TRUE(WaitUntilServing());
+
+    EXPECT_NE(BusPeer(m_Bus->Address()).OwnerOf(kName), "");
+    EXPECT_TRUE(IsDelivered(kName));
+}
+
+TEST_F(Policies, RefuseTheNameToEveryOtherUser)
+{
+    UseBus(kNobody, kNobodysGroup);
+
+    EXPECT_EQ(BusPeer(m_Bus->Address()).RequestName(kName), kRefused);
+    LaunchOnBus();
+    EXPECT_EQ(m_Service->Wait(), 1);
+    EXPECT_EQ(m_Service->Errors(), "srcwatch-service: the bus does not give the name org.nalto.tv.qdinfo\n");
+}
+
+TEST_F(Policies, RefuseTheNameToMembersOfTheGroup)
+{
+    UseBus(kNobody, getgrgid(getegid())->gr_name);
+
+    EXPECT_EQ(BusPeer(m_Bus->Address()).RequestName(kName), kRefused);
+}
+
+TEST_F(Policies, LetMembersOfTheGroupSendSignals)
+{
+    UseBus(kNobody, getgrgid(getegid())->gr_name);
+
+    EXPECT_TRUE(IsDelivered(kName));
+}
+
+TEST_F(Policies, RefuseSignalsOfTheChannelFromEveryOtherUser)
+{
+    UseBus(kNobody, kNobodysGroup);
+
+    EXPECT_FALSE(IsDelivered(kName));
+    EXPECT_TRUE(IsDelivered("org.nalto.tv.other"));  // so it is the policy that refuses
+}
+
+// A second user beside the one who runs the service: only root can be both.
+class PoliciesForOthers : public Policies {
+protected:
+    void SetUp() override
+    {
+        if (geteuid() != 0) GTEST_SKIP() << "only root can act as another user";
+    }
+
+    std::unique_ptr<Process> RunAsNobody(std::vector<std::string> command) const
+    {
+        const std::vector<std::string> prefix = {"setpriv", "--reuid=nobody", "--regid=nogroup", "--init-groups"};
+        command.insert(command.begin(), prefix.begin(), prefix.end());
+        const std::string output = HomePath("nobody");
+        for (const char* end : {".out", ".err"}) std::filesystem::remove(output + end);
+        return std::make_unique<Process>(command, output);
+    }
+
+    std::unique_ptr<Process> CallAsNobody(const std::string& method, const std::vector<std::string>& arguments) const
+    {
+        std::vector<std::string> command = {"gdbus", "call",          "--address", m_Bus->Address(), "--dest",
+                                            kName,   "--object-path", kPath,       "--method",       method};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        return RunAsNobody(command);
+    }
+
+    static std::string StatusRequest() { return std::to_string(SRCWATCH_REQUEST_STATUS); }
+
+    void Serve(const std::string& group)
+    {
+        UseBus(Myself(), group);
+        LaunchOnBus();
+        ASSERT_TRUE(WaitUntilServing());
+    }
+};
+
+TEST_F(PoliciesForOthers, LetMembersOfTheGroupCallTheService)
+{
+    Serve(kNobodysGroup);
+
+    const auto call = CallAsNobody("org.nalto.tv.qdinfo.qdinfo", {StatusRequest(), "0\t"});
+
+    EXPECT_EQ(call->Wait(), 0) << call->Errors();
+    EXPECT_NE(call->Output().find("\"inputs\":4"), std::string::npos) << call->Output();
+}
+
+TEST_F(PoliciesForOthers, RefuseCallsOfStrangers)
+{
+    Serve("daemon");
+
+    const auto call = CallAsNobody("org.nalto.tv.qdinfo.qdinfo", {StatusRequest(), "0\t"});
+
+    EXPECT_EQ(call->Wait(), 1);
+    EXPECT_NE(call->Errors().find("org.freedesktop.DBus.Error.AccessDenied"), std::string::npos) << call->Errors();
+}
+
+TEST_F(PoliciesForOthers, LetStrangersAskWhatThereIs)
+{
+    Serve("daemon");
+
+    const auto call = CallAsNobody("org.freedesktop.DBus.Introspectable.Introspect", {});
+
+    EXPECT_EQ(call->Wait(), 0) << call->Errors();
+    EXPECT_NE(call->Output().find("interface name=\"org.nalto.tv.qdinfo\""), std::string::npos) << call->Output();
+}
+
+TEST_F(PoliciesForOthers, LetStrangersHearTheService)
+{
+    Serve("daemon");
+    const auto monitor =
+        RunAsNobody({"gdbus", "monitor", "--address", m_Bus->Address(), "--dest", kName, "--object-path", kPath});
+    ASSERT_TRUE(RunUntil([&] { return monitor->Output().find("is owned by") != std::string::npos; }));
+
+    LinkCapture("hdmi1", "tivaro-one");
+
+    EXPECT_TRUE(RunUntil([&] {
+        return monitor->Output().find("org.nalto.tv.qdinfo.qdinfo (4097,") != std::string::npos;
+    })) << monitor->Output();
+}
+
+}  // namespace
+}  // namespace srcwatch_test
+
+int main(int argc, char** argv) { return srcwatch_test::RunInHome(argc, argv, 4); }
