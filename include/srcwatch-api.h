@@ -199,7 +199,7 @@ SRCWATCH_API void srcwatch_set_source_info(int port, int save_mode);
  * Clear a port's record, all but its deny count, and save all records.
  *
  * @param port  0 to the number of HDMI inputs - 1, or 99. Any other port is silently ignored.
- * @note Does nothing in a process that did not declare itself the service.
+ * @note Does nothing in a process that did not declare itself the service, and keeps a stored text that gave no record.
  */
 SRCWATCH_API void srcwatch_remove_source_info(int port);
 

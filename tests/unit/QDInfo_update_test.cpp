@@ -403,6 +403,18 @@ TEST_F(RemoveSourceInfo, AnnouncesTheOpticalPortAlsoWhenTheTextCannotBeRead)
     EXPECT_THAT(platform.LogOf(DLOG_ERROR), testing::Contains("m_ResetSourceInfo: Port(99) Reset Source Info"));
 }
 
+TEST_F(RemoveSourceInfo, NeitherSavesNorAnnouncesAnHdmiPortWithoutARecord)
+{
+    for (int port = 0; port < HDMI_PORT_COUNT; ++port) {
+        ForgetCalls();
+        srcwatch_remove_source_info(port);
+        EXPECT_THAT(
+            platform.sequence,
+            ElementsAre("gets " + kKey, "E QDInfoServerData.cpp t_LoadActivityInfoToMemory: get " + kKey + " failed!"));
+    }
+    EXPECT_EQ(platform.settings.texts.count(kKey), 0U);
+}
+
 TEST_F(RemoveSourceInfo, SavesTheEmptyTableWhenNothingIsStored)
 {
     srcwatch_remove_source_info(kOptical);
