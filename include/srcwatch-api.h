@@ -327,7 +327,8 @@ typedef void (*srcwatch_event_cb)(void* user_data, srcwatch_event_s* event);
  *
  * Connects to the D-Bus system bus, which blocks for as long as the bus takes to answer. Without a bus the result is
  * still 1 and no event arrives. The process's shared bus connection is set not to end the process when the bus dies;
- * after that, unregister and register again to receive events from the new bus.
+ * after that, let the main loop run (in which GLib drops the broken connection), unregister and register again to
+ * receive events from the new bus.
  *
  * The callback may call every function of this header, these two included. It must not wait for another thread that
  * registers or unregisters. An exception that it throws is logged and goes no further.

@@ -2,6 +2,7 @@
 #include "BusTest.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 namespace srcwatch_test {
@@ -24,6 +25,15 @@ void KeepGlibMessage(const char* domain, GLogLevelFlags level, const char* messa
     GlibMessages& kept = TheGlibMessages();
     const std::lock_guard<std::mutex> lock(kept.mutex);
     kept.messages.push_back(std::string(domain != nullptr ? domain : "") + ": " + message);
+}
+
+bool HasOpenConnection()
+{
+    const std::unique_ptr<GDBusConnection, decltype(&g_object_unref)> connection(
+        g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr), &g_object_unref);
+    if (connection == nullptr) return false;
+    g_dbus_connection_set_exit_on_close(connection.get(), FALSE);
+    return g_dbus_connection_is_closed(connection.get()) == FALSE;
 }
 
 std::string Line(const LogLine& line)
@@ -73,14 +83,31 @@ Delivery Deliveries::Last() const
     return m_deliveries.empty() ? Delivery() : m_deliveries.back();
 }
 
+SharedConnectionWatch::SharedConnectionWatch() : m_connection()
+{
+    GDBusConnection* connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+    g_weak_ref_init(&m_connection, connection);
+    g_object_unref(connection);
+}
+
+bool SharedConnectionWatch::RunUntilGone()
+{
+    return RunUntil([this] {
+        const std::unique_ptr<void, decltype(&g_object_unref)> held(g_weak_ref_get(&m_connection), &g_object_unref);
+        return held == nullptr;
+    });
+}
+
+// Whatever the test before did to its bus, this one begins with an open connection.
 BusTest::BusTest()
 {
     if (!TheBus().IsRunning()) TheBus().Restart();
     g_log_set_default_handler(&KeepGlibMessage, nullptr);
+    EXPECT_TRUE(RunUntil(&HasOpenConnection));
     static_cast<void>(TakeGlibMessages());
 }
 
-// A closed connection is handed out again for as long as GLib's news of it wait for the main loop.
+// What GLib still has for the main loop may hold a connection.
 BusTest::~BusTest()
 {
     while (g_main_context_iteration(nullptr, FALSE) != FALSE) {

@@ -61,6 +61,21 @@ inline std::stringstream& RequestOf(srcwatch_event_s* event)
     return *static_cast<std::stringstream*>(event->ptr_args[1]);
 }
 
+// Watches the process's shared connection. GLib makes a new one only when nobody holds the old one any more, its own
+// thread included, and hands out the old one until then, even when it is closed.
+class SharedConnectionWatch {
+public:
+    SharedConnectionWatch();
+    SharedConnectionWatch(const SharedConnectionWatch&) = delete;
+    SharedConnectionWatch& operator=(const SharedConnectionWatch&) = delete;
+    ~SharedConnectionWatch() { g_weak_ref_clear(&m_connection); }
+
+    bool RunUntilGone();
+
+private:
+    GWeakRef m_connection;
+};
+
 // Starts each test with a bus that runs and with empty stand-ins of the platform.
 class BusTest : public PlatformTest {
 protected:

@@ -203,11 +203,10 @@ TEST_F(EventCallback, IsRegisteredButSilentWithoutABus)
 TEST_F(EventCallback, HearsTheNewBusWhenItIsRegisteredAgain)
 {
     ASSERT_EQ(Register(), 1);
+    SharedConnectionWatch connection;
     TheBus().Restart();
-    // GLib tells of the end of the old connection in the main loop.
-    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-    }
     ASSERT_EQ(Unregister(), 1);
+    ASSERT_TRUE(connection.RunUntilGone());
     ASSERT_EQ(Register(), 1);
 
     CQDEventSender(kChannel).SendEvent(10);
