@@ -4,7 +4,12 @@
  * What the host platform offers beside the platform interfaces: watching and listing settings, and the state of the
  * simulated TV service. For the reference service and the tools; the library itself never uses it.
  *
- * All functions are callable from any thread. Results are 0 for success and negative otherwise; failures are logged.
+ * All functions are callable from any thread, while libraries load, in exit handlers, and in a forked child. Results
+ * are 0 for success and negative otherwise; failures are logged, repeated ones once.
+ *
+ * A setting is read and written in microseconds (a durable write: as long as the disk takes), or fails after about one
+ * second in which other processes kept its database locked. A damaged database is moved aside (its name gets
+ * ".damaged-" and the time) and a new one begins.
  */
 #ifndef SRCWATCH_HOST_H
 #define SRCWATCH_HOST_H
@@ -32,6 +37,10 @@ typedef void (*srcwatch_host_setting_cb)(const char* key, const srcwatch_host_va
  * Call back for every write to a setting, by any process, from now on, in the order of the writes of its store; two
  * quick writes give two calls, and so does a write of the value that was there.
  *
+ * The last 1024 writes (fewer when their texts exceed 2 MiB) of a store are kept for this. A watch whose main context
+ * did not run for longer goes on with those that are left, and a log line tells how many were missed. When the store
+ * had to begin anew, the watch hears the new one from its beginning. A forked child inherits no watch.
+ *
  * @param key        The setting's key; null for all settings.
  * @param callback   Runs in the GLib main context that is thread-default here. It may use every function of this
  *                   header and of the settings store, and may remove its own watch.
@@ -39,7 +48,10 @@ typedef void (*srcwatch_host_setting_cb)(const char* key, const srcwatch_host_va
  */
 unsigned srcwatch_host_watch_setting(const char* key, srcwatch_host_setting_cb callback, void* user_data);
 
-/** End a watch, in the thread whose main context it runs in; its callback is not called any more. */
+/**
+ * End a watch, in the thread whose main context it runs in; its callback is not called any more. Watches also end with
+ * their main context. Unknown ids are ignored.
+ */
 void srcwatch_host_unwatch_setting(unsigned id);
 
 /** Call back for each stored setting, in the order of the keys. @return 0 or a negative value. */
