@@ -70,7 +70,7 @@ enum srcwatch_device_type {
  *   SRCWATCH_ERROR_JSON when the record or the member cannot be read as text (dst is then untouched).
  */
 
-/** Copy the HDMI-CEC name of the device (<Set OSD Name>, HDMI-CEC 1.4). */
+/** Copy the HDMI-CEC name of the device ("Set OSD Name", HDMI-CEC 1.4). */
 SRCWATCH_API int srcwatch_get_cec_name(char* dst, int port);
 
 /** Copy the model name: the product description of the SPD InfoFrame (CTA-861). */
@@ -323,7 +323,7 @@ SRCWATCH_ASSERT_LAYOUT(sizeof(srcwatch_event_s) == 344 + 4 * sizeof(void*));
 typedef void (*srcwatch_event_cb)(void* user_data, srcwatch_event_s* event);
 
 /**
- * Receive the events marked * above. A process has one event callback at a time.
+ * Receive the detection events, those marked * in enum srcwatch_event_type. A process has one event callback at a time.
  *
  * Connects to the D-Bus system bus, which blocks for as long as the bus takes to answer. Without a bus the result is
  * still 1 and no event arrives. The process's shared bus connection is set not to end the process when the bus dies;

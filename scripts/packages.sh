@@ -4,13 +4,21 @@
 
 build_packages=(
     g++ cmake ninja-build pkg-config libjsoncpp-dev libglib2.0-dev libsqlite3-dev libsystemd-dev
-    libcli11-dev libsmartcols-dev dbus-daemon
+    libcli11-dev libsmartcols-dev dbus-daemon python3-minimal
 )
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev clang clang-format clang-tidy libclang-rt-14-dev git
-    libglib2.0-bin systemd python3 python3-jsonschema shellcheck abigail-tools
+    libglib2.0-bin systemd python3 python3-jsonschema shellcheck abigail-tools mandoc doxygen
 )
-armhf_packages=(mmdebstrap g++-arm-linux-gnueabihf qemu-user-static)
+packaging_packages=(build-essential debhelper dpkg-dev doxygen fakeroot git lintian mmdebstrap autopkgtest)
+armhf_packages=(mmdebstrap g++-arm-linux-gnueabihf qemu-user-static util-linux)
+armhf_full_packages=(qemu-system-arm kmod cpio e2fsprogs)
+# What is on the emulated machine: a kernel, a shell, what the programs are linked with and what the tests run.
+armhf_machine_packages=(
+    linux-image-armmp base-files base-passwd bash coreutils dash findutils grep sed gawk procps util-linux mount libc-bin
+    busybox-static cmake dbus-daemon libglib2.0-bin systemd python3 python3-jsonschema git
+    libjsoncpp25 libsqlite3-0 libsystemd0 libsmartcols1
+)
 
 # The apt sources of this machine's Debian, main and updates, one line each, for another root directory.
 debian_sources() {

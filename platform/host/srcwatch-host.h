@@ -29,7 +29,9 @@ typedef struct srcwatch_host_value {
 /**
  * Called for a setting.
  *
- * @param key    Valid only during the call, as is value. value is null when the setting was removed.
+ * @param key        Valid only during the call.
+ * @param value      Valid only during the call; null when the setting was removed.
+ * @param user_data  As given to the function that calls back.
  */
 typedef void (*srcwatch_host_setting_cb)(const char* key, const srcwatch_host_value* value, void* user_data);
 
@@ -44,6 +46,7 @@ typedef void (*srcwatch_host_setting_cb)(const char* key, const srcwatch_host_va
  * @param key        The setting's key; null for all settings.
  * @param callback   Runs in the GLib main context that is thread-default here. It may use every function of this
  *                   header and of the settings store, and may remove its own watch.
+ * @param user_data  Passed on; not owned.
  * @return Id of the watch, or 0 on failure.
  */
 unsigned srcwatch_host_watch_setting(const char* key, srcwatch_host_setting_cb callback, void* user_data);

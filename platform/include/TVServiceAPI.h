@@ -27,6 +27,8 @@ public:
     /**
      * Get the source control of a profile.
      *
+     * @param profile  The part of the TV; the library asks for that of value 1.
+     * @param index    Number of the control in that part; the library asks for 0.
      * @param control  Receives the control, which stays the TV service's own.
      * @return 0 on success; another value on failure.
      */

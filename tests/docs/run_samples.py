@@ -1,0 +1,149 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""Compile and run every code sample of a guide, in the order in which a reader meets them.
+
+A fenced block is a sample by its language; a comment in the line above says what there is to know:
+
+    c, cpp   a program: compiled with the project's warnings, and run; must end with 0
+    sh       a script: run, in an empty directory, with the build's programs in the path
+    json     must be JSON;  <!-- stored as KEY -->  it becomes the text of that setting for the samples after it
+    ini      <!-- platform.conf -->                 it becomes the platform's configuration for the samples after it
+    text     <!-- prints -->                        what the program or script before it printed, to the letter
+
+Blocks without a language, and text without a comment, are no samples. Any other language is an error, so that no sample
+is left out unseen. Everything runs in a private place: own settings, own message bus.
+"""
+import argparse
+import contextlib
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+TIMEOUT = 240
+BUS_CONFIG = """<busconfig><listen>unix:path={address}</listen><auth>EXTERNAL</auth>
+<policy context="default"><allow own="*"/><allow send_destination="*"/><allow send_type="signal"/>
+<allow receive_sender="*"/></policy></busconfig>"""
+STORE_PROGRAM = """
+#include <vconf.h>
+int main(int argc, char** argv) { return argc == 3 ? vconf_set_str(argv[1], argv[2]) : 1; }
+"""
+BLOCK = re.compile(r"(?:^<!-- (?P<note>[^\n]*?) -->\n)?^```(?P<language>[a-z]*)\n(?P<text>.*?)^```$", re.M | re.S)
+
+
+class SampleError(Exception):
+    pass
+
+
+class Guide:
+    def __init__(self, build, work, environment, compilers):
+        self.build = build
+        self.work = work
+        self.environment = environment
+        self.compilers = compilers
+        self.count = 0
+        self.output = None
+        modules = subprocess.run(["pkg-config", "--cflags", "--libs", "jsoncpp", "gio-2.0", "gio-unix-2.0"],
+                                 check=True, capture_output=True, text=True).stdout.split()
+        includes = [f"-I{ROOT / directory}" for directory in ("include", "platform/include", "platform/host")]
+        libraries = [flag for directory in ("src", "platform/host")
+                     for flag in (f"-L{build / directory}", f"-Wl,-rpath,{build / directory}")]
+        self.flags = ["-Wall", "-Wextra", "-Werror", *includes, *libraries]
+        self.libraries = ["-lsrcwatch-api", "-lsrcwatch-host-platform", *modules]
+        self.store = self.compile("c", STORE_PROGRAM)
+
+    def compile(self, language, text):
+        source = self.work / f"sample-{self.count}.{language}"
+        source.write_text(text)
+        program = source.with_suffix("")
+        standard = {"c": "-std=c11", "cpp": "-std=c++17"}[language]
+        self.run([self.compilers[language], standard, *self.flags, source, "-o", program, *self.libraries])
+        return program
+
+    def run(self, command):
+        result = subprocess.run(command, env=self.environment, cwd=self.work, capture_output=True, text=True,
+                                timeout=TIMEOUT, check=False)
+        if result.returncode:
+            raise SampleError(f"ended with {result.returncode}\n{result.stdout}{result.stderr}")
+        return result.stdout
+
+    def take(self, language, note, text):
+        self.count += 1
+        if language in ("c", "cpp"):
+            self.output = self.run([self.compile(language, text)])
+        elif language == "sh":
+            self.output = self.run(["bash", "-euo", "pipefail", "-c", text])
+        elif language == "json":
+            json.loads(text)
+            if note and note.startswith("stored as "):
+                self.run([self.store, note.removeprefix("stored as "), text])
+        elif language == "ini" and note == "platform.conf":
+            pathlib.Path(self.environment["SRCWATCH_PLATFORM_CONF"]).write_text(text)
+        elif language == "text" and note == "prints":
+            if self.output != text:
+                raise SampleError(f"what is printed is\n{self.output}and not\n{text}")
+        else:
+            raise SampleError(f"no sample of this language is known here: '{language}' ({note})")
+
+
+@contextlib.contextmanager
+def message_bus(work):
+    config = work / "bus.conf"
+    config.write_text(BUS_CONFIG.format(address=work / "bus"))
+    daemon = subprocess.Popen(["dbus-daemon", f"--config-file={config}", "--nofork", "--print-address"],
+                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+    try:
+        yield daemon.stdout.readline().strip()
+    finally:
+        daemon.terminate()
+        daemon.wait()
+        daemon.stdout.close()
+
+
+def run_guide(path, languages, build, compilers):
+    text = path.read_text()
+    with tempfile.TemporaryDirectory() as name:
+        work = pathlib.Path(name)
+        with message_bus(work) as bus:
+            programs = [str(build / directory) for directory in ("service", "tools")]
+            launcher = os.environ.get("LAUNCHER", "")
+            environment = {
+                "CMAKE_C_COMPILER_LAUNCHER": launcher, "CMAKE_CXX_COMPILER_LAUNCHER": launcher,
+                "HOME": name, "LC_ALL": "C.UTF-8", "PATH": ":".join([*programs, os.environ["PATH"]]),
+                "DBUS_SYSTEM_BUS_ADDRESS": bus, "SRCWATCH_LOG": "none",
+                "SRCWATCH_STATE_DIR": f"{name}/state", "SRCWATCH_RUN_DIR": f"{name}/run",
+                "SRCWATCH_PLATFORM_CONF": f"{name}/platform.conf",
+                "SRCWATCH_SOURCE": str(ROOT),
+            }
+            (work / "platform.conf").write_text("[hdmi]\ninputs=4\n")
+            guide = Guide(build, work, environment, compilers)
+            for block in BLOCK.finditer(text):
+                language, note = block["language"], block["note"]
+                if not language or (language == "text" and not note) or (languages and language not in languages):
+                    continue
+                try:
+                    guide.take(language, note, block["text"])
+                except (SampleError, ValueError, subprocess.TimeoutExpired) as error:
+                    line = text.count("\n", 0, block.start()) + 1
+                    print(f"{path.relative_to(ROOT)}:{line}: {error}", file=sys.stderr)
+                    return 1
+    print(f"{path.relative_to(ROOT)}: {guide.count} samples")
+    return 0 if guide.count else 1
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("guide", type=pathlib.Path)
+    parser.add_argument("--build", type=pathlib.Path, required=True, help="build directory")
+    parser.add_argument("--only", action="append", help="leave out samples of other languages")
+    arguments = parser.parse_args()
+    compilers = {"c": os.environ.get("CC", "cc"), "cpp": os.environ.get("CXX", "c++")}
+    return run_guide(arguments.guide.resolve(), arguments.only, arguments.build.resolve(), compilers)
+
+
+if __name__ == "__main__":
+    sys.exit(main())
