@@ -552,9 +552,9 @@ TEST_F(Service, RestoresRecordsThatAnotherProcessSpoilt)
     const Json::Value before = StoredRecord(0);
 
     vconf_set_str(kActivity.c_str(), "spoilt");
-    ASSERT_TRUE(RunUntil([] { return LogLinesWith("they are written again") == 1; }));
 
-    EXPECT_EQ(StoredRecord(0), before);
+    EXPECT_TRUE(RunUntil([&] { return StoredRecord(0) == before; }));
+    EXPECT_EQ(LogLinesWith("they are written again"), 1);
     EXPECT_EQ(TextSetting(kActivity + ".unreadable"), "spoilt");
 }
 
