@@ -342,22 +342,16 @@ int SendToJournal(JournalSend send, const Priority& priority, const char* tag, c
     return result < 0 ? result : static_cast<int>(text.size());
 }
 
-// Empty without an error for an empty message; false when the format is not printable.
+// False when memory ran out or the format is not printable.
 bool Format(const char* format, va_list arguments, std::string* message)
 {
-    char buffer[1024];
-    va_list again;
-    va_copy(again, arguments);
-    const int length = vsnprintf(buffer, sizeof buffer, format, arguments);
-    if (length >= static_cast<int>(sizeof buffer)) {
-        message->resize(static_cast<size_t>(length) + 1);
-        (void)vsnprintf(&message->front(), message->size(), format, again);
-        message->pop_back();
-    } else if (length >= 0) {
-        message->assign(buffer, static_cast<size_t>(length));
-    }
-    va_end(again);
-    return length >= 0;
+    char* text = nullptr;
+    const int length = vasprintf(&text, format, arguments);
+    if (length < 0) return false;
+
+    const std::unique_ptr<char, decltype(&free)> owner(text, free);
+    message->assign(text, static_cast<size_t>(length));
+    return true;
 }
 
 int Print(int priority, const char* tag, const char* format, va_list arguments)
