@@ -104,9 +104,9 @@ private:
  * stream behind ptr_args[0] is the reply to a method call; what the caller appended can be read from that behind
  * ptr_args[1]. Exceptions that leave a callback are logged.
  *
- * Failures are only logged. When the bus dies, the process goes on, and no event arrives any more: destroy the receiver,
- * let the main loop run, and construct a new one when the bus is back. GLib hands out the broken connection for as long
- * as anybody in the process holds it.
+ * Failures are only logged. When the bus dies, the process goes on, and no event arrives any more: destroy the
+ * receiver, let the main loop run, and construct a new one when the bus is back. GLib hands out the broken connection
+ * for as long as anybody in the process holds it.
  */
 class SRCWATCH_API CQDEventReciever {  // sic
 public:

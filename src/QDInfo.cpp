@@ -458,7 +458,7 @@ void srcwatch_remove_source_info(int port)
     const bool isHdmi = port >= 0 && port < HDMI_PORT_COUNT;
     if (!isHdmi && port != OPTICAL_PORT) return;
     CQDInfoData* table = CQDInfoAPI::GetQDInfoUtil();
-    if (table == nullptr) return;                            // not the service
+    if (table == nullptr) return;                             // not the service
     const bool loaded = table->t_LoadActivityInfoToMemory();  // without stored records, those in memory count
     if (!table->HasPort(port)) return;
     table->ResetSourceInfo(port);
