@@ -94,6 +94,7 @@ protected:
     {
         EXPECT_EQ(service.ReadLine(), "ready");
         for (Child& application : applications) EXPECT_EQ(application.ReadLine(), "ready");
+        EXPECT_EQ(peer->WaitForSignals(1).size(), 1U);  // that the service has its name
         peer->Forget();
     }
 
