@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// features, twc, stats.
+#include "ToolTest.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using namespace srcwatch_test;
+using testing::HasSubstr;
+
+const char* const kCommandKey = "memory/srcwatch-service/scan_progress";
+
+class StateCommands : public ToolTest {};
+
+TEST_F(StateCommands, FeaturesTellsWhatApplicationsCanAsk)
+{
+    Set("memory/srcwatch-service/hp_auto_detect_support", "1", "--int");
+    Set("memory/srcwatch-service/mvpd_auto_detect_support", "2", "--int");
+
+    const Json::Value document = Document({"features"}, "features");
+
+    EXPECT_EQ(document["hdmi_count"], 4);
+    EXPECT_EQ(document["hotplug_enabled"], true);
+    EXPECT_EQ(document["hotplug_running"], false);
+    EXPECT_EQ(document["mvpd_enabled"], false);
+    EXPECT_EQ(document["no_device"], true);
+    EXPECT_EQ(document["calvix_remote"], true);
+    EXPECT_TRUE(document["infrared_remote"].isNull());
+}
+
+TEST_F(StateCommands, FeaturesKnowsAConnectedDevice)
+{
+    Set("memory/srcwatch-service/mvpd_auto_detect_support", "1", "--int");
+    Set("memory/tv/source/15/connected", "1", "--int");
+
+    EXPECT_EQ(Document({"features"}, "features")["no_device"], false);
+}
+
+TEST_F(StateCommands, FeaturesAreUnknownOnAnUnknownTv)
+{
+    WriteFile("platform.conf", "");
+
+    const Json::Value document = Document({"features"}, "features");
+
+    EXPECT_EQ(document["hdmi_count"], -1);
+    EXPECT_TRUE(document["calvix_remote"].isNull());
+}
+
+TEST_F(StateCommands, TwcStartsAndEndsTheCheckOfAPort)
+{
+    Document({"twc", "start", "7"}, "twc start");
+    EXPECT_EQ(Get(kCommandKey), "2017");
+
+    Document({"twc", "end", "0"}, "twc end");
+    EXPECT_EQ(Get(kCommandKey), "2020");
+    EXPECT_EQ(Document({"twc", "status"}, "twc status")["frames"], 3);
+}
+
+TEST_F(StateCommands, TwcReportsATunedChannel)
+{
+    Document({"twc", "tuned", "-12", "5"}, "twc tuned");
+
+    const Json::Value status = Document({"twc", "status"}, "twc status");
+    EXPECT_EQ(status["sequence"], -12);
+    EXPECT_EQ(status["frames"], 5);
+}
+
+TEST_F(StateCommands, TwcTellsEveryState)
+{
+    EXPECT_EQ(Document({"twc", "status"}, "twc status")["state"], "no check");
+    EXPECT_EQ(Document({"twc"}, "twc status")["state"], "no check");
+    EXPECT_TRUE(Fails(Run({"twc", "nonsense"}), 2, "nonsense"));
+    for (const auto& [status, state] : std::map<const char*, const char*>{{"-1", "no check"},
+                                                                          {"0", "no set-top box"},
+                                                                          {"1", "waiting for a channel"},
+                                                                          {"2", "tuned"},
+                                                                          {"9", "unknown"}}) {
+        Set("memory/srcwatch-service/twc_status_internal", status, "--int");
+
+        EXPECT_EQ(Document({"twc", "status"}, "twc status")["state"], state);
+    }
+}
+
+TEST_F(StateCommands, TwcRefusesPortsThatCannotBeChecked)
+{
+    EXPECT_TRUE(Fails(Run({"twc", "start", "8"}), 2, "PORT"));
+    EXPECT_TRUE(Fails(Run({"twc", "start", "99"}), 2, "PORT"));
+    EXPECT_TRUE(Fails(Run({"twc", "end", "-1"}), 2, "PORT"));
+    EXPECT_TRUE(Fails(Run({"twc", "tuned", "1"}), 2, "FRAMES"));
+    EXPECT_TRUE(Fails(Run({"settings", "get", kCommandKey}), 1, "no setting"));
+}
+
+TEST_F(StateCommands, TwcFailsWhenTheCommandCannotBeWritten)
+{
+    SetVariable("SRCWATCH_RUN_DIR", "/dev/null/run");
+
+    EXPECT_TRUE(Fails(Run({"twc", "start", "0"}), 1, "could not be written"));
+}
+
+TEST_F(StateCommands, StatsShowsTheLastEntryOfEachPort)
+{
+    Set(kStatisticsKey, R"({"Auto":[
+        {"port":1,"pri":1,"t":5,"spd":["V","P","X"],"result":["old","",""]},
+        {"port":1,"pri":2,"t":7,"spd":["Ven","Pro","X"],"result":["new","",""]},
+        {"port":2,"pri":1}]})");
+
+    const Json::Value entries = Document({"stats"}, "stats");
+
+    ASSERT_EQ(entries.size(), 2U);
+    EXPECT_EQ(entries[0]["port"], 1);
+    EXPECT_EQ(entries[0]["hdmi_no"], 2);
+    EXPECT_EQ(entries[0]["t"], 7);
+    EXPECT_EQ(entries[0]["spd_vendor"], "Ven");
+    EXPECT_EQ(entries[0]["spd_product"], "Pro");
+    EXPECT_EQ(entries[0]["result_first"], "new");
+    EXPECT_EQ(entries[1]["t"], -1);
+}
+
+TEST_F(StateCommands, StatsIsEmptyWithoutADocument)
+{
+    EXPECT_EQ(Document({"stats"}, "stats").size(), 0U);
+    EXPECT_EQ(Run({"stats"}).out, "");
+}
+
+TEST_F(StateCommands, StatsRefusesADamagedDocument)
+{
+    Set(kStatisticsKey, R"({"Auto":[{"port":1,"pri":"first"}]})");
+
+    EXPECT_TRUE(Fails(Run({"stats"}), 1, kStatisticsKey));
+}
+
+}  // namespace

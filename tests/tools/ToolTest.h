@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The real srcwatchctl as a process, on a private bus and with settings of its own.
+#ifndef SRCWATCH_TESTS_TOOLTEST_H
+#define SRCWATCH_TESTS_TOOLTEST_H
+
+#include "PrivateBus.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+namespace srcwatch_test {
+
+using Words = std::vector<std::string>;
+
+/// How a program ended.
+struct Outcome {
+    int code = -1;  // 128 plus the signal's number after a signal
+    std::string out;
+    std::string err;
+};
+std::ostream& operator<<(std::ostream& stream, const Outcome& outcome);
+
+/// A program that a test starts. It never outlives the test.
+class Program {
+public:
+    /// Standard output goes to a file, or to a descriptor that is taken over.
+    Program(const Words& command, const std::map<std::string, std::string>& environment, const std::string& directory,
+            int output = -1);
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+    ~Program();
+
+    std::string Output() const;
+    std::string Errors() const;
+    void Signal(int number) { g_subprocess_send_signal(m_Process, number); }
+
+    /// Run the main loop until the output has a text. False when the deadline came first.
+    bool WaitForOutput(const std::string& text);
+    /// Run the main loop until the program ends. A program that does not is killed, and fails the test.
+    Outcome Wait();
+
+private:
+    static void OnEnd(GObject* process, GAsyncResult* result, void* self);
+
+    std::string m_OutputPath;
+    std::string m_ErrorPath;
+    GSubprocess* m_Process = nullptr;
+    bool m_Ended = false;
+};
+
+/// A home of its own for each test: settings, four HDMI inputs, an inputs directory.
+class ToolTest : public testing::Test {
+protected:
+    ToolTest();
+    ~ToolTest() override;
+
+    /// Run the tool to its end.
+    Outcome Run(const Words& arguments);
+    std::unique_ptr<Program> Start(const Words& arguments);
+    /// Run it with a terminal as its standard output, and give what the terminal got.
+    Outcome RunOnTerminal(const Words& arguments);
+
+    /// The JSON document that a command writes, after a check against its schema, also in the form of lines.
+    Json::Value Document(const Words& arguments, const std::string& schema, int code = 0);
+    /// Whether a text is a JSON document as the schema of a command has it.
+    static testing::AssertionResult Matches(const std::string& schema, const std::string& text);
+    static Json::Value Parse(const std::string& text);
+
+    /// Write a setting, through the tool.
+    void Set(const std::string& key, const std::string& text, const std::string& type = "--text");
+    std::string Get(const std::string& key);
+
+    /// Store this as the record of a port, with none before it.
+    void StoreRecord(int port, const Json::Value& record);
+
+    std::string Path(const std::string& name) const { return m_Home + "/" + name; }
+    void WriteFile(const std::string& name, const std::string& content) const;
+    void RemoveVariable(const std::string& name) { m_Environment.erase(name); }
+    void SetVariable(const std::string& name, const std::string& value) { m_Environment[name] = value; }
+    const std::map<std::string, std::string>& Environment() const { return m_Environment; }
+
+private:
+    std::string m_Home;
+    std::map<std::string, std::string> m_Environment;
+    int m_Started = 0;
+};
+
+extern const char* const kActivityKey;
+extern const char* const kOpticalKey;
+extern const char* const kStatisticsKey;
+
+/// Ends with these words in one line on standard error.
+testing::AssertionResult Fails(const Outcome& outcome, int code, const std::string& words);
+
+}  // namespace srcwatch_test
+
+#endif

@@ -1,0 +1,251 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Answers.h"
+
+#include "srcwatch-api.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+namespace ctl {
+
+namespace {
+
+// A buffer that tells whether it was written to: only a text of a hundred DEL characters would look untouched.
+class TextBuffer {
+public:
+    TextBuffer() { std::memset(m_Bytes, kUntouched, sizeof m_Bytes); }
+    char* Get() { return m_Bytes; }
+
+    Json::Value Value(std::size_t size = SRCWATCH_TEXT_SIZE) const
+    {
+        const auto* const end = m_Bytes + sizeof m_Bytes;
+        if (std::all_of(m_Bytes, end, [](char c) { return c == kUntouched; })) return Json::nullValue;
+        return std::string(m_Bytes, strnlen(m_Bytes, size));
+    }
+
+private:
+    static constexpr char kUntouched = 0x7f;
+    char m_Bytes[SRCWATCH_TEXT_SIZE];
+};
+
+struct TextFunction {
+    const char* name;
+    const char* output;
+    int (*ask)(char* dst, int port);
+};
+constexpr TextFunction kTextFunctions[] = {
+    {"srcwatch_get_result_str1_name", "result_str1", srcwatch_get_result_str1_name},
+    {"srcwatch_get_result_str2_name", "result_str2", srcwatch_get_result_str2_name},
+    {"srcwatch_get_logo_mso_name", "PRName", srcwatch_get_logo_mso_name},
+    {"srcwatch_get_codeset_name", "CName", srcwatch_get_codeset_name},
+    {"srcwatch_get_manufacturer_name", "MFName", srcwatch_get_manufacturer_name},
+    {"srcwatch_get_model_name", "ModelName", srcwatch_get_model_name},
+    {"srcwatch_get_cec_name", "CECName", srcwatch_get_cec_name},
+    {"srcwatch_get_cec_device_name", "CDevName", srcwatch_get_cec_device_name},
+    {"srcwatch_get_aksv_info", "AKSV", srcwatch_get_aksv_info},
+};
+
+struct NumberFunction {
+    const char* name;
+    const char* output;
+    int (*ask)(int port, int* number);
+};
+constexpr NumberFunction kNumberFunctions[] = {
+    {"srcwatch_get_product_type_name", "DevType", srcwatch_get_product_type_name},
+    {"srcwatch_get_denycount", "DenyCount", [](int port, int* number) { return srcwatch_get_denycount(number, port); }},
+    {"srcwatch_get_detection_moethod", "DMethod", srcwatch_get_detection_moethod},
+    {"srcwatch_get_oobe_scan_state", "ScanState", srcwatch_get_oobe_scan_state},
+};
+
+Answer AskDeviceInfo(int port)
+{
+    int type = 0;
+    // An empty buffer, as an application has it: what it begins with matters to the function.
+    char first[SRCWATCH_TEXT_SIZE] = {};
+    TextBuffer second;
+    const int result = srcwatch_get_device_info(port, &type, first, second.Get());
+    if (result != SRCWATCH_OK) {
+        return {"srcwatch_get_device_info",
+                result,
+                {{"device_type", Json::nullValue},
+                 {"device_info_str1", Json::nullValue},
+                 {"device_info_str2", Json::nullValue}}};
+    }
+    return {"srcwatch_get_device_info",
+            result,
+            {{"device_type", type},
+             {"device_info_str1", std::string(first, strnlen(first, sizeof first))},
+             {"device_info_str2", second.Value()}}};
+}
+
+Answer AskCodeset(int port)
+{
+    bool known = false;
+    TextBuffer codeset;
+    const int result = srcwatch_get_codeset_info(port, &known, codeset.Get());
+    const bool told = result == SRCWATCH_OK || result == SRCWATCH_NO_CODESET;
+    return {"srcwatch_get_codeset_info",
+            result,
+            {{"has_codeset", told ? Json::Value(known) : Json::Value()},
+             {"codeset", codeset.Value(SRCWATCH_CODESET_TEXT_SIZE)}}};
+}
+
+Answer AskChanged(int port)
+{
+    int previous = 0;
+    bool changed = false;
+    const int result = srcwatch_get_changed_device_info(port, &previous, &changed);
+    const bool told = result == SRCWATCH_OK;
+    return {"srcwatch_get_changed_device_info",
+            result,
+            {{"PrevPort", told ? Json::Value(previous) : Json::Value()},
+             {"changed", told ? Json::Value(changed) : Json::Value()}}};
+}
+
+bool BeginsWith(const std::string& text, const std::string& prefix) { return text.rfind(prefix, 0) == 0; }
+
+bool HasBrandBesideName(int type)
+{
+    return type >= SRCWATCH_DEVICE_DISC_PLAYER && type <= SRCWATCH_DEVICE_GAME_CONSOLE;
+}
+
+std::string Quoted(const Json::Value& text) { return "\"" + text.asString() + "\""; }
+
+std::string WhySetTopBox(const Json::Value& record)
+{
+    const std::string provider = record["PRName"].asString();
+    if (BeginsWith(provider, "STB")) {
+        return "a set-top box shows its provider; " + Quoted(provider) +
+               " begins with \"STB\", which is a generic name";
+    }
+    return provider.empty() ? "a set-top box shows its provider, and none is stored"
+                            : "a set-top box shows its provider and the unknown-type text";
+}
+
+std::string WhyDeviceInfo(const Json::Value& record)
+{
+    const int type = record["DevType"].asInt();
+    if (type == SRCWATCH_DEVICE_SET_TOP_BOX) return WhySetTopBox(record);
+    if (type == SRCWATCH_DEVICE_NOT_SUPPORTED) return "a device that is not supported has no name to show";
+    const bool named = !record["DevName"].asString().empty();
+    if (HasBrandBesideName(type) || type == SRCWATCH_DEVICE_PC) {
+        return named ? "this type shows device name and brand" : "this type shows its device name, and none is stored";
+    }
+    if (type != SRCWATCH_DEVICE_OTHER) return "type " + std::to_string(type) + " is an error type: nothing is written";
+    return named ? "this type shows device name and unknown-type text"
+                 : "this type shows its device name, and none is stored";
+}
+
+std::string WhyResult1(const Json::Value& record)
+{
+    const int type = record["DevType"].asInt();
+    if (type == SRCWATCH_DEVICE_SET_TOP_BOX) return "the provider as stored, also a generic or empty one";
+    if (HasBrandBesideName(type) || type == SRCWATCH_DEVICE_PC) return "the device name as stored, never \"Unknown\"";
+    return "type " + std::to_string(type) + " has no first result string";
+}
+
+std::string WhyResult2(const Json::Value& record)
+{
+    const int type = record["DevType"].asInt();
+    if (HasBrandBesideName(type)) return "the brand as stored";
+    return "only types 3 to 6 have a second result string";
+}
+
+std::string WhyCodeset(const Answer& answer, const Json::Value& record)
+{
+    const std::string codeset = record["CName"].asString();
+    if (answer.result == SRCWATCH_OK) return "the first 10 bytes of the stored codeset";
+    if (codeset.empty()) return "no codeset is stored";
+    return "the device is known only generically, so its codeset " + Quoted(codeset) + " is not given";
+}
+
+std::string WhyChanged(const Json::Value& record)
+{
+    const int changed = record["Changed"].asInt();
+    return "\"Changed\" is " + std::to_string(changed) + ": " + (changed != 0 ? "a change" : "none");
+}
+
+}  // namespace
+
+Json::Value Answer::ValueOf(const std::string& name) const
+{
+    const auto found =
+        std::find_if(values.begin(), values.end(), [&](const AnsweredValue& value) { return value.name == name; });
+    return found == values.end() ? Json::Value() : found->value;
+}
+
+std::vector<Answer> AskAll(int port)
+{
+    std::vector<Answer> answers = {AskDeviceInfo(port), AskCodeset(port)};
+    for (const TextFunction& function : kTextFunctions) {
+        TextBuffer text;
+        const int result = function.ask(text.Get(), port);
+        answers.push_back({function.name, result, {{function.output, text.Value()}}});
+    }
+    for (const NumberFunction& function : kNumberFunctions) {
+        int number = 0;
+        const int result = function.ask(port, &number);
+        const Json::Value value = result == SRCWATCH_OK ? Json::Value(number) : Json::Value();
+        answers.push_back({function.name, result, {{function.output, value}}});
+    }
+    answers.push_back(AskChanged(port));
+    return answers;
+}
+
+const Answer& FindAnswer(const std::vector<Answer>& answers, const std::string& function)
+{
+    return *std::find_if(answers.begin(), answers.end(),
+                         [&](const Answer& answer) { return answer.function == function; });
+}
+
+Json::Value AnswersToJson(const std::vector<Answer>& answers)
+{
+    Json::Value list(Json::arrayValue);
+    for (const Answer& answer : answers) {
+        Json::Value json;
+        json["function"] = answer.function;
+        json["result"] = answer.result;
+        for (const AnsweredValue& value : answer.values) json["values"][value.name] = value.value;
+        list.append(json);
+    }
+    return list;
+}
+
+std::string ResultText(int result)
+{
+    switch (result) {
+        case SRCWATCH_OK:
+            return "done";
+        case SRCWATCH_ERROR_JSON:
+            return "the stored record cannot be read";
+        case SRCWATCH_ERROR_PORT:
+            return "no such port";
+        case SRCWATCH_NO_CODESET:
+            return "no codeset is known";
+        default:
+            return "refused";
+    }
+}
+
+std::string DetectionMethodName(int method)
+{
+    constexpr const char* kNames[] = {"none", "profile", "SPD InfoFrame", "HDMI-CEC", "AKSV", "silent", "faulty"};
+    if (method < 0 || method >= static_cast<int>(std::size(kNames))) return "method " + std::to_string(method);
+    return kNames[method];
+}
+
+std::string WhyAnswered(const Answer& answer, const Json::Value& record)
+{
+    if (answer.result == SRCWATCH_ERROR_JSON) return ResultText(answer.result);
+    if (answer.function == "srcwatch_get_device_info") return WhyDeviceInfo(record);
+    if (answer.function == "srcwatch_get_result_str1_name") return WhyResult1(record);
+    if (answer.function == "srcwatch_get_result_str2_name") return WhyResult2(record);
+    if (answer.function == "srcwatch_get_codeset_info") return WhyCodeset(answer, record);
+    if (answer.function == "srcwatch_get_codeset_name") return "the whole codeset as stored, whatever the device";
+    if (answer.function == "srcwatch_get_logo_mso_name") return "the provider as stored, also a generic one";
+    if (answer.function == "srcwatch_get_changed_device_info") return WhyChanged(record);
+    return "as stored";
+}
+
+}  // namespace ctl

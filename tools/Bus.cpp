@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Bus.h"
+
+#include "Failure.h"
+
+namespace ctl {
+
+namespace {
+
+constexpr int kTimeoutMs = 5000;
+
+struct ErrorDeleter {
+    void operator()(GError* error) const { g_error_free(error); }
+};
+using ErrorPtr = std::unique_ptr<GError, ErrorDeleter>;
+
+struct VariantDeleter {
+    void operator()(GVariant* variant) const { g_variant_unref(variant); }
+};
+using VariantPtr = std::unique_ptr<GVariant, VariantDeleter>;
+
+// Asks the bus itself a question about a name.
+VariantPtr AskBus(GDBusConnection* connection, const char* method, const char* name, const char* replyType,
+                  ErrorPtr& error)
+{
+    GError* failure = nullptr;
+    VariantPtr reply(g_dbus_connection_call_sync(
+        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", method,
+        g_variant_new("(s)", name), G_VARIANT_TYPE(replyType), G_DBUS_CALL_FLAGS_NONE, kTimeoutMs, nullptr, &failure));
+    error.reset(failure);
+    return reply;
+}
+
+std::optional<unsigned> NumberOf(GVariant* dictionary, const char* key)
+{
+    guint32 number = 0;
+    if (!g_variant_lookup(dictionary, key, "u", &number)) return std::nullopt;
+    return number;
+}
+
+}  // namespace
+
+Connection ConnectBus()
+{
+    GError* failure = nullptr;
+    Connection connection(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &failure));
+    const ErrorPtr error(failure);
+    if (!connection) throw Failure(std::string("cannot reach the system bus: ") + error->message);
+    if (g_dbus_connection_is_closed(connection.get())) throw Failure("the connection to the system bus is closed");
+    g_dbus_connection_set_exit_on_close(connection.get(), FALSE);
+    return connection;
+}
+
+std::optional<BusOwner> ServiceOwner(GDBusConnection* connection)
+{
+    ErrorPtr error;
+    const VariantPtr reply = AskBus(connection, "GetNameOwner", kServiceBusName, "(s)", error);
+    if (!reply && g_error_matches(error.get(), G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER)) return std::nullopt;
+    if (!reply) throw Failure(std::string("the system bus does not answer: ") + error->message);
+
+    BusOwner owner;
+    const char* name = nullptr;
+    g_variant_get(reply.get(), "(&s)", &name);
+    owner.uniqueName = name;
+
+    const VariantPtr credentials = AskBus(connection, "GetConnectionCredentials", name, "(a{sv})", error);
+    if (!credentials) return owner;  // it has left meanwhile
+    const VariantPtr dictionary(g_variant_get_child_value(credentials.get(), 0));
+    owner.pid = NumberOf(dictionary.get(), "ProcessID");
+    owner.uid = NumberOf(dictionary.get(), "UnixUserID");
+    return owner;
+}
+
+void RequireService(GDBusConnection* connection)
+{
+    if (ServiceOwner(connection)) return;
+    throw Failure(std::string("no detection service is running: nobody owns ") + kServiceBusName + " on the bus");
+}
+
+// Any question will do: the bus handles the messages of a connection one after the other.
+void SyncWithBus(GDBusConnection* connection) { (void)ServiceOwner(connection); }
+
+}  // namespace ctl

@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// doctor: whether all works together, and how to mend what does not.
+#include "Bus.h"
+#include "Commands.h"
+#include "Documents.h"
+#include "Failure.h"
+#include "Loop.h"
+#include "QDInfoCommon.h"
+#include "QDInfoEventManager.h"
+#include "Settings.h"
+#include "srcwatch-api.h"
+#include "srcwatch-host.h"
+
+#include <functional>
+
+#include <unistd.h>
+#include <vconf.h>
+
+namespace ctl {
+
+namespace {
+
+struct Finding {
+    bool ok;
+    std::string detail;
+    std::string remedy;  // empty when it is well
+};
+
+Finding Well(const std::string& detail) { return {true, detail, ""}; }
+Finding Ill(const std::string& detail, const std::string& remedy) { return {false, detail, remedy}; }
+
+std::string OrUnusable(const char* path) { return path != nullptr ? path : "(unusable)"; }
+
+/* ---- settings ---- */
+
+Finding CheckReadable()
+{
+    const std::string places = OrUnusable(srcwatch_host_state_dir()) + ", " + OrUnusable(srcwatch_host_run_dir());
+    int count = 0;
+    const auto add = [](const char*, const srcwatch_host_value*, void* counted) { ++*static_cast<int*>(counted); };
+    if (srcwatch_host_list_settings(add, &count) == 0) return Well(std::to_string(count) + " setting(s) in " + places);
+    return Ill("the settings in " + places + " cannot be read",
+               "let this user read and write the directories, or set SRCWATCH_STATE_DIR and SRCWATCH_RUN_DIR");
+}
+
+// A setting of this process's own, removed again whatever happens.
+Finding CheckWritable()
+{
+    const std::string key = "memory/srcwatchctl/doctor-" + std::to_string(getpid());
+    const bool written = vconf_set_int(key.c_str(), getpid()) == 0;
+    const bool read = ReadNumber(key) == getpid();
+    const bool removed = srcwatch_host_unset(key.c_str()) == 0;
+    if (written && read && removed) return Well("a setting was written, read and removed");
+    return Ill("a setting could not be written, read and removed",
+               "free space in " + OrUnusable(srcwatch_host_run_dir()) + " and let this user write there");
+}
+
+Finding CheckDocument(const std::string& key, DocumentKind kind)
+{
+    const std::optional<std::string> text = ReadText(key);
+    if (!text) return Well("none stored yet");
+    const Validation validation = ValidateText(*text, kind);
+    if (validation.faults.empty()) return Well("valid");
+    const DocumentFault& first = validation.faults.front();
+    const std::string line = first.line ? "line " + std::to_string(*first.line) + ": " : "";
+    return Ill(line + (first.key.empty() ? "" : first.key + ": ") + first.why,
+               "'srcwatchctl settings get " + key + "' shows it; the detection service writes it anew when it starts");
+}
+
+Finding CheckHdmiCount()
+{
+    const int count = get_hdmi_count();
+    if (count > 0) return Well(std::to_string(count) + " HDMI input(s)");
+    return Ill("the number of HDMI inputs is not known",
+               "put 'inputs=4' into the group [hdmi] of " + OrUnusable(srcwatch_host_conf_path()));
+}
+
+/* ---- bus ---- */
+
+Finding CheckBus()
+{
+    const Connection connection = ConnectBus();
+    return Well(std::string("connected as ") + g_dbus_connection_get_unique_name(connection.get()));
+}
+
+std::string Describe(const BusOwner& owner)
+{
+    return owner.uniqueName + (owner.pid ? ", process " + std::to_string(*owner.pid) : "") +
+           (owner.uid ? ", user " + std::to_string(*owner.uid) : "");
+}
+
+Finding CheckName()
+{
+    const std::optional<BusOwner> owner = ServiceOwner(ConnectBus().get());
+    if (owner) return Well(std::string(kServiceBusName) + " is owned by " + Describe(*owner));
+    return Ill(std::string("nobody owns ") + kServiceBusName, "start srcwatch-service");
+}
+
+// An event that nobody else sends, which comes back to its sender.
+class Probe {
+public:
+    bool Run()
+    {
+        qdinfo::CQDEventReciever receiver("", false);
+        receiver.RegisterEventCallback(kType, OnEvent, this);
+        qdinfo::CQDEventSender sender("");
+        sender.SendEvent(kType, getpid(), m_Token, 0);
+        return m_Loop.Run(kSeconds) == Loop::End::kDone;
+    }
+
+private:
+    static constexpr int kType = 0x7d0c0001;
+    static constexpr double kSeconds = 3;
+
+    static void OnEvent(void* self, srcwatch_event_s* event)
+    {
+        auto& probe = *static_cast<Probe*>(self);
+        if (event->args[0] == getpid() && event->args[1] == probe.m_Token) probe.m_Loop.Quit();
+    }
+
+    const int m_Token = g_random_int_range(1, G_MAXINT32);
+    Loop m_Loop;
+};
+
+Finding CheckEvents()
+{
+    (void)ConnectBus();  // without a bus there is nothing to probe
+    if (Probe().Run()) return Well("an event was sent and received");
+    return Ill("an event was sent and did not arrive",
+               std::string("let the bus's policy allow signals of the interface ") + kServiceBusName);
+}
+
+/* ---- all of it ---- */
+
+struct Check {
+    const char* name;
+    std::function<Finding()> run;
+    const char* remedy;  // for when the check itself fails
+};
+
+std::vector<Check> Checks()
+{
+    constexpr const char* kMendBus = "start a system bus, or set DBUS_SYSTEM_BUS_ADDRESS to the address of one";
+    constexpr const char* kMendSettings = "see the checks of the settings";
+    return {
+        {"hdmi-count", CheckHdmiCount, kMendSettings},
+        {"settings-readable", CheckReadable, kMendSettings},
+        {"settings-writable", CheckWritable, kMendSettings},
+        {"activity-document", [] { return CheckDocument(VCONF_SOURCE_ACTIVITY, DocumentKind::kActivity); },
+         kMendSettings},
+        {"optical-document", [] { return CheckDocument(VCONF_OPTICAL_SOURCE_ACTIVITY, DocumentKind::kOptical); },
+         kMendSettings},
+        {"statistics-document", [] { return CheckDocument(VCONF_SPD_AKSV_1, DocumentKind::kStatistics); },
+         kMendSettings},
+        {"bus", CheckBus, kMendBus},
+        {"service", CheckName, kMendBus},
+        {"events", CheckEvents, kMendBus},
+    };
+}
+
+Finding Run(const Check& check)
+{
+    try {
+        return check.run();
+    } catch (const Failure& failure) {
+        return Ill(failure.what(), check.remedy);
+    }
+}
+
+void Examine(Output& output)
+{
+    Json::Value document(Json::arrayValue);
+    Table table{{"CHECK", "STATE", "DETAIL", "REMEDY"}, {}};
+    int failed = 0;
+    for (const Check& check : Checks()) {
+        const Finding finding = Run(check);
+        if (!finding.ok) ++failed;
+        Json::Value entry;
+        entry["check"] = check.name;
+        entry["ok"] = finding.ok;
+        entry["detail"] = finding.detail;
+        entry["remedy"] = finding.ok ? Json::Value() : Json::Value(finding.remedy);
+        document.append(entry);
+        const Cell state = finding.ok ? Cell("ok", Colour::kGood) : Cell("FAILED", Colour::kBad);
+        table.rows.push_back({check.name, state, finding.detail, finding.remedy});
+    }
+    output.Write(document, table);
+    if (failed != 0) throw Failure(std::to_string(failed) + " check(s) failed");
+}
+
+}  // namespace
+
+void AddDoctorCommand(CLI::App& app, Output& output)
+{
+    app.add_subcommand("doctor", "Check that all works together, and tell how to mend what does not")
+        ->callback([&output] { Examine(output); });
+}
+
+}  // namespace ctl

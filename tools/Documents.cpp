@@ -1,0 +1,341 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Documents.h"
+
+#include "Failure.h"
+#include "Inputs.h"
+#include "JsonText.h"
+#include "Ports.h"
+#include "Records.h"
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <regex>
+
+#include <Aksv.h>
+#include <Evidence.h>
+#include <Profiles.h>
+
+namespace ctl {
+
+namespace {
+
+constexpr std::size_t kFileLimit = 16UL * 1024 * 1024;
+
+struct Kind {
+    DocumentKind kind;
+    const char* name;
+};
+constexpr Kind kKinds[] = {
+    {DocumentKind::kActivity, "activity"},
+    {DocumentKind::kOptical, "optical"},
+    {DocumentKind::kStatistics, "statistics"},
+    {DocumentKind::kProfiles, "profiles"},
+    {DocumentKind::kCapture, "capture"},
+    {DocumentKind::kSpd, "spd"},
+    {DocumentKind::kCec, "cec"},
+    {DocumentKind::kAksv, "aksv"},
+};
+
+// Collects what is wrong with one JSON document.
+class Inspector {
+public:
+    explicit Inspector(const JsonText& text) : m_Text(text) {}
+
+    void Add(const Json::Value& value, const std::string& key, const std::string& why)
+    {
+        m_Faults.push_back({m_Text.LineOf(value), key, why});
+    }
+    std::vector<DocumentFault> Take() { return std::move(m_Faults); }
+
+private:
+    const JsonText& m_Text;
+    std::vector<DocumentFault> m_Faults;
+};
+
+std::string Member(const std::string& path, const std::string& name) { return path + "." + name; }
+
+std::string At(const std::string& path, Json::ArrayIndex index) { return path + "[" + std::to_string(index) + "]"; }
+
+/* ---- records ---- */
+
+void InspectField(Inspector& inspector, const RecordField& field, const Json::Value& value, const std::string& key)
+{
+    if (field.isNumber && !value.isInt()) return inspector.Add(value, key, "is no 32-bit number");
+    if (!field.isNumber && !value.isString()) return inspector.Add(value, key, "is no text");
+    if (field.key != std::string("DevType")) return;
+    const std::string type = DeviceTypeName(value.asInt());
+    if (type.rfind("error", 0) == 0) inspector.Add(value, key, type + ": applications are given no text for it");
+}
+
+void InspectRecord(Inspector& inspector, const Json::Value& record, const std::string& path)
+{
+    if (record.isNull()) return;  // reads as a record without anything
+    if (!record.isObject()) return inspector.Add(record, path, "is no object");
+    for (const std::string& name : record.getMemberNames()) {
+        const std::string key = Member(path, name);
+        const auto field = std::find_if(RecordFields().begin(), RecordFields().end(),
+                                        [&](const RecordField& candidate) { return candidate.key == name; });
+        if (field == RecordFields().end()) {
+            inspector.Add(record[name], key, "is no member of a record");
+        } else {
+            InspectField(inspector, *field, record[name], key);
+        }
+    }
+}
+
+// The one member that a document has.
+const Json::Value* FindBody(Inspector& inspector, const Json::Value& root, const char* name)
+{
+    if (!root.isObject()) {
+        inspector.Add(root, "", "is no object");
+        return nullptr;
+    }
+    if (!root.isMember(name)) {
+        inspector.Add(root, name, "is missing");
+        return nullptr;
+    }
+    return &root[name];
+}
+
+void InspectActivity(Inspector& inspector, const Json::Value& root)
+{
+    if (root.isNull()) return;  // an empty table is saved so
+    const Json::Value* const records = FindBody(inspector, root, "activity");
+    if (records == nullptr) return;
+    if (!records->isArray()) return inspector.Add(*records, "activity", "is no array");
+    for (Json::ArrayIndex i = 0; i < records->size(); ++i) InspectRecord(inspector, (*records)[i], At("activity", i));
+}
+
+void InspectOptical(Inspector& inspector, const Json::Value& root)
+{
+    const Json::Value* const record = FindBody(inspector, root, "activity");
+    if (record == nullptr) return;
+    if (!record->isObject()) return inspector.Add(*record, "activity", "is no object");
+    InspectRecord(inspector, *record, "activity");
+}
+
+/* ---- statistics ---- */
+
+void InspectNumber(Inspector& inspector, const Json::Value& entry, const std::string& path, const char* name,
+                   const char* whyNeeded)
+{
+    const std::string key = Member(path, name);
+    if (!entry.isMember(name)) {
+        if (whyNeeded != nullptr) inspector.Add(entry, key, std::string("is missing: ") + whyNeeded);
+    } else if (!entry[name].isInt()) {
+        inspector.Add(entry[name], key, "is no 32-bit number");
+    }
+}
+
+void InspectTexts(Inspector& inspector, const Json::Value& entry, const std::string& path, const char* name)
+{
+    const std::string key = Member(path, name);
+    if (!entry.isMember(name)) return;
+    const Json::Value& list = entry[name];
+    if (!list.isArray() || list.size() != 3) return inspector.Add(list, key, "is no array of three texts");
+    for (Json::ArrayIndex i = 0; i < list.size(); ++i) {
+        if (!list[i].isString()) inspector.Add(list[i], At(key, i), "is no text");
+    }
+}
+
+void InspectEntry(Inspector& inspector, const Json::Value& entry, const std::string& path)
+{
+    if (entry.isNull()) return;
+    if (!entry.isObject()) return inspector.Add(entry, path, "is no object");
+    InspectNumber(inspector, entry, path, "port", "the entry belongs to no port");
+    InspectNumber(inspector, entry, path, "pri", "the entry is never used");
+    InspectNumber(inspector, entry, path, "t", nullptr);
+    InspectTexts(inspector, entry, path, "spd");
+    InspectTexts(inspector, entry, path, "result");
+}
+
+void InspectStatistics(Inspector& inspector, const Json::Value& root)
+{
+    const Json::Value* const entries = FindBody(inspector, root, "Auto");
+    if (entries == nullptr) return;
+    if (!entries->isArray()) return inspector.Add(*entries, "Auto", "is no array");
+    for (Json::ArrayIndex i = 0; i < entries->size(); ++i) InspectEntry(inspector, (*entries)[i], At("Auto", i));
+}
+
+/* ---- profiles ---- */
+
+void InspectProfiles(Inspector& inspector, const JsonText& json, const std::string& text)
+{
+    srcwatch::Profiles profiles;
+    profiles.LoadText(text, "");
+    for (const srcwatch::ProfileError& error : profiles.Errors()) {
+        if (error.entry < 0) {
+            inspector.Add(json.Root(), "", error.reason);
+        } else {
+            const auto index = static_cast<Json::ArrayIndex>(error.entry);
+            inspector.Add(json.Root()["profiles"][index], At("profiles", index), error.reason);
+        }
+    }
+}
+
+/* ---- captures ---- */
+
+// One fault for each remark in a reason, which may name the line that it is about.
+void AddFaults(const std::string& file, const std::string& reason, std::vector<DocumentFault>& faults)
+{
+    static const std::regex kRemark("(?:refused: )?(?:line ([0-9]+): )?(.*)");
+    constexpr const char* kSeparator = "; ";
+    for (std::size_t start = 0, end = 0; end != std::string::npos; start = end + std::strlen(kSeparator)) {
+        end = reason.find(kSeparator, start);
+        const std::string remark = reason.substr(start, end == std::string::npos ? end : end - start);
+        std::smatch parts;
+        if (!std::regex_match(remark, parts, kRemark)) continue;  // matches whatever is in one line
+        faults.push_back({parts[1].matched ? ParseInt(parts[1]) : std::nullopt, file, parts[2]});
+    }
+}
+
+std::vector<DocumentFault> FaultsOf(const std::string& reason)
+{
+    std::vector<DocumentFault> faults;
+    if (!reason.empty()) AddFaults("", reason, faults);
+    return faults;
+}
+
+template <typename T>
+std::vector<DocumentFault> FaultsOf(const srcwatch::Decoded<T>& decoded)
+{
+    const auto* const fault = std::get_if<srcwatch::Fault>(&decoded);
+    return FaultsOf(fault != nullptr ? fault->reason : "");
+}
+
+std::vector<DocumentFault> InspectSpd(const srcwatch::Bytes& bytes)
+{
+    const auto decoded = srcwatch::DecodeSpdInfoFrame(bytes);
+    const srcwatch::SpdInfoFrame* const frame = srcwatch::ValueOf(decoded);
+    return frame == nullptr ? FaultsOf(decoded) : FaultsOf(frame->remarks.Text());
+}
+
+std::vector<DocumentFault> InspectCec(const srcwatch::Bytes& bytes)
+{
+    const auto decoded = srcwatch::DecodeCecLog(bytes);
+    const srcwatch::CecLog* const log = srcwatch::ValueOf(decoded);
+    return log == nullptr ? FaultsOf(decoded) : FaultsOf(log->remarks.Text());
+}
+
+std::vector<DocumentFault> InspectCapture(const std::string& directory)
+{
+    const srcwatch::Evidence evidence = srcwatch::ReadEvidence(directory);
+    std::vector<DocumentFault> faults;
+    for (const srcwatch::EvidenceRemark& remark : evidence.Remarks()) {
+        AddFaults(remark.file, remark.reason, faults);
+    }
+    if (!evidence.spd && !evidence.cec && !evidence.aksv) {
+        faults.push_back({std::nullopt, "", "has none of spd.bin, cec.log, aksv.bin"});
+    }
+    return faults;
+}
+
+/* ---- kinds ---- */
+
+DocumentKind GuessKind(const Json::Value& root)
+{
+    if (root.isNull()) return DocumentKind::kActivity;
+    if (!root.isObject()) return DocumentKind::kUnknown;
+    if (root.isMember("profiles")) return DocumentKind::kProfiles;
+    if (root.isMember("Auto")) return DocumentKind::kStatistics;
+    if (!root.isMember("activity")) return DocumentKind::kUnknown;
+    return root["activity"].isObject() ? DocumentKind::kOptical : DocumentKind::kActivity;
+}
+
+DocumentKind GuessKind(const std::string& path)
+{
+    const std::string name = std::filesystem::path(path).filename();
+    if (IsDirectory(path)) return DocumentKind::kCapture;
+    if (name == srcwatch::kSpdFile) return DocumentKind::kSpd;
+    if (name == srcwatch::kCecFile) return DocumentKind::kCec;
+    if (name == srcwatch::kAksvFile) return DocumentKind::kAksv;
+    return DocumentKind::kUnknown;
+}
+
+srcwatch::Bytes ReadFile(const std::string& path)
+{
+    const auto bytes = srcwatch::ReadBoundedFile(path, kFileLimit);
+    if (!bytes) throw Failure("there is no file " + path);
+    const auto* const fault = std::get_if<srcwatch::Fault>(&*bytes);
+    if (fault != nullptr) throw Failure(path + ": " + fault->reason);
+    return std::get<srcwatch::Bytes>(*bytes);
+}
+
+}  // namespace
+
+const char* KindName(DocumentKind kind)
+{
+    for (const Kind& known : kKinds) {
+        if (known.kind == kind) return known.name;
+    }
+    return "unknown";
+}
+
+std::vector<std::string> KindNames()
+{
+    std::vector<std::string> names;
+    for (const Kind& kind : kKinds) names.emplace_back(kind.name);
+    return names;
+}
+
+DocumentKind ParseKind(const std::string& name)
+{
+    for (const Kind& kind : kKinds) {
+        if (name == kind.name) return kind.kind;
+    }
+    return DocumentKind::kUnknown;
+}
+
+Validation ValidateText(const std::string& text, DocumentKind kind)
+{
+    const JsonText json(text);
+    if (!json.IsJson()) {
+        Validation validation{kind, {}};
+        for (const JsonText::SyntaxError& error : json.Errors())
+            validation.faults.push_back({error.line, "", error.why});
+        return validation;
+    }
+    Inspector inspector(json);
+    const DocumentKind known = kind == DocumentKind::kUnknown ? GuessKind(json.Root()) : kind;
+    switch (known) {
+        case DocumentKind::kActivity:
+            InspectActivity(inspector, json.Root());
+            break;
+        case DocumentKind::kOptical:
+            InspectOptical(inspector, json.Root());
+            break;
+        case DocumentKind::kStatistics:
+            InspectStatistics(inspector, json.Root());
+            break;
+        case DocumentKind::kProfiles:
+            InspectProfiles(inspector, json, text);
+            break;
+        default:
+            inspector.Add(json.Root(), "", "has none of the members \"activity\", \"Auto\" and \"profiles\"");
+            break;
+    }
+    return {known, inspector.Take()};
+}
+
+Validation ValidateFile(const std::string& path, DocumentKind kind)
+{
+    const DocumentKind known = kind == DocumentKind::kUnknown ? GuessKind(path) : kind;
+    if (known == DocumentKind::kCapture) {
+        if (!IsDirectory(path)) throw Failure("there is no directory " + path);
+        return {known, InspectCapture(path)};
+    }
+    const srcwatch::Bytes bytes = ReadFile(path);
+    switch (known) {
+        case DocumentKind::kSpd:
+            return {known, InspectSpd(bytes)};
+        case DocumentKind::kCec:
+            return {known, InspectCec(bytes)};
+        case DocumentKind::kAksv:
+            return {known, FaultsOf(srcwatch::DecodeAksv(bytes))};
+        default:
+            return ValidateText(std::string(bytes.begin(), bytes.end()), known);
+    }
+}
+
+}  // namespace ctl

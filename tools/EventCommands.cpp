@@ -1,0 +1,251 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// monitor, wait, call: the event channel.
+#include "Bus.h"
+#include "Commands.h"
+#include "Events.h"
+#include "Failure.h"
+#include "Loop.h"
+#include "PortDocument.h"
+#include "Ports.h"
+#include "QDInfoEventManager.h"
+#include "Records.h"
+#include "Requests.h"
+#include "Settings.h"
+
+#include <cstring>
+#include <iterator>
+#include <memory>
+
+#include <Protocol.h>
+
+namespace ctl {
+
+namespace {
+
+/* ---- monitor ---- */
+
+// A receiver of its own, because the library's callback hears four types only.
+class Monitor {
+public:
+    Monitor(Output& output, unsigned long count) : m_Output(output), m_Count(count) {}
+
+    Loop::End Run(const std::vector<int>& types, std::optional<double> seconds)
+    {
+        const Connection connection = ConnectBus();
+        const auto onClosed = +[](GDBusConnection*, gboolean, GError*, void* self) {
+            auto& monitor = *static_cast<Monitor*>(self);
+            monitor.m_Loop.Guard([] { throw Failure("the connection to the system bus is lost"); });
+        };
+        const unsigned long handler = g_signal_connect(connection.get(), "closed", G_CALLBACK(onClosed), this);
+        qdinfo::CQDEventReciever receiver("", false);
+        for (const int type : types) receiver.RegisterEventCallback(type, OnEvent, this);
+        SyncWithBus(connection.get());
+        m_Output.BeginStream();
+        const Loop::End end = m_Loop.Run(seconds);
+        g_signal_handler_disconnect(connection.get(), handler);
+        m_Output.EndStream();
+        return end;
+    }
+
+private:
+    static void OnEvent(void* self, srcwatch_event_s* event)
+    {
+        auto& monitor = *static_cast<Monitor*>(self);
+        monitor.m_Loop.Guard([&] { monitor.Show(*event); });
+    }
+
+    void Show(const srcwatch_event_s& event)
+    {
+        m_Output.Element(EventToJson(event), EventToRow(event));
+        if (m_Count != 0 && ++m_Shown == m_Count) m_Loop.Quit();
+    }
+
+    Output& m_Output;
+    const unsigned long m_Count;  // of events to show; 0 means all that come
+    unsigned long m_Shown = 0;
+    Loop m_Loop;
+};
+
+struct MonitorOptions {
+    std::vector<std::string> types;
+    unsigned long count = 0;
+    std::optional<double> timeout;
+};
+
+void RunMonitor(const MonitorOptions& options, Output& output)
+{
+    std::vector<int> types;
+    for (const std::string& type : options.types) types.push_back(ParseEventType(type));
+    if (types.empty()) types = NamedEventTypes();
+    const Loop::End end = Monitor(output, options.count).Run(types, options.timeout);
+    if (end == Loop::End::kTimedOut) throw Failure("monitor: time is up", kTimedOut);
+}
+
+void AddMonitor(CLI::App& app, Output& output)
+{
+    const auto options = std::make_shared<MonitorOptions>();
+    CLI::App* const monitor = app.add_subcommand("monitor", "Show the events of the detection service as they arrive");
+    monitor->add_option("--type", options->types, "Type to show, by number or name; can be repeated")
+        ->type_name("TYPE")
+        ->allow_extra_args(false);
+    monitor->add_option("--count", options->count, "End after this many events")
+        ->type_name("N")
+        ->check(CLI::Range(1UL, 1000000000UL));
+    AddTimeout(monitor, options->timeout, "End, with exit code 3, after this time");
+    monitor->callback([=, &output] { RunMonitor(*options, output); });
+}
+
+/* ---- wait ---- */
+
+struct WaitOptions {
+    int port = 0;
+    std::string type;
+    std::optional<double> timeout;
+};
+
+// Looks again after every write of the records. Needs no bus, and hears of a service that starts later.
+class TypeWait {
+public:
+    TypeWait(int port, std::optional<int> type) : m_Port(port), m_Type(type) {}
+
+    Loop::End Run(std::optional<double> seconds)
+    {
+        const std::string key = RecordKey(m_Port);
+        const SettingsWatch watch(key.c_str(), OnWritten, this);
+        Look();
+        return m_Loop.Run(seconds);
+    }
+
+private:
+    static void OnWritten(const char* /*key*/, const srcwatch_host_value* /*value*/, void* self)
+    {
+        auto& wait = *static_cast<TypeWait*>(self);
+        wait.m_Loop.Guard([&] { wait.Look(); });
+    }
+
+    void Look()
+    {
+        int type = 0;
+        if (srcwatch_get_product_type_name(m_Port, &type) != SRCWATCH_OK) return;
+        if (m_Type ? type == *m_Type : type != 0) m_Loop.Quit();
+    }
+
+    const int m_Port;
+    const std::optional<int> m_Type;  // any device, when there is none
+    Loop m_Loop;
+};
+
+void RunWait(const WaitOptions& options, Output& output)
+{
+    std::optional<int> type;
+    if (!options.type.empty()) type = ParseDeviceType(options.type);
+    const std::string what =
+        type ? "device type " + std::to_string(*type) + " (" + DeviceTypeName(*type) + ")" : "device";
+    const Loop::End end = TypeWait(options.port, type).Run(options.timeout);
+    if (end == Loop::End::kTimedOut)
+        throw Failure("no " + what + " on " + PortName(options.port) + " in time", kTimedOut);
+    if (end == Loop::End::kInterrupted)
+        throw Failure("interrupted before " + PortName(options.port) + " had that " + what);
+    int found = 0;
+    (void)srcwatch_get_product_type_name(options.port, &found);  // has just been read
+    output.Say(PortDocument(options.port),
+               PortName(options.port) + " has type " + std::to_string(found) + " (" + DeviceTypeName(found) + ")");
+}
+
+void AddWait(CLI::App& app, Output& output)
+{
+    const auto options = std::make_shared<WaitOptions>();
+    CLI::App* const wait = app.add_subcommand("wait", "Wait until a device of a type is detected on a port");
+    AddPort(wait, "--port", options->port);
+    wait->add_option("--device-type", options->type, "Type by number or name, such as pc; any device without it")
+        ->type_name("TYPE");
+    AddTimeout(wait, options->timeout, "Give up, with exit code 3, after this time");
+    wait->callback([=, &output] { RunWait(*options, output); });
+}
+
+/* ---- call ---- */
+
+struct NamedRequest {
+    const char* name;
+    int type;
+};
+constexpr NamedRequest kRequests[] = {
+    {"status", SRCWATCH_REQUEST_STATUS},
+    {"record", SRCWATCH_REQUEST_RECORD},
+    {"forget", SRCWATCH_REQUEST_FORGET},
+    {"deny", SRCWATCH_REQUEST_DENY},
+};
+
+struct CallOptions {
+    std::string request;
+    std::vector<int> numbers;
+    std::vector<std::string> texts;
+    std::string extra;
+};
+
+int ParseRequest(const std::string& text)
+{
+    if (const std::optional<int> number = ParseInt(text)) return *number;
+    std::string known;
+    for (const NamedRequest& request : kRequests) {
+        if (text == request.name) return request.type;
+        known += (known.empty() ? "" : ", ") + std::string(request.name);
+    }
+    throw Failure("'" + text + "' is no request: a number, or one of " + known, kUsage);
+}
+
+srcwatch_event_s MakeRequest(const CallOptions& options)
+{
+    srcwatch_event_s request{};
+    if (options.texts.size() > std::size(request.str_args)) throw Failure("--text: at most three texts", kUsage);
+    for (std::size_t i = 0; i < options.numbers.size(); ++i) request.args[i] = options.numbers[i];
+    for (std::size_t i = 0; i < options.texts.size(); ++i) {
+        const std::string& text = options.texts[i];
+        if (text.size() >= sizeof request.str_args[i]) throw Failure("--text: a text has at most 99 bytes", kUsage);
+        std::memcpy(request.str_args[i], text.c_str(), text.size());
+    }
+    return request;
+}
+
+void RunCall(const CallOptions& options, Output& output)
+{
+    const int type = ParseRequest(options.request);
+    const std::string reply = CallService(type, MakeRequest(options), options.extra);
+    const Json::Value parsed = ParseJson(reply);
+    if (parsed.isObject() && parsed["error"].isString()) {
+        throw Failure("the detection service refuses: " + parsed["error"].asString());
+    }
+    Json::Value document;
+    document["type"] = type;
+    document["reply"] = parsed.isNull() ? Json::Value(reply) : parsed;
+    output.WriteText(document, reply);
+}
+
+void AddCall(CLI::App& app, Output& output)
+{
+    const auto options = std::make_shared<CallOptions>();
+    CLI::App* const call = app.add_subcommand("call", "Call the detection service and print its reply");
+    call->add_option("REQUEST", options->request, "Request: status, record, forget, deny, or the number of a type")
+        ->required()
+        ->type_name("");
+    call->add_option("NUMBER", options->numbers, "Numbers of the request, at most ten; the first is the port")
+        ->type_name("")
+        ->expected(0, 10);
+    call->add_option("--text", options->texts, "Text of the request; at most three")
+        ->type_name("TEXT")
+        ->allow_extra_args(false);
+    call->add_option("--extra", options->extra, "What follows the request, as the service wants it")->type_name("TEXT");
+    call->callback([=, &output] { RunCall(*options, output); });
+}
+
+}  // namespace
+
+void AddEventCommands(CLI::App& app, Output& output)
+{
+    AddMonitor(app, output);
+    AddWait(app, output);
+    AddCall(app, output);
+}
+
+}  // namespace ctl

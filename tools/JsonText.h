@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A JSON text and what was read from it, with the way back from a value to its line.
+#ifndef SRCWATCH_TOOLS_JSONTEXT_H
+#define SRCWATCH_TOOLS_JSONTEXT_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <json/value.h>
+
+namespace ctl {
+
+class JsonText {
+public:
+    struct SyntaxError {
+        std::optional<int> line;
+        std::string why;
+    };
+
+    /// Reads the text strictly: nothing may follow the value, and no member may be given twice.
+    explicit JsonText(std::string text);
+
+    bool IsJson() const { return m_Errors.empty(); }
+    const std::vector<SyntaxError>& Errors() const { return m_Errors; }
+
+    /// The value that was read; null when it is no JSON.
+    const Json::Value& Root() const { return m_Root; }
+
+    /// The line on which a value begins that was read from this text.
+    int LineOf(const Json::Value& value) const;
+
+private:
+    void AddErrors(const std::string& messages);
+
+    std::string m_Text;
+    Json::Value m_Root;
+    std::vector<SyntaxError> m_Errors;
+};
+
+}  // namespace ctl
+
+#endif

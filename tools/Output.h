@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What commands write to standard output: one document in four forms.
+#ifndef SRCWATCH_TOOLS_OUTPUT_H
+#define SRCWATCH_TOOLS_OUTPUT_H
+
+#include <string>
+#include <vector>
+
+#include <json/value.h>
+
+namespace ctl {
+
+enum class Format {
+    kTable,  ///< for people
+    kJson,   ///< one JSON document
+    kJsonl,  ///< one JSON value a line: each element of an array, or the whole of anything else
+    kRaw     ///< the table's cells without titles, with a tab between
+};
+
+enum class Colour { kNone, kGood, kBad, kDim };
+
+/// One cell of a table. Its text may come from anywhere; it is escaped when written.
+struct Cell {
+    // NOLINTNEXTLINE(google-explicit-constructor): a text is a cell
+    Cell(std::string cellText, Colour cellColour = Colour::kNone) : text(std::move(cellText)), colour(cellColour) {}
+    // NOLINTNEXTLINE(google-explicit-constructor): the same
+    Cell(const char* cellText) : text(cellText) {}
+
+    std::string text;
+    Colour colour = Colour::kNone;
+};
+using Row = std::vector<Cell>;
+
+/// The form for people of a document. Without titles the rows are written as they are.
+struct Table {
+    std::vector<std::string> titles;
+    std::vector<Row> rows;
+};
+
+/// A JSON value in one line.
+std::string CompactJson(const Json::Value& value);
+
+/// A JSON value in words for a cell: a text as it is, nothing for null.
+std::string CellText(const Json::Value& value);
+
+/// Writes in the chosen format. Standard output is flushed after each call, so that a reader sees all there is.
+class Output {
+public:
+    void SetFormat(Format format) { m_Format = format; }
+    Format GetFormat() const { return m_Format; }
+
+    /// Write a document whose form for people is a table.
+    void Write(const Json::Value& document, const Table& table);
+
+    /// Write a document whose form for people, and raw, is one text of any number of lines.
+    void WriteText(const Json::Value& document, const std::string& text);
+
+    /// Write what was done: the sentence for people, nothing in the raw form.
+    void Say(const Json::Value& document, const std::string& sentence);
+
+    /// @name A document of unknown length: the elements of an array as they come
+    /// @{
+    void BeginStream();
+    void Element(const Json::Value& element, const Row& row);
+    void EndStream();
+    /// @}
+
+private:
+    void WriteJson(const Json::Value& document);
+    void WriteLine(const std::string& line);
+    void WriteTable(const Table& table);
+    void WriteRow(const Row& row, const char* separator);
+
+    Format m_Format = Format::kTable;
+    bool m_First = true;  // of the elements of a stream
+};
+
+}  // namespace ctl
+
+#endif

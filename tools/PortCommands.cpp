@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// list, show, get, forget: what is known about the devices.
+#include "Answers.h"
+#include "Bus.h"
+#include "Commands.h"
+#include "Failure.h"
+#include "PortDocument.h"
+#include "Ports.h"
+#include "Records.h"
+#include "Requests.h"
+#include "srcwatch-api.h"
+
+#include <algorithm>
+#include <memory>
+
+#include <Protocol.h>
+
+namespace ctl {
+
+namespace {
+
+std::string TypeCell(const StoredRecord& record)
+{
+    const Json::Value& type = record.members["DevType"];
+    if (!record.readable || !type.isInt()) return "unreadable";
+    return type.asInt() == 0 ? "" : DeviceTypeName(type.asInt());
+}
+
+Cell StateCell(const StoredRecord& record, std::optional<bool> connected)
+{
+    if (!record.readable) return {"damaged", Colour::kBad};
+    const bool known = record.members["DevType"].asInt() != 0;
+    if (connected.value_or(known)) return known ? Cell("detected", Colour::kGood) : Cell("connected");
+    return {known ? "gone" : "empty", Colour::kDim};
+}
+
+Row ListRow(int port)
+{
+    const StoredRecord record = LoadRecord(port);
+    const std::vector<Answer> answers = AskAll(port);
+    const Answer& info = FindAnswer(answers, "srcwatch_get_device_info");
+    const bool device = !TypeCell(record).empty();  // for none there is nothing to show
+    return {std::to_string(port),
+            PortName(port),
+            TypeCell(record),
+            device ? CellText(info.ValueOf("device_info_str1")) : "",
+            device ? CellText(info.ValueOf("device_info_str2")) : "",
+            CellText(FindAnswer(answers, "srcwatch_get_logo_mso_name").ValueOf("PRName")),
+            CellText(FindAnswer(answers, "srcwatch_get_codeset_info").ValueOf("codeset")),
+            StateCell(record, IsConnected(port))};
+}
+
+void List(Output& output)
+{
+    Json::Value document(Json::arrayValue);
+    Table table{{"PORT", "INPUT", "TYPE", "NAME", "DETAIL", "PROVIDER", "CODESET", "STATE"}, {}};
+    for (const int port : AllPorts()) {
+        document.append(PortDocument(port));
+        table.rows.push_back(ListRow(port));
+    }
+    output.Write(document, table);
+}
+
+// The bare value of one output or member.
+struct Lookup {
+    Json::Value value;
+    int result = SRCWATCH_OK;
+    std::string source;
+};
+
+std::vector<std::string> FieldNames()
+{
+    std::vector<std::string> names;
+    for (const RecordField& field : RecordFields()) names.emplace_back(field.key);
+    for (const char* const name : {"device_type", "device_info_str1", "device_info_str2", "has_codeset", "codeset",
+                                   "result_str1", "result_str2", "changed"}) {
+        names.emplace_back(name);
+    }
+    return names;
+}
+
+// Through the library's function where one gives the field.
+Lookup Find(int port, const std::string& field)
+{
+    for (const Answer& answer : AskAll(port)) {
+        for (const AnsweredValue& value : answer.values) {
+            if (value.name == field) return {value.value, answer.result, answer.function};
+        }
+    }
+    return {LoadRecord(port).members[field], SRCWATCH_OK, "the record"};
+}
+
+void Get(int port, const std::string& field, Output& output)
+{
+    const Lookup found = Find(port, field);
+    if (found.value.isNull() && found.result == SRCWATCH_OK) {
+        throw Failure(found.source + " gives no " + field + " for the device type of port " + std::to_string(port));
+    }
+    if (found.value.isNull()) {
+        throw Failure(found.source + " answers " + std::to_string(found.result) + " for port " + std::to_string(port) +
+                      ": " + ResultText(found.result));
+    }
+    Json::Value document;
+    document["port"] = port;
+    document["field"] = field;
+    document["value"] = found.value;
+    document["source"] = found.source;
+    output.Write(document, Table{{}, {{CellText(found.value)}}});
+}
+
+bool ServiceRuns()
+{
+    try {
+        return ServiceOwner(ConnectBus().get()).has_value();
+    } catch (const Failure&) {
+        return false;  // without a bus there is no service
+    }
+}
+
+void Forget(int port, Output& output)
+{
+    // The service has the records in memory and would write them back.
+    if (ServiceRuns()) {
+        srcwatch_event_s request{};
+        request.args[0] = port;
+        (void)CallForDocument(SRCWATCH_REQUEST_FORGET, request, "");
+    } else {
+        ForgetRecord(port);
+    }
+    output.Say(PortDocument(port), "forgot what was known about " + PortName(port));
+}
+
+}  // namespace
+
+void AddPortCommands(CLI::App& app, Output& output)
+{
+    CLI::App* const list = app.add_subcommand("list", "List the devices on all ports");
+    list->callback([&output] { List(output); });
+
+    const auto port = std::make_shared<int>();
+    const auto field = std::make_shared<std::string>();
+    CLI::App* const show = app.add_subcommand("show", "Show all of a port: its record, and what each function answers");
+    AddPort(show, "PORT", *port);
+    show->callback([=, &output] { ShowPort(*port, output); });
+
+    CLI::App* const get = app.add_subcommand("get", "Print one value of a port, as it is");
+    AddPort(get, "PORT", *port);
+    get->add_option("FIELD", *field, "A member of the record, or an output of a function, as 'show' names them")
+        ->required()
+        ->type_name("")
+        ->check(CLI::IsMember(FieldNames()).description(""));
+    get->callback([=, &output] { Get(*port, *field, output); });
+
+    CLI::App* const forget = app.add_subcommand("forget", "Clear what is known about a port, all but its deny count");
+    AddPort(forget, "PORT", *port);
+    forget->callback([=, &output] { Forget(*port, output); });
+}
+
+}  // namespace ctl

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Records.h"
+
+#include "Failure.h"
+#include "Ports.h"
+#include "QDInfoAPI.h"
+#include "QDInfoActivityInfo.h"
+#include "QDInfoCommon.h"
+#include "QDInfoServerData.h"
+#include "Settings.h"
+
+#include <json/writer.h>
+#include <vconf.h>
+
+namespace ctl {
+
+namespace {
+
+[[noreturn]] void ThrowUnreadable(const std::string& key)
+{
+    throw Failure("the document in " + key + " cannot be read; 'srcwatchctl doctor' tells why");
+}
+
+// The stored value of a port's record; null when there is none.
+Json::Value LoadStored(int port)
+{
+    Json::Value record;
+    if (!ReadText(RecordKey(port))) return record;
+    qdinfo::CQDInfoServerData* const store = qdinfo::CQDInfoServerData::GetInstance();
+    if (store == nullptr) throw Failure("no memory for the store");
+    const bool loaded = port == OPTICAL_PORT ? store->t_LoadOpticalPortJsonInfoToMemory(port, record)
+                                             : store->t_LoadPortJsonInfoToMemory(port, record);
+    if (!loaded) ThrowUnreadable(RecordKey(port));
+    return record;
+}
+
+bool IsReadable(Json::Value record) { return qdinfo::CQDInfoActivityInfo().Read(record); }
+
+void ForgetOptical()
+{
+    Json::Value stored = LoadStored(OPTICAL_PORT);
+    qdinfo::CQDInfoActivityInfo info;
+    if (!info.Read(stored)) ThrowUnreadable(RecordKey(OPTICAL_PORT));
+    info.ResetSourceInfo();
+    Json::Value document;
+    (void)info.Write(document["activity"]);  // a null value can always be written to
+    WriteText(RecordKey(OPTICAL_PORT), Json::writeString(Json::StreamWriterBuilder(), document));
+}
+
+}  // namespace
+
+const std::vector<RecordField>& RecordFields()
+{
+    static const std::vector<RecordField> kFields = {
+        {"PortNum", true, "port index"},
+        {"BName", false, "brand name"},
+        {"CName", false, "codeset name"},
+        {"DevType", true, "device type"},
+        {"DevName", false, "device name"},
+        {"PRName", false, "provider name"},
+        {"sDevType", false, "device type as text"},
+        {"CDevName", false, "HDMI-CEC device name"},
+        {"AKSV", false, "HDCP key selection vector"},
+        {"UnknownType", false, "unknown-type text"},
+        {"MFName", false, "manufacturer name"},
+        {"ModelName", false, "model name"},
+        {"CECName", false, "HDMI-CEC name"},
+        {"ScanState", true, "scan state"},
+        {"DenyCount", true, "deny count"},
+        {"DMethod", true, "detection method"},
+        {"PrevPort", true, "previous port"},
+        {"Changed", true, "kind of change"},
+    };
+    return kFields;
+}
+
+std::string RecordKey(int port) { return port == OPTICAL_PORT ? VCONF_OPTICAL_SOURCE_ACTIVITY : VCONF_SOURCE_ACTIVITY; }
+
+StoredRecord LoadRecord(int port)
+{
+    const Json::Value stored = LoadStored(port);
+    StoredRecord record;
+    record.stored = !stored.isNull();
+    record.readable = stored.isNull() || (stored.isObject() && IsReadable(stored));
+    for (const RecordField& field : RecordFields()) {
+        Json::Value& member = record.members[field.key];
+        if (stored.isObject()) member = stored[field.key];
+        if (member.isNull()) member = field.isNumber ? Json::Value(0) : Json::Value("");
+    }
+    return record;
+}
+
+void ForgetRecord(int port)
+{
+    if (!LoadRecord(port).stored) return;
+    if (port == OPTICAL_PORT) return ForgetOptical();
+    if (port >= HDMI_PORT_COUNT) throw Failure("the TV has no input " + PortName(port));
+    // The whole table is written back, so all of it must have been read.
+    for (int other = 0; other < HDMI_PORT_COUNT; ++other) {
+        if (!LoadRecord(other).readable) ThrowUnreadable(RecordKey(port));
+    }
+    const bool loaded = qdinfo::CQDInfoAPI::Create(true);
+    if (loaded) srcwatch_remove_source_info(port);
+    qdinfo::CQDInfoAPI::Destroy();
+    if (!loaded) ThrowUnreadable(RecordKey(port));
+}
+
+}  // namespace ctl

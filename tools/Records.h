@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Records as they are stored.
+#ifndef SRCWATCH_TOOLS_RECORDS_H
+#define SRCWATCH_TOOLS_RECORDS_H
+
+#include <string>
+#include <vector>
+
+#include <json/value.h>
+
+namespace ctl {
+
+/// A member of a record.
+struct RecordField {
+    const char* key;
+    bool isNumber;
+    const char* meaning;
+};
+
+/// The eighteen members, in the order in which they are read and written.
+const std::vector<RecordField>& RecordFields();
+
+struct StoredRecord {
+    bool stored = false;   ///< there is one
+    bool readable = true;  ///< each member is of its kind; queries about others fail
+    Json::Value members;   ///< the eighteen members as stored; 0 or empty where one is absent
+};
+
+/// Load a port's record. Throws a Failure when the whole document cannot be read.
+StoredRecord LoadRecord(int port);
+
+/// The settings key of the document that has a port's record.
+std::string RecordKey(int port);
+
+/// Clear a port's record, all but its deny count, in this process. Only for when no detection service runs.
+void ForgetRecord(int port);
+
+}  // namespace ctl
+
+#endif

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Requests.h"
+
+#include "Bus.h"
+#include "Failure.h"
+#include "QDInfoEventManager.h"
+
+#include <memory>
+#include <sstream>
+
+#include <json/reader.h>
+
+namespace ctl {
+
+namespace {
+
+constexpr gint64 kReplyTimeoutUs = 5'000'000;  // of the library's senders
+
+}  // namespace
+
+std::string CallService(int type, const srcwatch_event_s& request, const std::string& extra)
+{
+    const Connection connection = ConnectBus();
+    RequireService(connection.get());
+
+    qdinfo::CQDEventSender sender("");
+    sender.AppendArgs(request);
+    std::stringstream reply;
+    const gint64 start = g_get_monotonic_time();
+    const int called = extra.empty() ? sender.Call(type, reply) : sender.Call(type, std::stringstream(extra), reply);
+    if (called == 1) return reply.str();
+    if (g_get_monotonic_time() - start >= kReplyTimeoutUs) {
+        throw Failure("the detection service does not answer in time", kTimedOut);
+    }
+    throw Failure("the call to the detection service failed; --log shows why");
+}
+
+Json::Value CallForDocument(int type, const srcwatch_event_s& request, const std::string& extra)
+{
+    const std::string reply = CallService(type, request, extra);
+    Json::Value document = ParseJson(reply);
+    if (!document.isObject()) {
+        throw Failure("the detection service does not know this request: it replies \"" + reply + "\"");
+    }
+    if (document["error"].isString()) throw Failure("the detection service refuses: " + document["error"].asString());
+    return document;
+}
+
+Json::Value ParseJson(const std::string& text)
+{
+    Json::Value root;
+    std::string errors;
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    try {
+        if (!reader->parse(text.data(), text.data() + text.size(), &root, &errors)) return Json::nullValue;
+    } catch (const Json::Exception&) {  // nested too deep
+        return Json::nullValue;
+    }
+    return root;
+}
+
+}  // namespace ctl

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The settings store, with failures as exceptions.
+#ifndef SRCWATCH_TOOLS_SETTINGS_H
+#define SRCWATCH_TOOLS_SETTINGS_H
+
+#include "srcwatch-host.h"
+
+#include <optional>
+#include <string>
+
+namespace ctl {
+
+/// The text of a setting; nothing when it is absent or a number.
+std::optional<std::string> ReadText(const std::string& key);
+
+/// The number of a setting; nothing when it is absent or a text.
+std::optional<int> ReadNumber(const std::string& key);
+
+/// Write a setting. Throws a Failure when the store refuses.
+void WriteText(const std::string& key, const std::string& text);
+void WriteNumber(const std::string& key, int number);
+
+/// A watch on one setting or, without a key, on all. Ends with the object.
+class SettingsWatch {
+public:
+    /// Throws a Failure when the store cannot be watched.
+    SettingsWatch(const char* key, srcwatch_host_setting_cb callback, void* user_data);
+    SettingsWatch(const SettingsWatch&) = delete;
+    SettingsWatch& operator=(const SettingsWatch&) = delete;
+    ~SettingsWatch();
+
+private:
+    const unsigned m_Id;
+};
+
+}  // namespace ctl
+
+#endif

@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// settings: the platform's settings store.
+#include "Commands.h"
+#include "Failure.h"
+#include "Loop.h"
+#include "Ports.h"
+#include "Settings.h"
+
+#include <memory>
+#include <string>
+
+#include <glib.h>
+
+namespace ctl {
+
+namespace {
+
+const char* const kNoValue = "";  // type of a setting that was removed
+
+const char* TypeName(const srcwatch_host_value* value)
+{
+    if (value == nullptr) return kNoValue;
+    return value->text != nullptr ? "text" : "int";
+}
+
+Json::Value ValueToJson(const srcwatch_host_value* value)
+{
+    if (value == nullptr) return Json::nullValue;
+    return value->text != nullptr ? Json::Value(value->text) : Json::Value(value->number);
+}
+
+Json::Value SettingToJson(const std::string& key, const srcwatch_host_value* value)
+{
+    Json::Value document;
+    document["key"] = key;
+    document["type"] = value == nullptr ? Json::Value() : Json::Value(TypeName(value));
+    document["value"] = ValueToJson(value);
+    return document;
+}
+
+// Nothing when there is no such setting.
+Json::Value ReadSetting(const std::string& key)
+{
+    if (const std::optional<int> number = ReadNumber(key)) {
+        const srcwatch_host_value value{nullptr, *number};
+        return SettingToJson(key, &value);
+    }
+    if (const std::optional<std::string> text = ReadText(key)) {
+        const srcwatch_host_value value{text->c_str(), 0};
+        return SettingToJson(key, &value);
+    }
+    return Json::nullValue;
+}
+
+/* ---- list, get, set ---- */
+
+void List(const std::string& prefix, Output& output)
+{
+    struct Found {
+        const std::string& prefix;
+        Json::Value document{Json::arrayValue};
+        Table table{{"KEY", "TYPE", "VALUE"}, {}};
+    };
+    Found found{prefix};
+    const auto add = [](const char* key, const srcwatch_host_value* value, void* data) {
+        auto& list = *static_cast<Found*>(data);
+        if (std::string(key).rfind(list.prefix, 0) != 0) return;
+        list.document.append(SettingToJson(key, value));
+        list.table.rows.push_back({key, TypeName(value), CellText(ValueToJson(value))});
+    };
+    if (srcwatch_host_list_settings(add, &found) != 0) {
+        throw Failure("the settings store cannot be read; 'srcwatchctl doctor' tells why");
+    }
+    output.Write(found.document, found.table);
+}
+
+void Get(const std::string& key, Output& output)
+{
+    const Json::Value setting = ReadSetting(key);
+    if (setting.isNull()) throw Failure("there is no setting " + key);
+    output.WriteText(setting, CellText(setting["value"]));
+}
+
+enum class ValueType { kAsBefore, kInt, kText };
+
+// A setting keeps its type, because readers of another type fail; a new one is a number when its value reads as one.
+bool IsNumber(const std::string& key, const std::string& value, ValueType type)
+{
+    if (type != ValueType::kAsBefore) return type == ValueType::kInt;
+    const Json::Value before = ReadSetting(key);
+    return before.isNull() ? ParseInt(value).has_value() : before["type"] == "int";
+}
+
+void Set(const std::string& key, const std::string& value, ValueType type, Output& output)
+{
+    if (IsNumber(key, value, type)) {
+        const std::optional<int> number = ParseInt(value);
+        if (!number) throw Failure(key + " is a number, and '" + value + "' is no 32-bit number", kUsage);
+        WriteNumber(key, *number);
+    } else {
+        if (!g_utf8_validate(value.c_str(), -1, nullptr)) throw Failure("the value is no valid UTF-8", kUsage);
+        WriteText(key, value);
+    }
+    output.Say(ReadSetting(key), key + " = " + value);
+}
+
+/* ---- watch ---- */
+
+class Watch {
+public:
+    Watch(Output& output, unsigned long count) : m_Output(output), m_Count(count) {}
+
+    Loop::End Run(const std::string& key, std::optional<double> seconds)
+    {
+        const SettingsWatch watch(key.empty() ? nullptr : key.c_str(), OnWritten, this);
+        m_Output.BeginStream();
+        const Loop::End end = m_Loop.Run(seconds);
+        m_Output.EndStream();
+        return end;
+    }
+
+private:
+    static void OnWritten(const char* key, const srcwatch_host_value* value, void* self)
+    {
+        auto& watch = *static_cast<Watch*>(self);
+        watch.m_Loop.Guard([&] { watch.Show(key, value); });
+    }
+
+    void Show(const char* key, const srcwatch_host_value* value)
+    {
+        m_Output.Element(SettingToJson(key, value),
+                         {key, value == nullptr ? "removed" : TypeName(value), CellText(ValueToJson(value))});
+        if (m_Count != 0 && ++m_Shown == m_Count) m_Loop.Quit();
+    }
+
+    Output& m_Output;
+    const unsigned long m_Count;  // of writes to show; 0 means all that come
+    unsigned long m_Shown = 0;
+    Loop m_Loop;
+};
+
+void RunWatch(const std::string& key, unsigned long count, std::optional<double> seconds, Output& output)
+{
+    const Loop::End end = Watch(output, count).Run(key, seconds);
+    if (end == Loop::End::kTimedOut) throw Failure("settings watch: time is up", kTimedOut);
+}
+
+/* ---- arguments ---- */
+
+std::string WhatIsWrongWithKey(const std::string& key)
+{
+    if (key.rfind("db/", 0) == 0 || key.rfind("memory/", 0) == 0) return "";
+    return "'" + key + "' is no key: keys begin with db/ or memory/";
+}
+
+CLI::Option* AddKey(CLI::App* command, std::string& key)
+{
+    return command->add_option("KEY", key, "Key, beginning with db/ or memory/")
+        ->type_name("")
+        ->check(WhatIsWrongWithKey);
+}
+
+struct SetOptions {
+    std::string key;
+    std::string value;
+    ValueType type = ValueType::kAsBefore;
+};
+
+void AddSet(CLI::App* settings, Output& output)
+{
+    const auto options = std::make_shared<SetOptions>();
+    CLI::App* const set = settings->add_subcommand("set", "Write a setting");
+    AddKey(set, options->key)->required();
+    set->add_option("VALUE", options->value, "Value; its type is the setting's, or else what it looks like")
+        ->required()
+        ->type_name("");
+    CLI::Option* const number = set->add_flag_callback(
+        "--int", [=] { options->type = ValueType::kInt; }, "Write a number");
+    set->add_flag_callback(
+           "--text", [=] { options->type = ValueType::kText; }, "Write a text")
+        ->excludes(number);
+    set->callback([=, &output] { Set(options->key, options->value, options->type, output); });
+}
+
+void AddWatch(CLI::App* settings, Output& output)
+{
+    const auto key = std::make_shared<std::string>();
+    const auto count = std::make_shared<unsigned long>(0);
+    const auto timeout = std::make_shared<std::optional<double>>();
+    CLI::App* const watch =
+        settings->add_subcommand("watch", "Show the writes to a setting, or to all, as they happen");
+    AddKey(watch, *key);
+    watch->add_option("--count", *count, "End after this many writes")
+        ->type_name("N")
+        ->check(CLI::Range(1UL, 1000000000UL));
+    AddTimeout(watch, *timeout, "End, with exit code 3, after this time");
+    watch->callback([=, &output] { RunWatch(*key, *count, *timeout, output); });
+}
+
+}  // namespace
+
+void AddSettingsCommands(CLI::App& app, Output& output)
+{
+    CLI::App* const settings = app.add_subcommand("settings", "Look at and change the settings store");
+    settings->require_subcommand(1);
+
+    const auto key = std::make_shared<std::string>();
+    CLI::App* const list = settings->add_subcommand("list", "List the settings");
+    list->add_option("PREFIX", *key, "Only the keys that begin so")->type_name("");
+    list->callback([=, &output] { List(*key, output); });
+
+    CLI::App* const get = settings->add_subcommand("get", "Print the value of a setting, as it is");
+    AddKey(get, *key)->required();
+    get->callback([=, &output] { Get(*key, output); });
+
+    AddSet(settings, output);
+    AddWatch(settings, output);
+}
+
+}  // namespace ctl

@@ -1,0 +1,237 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// features, twc, stats: states of the TV and of the detection.
+#include "Commands.h"
+#include "Documents.h"
+#include "Failure.h"
+#include "Ports.h"
+#include "QDInfoCommon.h"
+#include "Settings.h"
+#include "srcwatch-api.h"
+
+#include <array>
+#include <memory>
+
+#include <Protocol.h>
+#include <system_info.h>
+
+namespace ctl {
+
+namespace {
+
+/* ---- features ---- */
+
+struct Feature {
+    const char* name;
+    const char* function;
+    Json::Value (*ask)();
+};
+constexpr Feature kFeatures[] = {
+    {"hdmi_count", "get_hdmi_count", []() -> Json::Value { return get_hdmi_count(); }},
+    {"hotplug_enabled", "srcwatch_is_HotPlug_enable", []() -> Json::Value { return srcwatch_is_HotPlug_enable(); }},
+    {"hotplug_running", "srcwatch_is_HotPlug_progress", []() -> Json::Value { return srcwatch_is_HotPlug_progress(); }},
+    {"mvpd_enabled", "srcwatch_is_MVPD_enable", []() -> Json::Value { return srcwatch_is_MVPD_enable(); }},
+    {"notification_shown", "srcwatch_Is_hdmi_notification_running",
+     []() -> Json::Value { return srcwatch_Is_hdmi_notification_running(); }},
+    {"no_device", "srcwatch_is_no_device", []() -> Json::Value { return srcwatch_is_no_device(); }},
+};
+
+struct Switch {
+    const char* name;
+    const char* key;
+};
+constexpr Switch kSwitches[] = {
+    {"calvix_remote", "com.korvane/featureconf/bt_profile_bt_calvix"},
+    {"infrared_remote", "com.korvane/featureconf/cx_core_ir_tavrin"},
+};
+
+// Null where the platform does not tell.
+Json::Value ReadSwitch(const char* key)
+{
+    bool on = false;
+    if (system_info_get_custom_bool(key, &on) != 0) return Json::nullValue;
+    return on;
+}
+
+Cell StateCell(const Json::Value& value)
+{
+    if (!value.isBool()) return {value.isNull() ? "unknown" : CellText(value)};
+    return value.asBool() ? Cell("yes", Colour::kGood) : Cell("no", Colour::kDim);
+}
+
+void ShowFeatures(Output& output)
+{
+    Json::Value document;
+    Table table{{"FEATURE", "STATE", "FROM"}, {}};
+    for (const Feature& feature : kFeatures) {
+        document[feature.name] = feature.ask();
+        table.rows.push_back({feature.name, StateCell(document[feature.name]), feature.function});
+    }
+    for (const Switch& feature : kSwitches) {
+        document[feature.name] = ReadSwitch(feature.key);
+        table.rows.push_back({feature.name, StateCell(document[feature.name]), feature.key});
+    }
+    output.Write(document, table);
+}
+
+/* ---- twc ---- */
+
+const char* TwcStateName(int status)
+{
+    switch (status) {
+        case SRCWATCH_TWC_NO_SET_TOP_BOX:
+            return "no set-top box";
+        case SRCWATCH_TWC_WAITING:
+            return "waiting for a channel";
+        case SRCWATCH_TWC_TUNED:
+            return "tuned";
+        default:
+            return status < 0 ? "no check" : "unknown";
+    }
+}
+
+void ShowTwc(Output& output)
+{
+    const int status = srcwatch_is_TWC();
+    const std::optional<int> sequence = ReadNumber(VCONF_TWC_SEQ_ID);
+    const std::optional<int> frames = ReadNumber(VCONF_TWC_FRAME_COUNT);
+    Json::Value document;
+    document["status"] = status;
+    document["state"] = TwcStateName(status);
+    document["sequence"] = sequence ? Json::Value(*sequence) : Json::Value();
+    document["frames"] = frames ? Json::Value(*frames) : Json::Value();
+    output.Write(document, Table{{"STATE", "STATUS", "SEQUENCE", "FRAMES"},
+                                 {{TwcStateName(status), std::to_string(status), CellText(document["sequence"]),
+                                   CellText(document["frames"])}}});
+}
+
+constexpr int kTwcStart = 2010;  // plus the port
+constexpr int kTwcEnd = 2020;    // plus the port
+
+// The library does not tell whether its writes succeeded.
+void Require(const std::string& key, int value)
+{
+    if (ReadNumber(key) != value) throw Failure(key + " could not be written; 'srcwatchctl doctor' tells why");
+}
+
+void SayTwc(const char* command, int port, Output& output)
+{
+    Json::Value document;
+    document["command"] = std::string("twc ") + command;
+    document["port"] = port;
+    output.Say(document, document["command"].asString() + " for " + PortName(port) + ": sent");
+}
+
+void StartTwc(int port, Output& output)
+{
+    srcwatch_TWC_check_start(port);
+    Require(VCONF_SCAN_PROGRESS, kTwcStart + port);
+    SayTwc("start", port, output);
+}
+
+void EndTwc(int port, Output& output)
+{
+    srcwatch_TWC_check_end(port);
+    Require(VCONF_SCAN_PROGRESS, kTwcEnd + port);
+    SayTwc("end", port, output);
+}
+
+void ReportTuned(int sequence, int frames, Output& output)
+{
+    srcwatch_TWC_is_channeltuned(sequence, frames);
+    Require(VCONF_TWC_SEQ_ID, sequence);
+    Json::Value document;
+    document["command"] = "twc tuned";
+    document["sequence"] = sequence;
+    document["frames"] = frames;
+    output.Say(document, "twc tuned: reported");
+}
+
+CLI::Option* AddTwcPort(CLI::App* command, int& port)
+{
+    return AddPort(command, "PORT", port)->description("Port: 0 to 7")->check(CLI::Range(0, 7));
+}
+
+void AddTwc(CLI::App& app, Output& output)
+{
+    const auto port = std::make_shared<int>();
+    const auto sequence = std::make_shared<int>();
+    const auto frames = std::make_shared<int>();
+    CLI::App* const twc = app.add_subcommand("twc", "Command the TWC check of a port, or show its state");
+    twc->require_subcommand(0, 1);
+    twc->callback([=, &output] {
+        if (twc->get_subcommands().empty()) ShowTwc(output);
+    });
+    twc->add_subcommand("status", "Show the state of the check, as without a command")->callback([&output] {
+        ShowTwc(output);
+    });
+
+    CLI::App* const start = twc->add_subcommand("start", "Start the check of a port");
+    AddTwcPort(start, *port);
+    start->callback([=, &output] { StartTwc(*port, output); });
+
+    CLI::App* const end = twc->add_subcommand("end", "End the check of a port");
+    AddTwcPort(end, *port);
+    end->callback([=, &output] { EndTwc(*port, output); });
+
+    CLI::App* const tuned = twc->add_subcommand("tuned", "Report a tuned channel to the check");
+    tuned->add_option("SEQUENCE", *sequence, "Sequence identifier")->required()->type_name("");
+    tuned->add_option("FRAMES", *frames, "Frame count")->required()->type_name("");
+    tuned->callback([=, &output] { ReportTuned(*sequence, *frames, output); });
+}
+
+/* ---- stats ---- */
+
+constexpr std::size_t kStatisticsPorts = 8;  // that the library's function fills
+
+[[noreturn]] void ThrowUnreadable()
+{
+    throw Failure("the document in " + VCONF_SPD_AKSV_1 + " cannot be read; 'srcwatchctl doctor' tells why");
+}
+
+// The library gives no entry where there is no document, and also where it cannot read the one that is there.
+void RequireReadable()
+{
+    const std::optional<std::string> text = ReadText(VCONF_SPD_AKSV_1);
+    if (text && !ValidateText(*text, DocumentKind::kStatistics).faults.empty()) ThrowUnreadable();
+}
+
+void ShowStatistics(Output& output)
+{
+    std::array<srcwatch_kpi_info_s, kStatisticsPorts> entries{};
+    if (srcwatch_get_all_device_kpi_info(entries.data()) != SRCWATCH_OK) ThrowUnreadable();
+    Json::Value document(Json::arrayValue);
+    Table table{{"PORT", "INPUT", "TIME", "VENDOR", "PRODUCT", "RESULT"}, {}};
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const srcwatch_kpi_info_s& entry = entries[i];
+        if (entry.hdmi_no == 0) continue;  // untouched: the port has no entry
+        Json::Value json;
+        json["port"] = static_cast<int>(i);
+        json["hdmi_no"] = entry.hdmi_no;
+        json["t"] = entry.t;
+        json["spd_vendor"] = entry.spd_vendor;
+        json["spd_product"] = entry.spd_product;
+        json["result_first"] = entry.result_first;
+        document.append(json);
+        const std::string time = entry.t < 0 ? "" : std::to_string(entry.t) + " ms";
+        table.rows.push_back({std::to_string(i), PortName(static_cast<int>(i)), time, entry.spd_vendor,
+                              entry.spd_product, entry.result_first});
+    }
+    if (document.empty()) RequireReadable();
+    output.Write(document, table);
+}
+
+}  // namespace
+
+void AddStateCommands(CLI::App& app, Output& output)
+{
+    app.add_subcommand("features", "Show what the TV supports and what is running")->callback([&output] {
+        ShowFeatures(output);
+    });
+    AddTwc(app, output);
+    app.add_subcommand("stats", "Show the statistics of the last detection on each HDMI port")->callback([&output] {
+        ShowStatistics(output);
+    });
+}
+
+}  // namespace ctl
