@@ -107,7 +107,7 @@ private:
     SRCWATCH_LOCAL CQDInfoActivityInfo& At(int port);
 
     std::vector<CQDInfoActivityInfo> t_ActivityInfo;  // element i is HDMI port i
-    int m_nActivityIndex;                             // part of the layout; nothing uses it after construction
+    int m_nActivityIndex __attribute__((unused));     // part of the layout; nothing uses it after construction
     CQDInfoActivityInfo m_OpticalActivityInfo;
 };
 
