@@ -10,8 +10,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-extern char** environ;
-
 namespace srcwatch_test {
 
 Child::Child(std::vector<std::string> command)
@@ -20,6 +18,7 @@ Child::Child(std::vector<std::string> command)
     int output[2];
     if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (std::string& argument : command) arguments.push_back(argument.data());
     arguments.push_back(nullptr);
 
@@ -71,7 +70,7 @@ std::string Child::ReadLine(std::chrono::milliseconds deadline)
         if (!ReadMore(deadline)) return std::string();
         end = m_read.find('\n');
     }
-    const std::string line = m_read.substr(0, end);
+    std::string line = m_read.substr(0, end);
     m_read.erase(0, end + 1);
     return line;
 }

@@ -18,7 +18,7 @@ using qdinfo::CQDEventSender;
 int Restarts()
 {
     const char* number = std::getenv("SRCWATCH_TEST_BUS_RESTARTS");
-    return number != nullptr ? std::atoi(number) : 100;
+    return number != nullptr ? static_cast<int>(std::strtol(number, nullptr, 10)) : 100;
 }
 
 std::size_t Descriptors()

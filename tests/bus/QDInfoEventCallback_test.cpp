@@ -17,7 +17,7 @@ using testing::StartsWith;
 
 class EventCallback : public BusTest {
 protected:
-    ~EventCallback() override { srcwatch_unregister_event_callback(&Deliveries::Callback); }
+    void TearDown() override { srcwatch_unregister_event_callback(&Deliveries::Callback); }
 
     int Register() { return Register(deliveries); }
 

@@ -18,7 +18,7 @@ using testing::IsEmpty;
 class GioCalls : public BusTest {
 protected:
     GioCalls() { TheGioProbe() = GioProbe(); }
-    ~GioCalls() override { TheGioProbe() = GioProbe(); }
+    void TearDown() override { TheGioProbe() = GioProbe(); }
 
     GioProbe& probe = TheGioProbe();
 };

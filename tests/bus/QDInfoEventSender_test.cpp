@@ -25,7 +25,7 @@ const std::string kMessageLine = "E m_Call: sizeOfMsgData:44  MsgData:" + std::s
 class Service {
 public:
     // Answers calls of the channel's method with the body; GetAll, with which a proxy begins, with no properties.
-    explicit Service(std::function<GVariant*(const BusMessage&)> body)
+    explicit Service(const std::function<GVariant*(const BusMessage&)>& body)
     {
         peer.AnswerWith([body](const BusMessage& call) {
             return call.member == "GetAll" ? g_variant_new_parsed("(@a{sv} {},)") : body(call);
@@ -174,6 +174,7 @@ TEST_F(EventSender, SendsWholeMessagesInOrderFromManyThreads)
 {
     constexpr int kThreads = 8;
     constexpr int kEach = 100;
+    constexpr std::size_t kAll = 2UL * kThreads * kEach;
     CQDEventSender shared(kChannel);
     const auto sendAll = [&shared](int thread) {
         CQDEventSender own(kChannel);
@@ -185,11 +186,12 @@ TEST_F(EventSender, SendsWholeMessagesInOrderFromManyThreads)
     };
 
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int thread = 0; thread < kThreads; ++thread) threads.emplace_back(sendAll, thread);
     for (std::thread& thread : threads) thread.join();
 
-    const std::vector<BusMessage> signals = peer.WaitForSignals(2 * kThreads * kEach);
-    ASSERT_EQ(signals.size(), 2U * kThreads * kEach);
+    const std::vector<BusMessage> signals = peer.WaitForSignals(kAll);
+    ASSERT_EQ(signals.size(), kAll);
     std::array<int, kThreads> next{};
     for (const BusMessage& signal : signals) {
         if (signal.type < 100) {
@@ -417,7 +419,7 @@ protected:
         EXPECT_TRUE(WaitUntil([this] { return g_dbus_connection_is_closed(connection) != FALSE; }));
         TakeLog();
     }
-    ~BrokenSender() override { g_object_unref(connection); }
+    void TearDown() override { g_object_unref(connection); }
 
     GDBusConnection* connection = nullptr;  // the shared one
 };

@@ -115,6 +115,7 @@ TEST_F(Threads, OfQueriesGoOnWhileAnotherRegistersAndUnregisters)
     std::atomic<bool> isOver{false};
     std::atomic<int> bad{0};
     std::vector<std::thread> threads;
+    threads.reserve(16);
     for (int thread = 0; thread < 16; ++thread) {
         threads.emplace_back([&, thread] {
             while (!isOver) {
@@ -182,6 +183,7 @@ TEST_F(Threads, MayChangeTheTableWhileSignalsAreHandled)
     SyncSharedConnection();
     std::atomic<bool> isOver{false};
     std::vector<std::thread> threads;
+    threads.reserve(16);
     for (int thread = 0; thread < 4; ++thread) {
         threads.emplace_back([&, thread] {
             while (!isOver) {

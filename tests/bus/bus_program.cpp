@@ -120,7 +120,7 @@ void RunServiceCommand(std::istringstream& words)
         srcwatch_set_source_info(number, 0);
         Print("saved");
     } else {
-        CQDEventSender("").SendEvent(number, std::atol(text.c_str()), 0, 0);
+        CQDEventSender("").SendEvent(number, std::strtol(text.c_str(), nullptr, 10), 0, 0);
         Print("sent");
     }
 }
@@ -169,7 +169,7 @@ int main(int argc, char** argv)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     const std::string verb = argc > 1 ? argv[1] : "";
-    if (verb == "send" && argc == 4) return Send(argv[2], std::atol(argv[3]));
+    if (verb == "send" && argc == 4) return Send(argv[2], std::strtol(argv[3], nullptr, 10));
     if (verb == "fork") return SendAndFork();
     if (verb == "service") return RunService();
     if (verb == "application") return RunApplication();
