@@ -143,10 +143,9 @@ void RunWait(const WaitOptions& options, Output& output)
     const std::string what =
         type ? "device type " + std::to_string(*type) + " (" + DeviceTypeName(*type) + ")" : "device";
     const Loop::End end = TypeWait(options.port, type).Run(options.timeout);
-    if (end == Loop::End::kTimedOut)
-        throw Failure("no " + what + " on " + PortName(options.port) + " in time", kTimedOut);
-    if (end == Loop::End::kInterrupted)
-        throw Failure("interrupted before " + PortName(options.port) + " had that " + what);
+    const std::string missing = "no " + what + " on " + PortName(options.port);
+    if (end == Loop::End::kTimedOut) throw Failure(missing + " in time", kTimedOut);
+    if (end == Loop::End::kInterrupted) throw Failure("interrupted; " + missing + " yet");
     int found = 0;
     (void)srcwatch_get_product_type_name(options.port, &found);  // has just been read
     output.Say(PortDocument(options.port),
