@@ -93,7 +93,7 @@ TEST_F(BusLoss, AgainAndAgainCostsNoDescriptorsThreadsOrMemory)
     }
 
     EXPECT_LE(Descriptors(), descriptors);
-    EXPECT_LE(Threads(), threads);
+    EXPECT_LE(Threads(), threads + 2);  // idle threads of GLib's pool come and go
     RecordProperty("kilobytes_before", std::to_string(memory));
     RecordProperty("kilobytes_after", std::to_string(ResidentKilobytes()));
 #if !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
