@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Stored documents of chosen sizes, with the texts that real devices bring along.
+#ifndef SRCWATCH_BENCH_DOCUMENTS_H
+#define SRCWATCH_BENCH_DOCUMENTS_H
+
+#include <string>
+#include <vector>
+
+#include <json/json.h>
+
+namespace bench {
+
+constexpr const char* kActivityKey = "db/srcwatch-service/source-activity";
+constexpr const char* kStatisticsKey = "db/srcwatch-service/spd_aksv_1";
+
+/// What is stored of one device, as plain members.
+struct Record {
+    int port;
+    int type;
+    std::string brand;
+    std::string device;
+    std::string provider;
+    std::string codeset;
+    std::string cecName;
+    std::string aksv;
+};
+
+/// The records of so many ports.
+std::vector<Record> Records(int count);
+/// The document of one record, made in the way that costs the least.
+Json::Value Document(const Record& record);
+
+/// The activity document with so many records.
+Json::Value ActivityDocument(int records);
+/// The statistics document with so many entries, on the ports 0 to 7 in turn.
+Json::Value StatisticsDocument(int entries);
+/// As the library writes it.
+std::string TextOf(const Json::Value& document);
+
+}  // namespace bench
+
+#endif

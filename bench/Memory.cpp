@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Memory.h"
+
+#include <cstdio>
+#include <memory>
+
+namespace bench {
+namespace {
+
+// -1 when the kernel does not tell.
+long PrivateMemory()
+{
+    const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(std::fopen("/proc/self/smaps_rollup", "re"),
+                                                                  &std::fclose);
+    if (!file) return -1;
+    long sum = 0;
+    char line[256];
+    while (std::fgets(line, sizeof(line), file.get()) != nullptr) {
+        long size = 0;
+        if (std::sscanf(line, "Private_Clean: %ld", &size) == 1 ||
+            std::sscanf(line, "Private_Dirty: %ld", &size) == 1) {
+            sum += size;
+        }
+    }
+    return sum;
+}
+
+}  // namespace
+
+int TellMemory()
+{
+    const long memory = PrivateMemory();
+    std::printf("%ld\n", memory);
+    std::fflush(stdout);
+    while (std::getchar() != EOF) {
+    }
+    return memory < 0 ? 1 : 0;
+}
+
+}  // namespace bench

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the host platform's settings store adds to a query over settings in memory.
+#include "Child.h"
+#include "Documents.h"
+#include "MemoryPlatform.h"
+#include "srcwatch-api.h"
+
+#include <string>
+
+#include <benchmark/benchmark.h>
+#include <vconf.h>
+
+namespace {
+
+constexpr int kKeys = 16;
+
+// The document among other settings, in the store that is in use.
+void StoreSettings()
+{
+    for (int i = 1; i < kKeys; ++i) {
+        const std::string key = "db/srcwatch-service/other-setting-" + std::to_string(i);
+        bench::Require(vconf_set_int(key.c_str(), i) == 0, "cannot write the settings");
+    }
+    const std::string document = bench::TextOf(bench::ActivityDocument(8));
+    bench::Require(vconf_set_str(bench::kActivityKey, document.c_str()) == 0, "cannot write the settings");
+}
+
+void Queries(benchmark::State& state)
+{
+    char text[SRCWATCH_TEXT_SIZE];
+    int port = 0;
+    for (auto _ : state) {
+        if (srcwatch_get_model_name(text, port++ % 8) != SRCWATCH_OK) state.SkipWithError("the query failed");
+        benchmark::DoNotOptimize(text);
+    }
+    if (text[0] == '\0') state.SkipWithError("the query read nothing");
+}
+
+void QueryOverMemory(benchmark::State& state)
+{
+    const std::int64_t before = bench::MemoryReads();
+    Queries(state);
+    if (bench::MemoryReads() - before != static_cast<std::int64_t>(state.iterations())) {
+        state.SkipWithError("the settings in memory were not read once by each query");
+    }
+}
+
+void QueryOverHost(benchmark::State& state)
+{
+    bench::UseHostPlatform(true);
+    const std::int64_t before = bench::MemoryReads();
+    Queries(state);
+    if (bench::MemoryReads() != before) state.SkipWithError("the settings in memory were read");
+    bench::UseHostPlatform(false);
+}
+
+BENCHMARK(QueryOverMemory);
+BENCHMARK(QueryOverHost);
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    bench::PrivatePlace("SRCWATCH_STATE_DIR");
+    bench::PrivatePlace("SRCWATCH_RUN_DIR");
+    StoreSettings();
+    bench::UseHostPlatform(true);
+    StoreSettings();
+    bench::UseHostPlatform(false);
+
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
