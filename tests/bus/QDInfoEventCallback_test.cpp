@@ -249,7 +249,10 @@ protected:
 TEST_F(CallbackInside, MayUnregisterItself)
 {
     int result = 0;
-    RunOnce([&] { result = Unregister(); });
+    RunOnce([&] {
+        result = Unregister();
+        EXPECT_FALSE(Logged("E ~CQDEventReciever: end"));  // not before the callback has returned
+    });
 
     EXPECT_EQ(result, 1);
     EXPECT_EQ(Unregister(), 0);
