@@ -31,7 +31,7 @@ namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto kProcessDeadline = std::chrono::seconds(120);
-constexpr auto kDeadline = std::chrono::seconds(10);
+constexpr auto kDeadline = std::chrono::seconds(60);  // a busy disk takes seconds for one durable write
 constexpr auto kPollInterval = std::chrono::milliseconds(1);
 
 bool WaitUntil(Clock::time_point deadline, const std::function<bool()>& condition)

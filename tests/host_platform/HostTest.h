@@ -72,7 +72,7 @@ private:
     std::vector<std::pair<std::string, std::string>> m_environment;
 };
 
-// Waits for a condition; false when it does not come true within ten seconds.
+// Waits for a condition; false when it does not come true within a minute.
 bool Eventually(const std::function<bool()>& condition);
 
 std::string ReadFile(const std::string& path);
