@@ -19,6 +19,8 @@
 
 namespace qdinfo {
 
+struct CallSite;
+
 /**
  * Sends events on a channel: as a signal to everybody, or as a method call to the service.
  *
@@ -135,7 +137,7 @@ private:
     SRCWATCH_LOCAL void m_Subscribe();
     SRCWATCH_LOCAL void m_BorrowConnection(GDBusConnection* connection);
     SRCWATCH_LOCAL void m_HandleMessage(int type, const char* text);
-    SRCWATCH_LOCAL void m_EmptyInStream();
+    SRCWATCH_LOCAL static void m_Announce(const CallSite& site, void* receiver, int type);
 
     static void m_BusAcquiredHandler(GDBusConnection* connection, const char* name, void* receiver);
     static void m_NameAcquiredHandler(GDBusConnection* connection, const char* name, void* receiver);

@@ -108,12 +108,22 @@ void Empty(std::stringstream& stream)
     stream.str(std::string());
 }
 
-// Also undoes what a callback may have done to a stream of the receiver: its format, locale and exceptions.
+// Of a stream as it is made in the "C" locale. Outlives static receivers of the host.
+const std::ios& PlainFormat()
+{
+    static const std::ios& plain = *[] {
+        auto* made = new std::ios(nullptr);
+        made->imbue(std::locale::classic());
+        return made;
+    }();
+    return plain;
+}
+
+// Numbers are written and read without the host's digit grouping. Also undoes what a callback may have done to a stream
+// of the receiver: its format, locale and exceptions.
 void Renew(std::stringstream& stream)
 {
-    std::ios plain(nullptr);
-    plain.imbue(std::locale::classic());  // numbers without the host's digit grouping
-    stream.copyfmt(plain);
+    stream.copyfmt(PlainFormat());
     Empty(stream);
 }
 
@@ -141,6 +151,7 @@ CQDEventSender::CQDEventSender(std::string name)
     : m_Name(std::move(name)), m_Event(), m_pConnection(nullptr), m_pProxy(nullptr), m_bUnflushed(false)
 {
     if (m_Name.empty()) m_Name = QDINFO_BUS_NAME;
+    Renew(m_MsgStream);
 }
 
 CQDEventSender::~CQDEventSender()
@@ -348,7 +359,7 @@ int CQDEventSender::m_SendExternalEvent()
 // when there was no memory for all of it, which the stream keeps to itself.
 bool CQDEventSender::m_BuildMessage(const std::stringstream& extra, std::string& message)
 {
-    Renew(m_MsgStream);
+    Empty(m_MsgStream);
     m_ConvertEventToStream();
     if (&extra != &m_MsgStream) m_MsgStream << extra.str() << QDINFO_FIELD_SEPARATOR;
     message = m_MsgStream.str();
@@ -683,25 +694,24 @@ void CQDEventReciever::m_BusAcquiredHandler(GDBusConnection* connection, const c
 void CQDEventReciever::m_NameAcquiredHandler(GDBusConnection*, const char*, void* receiver)
 {
     QDLOG(QDLOG_ERROR, "Registered on DBus");
-    if (receiver == nullptr) {
-        QDLOG(QDLOG_ERROR, "Assertion failed");
-        return;
-    }
-    const HandlerScope scope(receiver);
-    if (!scope.Alive()) return;
-    CQDEventSender(static_cast<CQDEventReciever*>(receiver)->m_Name).SendEvent(SRCWATCH_EVENT_SERVICE_STARTED);
+    m_Announce(CallSite::Here(), receiver, SRCWATCH_EVENT_SERVICE_STARTED);
 }
 
 void CQDEventReciever::m_NameLostHandler(GDBusConnection*, const char*, void* receiver)
 {
     QDLOG(QDLOG_ERROR, "HANDLER: name_lost_handler");
+    m_Announce(CallSite::Here(), receiver, SRCWATCH_EVENT_SERVICE_STOPPED);
+}
+
+void CQDEventReciever::m_Announce(const CallSite& site, void* receiver, int type)
+{
     if (receiver == nullptr) {
-        QDLOG(QDLOG_ERROR, "Assertion failed");
+        QDLOG_AT(site, QDLOG_ERROR, "Assertion failed");
         return;
     }
     const HandlerScope scope(receiver);
     if (!scope.Alive()) return;
-    CQDEventSender(static_cast<CQDEventReciever*>(receiver)->m_Name).SendEvent(SRCWATCH_EVENT_SERVICE_STOPPED);
+    CQDEventSender(static_cast<CQDEventReciever*>(receiver)->m_Name).SendEvent(type);
 }
 
 void CQDEventReciever::m_SignalHandler(GDBusConnection*, const char*, const char*, const char*, const char*,
@@ -727,7 +737,7 @@ void CQDEventReciever::m_SignalHandler(GDBusConnection*, const char*, const char
 
     self->m_HandleMessage(type, text);  // Deliberate: the reply stream keeps what callbacks write on this path.
     if (!scope.Alive()) return;
-    self->m_EmptyInStream();
+    Empty(self->m_InStream);
     QDLOG(QDLOG_DEBUG, "signal end");
 }
 
@@ -759,7 +769,7 @@ void CQDEventReciever::m_MethodCallHandler(GDBusConnection*, const char*, const 
     self->m_HandleMessage(type, text);
     std::string reply;
     if (scope.Alive()) {
-        self->m_EmptyInStream();
+        Empty(self->m_InStream);
         reply = self->m_OutStream.str();
         MakeValidUtf8(reply);
     }
@@ -770,15 +780,13 @@ void CQDEventReciever::m_MethodCallHandler(GDBusConnection*, const char*, const 
 // Decodes a message and calls the callback of its type. The receiver may be gone afterwards.
 void CQDEventReciever::m_HandleMessage(int type, const char* text)
 {
-    Renew(m_InStream);
+    Renew(m_InStream);  // a callback may run the main loop: a message within another's
     m_InStream.str(text);
     srcwatch_event_s event{};
     event.type = type;
     m_ConvertStreamToEvent(event);
     m_ProcessHandleEvent(&event);
 }
-
-void CQDEventReciever::m_EmptyInStream() { Renew(m_InStream); }
 
 void CQDEventReciever::m_ConvertStreamToEvent(srcwatch_event_s& event)
 {
