@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The service's command line: what it refuses, and how it says so.
+// The service's command line: what it refuses, how it says so, and that its manual page knows it.
+#include "Options.h"
 #include "ServiceTest.h"
 
 #include <filesystem>
+#include <regex>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -47,6 +50,39 @@ TEST_F(CommandLine, TellsItsOptions)
         EXPECT_NE(outcome.output.find(option), std::string::npos) << option << '\n' << outcome.output;
     }
     EXPECT_EQ(outcome.errors, "");
+}
+
+// The options that the manual page describes: those of the lines that begin an entry of their section.
+Options OptionsOfTheManPage()
+{
+    std::istringstream page(std::regex_replace(ReadFile(SRCWATCH_SERVICE_MANUAL), std::regex("\\\\-"), "-"));
+    Options options;
+    bool wanted = false;
+    std::string before;
+    for (std::string line; std::getline(page, line); before = line) {
+        if (line.rfind(".SH ", 0) == 0) wanted = line == ".SH OPTIONS";
+        if (wanted && before == ".TP") options.merge(OptionsIn(line));
+    }
+    return options;
+}
+
+// The options that a help text lists: those before the column of what they do.
+Options OptionsOfTheHelp(const std::string& help)
+{
+    std::istringstream lines(help);
+    Options options;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.rfind("  -", 0) == 0) options.merge(OptionsIn(line.substr(0, line.find("  ", 2))));
+    }
+    return options;
+}
+
+TEST_F(CommandLine, HasTheOptionsOfTheManualPageAndNoOthers)
+{
+    const Options options = OptionsOfTheHelp(Run({"--help"}).output);
+
+    EXPECT_EQ(options.count("--inputs"), 1U);
+    EXPECT_EQ(OptionsOfTheManPage(), options);
 }
 
 TEST_F(CommandLine, RefusesWrongUsageWithTwo)

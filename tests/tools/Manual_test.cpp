@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The man page and the completions know the commands and options that the program has, and no others.
+#include "Options.h"
 #include "ToolTest.h"
 
 #include <fstream>
 #include <regex>
-#include <set>
 #include <sstream>
 
 #include <gmock/gmock.h>
@@ -13,16 +13,6 @@
 namespace {
 
 using namespace srcwatch_test;
-
-using Options = std::set<std::string>;
-
-Options OptionsIn(const std::string& text)
-{
-    static const std::regex kOption("(^|[ ,|(\"])(--?[a-z][a-z-]*)");
-    Options options;
-    for (std::sregex_iterator it(text.begin(), text.end(), kOption), end; it != end; ++it) options.insert((*it)[2]);
-    return options;
-}
 
 std::string ToolsFile(const std::string& name)
 {
