@@ -9,6 +9,7 @@
 #include "Ports.h"
 #include "Records.h"
 #include "Requests.h"
+#include "Settings.h"
 #include "srcwatch-api.h"
 
 #include <algorithm>
@@ -53,6 +54,7 @@ Row ListRow(int port)
 
 void List(Output& output)
 {
+    RequireSettings();
     Json::Value document(Json::arrayValue);
     Table table{{"PORT", "INPUT", "TYPE", "NAME", "DETAIL", "PROVIDER", "CODESET", "STATE"}, {}};
     for (const int port : AllPorts()) {
@@ -93,6 +95,7 @@ Lookup Find(int port, const std::string& field)
 
 void Get(int port, const std::string& field, Output& output)
 {
+    RequireSettings();
     const Lookup found = Find(port, field);
     if (found.value.isNull() && found.result == SRCWATCH_OK) {
         throw Failure(found.source + " gives no " + field + " for the device type of port " + std::to_string(port));

@@ -4,6 +4,7 @@
 #include "Answers.h"
 #include "Ports.h"
 #include "Records.h"
+#include "Settings.h"
 #include "srcwatch-api.h"
 
 namespace ctl {
@@ -35,6 +36,7 @@ Json::Value PortDocument(int port)
 
 void ShowPort(int port, Output& output)
 {
+    RequireSettings();
     const std::vector<Answer> answers = AskAll(port);
     Json::Value document = PortDocument(port);
     document["answers"] = AnswersToJson(answers);

@@ -96,6 +96,7 @@ Status GetStatus()
 
 void ShowStatus(Output& output)
 {
+    RequireSettings();
     const Status status = GetStatus();
     Json::Value document;
     document["result"] = status.result;

@@ -10,6 +10,14 @@
 
 namespace ctl {
 
+void RequireSettings()
+{
+    const auto ignore = [](const char*, const srcwatch_host_value*, void*) {};
+    if (srcwatch_host_list_settings(ignore, nullptr) != 0) {
+        throw Failure("the settings store cannot be read; 'srcwatchctl doctor' tells why");
+    }
+}
+
 std::optional<std::string> ReadText(const std::string& key)
 {
     const std::unique_ptr<char, decltype(&std::free)> text(vconf_get_str(key.c_str()), std::free);

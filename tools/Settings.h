@@ -11,6 +11,9 @@
 
 namespace ctl {
 
+/// Throws a Failure when the store cannot be read. The library's queries answer then as if nothing were stored.
+void RequireSettings();
+
 /// The text of a setting; nothing when it is absent or a number.
 std::optional<std::string> ReadText(const std::string& key);
 

@@ -77,6 +77,7 @@ void List(const std::string& prefix, Output& output)
 
 void Get(const std::string& key, Output& output)
 {
+    RequireSettings();
     const Json::Value setting = ReadSetting(key);
     if (setting.isNull()) throw Failure("there is no setting " + key);
     output.WriteText(setting, CellText(setting["value"]));

@@ -61,6 +61,7 @@ Cell StateCell(const Json::Value& value)
 
 void ShowFeatures(Output& output)
 {
+    RequireSettings();
     Json::Value document;
     Table table{{"FEATURE", "STATE", "FROM"}, {}};
     for (const Feature& feature : kFeatures) {
@@ -92,6 +93,7 @@ const char* TwcStateName(int status)
 
 void ShowTwc(Output& output)
 {
+    RequireSettings();
     const int status = srcwatch_is_TWC();
     const std::optional<int> sequence = ReadNumber(VCONF_TWC_SEQ_ID);
     const std::optional<int> frames = ReadNumber(VCONF_TWC_FRAME_COUNT);
@@ -198,6 +200,7 @@ void RequireReadable()
 
 void ShowStatistics(Output& output)
 {
+    RequireSettings();
     std::array<srcwatch_kpi_info_s, kStatisticsPorts> entries{};
     if (srcwatch_get_all_device_kpi_info(entries.data()) != SRCWATCH_OK) ThrowUnreadable();
     Json::Value document(Json::arrayValue);

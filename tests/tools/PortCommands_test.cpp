@@ -56,6 +56,22 @@ TEST_F(PortCommands, ListsEveryPortOfTheTvAlsoWithoutARecord)
     EXPECT_EQ(ports[0]["record"]["DevName"], "");
 }
 
+// To the library's queries a store that cannot be read is one with nothing in it.
+TEST_F(PortCommands, FailWhereTheStoreCannotBeRead)
+{
+    SetVariable("SRCWATCH_STATE_DIR", "/dev/null/state");
+
+    for (const Words& command : {Words{"list"},
+                                 {"show", "0"},
+                                 {"get", "0", "DevName"},
+                                 {"features"},
+                                 {"stats"},
+                                 {"twc", "status"},
+                                 {"scan", "status"}}) {
+        EXPECT_TRUE(Fails(Run(command), 1, "cannot be read")) << testing::PrintToString(command);
+    }
+}
+
 TEST_F(PortCommands, ListsThePortsWithARecordWhereTheNumberOfInputsIsUnknown)
 {
     StoreRecord(1, SetTopBox("Provider"));

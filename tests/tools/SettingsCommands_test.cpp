@@ -82,6 +82,7 @@ TEST_F(SettingsCommands, FailWhereTheStoreCannotBeUsed)
     SetVariable("SRCWATCH_STATE_DIR", "/dev/null/state");
 
     EXPECT_TRUE(Fails(Run({"settings", "list"}), 1, "cannot be read"));
+    EXPECT_TRUE(Fails(Run({"settings", "get", "db/key"}), 1, "cannot be read"));
     EXPECT_TRUE(Fails(Run({"settings", "set", "db/key", "1"}), 1, "refuses to write db/key"));
     EXPECT_TRUE(Fails(Run({"settings", "watch", "db/key"}), 1, "cannot be watched"));
 }
