@@ -247,7 +247,7 @@ size_t AppendCharacter(std::string* line, const char* text, size_t length)
         AppendByte(line, *text);
         return 1;
     }
-    const size_t bytes = static_cast<size_t>(g_utf8_next_char(text) - text);
+    const size_t bytes = static_cast<size_t>(g_unichar_to_utf8(character, nullptr));
     if (IsHarmful(character)) {
         AppendCodePoint(line, character);
     } else {
@@ -343,7 +343,7 @@ int SendToJournal(JournalSend send, const Priority& priority, const char* tag, c
 }
 
 // False when memory ran out or the format is not printable.
-bool Format(const char* format, va_list arguments, std::string* message)
+__attribute__((format(printf, 1, 0))) bool Format(const char* format, va_list arguments, std::string* message)
 {
     char* text = nullptr;
     const int length = vasprintf(&text, format, arguments);
@@ -354,7 +354,7 @@ bool Format(const char* format, va_list arguments, std::string* message)
     return true;
 }
 
-int Print(int priority, const char* tag, const char* format, va_list arguments)
+__attribute__((format(printf, 3, 0))) int Print(int priority, const char* tag, const char* format, va_list arguments)
 {
     const Config& config = Configuration();
     if (priority < config.lowest) return 0;
@@ -367,7 +367,8 @@ int Print(int priority, const char* tag, const char* format, va_list arguments)
 }
 
 // Callers look at errno after they have logged; a log line leaves it alone.
-int PrintKeepingErrno(int priority, const char* tag, const char* format, va_list arguments)
+__attribute__((format(printf, 3, 0))) int PrintKeepingErrno(int priority, const char* tag, const char* format,
+                                                            va_list arguments)
 {
     const int before = errno;
     const int result = Guarded(-ENOMEM, [&] { return Print(priority, tag, format, arguments); });
