@@ -1,0 +1,57 @@
+# SPDX-License-Identifier: Apache-2.0
+# Testers are tested: a program is linked with the code under test as it is, and a twin of it with a copy that has a fault.
+
+# What the three kinds of code under test are made of.
+set(srcwatch_tested_library srcwatch-api-objects)
+set(srcwatch_tested_detection srcwatch-detection)
+set(srcwatch_tested_host srcwatch-host-platform)
+
+function(srcwatch_link_tested name kind)
+    target_link_libraries(${name} PRIVATE ${srcwatch_tested_${kind}})
+endfunction()
+
+# Writes the copy of a source file in which FROM, which must be there exactly once, is TO.
+function(srcwatch_plant copy source from to)
+    add_custom_command(OUTPUT "${copy}"
+        COMMAND ${CMAKE_COMMAND} "-DSOURCE=${source}" "-DCOPY=${copy}" "-DFROM=${from}" "-DTO=${to}"
+            -P "${PROJECT_SOURCE_DIR}/cmake/plant.cmake"
+        DEPENDS "${source}" "${PROJECT_SOURCE_DIR}/cmake/plant.cmake"
+        VERBATIM)
+endfunction()
+
+# Links the library's objects but those of the named source files.
+function(srcwatch_link_library_without name)
+    list(JOIN ARGN "|" left_out)
+    target_sources(${name} PRIVATE "$<FILTER:$<TARGET_OBJECTS:srcwatch-api-objects>,EXCLUDE,/(${left_out})[.]o$>")
+    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/include" ${SRCWATCH_PLATFORM_INCLUDE_DIRS})
+    target_link_libraries(${name} PRIVATE PkgConfig::JSONCPP PkgConfig::GIO)
+endfunction()
+
+# Compiles a copy of FILE in which FROM is TO.
+function(srcwatch_add_fault name file from to)
+    cmake_path(GET file FILENAME base)
+    set(copy "${CMAKE_CURRENT_BINARY_DIR}/${name}.d/${base}")
+    srcwatch_plant("${copy}" "${PROJECT_SOURCE_DIR}/${file}" "${from}" "${to}")
+    target_sources(${name} PRIVATE "${copy}")
+endfunction()
+
+# srcwatch_link_tested_with_fault(NAME KIND FILE FROM TO)
+function(srcwatch_link_tested_with_fault name kind file from to)
+    set(tested ${srcwatch_tested_${kind}})
+    cmake_path(GET file FILENAME base)
+    srcwatch_add_fault(${name} "${file}" "${from}" "${to}")
+    if(kind STREQUAL "library")
+        srcwatch_link_library_without(${name} ${base})
+    elseif(kind STREQUAL "detection")  # the archive's member is not needed any more
+        target_link_libraries(${name} PRIVATE ${tested})
+    else()  # all other sources, as a shared library cannot give its objects
+        get_target_property(sources ${tested} SOURCES)
+        list(REMOVE_ITEM sources ${base})
+        list(TRANSFORM sources PREPEND "${PROJECT_SOURCE_DIR}/platform/host/")
+        target_sources(${name} PRIVATE ${sources})
+        # Tools that look at each compilation have seen these sources already.
+        set_target_properties(${name} PROPERTIES EXPORT_COMPILE_COMMANDS OFF)
+        target_include_directories(${name} PRIVATE $<TARGET_PROPERTY:${tested},INCLUDE_DIRECTORIES>)
+        target_link_libraries(${name} PRIVATE PkgConfig::GLIB ${CMAKE_DL_LIBS})
+    endif()
+endfunction()
