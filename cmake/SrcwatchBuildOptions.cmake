@@ -33,6 +33,11 @@ else()
     target_compile_options(srcwatch-build-options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
 endif()
 
+# What libFuzzer steers by.
+if(SRCWATCH_FUZZ)
+    target_compile_options(srcwatch-build-options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 if(SRCWATCH_COVERAGE)
     target_compile_options(srcwatch-build-options INTERFACE --coverage)
     target_link_options(srcwatch-build-options INTERFACE --coverage)

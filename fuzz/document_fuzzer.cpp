@@ -1,0 +1,527 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The three kinds of stored document, whatever is in them, through the loaders, the table, the record and all queries,
+// against the answers as they are stated. Parsing itself is left to JsonCpp on both sides.
+//
+// Input: the kind of document, which port is asked for, how the text is made, then what it is made of.
+#include "Fields.h"
+#include "Fuzz.h"
+#include "JsonText.h"
+#include "MemoryPlatform.h"
+#include "QDInfoServerData.h"
+#include "srcwatch-api.h"
+
+#include <climits>
+#include <optional>
+#include <vector>
+
+namespace {
+
+using fuzz::Field;
+using fuzz::Input;
+using fuzz::Require;
+using qdinfo::CQDInfoServerData;
+
+constexpr int kOptical = 99;
+constexpr int kPorts[] = {0, 1, 2, 3, 4, 7, kOptical, 8, -1, 98, 100, INT_MAX, INT_MIN};
+constexpr int kKpiPorts = 8;
+
+bool IsAccepted(int port) { return port == kOptical || (port >= 0 && port <= 7); }
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Making a text
+
+const fuzz::Names& RecordNames()
+{
+    static const fuzz::Names names = [] {
+        fuzz::Names list{"activity"};
+        for (const Field& field : fuzz::kFields) list.push_back(field.name);
+        return list;
+    }();
+    return names;
+}
+
+const fuzz::Names kStatisticsNames = {"Auto", "port", "pri", "t", "spd", "result"};
+
+// A record with most of its members, and most of the right type.
+std::string RecordText(Input& input)
+{
+    const std::uint32_t odd = static_cast<std::uint32_t>(input.Number());
+    std::string text = "{";
+    std::size_t which = 0;
+    for (const Field& field : fuzz::kFields) {
+        const bool isOdd = (odd >> which++ & 1U) != 0 && input.Below(4) == 0;
+        if (isOdd && input.Below(3) == 0) continue;  // absent
+        if (text.size() > 1) text += ',';
+        text += fuzz::JsonString(field.name) + ":";
+        if (isOdd) {
+            text += fuzz::JsonValue(input, RecordNames());
+        } else if (field.number != nullptr) {
+            text += std::to_string(static_cast<std::int8_t>(input.Byte()));
+        } else {
+            text += fuzz::JsonString(input.Text(130));
+        }
+    }
+    return text + "}";
+}
+
+// An array of what element gives, and now and then of anything.
+template <typename Element>
+std::string ArrayText(Input& input, const fuzz::Names& names, Element element)
+{
+    std::string text = "[";
+    for (unsigned left = input.Below(7); left > 0; --left) {
+        text += (input.Below(8) == 0 ? fuzz::JsonValue(input, names) : element(input)) + (left > 1 ? "," : "");
+    }
+    return text + "]";
+}
+
+std::string ThreeTexts(Input& input)
+{
+    if (input.Below(4) == 0) return fuzz::JsonValue(input, kStatisticsNames);
+    std::string text = "[";
+    for (int i = 0; i < 3; ++i) text += fuzz::JsonString(input.Text(40)) + (i < 2 ? "," : "");
+    return text + "]";
+}
+
+std::string EntryText(Input& input)
+{
+    const unsigned absent = input.Byte();
+    std::string text = "{\"port\":" + std::to_string(input.Below(10));
+    if ((absent & 3U) != 0) text += ",\"pri\":" + fuzz::JsonNumber(input);
+    if ((absent & 12U) != 0) text += ",\"t\":" + fuzz::JsonNumber(input);
+    if ((absent & 48U) != 0) text += ",\"spd\":" + ThreeTexts(input);
+    if ((absent & 192U) != 0) text += ",\"result\":" + ThreeTexts(input);
+    return text + "}";
+}
+
+std::string ActivityText(Input& input) { return "{\"activity\":" + ArrayText(input, RecordNames(), &RecordText) + "}"; }
+
+std::string OpticalText(Input& input) { return "{\"activity\":" + RecordText(input) + "}"; }
+
+std::string StatisticsText(Input& input) { return "{\"Auto\":" + ArrayText(input, kStatisticsNames, &EntryText) + "}"; }
+
+// The bytes as they are, anything in JSON, or what nearly is a document.
+std::string DocumentText(Input& input, const fuzz::Names& names, std::string (*nearly)(Input&))
+{
+    const unsigned manner = input.Below(8);
+    if (manner == 0) return fuzz::Printed(input.Rest());
+    std::string text = manner == 1 ? fuzz::JsonValue(input, names) : nearly(input);
+    if (manner == 2) text += input.Text(8);
+    return fuzz::Printed(text);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// What must be answered
+
+// Nothing, when reading it must fail.
+template <typename Read>
+auto Maybe(Read read) -> std::optional<decltype(read())>
+{
+    try {
+        return read();
+    } catch (const Json::Exception&) {
+        return std::nullopt;
+    }
+}
+
+struct Document {
+    bool isJson = false;
+    Json::Value root;
+};
+
+Document DocumentOf(const std::string& text)
+{
+    Document document;
+    document.isJson = fuzz::Parse(text, document.root);
+    return document;
+}
+
+// The member "activity", or an element of it; nothing when it cannot be loaded.
+std::optional<Json::Value> StoredRecord(const Document& document, std::optional<int> element)
+{
+    if (!document.isJson) return std::nullopt;
+    Json::Value root = document.root;
+    return Maybe([&]() -> Json::Value { return element ? root["activity"][*element] : root["activity"]; });
+}
+
+// A caller's text of 100 bytes.
+struct Buffer {
+    char bytes[SRCWATCH_TEXT_SIZE];
+    char* Reset()
+    {
+        std::memset(bytes, '#', sizeof(bytes));
+        return bytes;
+    }
+    bool Holds(const std::string& text) const { return std::string(bytes, sizeof(bytes)) == text; }
+    bool IsUntouched() const { return Holds(std::string(sizeof(bytes), '#')); }
+};
+
+// What a buffer holds after a copy of size bytes; what was there stays behind it.
+std::string Copied(const std::string& text, std::size_t size = SRCWATCH_TEXT_SIZE)
+{
+    std::string copied = fuzz::Printed(text);
+    copied.resize(size);
+    copied.resize(SRCWATCH_TEXT_SIZE, '#');
+    return copied;
+}
+
+std::optional<int> Number(Json::Value& record, const char* name)
+{
+    return Maybe([&] { return record[name].asInt(); });
+}
+
+std::optional<std::string> Text(Json::Value& record, const char* name)
+{
+    return Maybe([&] { return std::string(record[name].asString()); });
+}
+
+struct TextQuery {
+    int (*call)(char* dst, int port);
+    const char* name;
+};
+constexpr TextQuery kTextQueries[] = {
+    {&srcwatch_get_cec_name, "CECName"},         {&srcwatch_get_model_name, "ModelName"},
+    {&srcwatch_get_manufacturer_name, "MFName"}, {&srcwatch_get_codeset_name, "CName"},
+    {&srcwatch_get_logo_mso_name, "PRName"},     {&srcwatch_get_cec_device_name, "CDevName"},
+    {&srcwatch_get_aksv_info, "AKSV"},
+};
+
+void CheckText(const TextQuery& query, int port, Json::Value& record)
+{
+    Buffer buffer;
+    const int result = query.call(buffer.Reset(), port);
+    if (!IsAccepted(port)) return Require(result == 2 && buffer.IsUntouched(), "a port is refused");
+    const auto text = Text(record, query.name);
+    Require(result == (text ? 0 : 1), "the result of a text query");
+    Require(text ? buffer.Holds(Copied(*text)) : buffer.IsUntouched(), "the text of a text query");
+}
+
+struct NumberQuery {
+    int (*call)(int port, int* number);
+    const char* name;
+};
+constexpr NumberQuery kNumberQueries[] = {
+    {&srcwatch_get_product_type_name, "DevType"},
+    {[](int port, int* number) { return srcwatch_get_denycount(number, port); }, "DenyCount"},
+    {&srcwatch_get_detection_moethod, "DMethod"},
+    {&srcwatch_get_oobe_scan_state, "ScanState"},
+};
+
+void CheckNumber(const NumberQuery& query, int port, Json::Value& record)
+{
+    constexpr int kBefore = -777;
+    int number = kBefore;
+    const int result = query.call(port, &number);
+    if (!IsAccepted(port)) return Require(result == 2 && number == kBefore, "a port is refused");
+    const auto expected = Number(record, query.name);
+    Require(result == (expected ? 0 : 1), "the result of a number query");
+    Require(number == expected.value_or(kBefore), "the number of a number query");
+}
+
+void CheckChanged(int port, Json::Value& record)
+{
+    int previous = -777;
+    bool changed = true;
+    const int result = srcwatch_get_changed_device_info(port, &previous, &changed);
+    if (!IsAccepted(port)) return Require(result == 2 && previous == -777 && changed, "a port is refused");
+    const auto expectedPrevious = Number(record, "PrevPort");
+    const auto expectedChanged = expectedPrevious ? Number(record, "Changed") : std::nullopt;
+    Require(result == (expectedChanged ? 0 : 1), "the result of the change query");
+    Require(previous == (expectedChanged ? *expectedPrevious : -777), "the previous port");
+    Require(changed == (expectedChanged.value_or(1) != 0), "the change mark");
+}
+
+// The two strings of a device, as its type has them; a failure leaves what was written before it.
+struct Shown {
+    bool failed = false;
+    int type = -777;
+    std::string text1 = std::string(SRCWATCH_TEXT_SIZE, '#');
+    std::string text2 = std::string(SRCWATCH_TEXT_SIZE, '#');
+};
+
+bool IsNamed(int type) { return (type >= 3 && type <= 6) || type == 9; }
+
+void ShowNames(Json::Value& record, Shown& shown)
+{
+    const auto device = Text(record, "DevName");
+    if (device && shown.type == 9) shown.text1 = Copied(*device);
+    const auto brand = device ? Text(record, "BName") : std::nullopt;
+    shown.failed = !brand;
+    if (!brand) return;
+    shown.text1 = Copied(*device);
+    shown.text2 = Copied(*brand);
+}
+
+void ShowWithUnknownType(Json::Value& record, Shown& shown)
+{
+    if (shown.type == 8) {
+        shown.text1[0] = '\0';
+    } else {
+        const auto name = Text(record, shown.type == 1 ? "PRName" : "DevName");
+        shown.failed = !name;
+        if (!name) return;
+        const bool isGeneric = shown.type == 1 && name->compare(0, 3, "STB") == 0;
+        shown.text1 = Copied(isGeneric ? "Unknown" : *name);
+    }
+    const auto detection = Text(record, "UnknownType");
+    shown.failed = !detection;
+    if (detection) shown.text2 = Copied(*detection);
+}
+
+Shown ShownFor(Json::Value& record, char fill)
+{
+    Shown shown;
+    shown.text1.assign(SRCWATCH_TEXT_SIZE, fill);
+    const auto type = Number(record, "DevType");
+    shown.failed = !type;
+    if (!type) return shown;
+    shown.type = *type;
+    if (IsNamed(*type)) ShowNames(record, shown);
+    if (*type == 1 || *type == 7 || *type == 8) ShowWithUnknownType(record, shown);
+    if (!shown.failed && *type != 8 && shown.text1[0] == '\0') shown.text1.replace(0, 8, "Unknown", 8);
+    return shown;
+}
+
+void CheckDeviceInfo(int port, Json::Value& record)
+{
+    int type = -777;
+    Buffer text1;
+    Buffer text2;
+    const int result = srcwatch_get_device_info(port, &type, text1.Reset(), text2.Reset());
+    if (!IsAccepted(port)) return Require(result == 2 && text1.IsUntouched(), "a port is refused");
+    const Shown shown = ShownFor(record, '#');
+    Require(result == (shown.failed ? 1 : 0) && type == shown.type, "the result of the device query");
+    Require(text1.Holds(shown.text1), "the first string of the device query");
+    Require(text2.Holds(shown.text2), "the second string of the device query");
+}
+
+void CheckCodeset(int port, Json::Value& record)
+{
+    bool has = true;
+    Buffer buffer;
+    const int result = srcwatch_get_codeset_info(port, &has, buffer.Reset());
+    if (!IsAccepted(port)) return Require(result == 2 && has && buffer.IsUntouched(), "a port is refused");
+    const std::string shown = ShownFor(record, '\0').text1;
+    const bool isGeneric = shown.compare(0, 7, "Unknown") == 0 || shown.compare(0, 3, "STB") == 0;
+    const auto name = isGeneric ? std::string() : Text(record, "CName");
+    Require(result == (!name ? 1 : name->empty() ? 3 : 0), "the result of the codeset query");
+    Require(has == (!name || !name->empty()), "whether there is a codeset");
+    const bool isWritten = name && !name->empty();
+    Require(buffer.Holds(isWritten ? Copied(*name, SRCWATCH_CODESET_TEXT_SIZE) : std::string(SRCWATCH_TEXT_SIZE, '#')),
+            "the name of a codeset");
+}
+
+void CheckResultString(int (*call)(char*, int), int port, Json::Value& record, const char* (*memberOf)(int type))
+{
+    Buffer buffer;
+    const int result = call(buffer.Reset(), port);
+    if (!IsAccepted(port)) return Require(result == 2 && buffer.IsUntouched(), "a port is refused");
+    const auto type = Number(record, "DevType");
+    const char* const member = type ? memberOf(*type) : nullptr;
+    const auto text = member != nullptr ? Text(record, member) : std::nullopt;
+    const bool failed = !type || (member != nullptr && !text);
+    Require(result == (failed ? 1 : 0), "the result of a result-string query");
+    Require(text ? buffer.Holds(Copied(*text)) : buffer.IsUntouched(), "a result string");
+}
+
+void CheckQueries(int port, const Json::Value& stored)
+{
+    Json::Value record = stored;
+    for (const TextQuery& query : kTextQueries) CheckText(query, port, record);
+    for (const NumberQuery& query : kNumberQueries) CheckNumber(query, port, record);
+    CheckChanged(port, record);
+    CheckDeviceInfo(port, record);
+    CheckCodeset(port, record);
+    CheckResultString(&srcwatch_get_result_str1_name, port, record, [](int type) {
+        return type == 1 ? "PRName" : IsNamed(type) ? "DevName" : nullptr;
+    });
+    CheckResultString(&srcwatch_get_result_str2_name, port, record,
+                      [](int type) { return type >= 3 && type <= 6 ? "BName" : nullptr; });
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// The kinds of document
+
+CQDInfoServerData& TheStore() { return *qdinfo::CSingleton<CQDInfoServerData>::GetInstance(); }
+
+// A loader's value, which a failure leaves alone.
+void CheckLoaded(bool loaded, const Json::Value& value, const std::optional<Json::Value>& expected)
+{
+    Require(loaded == expected.has_value(), "the result of a loader");
+    Require(value == expected.value_or(Json::Value("before")), "the value of a loader");
+}
+
+// A record of the table, read as far as it can be.
+void CheckTableRecord(CQDInfoServerData& table, int port, Json::Value element)
+{
+    bool readable = true;
+    for (const Field& field : fuzz::kFields) {
+        if (field.number != nullptr) {
+            const auto number = readable ? Number(element, field.name) : std::nullopt;
+            readable = number.has_value();
+            Require((table.*field.number)(port) == number.value_or(0), "a number of the table");
+        } else {
+            const auto text = readable ? Text(element, field.name) : std::nullopt;
+            readable = text.has_value();
+            Require((table.*field.text)(port) == fuzz::Printed(text.value_or("")), "a text of the table");
+        }
+    }
+}
+
+void CheckTable(const Document& document)
+{
+    const int ports = std::max(fuzz::HdmiCount(), 0);
+    CQDInfoServerData table;
+    const bool loaded = table.t_LoadActivityInfoToMemory();
+    const bool readable = document.isJson && (ports == 0 || StoredRecord(document, 0));
+    Require(loaded == readable, "whether the table loads");
+    if (!loaded) return;
+    for (int port = 0; port < ports; ++port) CheckTableRecord(table, port, *StoredRecord(document, port));
+
+    Require(table.t_SaveActivityInfoToFile(), "what was loaded can be saved");
+    const std::string saved = fuzz::Texts()[fuzz::kActivityKey];
+    Require(table.t_LoadActivityInfoToMemory() && table.t_SaveActivityInfoToFile(), "and loaded and saved again");
+    Require(fuzz::Texts()[fuzz::kActivityKey] == saved, "and gives the same text");
+}
+
+void CheckActivity(Input& input)
+{
+    const int port = kPorts[input.Below(std::size(kPorts))];
+    const std::string text = DocumentText(input, RecordNames(), &ActivityText);
+    fuzz::Texts() = {{fuzz::kActivityKey, text}};
+    const Document document = DocumentOf(text);
+
+    const auto stored = StoredRecord(document, port);
+    Json::Value loaded("before");
+    const bool result = TheStore().t_LoadPortJsonInfoToMemory(port, loaded);
+    CheckLoaded(result, loaded, stored);
+    if (port != kOptical) CheckQueries(port, stored.value_or(Json::Value()));
+    CheckTable(document);
+}
+
+void CheckOptical(Input& input)
+{
+    const std::string text = DocumentText(input, RecordNames(), &OpticalText);
+    fuzz::Texts() = {{fuzz::kOpticalKey, text}};
+
+    const auto stored = StoredRecord(DocumentOf(text), std::nullopt);
+    Json::Value loaded("before");
+    const bool result = TheStore().t_LoadOpticalPortJsonInfoToMemory(kOptical, loaded);
+    CheckLoaded(result, loaded, stored);
+    CheckQueries(kOptical, stored.value_or(Json::Value()));
+}
+
+// Calls take(port, entry) for each entry worth taking; false when the list ends with a failure, or there is none.
+template <typename IsWanted, typename Take>
+bool ForEachEntry(const Document& document, IsWanted isWanted, Take take)
+{
+    if (!document.isJson) return false;
+    Json::Value root = document.root;
+    return Maybe([&] {
+               Json::Value list = root["Auto"];
+               for (Json::ArrayIndex i = 0; i < list.size(); ++i) {
+                   const Json::Value entry = list[i];
+                   if (entry.isNull()) continue;
+                   const int port = entry.get("port", -1).asInt();
+                   if (isWanted(port) && entry.get("pri", 10).asInt() <= 9) take(port, entry);
+               }
+               return !list.isNull();
+           })
+        .value_or(false);
+}
+
+// One text of an array of three; nothing when it is not to be copied.
+void CopyThird(Json::Value& entry, const char* member, const std::vector<std::string*>& fields)
+{
+    const Json::Value list = entry[member];
+    if (list.isNull() || list.size() != 3) return;
+    for (Json::ArrayIndex i = 0; i < fields.size(); ++i) *fields[i] = list[i].asString();
+}
+
+// Fills a record until something cannot be read.
+bool FillExpected(Json::Value entry, int port, srcwatch_kpi_info_s& info)
+{
+    return Maybe([&] {
+               info.hdmi_no = port + 1;
+               info.t = entry.get("t", -1).asInt();
+               CopyThird(entry, "spd", {&info.spd_vendor, &info.spd_product});
+               CopyThird(entry, "result", {&info.result_first});
+               return true;
+           })
+        .has_value();
+}
+
+srcwatch_kpi_info_s KpiBefore() { return {-777, -778, "vendor", "product", "extra", "first"}; }
+
+bool operator==(const srcwatch_kpi_info_s& a, const srcwatch_kpi_info_s& b)
+{
+    return a.hdmi_no == b.hdmi_no && a.t == b.t && a.spd_vendor == b.spd_vendor && a.spd_product == b.spd_product &&
+           a.spd_extra == b.spd_extra && a.result_first == b.result_first;
+}
+
+void CheckOneKpi(const Document& document, int port)
+{
+    Json::Value expected("before");
+    const bool whole = ForEachEntry(
+        document, [port](int owner) { return owner == port; },
+        [&](int, const Json::Value& entry) { expected = entry; });
+    Json::Value loaded("before");
+    Require(TheStore().t_LoadPortJsonKPIInfoToMemory(port, loaded) == whole, "the result of a statistics loader");
+    Require(loaded == expected, "the entry of a statistics loader");
+
+    srcwatch_kpi_info_s info = KpiBefore();
+    Require(srcwatch_get_device_kpi_info(port, &info) == (IsAccepted(port) ? 1 : 2), "one entry is never given");
+    Require(info == KpiBefore(), "and leaves the record alone");
+}
+
+void CheckAllKpi(const Document& document)
+{
+    const int ports = std::max(fuzz::HdmiCount(), 0);
+    std::vector<Json::Value> expected(static_cast<std::size_t>(std::max(ports, kKpiPorts)));
+    const bool whole = ForEachEntry(
+        document, [ports](int port) { return port >= 0 && port < ports; },
+        [&](int port, const Json::Value& entry) { expected[static_cast<std::size_t>(port)] = entry; });
+    std::vector<Json::Value> loaded(expected.size());
+    Require(TheStore().t_LoadAllJsonKPIInfoToMemory(loaded.data()) == whole, "the result of the statistics loader");
+    Require(loaded == expected, "the entries of the statistics loader");
+
+    std::vector<srcwatch_kpi_info_s> before(kKpiPorts, KpiBefore());
+    std::vector<srcwatch_kpi_info_s> infos = before;
+    int result = 0;
+    for (int port = 0; port < kKpiPorts && result == 0; ++port) {
+        const auto at = static_cast<std::size_t>(port);
+        if (!expected[at].isNull() && !FillExpected(expected[at], port, before[at])) result = 1;
+    }
+    Require(srcwatch_get_all_device_kpi_info(infos.data()) == result, "the result of the statistics");
+    Require(std::equal(infos.begin(), infos.end(), before.begin(), [](const auto& a, const auto& b) { return a == b; }),
+            "the records of the statistics");
+}
+
+void CheckStatistics(Input& input)
+{
+    const int port = kPorts[input.Below(std::size(kPorts))];
+    const std::string text = DocumentText(input, kStatisticsNames, &StatisticsText);
+    fuzz::Texts() = {{fuzz::kStatisticsKey, text}};
+    const Document document = DocumentOf(text);
+    CheckOneKpi(document, port);
+    CheckAllKpi(document);
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
+{
+    Input input(bytes, size);
+    switch (input.Below(4)) {
+        case 0:
+            CheckOptical(input);
+            break;
+        case 1:
+            CheckStatistics(input);
+            break;
+        default:
+            CheckActivity(input);
+    }
+    return 0;
+}
