@@ -847,9 +847,15 @@ int srcwatch_register_event_callback(srcwatch_event_cb callback, void* user_data
         return 0;
     }
     g_pReceiver = receiver;
-    for (const int type : {SRCWATCH_EVENT_DETECTED, SRCWATCH_EVENT_SCAN_PROGRESS, SRCWATCH_EVENT_SCAN_FINISHED,
-                           SRCWATCH_EVENT_CONNECTION}) {
-        receiver->RegisterEventCallback(type, callback, user_data);
+    try {
+        for (const int type : {SRCWATCH_EVENT_DETECTED, SRCWATCH_EVENT_SCAN_PROGRESS, SRCWATCH_EVENT_SCAN_FINISHED,
+                               SRCWATCH_EVENT_CONNECTION}) {
+            receiver->RegisterEventCallback(type, callback, user_data);
+        }
+    } catch (...) {
+        // No memory. A part of a registration would be in the way of the next one.
+        static_cast<void>(srcwatch_unregister_event_callback(callback));
+        throw;
     }
     return 1;
 }

@@ -5,6 +5,8 @@
 
 #include "QDInfoCommon.h"
 
+#include <new>
+
 #include <json/json.h>
 
 namespace qdinfo {
@@ -70,6 +72,8 @@ bool CQDInfoActivityInfo::Read(Json::Value& obj)
             }
         }
         return true;
+    } catch (const Json::RuntimeError&) {
+        throw std::bad_alloc();  // so JsonCpp says that there is no memory, where nothing is parsed
     } catch (const Json::Exception& e) {
         QDLOG(QDLOG_ERROR, "Exception Handled by CQDInfoActivityInfo::Read: %s", e.what());
         return false;

@@ -5,7 +5,9 @@
 
 #include "QDInfoCommon.h"
 
+#include <algorithm>
 #include <utility>
+#include <vector>
 
 #include <json/json.h>
 
@@ -43,7 +45,8 @@ CQDInfoActivityInfo& CQDInfoData::At(int port)
 bool CQDInfoData::CreateAndAddNewActivity()
 {
     QDLOG(QDLOG_DEBUG, " CQDInfoData::CreateAndAddNewActivity ");
-    for (int i = 0; i < HDMI_PORT_COUNT; ++i) t_ActivityInfo.emplace_back();  // Deliberate: appends at each call.
+    // Deliberate: appends at each call. All of them or, without memory, none.
+    t_ActivityInfo.resize(t_ActivityInfo.size() + static_cast<std::size_t>(std::max(HDMI_PORT_COUNT, 0)));
     m_OpticalActivityInfo = CQDInfoActivityInfo();
     return true;
 }
@@ -62,7 +65,7 @@ bool CQDInfoData::GetActivityInfoToStream(Json::Value& root)
         QDLOG(QDLOG_ERROR, "t_ActivityInfo.size() = %zu ", t_ActivityInfo.size());
         for (std::size_t i = 0; i < t_ActivityInfo.size(); ++i) {
             Json::Value record;
-            t_ActivityInfo[i].Write(record);
+            if (!t_ActivityInfo[i].Write(record)) return false;  // no memory: a part of a record is none
             root["activity"][static_cast<Json::ArrayIndex>(i)] = std::move(record);
         }
         return true;
@@ -76,7 +79,7 @@ bool CQDInfoData::GetOpticalActivityInfoToStream(Json::Value& root)
 {
     try {
         Json::Value record;
-        m_OpticalActivityInfo.Write(record);
+        if (!m_OpticalActivityInfo.Write(record)) return false;  // no memory
         root["activity"] = std::move(record);
         return true;
     } catch (const Json::Exception& e) {
@@ -88,16 +91,19 @@ bool CQDInfoData::GetOpticalActivityInfoToStream(Json::Value& root)
 
 bool CQDInfoData::SetActivityInfoFromStream(Json::Value& root)
 {
+    std::vector<CQDInfoActivityInfo> records;
     try {
-        t_ActivityInfo.clear();
         for (int i = 0; i < HDMI_PORT_COUNT; ++i) {
             Json::Value element = root["activity"][i];  // a copy: Read completes it
             CQDInfoActivityInfo record;
             record.Read(element);  // Deliberate: a record that can be read in part is kept in part.
-            t_ActivityInfo.push_back(record);
+            records.push_back(record);
         }
+        t_ActivityInfo = std::move(records);
         return true;
     } catch (const Json::Exception& e) {
+        // Of a document of another shape, what was read counts; without memory, the table stays as it was.
+        if (dynamic_cast<const Json::LogicError*>(&e) != nullptr) t_ActivityInfo = std::move(records);
         QDLOG(QDLOG_ERROR, "Exception Handled by SetActivityInfoFromStream: %s", e.what());
         return false;
     }
