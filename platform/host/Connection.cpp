@@ -68,6 +68,10 @@ constexpr const char* kVolatileSettings =
     "PRAGMA synchronous=OFF; PRAGMA secure_delete=OFF; PRAGMA wal_autocheckpoint=256;"
     "PRAGMA journal_size_limit=1048576";
 
+// While any process keeps the database open, the log begins anew when it has been moved into the database, so it never
+// gets much longer than 1 MB. The first process after all have ended does not know what has been moved.
+constexpr int64_t kLongLog = 2097152;
+
 constexpr const char* SettingsOf(bool isDurable) { return isDurable ? kDurableSettings : kVolatileSettings; }
 
 constexpr int Primary(int result) { return result & 0xff; }
@@ -272,7 +276,16 @@ int Connection::Configure()
     sqlite3_stmt* statement = nullptr;
     if (result == SQLITE_OK) result = Prepare(kGetValue, &statement);
     if (result == SQLITE_OK) result = Prepare(kAppendChange, &statement);
+    if (result == SQLITE_OK && m_files.LogSize() > kLongLog) ShortenLog();
     return result;
+}
+
+// Without waiting for anybody. Best effort: whoever opens the database next tries again.
+void Connection::ShortenLog()
+{
+    (void)m_api->busy_handler(m_handle, nullptr, nullptr);
+    (void)m_api->exec(m_handle, "PRAGMA wal_checkpoint(TRUNCATE)", nullptr, nullptr, nullptr);
+    (void)m_api->busy_handler(m_handle, WaitWhileBusy, this);
 }
 
 int Connection::Create()

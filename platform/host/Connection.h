@@ -91,6 +91,7 @@ private:
     State Examine();
     State StateAfter(int result);
     int Configure();
+    void ShortenLog();
     int Create();
     int CreateTables();
     bool IsSound();

@@ -88,6 +88,12 @@ bool DatabaseFiles::IsMissingOrEmpty() const
 
 bool DatabaseFiles::HasLog() const { return Exists(m_path + kLogSuffix); }
 
+int64_t DatabaseFiles::LogSize() const
+{
+    struct stat status = {};
+    return stat((m_path + kLogSuffix).c_str(), &status) == 0 ? status.st_size : 0;
+}
+
 void DatabaseFiles::ShareLikeDirectory() const { Share(m_path, m_directory); }
 
 void DatabaseFiles::RemoveRemains() const

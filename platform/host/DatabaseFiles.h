@@ -30,6 +30,7 @@ public:
     bool Identify(FileIdentity* identity) const;
     bool IsMissingOrEmpty() const;
     bool HasLog() const;
+    int64_t LogSize() const;  // in bytes; 0 without a log
 
     // Whoever may write to the directory may write to a new database in it.
     void ShareLikeDirectory() const;

@@ -291,6 +291,17 @@ TEST_F(SettingsProcesses, AKilledWriterLeavesTheOldOrTheNewValue)
     EXPECT_EQ(Log(), "");
 }
 
+TEST_F(SettingsProcesses, TheLogStaysShortWhenEachProcessEndsBeforeTheNextBegins)
+{
+    const std::string text(64 * 1024, 't');
+    for (int process = 0; process < 100; process++)
+        ASSERT_TRUE(InProcess([&text] { EXPECT_EQ(vconf_set_str("db/document", text.c_str()), 0); }));
+
+    EXPECT_LT(std::filesystem::file_size(DurableDatabase() + "-wal"), 3u * 1024 * 1024);
+    EXPECT_EQ(Sql(DurableDatabase(), "SELECT max(seq) FROM changes"), "100");
+    EXPECT_EQ(Log(), "");
+}
+
 TEST_F(SettingsProcesses, AProcessKilledWhileItCreatesTheStoreLeavesAUsableOne)
 {
     for (int round = 0; round < 30; round++) {
