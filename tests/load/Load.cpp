@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Load.h"
+
+#include "ServiceTest.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <thread>
+
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace load {
+
+namespace {
+
+constexpr int kHdmiInputs = 4;
+
+void RunWorker(pid_t parent, const std::function<void()>& body)
+{
+    (void)prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent) _exit(1);
+    try {
+        body();
+    } catch (const std::exception& e) {
+        (void)std::fprintf(stderr, "a process failed: %s\n", e.what());
+        _exit(1);
+    }
+    _exit(0);
+}
+
+}  // namespace
+
+void* ShareMemory(std::size_t size)
+{
+    void* memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) throw std::runtime_error("no shared memory");
+    return memory;
+}
+
+Worker::Worker(const std::function<void()>& body)
+{
+    (void)std::fflush(nullptr);
+    const pid_t parent = getpid();
+    m_Id = fork();
+    if (m_Id < 0) throw std::runtime_error("cannot fork");
+    if (m_Id == 0) RunWorker(parent, body);
+}
+
+Worker::~Worker()
+{
+    if (m_Id < 0) return;
+    (void)kill(m_Id, SIGKILL);
+    (void)waitpid(m_Id, nullptr, 0);
+}
+
+bool Worker::EndsWell()
+{
+    int status = 0;
+    const pid_t id = m_Id;
+    if (!WaitUntil([id, &status] { return waitpid(id, &status, WNOHANG) == id; })) return false;
+    m_Id = -1;
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+bool WaitUntil(const std::function<bool()>& condition, std::chrono::milliseconds time)
+{
+    const Clock::time_point deadline = Clock::now() + time;
+    while (!condition()) {
+        if (Clock::now() > deadline) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+std::int64_t NowUs()
+{
+    return std::chrono::duration_cast<std::chrono::microseconds>(Clock::now().time_since_epoch()).count();
+}
+
+std::int64_t QueuedUs()
+{
+    std::ifstream statistics("/proc/thread-self/schedstat");
+    std::int64_t runningNs = 0;
+    std::int64_t queuedNs = 0;
+    statistics >> runningNs >> queuedNs;
+    return queuedNs / 1000;
+}
+
+void Raise(std::atomic<std::int64_t>& maximum, std::int64_t value)
+{
+    if (maximum.load() < value) maximum = value;  // one writer each
+}
+
+Footprint Measure(pid_t process)
+{
+    const std::string directory = "/proc/" + std::to_string(process);
+    Footprint footprint;
+    std::ifstream status(directory + "/status");
+    for (std::string word; status >> word;) {
+        if (word == "RssAnon:") status >> footprint.anonymousKiB;
+    }
+    const std::filesystem::directory_iterator descriptors(directory + "/fd");
+    footprint.descriptors = static_cast<long>(std::distance(begin(descriptors), end(descriptors)));
+    return footprint;
+}
+
+void Report::Require(bool holds, const std::string& otherwise)
+{
+    if (holds) return;
+    m_Found = true;
+    std::printf("FOUND: %s\n", otherwise.c_str());
+}
+
+int Number(const std::vector<std::string>& arguments, const std::string& option, int otherwise)
+{
+    const auto found = std::find(arguments.begin(), arguments.end(), option);
+    return found == arguments.end() || found + 1 == arguments.end() ? otherwise : std::stoi(*(found + 1));
+}
+
+bool Has(const std::vector<std::string>& arguments, const std::string& option)
+{
+    return std::find(arguments.begin(), arguments.end(), option) != arguments.end();
+}
+
+int RunAtHome(int argc, char** argv, int (*body)(const std::vector<std::string>& arguments))
+{
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    (void)std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    return srcwatch_test::RunInHome(argc, argv, kHdmiInputs, [&] { return body(arguments); });
+}
+
+}  // namespace load

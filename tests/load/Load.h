@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the load programs share: processes, memory that they share, times, and what they found. A program ends with 0
+// when all that it watches held; otherwise it says "FOUND: ..." and ends with 1. Each can be given a fault on purpose.
+#ifndef SRCWATCH_TESTS_LOAD_H
+#define SRCWATCH_TESTS_LOAD_H
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace load {
+
+using Clock = std::chrono::steady_clock;
+
+/// Memory, full of zeros, for this process and those that it forks. Never given back.
+void* ShareMemory(std::size_t size);
+template <typename Type>
+Type& Share()
+{
+    return *static_cast<Type*>(ShareMemory(sizeof(Type)));
+}
+
+/// A forked process that runs body. It dies with its parent, or in the destructor.
+class Worker {
+public:
+    explicit Worker(const std::function<void()>& body);
+    Worker(Worker&& other) noexcept : m_Id(other.m_Id) { other.m_Id = -1; }
+    Worker(const Worker&) = delete;
+    Worker& operator=(const Worker&) = delete;
+    ~Worker();
+
+    pid_t Id() const { return m_Id; }
+    /// Whether it has ended by itself and well.
+    bool EndsWell();
+
+private:
+    pid_t m_Id;
+};
+
+/// Waits until the condition holds; false when that takes more than the time.
+bool WaitUntil(const std::function<bool()>& condition, std::chrono::milliseconds time = std::chrono::seconds(30));
+
+/// Microseconds of the monotonic clock.
+std::int64_t NowUs();
+
+/// How long this thread was ready to run and had no core: that is the machine's doing.
+std::int64_t QueuedUs();
+
+/// Raises a maximum.
+void Raise(std::atomic<std::int64_t>& maximum, std::int64_t value);
+
+struct Footprint {
+    long anonymousKiB = 0;
+    long descriptors = 0;
+};
+Footprint Measure(pid_t process);
+
+/// Collects what was found.
+class Report {
+public:
+    void Require(bool holds, const std::string& otherwise);
+    int Result() const { return m_Found ? 1 : 0; }
+
+private:
+    bool m_Found = false;
+};
+
+/// The number after an option such as "--seconds", or the default; and whether there is an option.
+int Number(const std::vector<std::string>& arguments, const std::string& option, int otherwise);
+bool Has(const std::vector<std::string>& arguments, const std::string& option);
+
+/// Runs body with the program's arguments in a private home with four HDMI inputs.
+int RunAtHome(int argc, char** argv, int (*body)(const std::vector<std::string>& arguments));
+
+}  // namespace load
+
+#endif
