@@ -64,7 +64,7 @@ int GenerationOf(const std::string& text)
     return at == std::string::npos ? 0 : std::atoi(text.c_str() + at);
 }
 
-void Read(Board& board, Reading& reading)
+void Read(Board& board, Reading& reading, std::chrono::microseconds pause)
 {
     int last = 0;
     Seen seen;
@@ -82,7 +82,7 @@ void Read(Board& board, Reading& reading)
         const int generation = GenerationOf(seen.device);
         if (generation < last) ++reading.backwards;
         last = generation;
-        std::this_thread::sleep_for(kBetweenQueries);
+        std::this_thread::sleep_for(pause);
     }
 }
 
@@ -156,7 +156,14 @@ int Run(const std::vector<std::string>& arguments)
     Worker writer([&] { Write(board, savesInTwo); });
     if (!WaitUntil([&] { return board.hasBegun.load(); })) return 2;
     std::vector<Worker> readers;
-    for (Reading& reading : board.readings) readers.emplace_back([&] { Read(board, reading); });
+    const bool stopsReader = Has(arguments, "--stop-a-reader");
+    for (Reading& reading : board.readings) {
+        // The one that will be stopped makes no pauses, so that it is within a query then.
+        const bool pauses = !stopsReader || !readers.empty();
+        readers.emplace_back([&board, &reading, pauses] {
+            Read(board, reading, pauses ? kBetweenQueries : std::chrono::microseconds(0));
+        });
+    }
     if (!WaitUntil([&] {
             return std::all_of(board.readings.begin(), board.readings.end(),
                                [](const Reading& r) { return r.isReady.load(); });
@@ -164,8 +171,8 @@ int Run(const std::vector<std::string>& arguments)
         return 2;
 
     std::this_thread::sleep_for(std::chrono::seconds(seconds));
-    if (Has(arguments, "--stop-a-reader")) {
-        for (int stop = 0; stop < 10; ++stop) {  // most of them within a query
+    if (stopsReader) {
+        for (int stop = 0; stop < 10; ++stop) {
             (void)kill(readers[0].Id(), SIGSTOP);
             std::this_thread::sleep_for(std::chrono::milliseconds(150));
             (void)kill(readers[0].Id(), SIGCONT);
