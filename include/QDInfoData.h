@@ -46,7 +46,8 @@ public:
 
     /**
      * Store the HDMI records as the array "activity" of root, which is null or an object. An empty table leaves root
-     * as it is. Logs the number of records. @return False, after a log line, when root cannot take them.
+     * as it is. Logs the number of records. @return False, after a log line, when root cannot take them or memory runs
+     * out.
      */
     bool GetActivityInfoToStream(Json::Value& root);
 

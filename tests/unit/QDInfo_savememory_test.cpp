@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// A save when memory runs out at any one point. JsonCpp allocates its texts with malloc, and throws an exception of its
+// own when it gets none; so this program's malloc fails once, on demand.
+#include "QDInfoServerData.h"
+#include "Queries.h"
+
+#include <cstdlib>
+#include <new>
+#include <set>
+
+extern "C" void* __libc_malloc(std::size_t size) noexcept;  // the C library's own, behind the one defined here
+
+namespace {
+
+long g_mallocsLeft = -1;  // the one after so many fails; negative: none
+
+}  // namespace
+
+// Seen by the libraries of this program too.
+extern "C" __attribute__((visibility("default"))) void* malloc(std::size_t size) noexcept
+{
+    if (g_mallocsLeft >= 0 && g_mallocsLeft-- == 0) return nullptr;
+    return __libc_malloc(size);
+}
+
+namespace {
+
+using namespace srcwatch_test;
+using testing::Contains;
+using testing::IsSupersetOf;
+using testing::StartsWith;
+
+// What came of it: the last line at ERROR, or what happened instead of one.
+std::string Save(qdinfo::CQDInfoServerData& store, long granted)
+{
+    Platform& platform = ThePlatform();
+    platform.log.clear();
+    bool saved = false;
+    g_mallocsLeft = granted;
+    try {
+        saved = store.t_SaveActivityInfoToFile();
+    } catch (const std::bad_alloc&) {
+        g_mallocsLeft = -1;
+        return "bad_alloc";
+    }
+    g_mallocsLeft = -1;
+    return saved ? "saved" : platform.LogOf(DLOG_ERROR).back();
+}
+
+class SaveWithoutMemory : public QueryTest {};
+
+TEST_F(SaveWithoutMemory, StoresTheWholeDocumentOrNothingWhicheverAllocationFails)
+{
+    qdinfo::CQDInfoServerData store;
+    store.CreateAndAddNewActivity();
+    store.SetBrandName("brand", 0);
+    Json::Value whole;
+    ASSERT_TRUE(store.GetActivityInfoToStream(whole));
+    const std::string text = Json::writeString(Json::StreamWriterBuilder(), whole);
+
+    std::set<std::string> outcomes;
+    std::string outcome;
+    for (long granted = 0; outcome != "saved"; ++granted) {
+        platform.settings.texts[kHdmiKey] = "old";
+        outcome = Save(store, granted);
+        outcomes.insert(outcome);
+        const std::string stored = platform.settings.texts[kHdmiKey];
+        EXPECT_TRUE(stored == text || (stored == "old" && outcome != "saved")) << granted << ' ' << outcome;
+    }
+
+    EXPECT_THAT(outcomes, IsSupersetOf({"saved", "bad_alloc", "t_SaveActivityInfoToFile:  save to file error"}));
+    EXPECT_THAT(outcomes, Contains(StartsWith("t_SaveActivityInfoToFile: Exception Handled by "
+                                              "t_SaveActivityInfoToFile: ")));
+}
+
+}  // namespace
