@@ -460,6 +460,34 @@ TEST_F(Service, EndsWithAClearMessageWhenTheBusDies)
     EXPECT_EQ(m_Service->Errors(), "srcwatch-service: the connection to the system bus is lost\n");
 }
 
+/* ---- What its log tells ---- */
+
+// The key selection vector of a device, as stored, and what begins the text of records in the log.
+constexpr const char* kTivarosAksv = "db137325c1";
+constexpr const char* kDocument = "<{";
+
+TEST_F(Service, LogsNeitherKeySelectionVectorsNorDocuments)
+{
+    StartService();
+    Plug("hdmi1", "tivaro-one");
+    ASSERT_EQ(StoredRecord(0)["AKSV"].asString(), kTivarosAksv);
+    Unplug("hdmi1");
+    EXPECT_EQ(StopService(SIGTERM), 0);
+
+    EXPECT_EQ(LogLinesWith(kTivarosAksv), 0) << Log();
+    EXPECT_EQ(LogLinesWith(kDocument), 0) << Log();
+}
+
+TEST_F(Service, LogsDocumentsWhenAskedToDebug)
+{
+    m_Service = LaunchService({}, {{"SRCWATCH_LOG_LEVEL", "debug"}});
+    ASSERT_TRUE(WaitUntilServing());
+    Plug("hdmi1", "tivaro-one");
+
+    EXPECT_GT(LogLinesWith(kTivarosAksv), 0);
+    EXPECT_GT(LogLinesWith(kDocument), 0);
+}
+
 /* ---- Stored texts ---- */
 
 TEST_F(Service, KeepsUnreadableRecordsAsideAndBeginsWithEmptyOnes)
