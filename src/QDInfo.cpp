@@ -488,6 +488,14 @@ void FillKpi(Json::Value& entry, int port, srcwatch_kpi_info_s& info)
     if (!result.isNull() && result.size() == 3) info.result_first = result[0U].asString();
 }
 
+int ExportKpi(const Json::Value& shown, Json::Value& entry, int port, srcwatch_kpi_info_s& info, const CallSite& site)
+{
+    const std::string text = Json::writeString(Json::StreamWriterBuilder(), shown);
+    QDLOG_AT(site, QDLOG_ERROR, "Succeed to Get Json [HDMI%d], %s\n", port + 1, text.c_str());
+    FillKpi(entry, port, info);
+    return SRCWATCH_OK;
+}
+
 }  // namespace
 
 int srcwatch_get_device_kpi_info(int port, srcwatch_kpi_info_s* info)
@@ -503,11 +511,8 @@ int srcwatch_get_device_kpi_info(int port, srcwatch_kpi_info_s* info)
             QDLOG_AT(site, QDLOG_ERROR, "Fail to Get Json [HDMI%d]\n", port + 1);
             return SRCWATCH_ERROR_JSON;
         }
-        // Deliberate: an entry is an object, and indexing it by number throws; so every entry found ends there.
-        const std::string text = Json::writeString(Json::StreamWriterBuilder(), entry[port]);
-        QDLOG_AT(site, QDLOG_ERROR, "Succeed to Get Json [HDMI%d], %s\n", port + 1, text.c_str());
-        FillKpi(entry, port, *info);
-        return SRCWATCH_OK;
+        // Deliberate: an entry is an object, and indexing it by number throws; so every entry found ends here.
+        return ExportKpi(entry[port], entry, port, *info, site);
     });
 }
 
@@ -526,9 +531,7 @@ int srcwatch_get_all_device_kpi_info(srcwatch_kpi_info_s* infos)
                 QDLOG_AT(site, QDLOG_ERROR, "Fail to Get Json [HDMI%d]\n", port + 1);
                 continue;
             }
-            const std::string text = Json::writeString(Json::StreamWriterBuilder(), entry);
-            QDLOG_AT(site, QDLOG_ERROR, "Succeed to Get Json [HDMI%d], %s\n", port + 1, text.c_str());
-            FillKpi(entry, port, infos[port]);
+            ExportKpi(entry, entry, port, infos[port], site);
         }
         return SRCWATCH_OK;
     });
