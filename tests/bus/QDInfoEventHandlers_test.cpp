@@ -206,6 +206,8 @@ TEST_F(Handlers, LogAFailedPreconditionWithoutAReceiver)
                                        "E m_NameLostHandler: Assertion failed"));
     probe.signal(connection, ":1.1", kChannelPath, kChannelName, kChannel, nullptr, nullptr);
     EXPECT_THAT(TakeLog(), ElementsAre("E m_SignalHandler: Assertion failed"));
+    probe.methodCall(connection, ":1.1", kChannelPath, kChannelName, kChannel, nullptr, nullptr, nullptr);
+    EXPECT_THAT(TakeLog(), ElementsAre("E m_MethodCallHandler: Assertion failed"));
 
     g_object_unref(connection);
 }
@@ -215,6 +217,9 @@ TEST_F(Handlers, LogAFailedPreconditionWithoutABody)
     probe.signal(nullptr, ":1.1", kChannelPath, kChannelName, kChannel, nullptr, service.get());
 
     EXPECT_THAT(TakeLog(), ElementsAre("D m_SignalHandler: Received signal", "E m_SignalHandler: Assertion failed"));
+    probe.methodCall(nullptr, ":1.1", kChannelPath, kChannelName, kChannel, nullptr, nullptr, service.get());
+    EXPECT_THAT(TakeLog(),
+                ElementsAre("E m_MethodCallHandler: Received method call", "E m_MethodCallHandler: Assertion failed"));
 }
 
 TEST_F(Handlers, DoNotLookAtTheNamesOfASignal)
@@ -236,6 +241,7 @@ TEST_F(Handlers, IgnoreAReceiverThatIsGone)
     const Variant body(g_variant_ref_sink(g_variant_new("(is)", 1, "")));
 
     probe.signal(connection, ":1.1", kChannelPath, kChannelName, kChannel, body.get(), gone);
+    probe.methodCall(connection, ":1.1", kChannelPath, kChannelName, kChannel, body.get(), nullptr, gone);
     probe.busAcquired(connection, kChannelName, gone);
     EXPECT_THAT(TakeLog(), IsEmpty());
     probe.nameAcquired(connection, kChannelName, gone);
@@ -275,6 +281,59 @@ TEST_F(Handlers, LeaveACallWithAnotherBodyWithoutAReply)
     EXPECT_FALSE(peer.ReplyTo(bad));
     EXPECT_EQ(deliveries.Count(), 1U);
 }
+
+// ---------------------------------------------------------------------------------------------------------------------
+// What the handlers never do with each other
+
+// Gives access to a private member: an explicit instantiation may name one.
+template <typename Tag, typename Tag::Type kMember>
+struct Reveal {
+    friend typename Tag::Type MemberOf(Tag) { return kMember; }
+};
+
+struct ProcessHandleEvent {
+    using Type = void (CQDEventReciever::*)(srcwatch_event_s*);
+    friend Type MemberOf(ProcessHandleEvent);
+};
+template struct Reveal<ProcessHandleEvent, &CQDEventReciever::m_ProcessHandleEvent>;
+
+struct ConvertStreamToEvent {
+    using Type = void (CQDEventReciever::*)(srcwatch_event_s&);
+    friend Type MemberOf(ConvertStreamToEvent);
+};
+template struct Reveal<ConvertStreamToEvent, &CQDEventReciever::m_ConvertStreamToEvent>;
+
+struct InStream {
+    using Type = std::stringstream CQDEventReciever::*;
+    friend Type MemberOf(InStream);
+};
+template struct Reveal<InStream, &CQDEventReciever::m_InStream>;
+
+TEST_F(Handlers, WouldOnlyLogAnEventThatIsNull)
+{
+    (service.get()->*MemberOf(ProcessHandleEvent()))(nullptr);
+
+    EXPECT_THAT(TakeLog(), ElementsAre("E m_ProcessHandleEvent: pEvent NULL"));
+}
+
+TEST_F(Handlers, WouldLeaveAnEventWhenTheRequestStreamIsNotGood)
+{
+    std::stringstream& stream = service.get()->*MemberOf(InStream());
+    stream.str("5\t");
+    stream.setstate(std::ios::eofbit);
+    srcwatch_event_s event{};
+    event.args[0] = 7;
+
+    (service.get()->*MemberOf(ConvertStreamToEvent()))(event);
+
+    EXPECT_EQ(event.args[0], 7);
+    EXPECT_EQ(event.ptr_args[0], nullptr);
+    EXPECT_EQ(event.ptr_args[1], nullptr);
+    EXPECT_THAT(TakeLog(), IsEmpty());
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// The end of a connection
 
 // The connection of a service may lose its last reference in another thread at any time: here, between the look at it
 // and its use.

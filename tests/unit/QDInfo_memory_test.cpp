@@ -6,6 +6,7 @@
 #include "Queries.h"
 #include "srcwatch-api.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
@@ -13,10 +14,11 @@ namespace {
 
 bool g_nothrowFails = false;
 long g_allocationsLeft = -1;  // negative: no end
+std::size_t g_largest = SIZE_MAX;
 
 void* Allocate(std::size_t size)
 {
-    if (g_allocationsLeft == 0) return nullptr;
+    if (g_allocationsLeft == 0 || size > g_largest) return nullptr;
     if (g_allocationsLeft > 0) --g_allocationsLeft;
     return std::malloc(size);
 }
@@ -189,6 +191,47 @@ TEST_F(LittleMemory, LeavesAQueryAsBadAllocAndTheNextOneWorks)
             EXPECT_EQ(Ask(query, port), Expected(query, port, &platform.settings.texts[StoredKey(port)]));
         }
     }
+}
+
+// The writer's stream keeps to itself that it could not grow, so the text ends somewhere inside the document.
+TEST_F(LittleMemory, LosesNoStoredDocumentToASaveThatWasCut)
+{
+    qdinfo::CQDInfoServerData store;
+    store.CreateAndAddNewActivity();
+    for (int port = 0; port < GivenHdmiCount(); ++port) {
+        store.SetBrandName(std::string(50000, 'b').c_str(), port);
+        store.SetDeviceName(std::string(50000, 'd').c_str(), port);
+    }
+    GivenText(0, "old");
+    ForgetCalls();
+
+    g_largest = 200000;
+    const bool saved = store.t_SaveActivityInfoToFile();
+    g_largest = SIZE_MAX;
+
+    EXPECT_FALSE(saved);
+    EXPECT_EQ(platform.settings.texts[kHdmiKey], "old");
+    EXPECT_TRUE(platform.SequenceWithoutLog().empty());
+    EXPECT_EQ(platform.sequence.back(), "E QDInfoServerData.cpp t_SaveActivityInfoToFile:  save to file error");
+    EXPECT_TRUE(store.t_SaveActivityInfoToFile());
+    EXPECT_GT(platform.settings.texts[kHdmiKey].size(), 400000U);
+}
+
+// ---- The callback of an application ----
+
+void Ignore(void*, srcwatch_event_s*) {}
+
+TEST(EventCallbackWithoutMemory, IsNotRegistered)
+{
+    ThePlatform() = Platform();
+
+    g_nothrowFails = true;
+    const int result = srcwatch_register_event_callback(&Ignore, nullptr);
+    g_nothrowFails = false;
+
+    EXPECT_EQ(result, 0);
+    EXPECT_THAT(ThePlatform().sequence, ElementsAre("E QDInfo.cpp srcwatch_register_event_callback: new error"));
+    EXPECT_EQ(srcwatch_unregister_event_callback(&Ignore), 0);
 }
 
 }  // namespace

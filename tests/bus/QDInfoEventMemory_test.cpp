@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Messages that there is no memory for. The stream that a message is built in keeps to itself that it could not grow.
+// This program's operator new refuses on demand what is too large; GLib allocates otherwise.
+#include "BusTest.h"
+
+#include <atomic>
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+std::atomic<std::size_t> g_largest{SIZE_MAX};
+
+void* Allocate(std::size_t size)
+{
+    void* const memory = size > g_largest ? nullptr : std::malloc(size);
+    if (memory == nullptr) throw std::bad_alloc();
+    return memory;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return Allocate(size); }
+void* operator new[](std::size_t size) { return Allocate(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+
+namespace {
+
+using namespace srcwatch_test;
+using qdinfo::CQDEventSender;
+
+class MessageWithoutMemory : public BusTest {
+protected:
+    MessageWithoutMemory() : extra(std::string(700000, 'x'))
+    {
+        peer.Listen(kChannelName);
+        peer.AnswerWith([](const BusMessage&) { return g_variant_new("(s)", "reply"); });
+        EXPECT_EQ(peer.RequestName(kChannelName), 1U);
+    }
+
+    // Enough for a copy of the extra text, too little for the stream, which doubles its size.
+    template <typename Send>
+    int WithLittleMemory(Send send)
+    {
+        g_largest = 800000;
+        const int result = send();
+        g_largest = SIZE_MAX;
+        return result;
+    }
+
+    CQDEventSender sender{kChannel};
+    std::stringstream extra;
+    BusPeer peer;
+};
+
+TEST_F(MessageWithoutMemory, IsNotSentInPart)
+{
+    EXPECT_EQ(WithLittleMemory([this] { return sender.SendSignal(10, extra); }), 0);
+    EXPECT_EQ(TakeLog().back(), "E m_SendSignal: Error while sending signal: 'no memory for the message'");
+
+    EXPECT_EQ(sender.SendSignal(10), 1);
+    const std::vector<BusMessage> signals = peer.WaitForSignals(1);
+    ASSERT_EQ(signals.size(), 1U);
+    EXPECT_EQ(signals[0].text, kEmptyMessage);
+}
+
+TEST_F(MessageWithoutMemory, IsNotCalledWithInPart)
+{
+    std::stringstream reply("before");
+
+    EXPECT_EQ(WithLittleMemory([&] { return sender.Call(10, extra, reply); }), 0);
+    EXPECT_EQ(TakeLog().back(), "E m_Call:  proxy call failed (no memory for the message)");
+    EXPECT_EQ(reply.str(), "before");
+
+    EXPECT_EQ(sender.Call(10, reply), 1);
+    EXPECT_EQ(reply.str(), "reply");
+}
+
+}  // namespace
