@@ -23,9 +23,13 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
     target_compile_options(srcwatch-build-options INTERFACE -Wno-psabi)
 endif()
 
-# No build runs without optimisation, so that the checked libc functions are always in.
+# No build that is run in earnest is without optimisation, so that the checked libc functions are always in.
 # The address and thread sanitizers bring their own checks, which these would hide.
-if(SRCWATCH_SANITIZE)
+if(SRCWATCH_COVERAGE)
+    # What the compiler inlines or joins would be counted as branches of the line, and as a line less.
+    target_compile_options(srcwatch-build-options INTERFACE --coverage -O0)
+    target_link_options(srcwatch-build-options INTERFACE --coverage)
+elseif(SRCWATCH_SANITIZE)
     target_compile_options(srcwatch-build-options INTERFACE
         -fsanitize=${SRCWATCH_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     target_link_options(srcwatch-build-options INTERFACE -fsanitize=${SRCWATCH_SANITIZE})
@@ -36,11 +40,6 @@ endif()
 # What libFuzzer steers by.
 if(SRCWATCH_FUZZ)
     target_compile_options(srcwatch-build-options INTERFACE -fsanitize=fuzzer-no-link)
-endif()
-
-if(SRCWATCH_COVERAGE)
-    target_compile_options(srcwatch-build-options INTERFACE --coverage)
-    target_link_options(srcwatch-build-options INTERFACE --coverage)
 endif()
 
 target_link_options(srcwatch-build-options INTERFACE
