@@ -5,8 +5,11 @@
 #include "Protocol.h"
 #include "ServiceTest.h"
 
+#include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
+#include <ostream>
 #include <string>
 
 #include <grp.h>
@@ -38,7 +41,8 @@ void Replace(std::string& text, const std::string& from, const std::string& to)
 // The rules of a system bus, with those of the policy file for these users after them.
 std::string Policy(const std::string& user, const std::string& group)
 {
-    std::string text = ReadFile(SRCWATCH_POLICY_FILE);
+    const char* other = std::getenv("SRCWATCH_TEST_POLICY_FILE");  // for tests of these tests
+    std::string text = ReadFile(other != nullptr ? other : SRCWATCH_POLICY_FILE);
     Replace(text, "user=\"srcwatch\"", "user=\"" + user + "\"");
     Replace(text, "group=\"srcwatch\"", "group=\"" + group + "\"");
     const std::size_t begin = text.find("<busconfig>") + std::string("<busconfig>").size();
@@ -119,13 +123,19 @@ protected:
         if (geteuid() != 0) GTEST_SKIP() << "only root can act as another user";
     }
 
-    std::unique_ptr<Process> RunAsNobody(std::vector<std::string> command) const
+    static std::unique_ptr<Process> RunAs(const std::string& user, std::vector<std::string> command)
     {
-        const std::vector<std::string> prefix = {"setpriv", "--reuid=nobody", "--regid=nogroup", "--init-groups"};
+        const std::string group = getgrgid(getpwnam(user.c_str())->pw_gid)->gr_name;
+        const std::vector<std::string> prefix = {"setpriv", "--reuid=" + user, "--regid=" + group, "--init-groups"};
         command.insert(command.begin(), prefix.begin(), prefix.end());
-        const std::string output = HomePath("nobody");
+        const std::string output = HomePath(user);
         for (const char* end : {".out", ".err"}) std::filesystem::remove(output + end);
         return std::make_unique<Process>(command, output);
+    }
+
+    static std::unique_ptr<Process> RunAsNobody(const std::vector<std::string>& command)
+    {
+        return RunAs(kNobody, command);
     }
 
     std::unique_ptr<Process> CallAsNobody(const std::string& method, const std::vector<std::string>& arguments) const
@@ -189,6 +199,91 @@ TEST_F(PoliciesForOthers, LetStrangersHearTheService)
         return monitor->Output().find("org.nalto.tv.qdinfo.qdinfo (4097,") != std::string::npos;
     })) << monitor->Output();
 }
+
+// ---- Who may do what, all of it ----
+
+struct Rights {
+    const char* user;
+    bool own, signal, call, introspect;
+};
+
+std::ostream& operator<<(std::ostream& out, const Rights& rights) { return out << rights.user; }
+
+constexpr const char* kStranger = "daemon";
+constexpr const char* kServicesUser = "root";  // who runs the test
+
+// Members of the group are those of "nobody".
+constexpr Rights kRights[] = {
+    {kServicesUser, true, true, true, true},
+    {kNobody, false, true, true, true},
+    {kStranger, false, false, false, true},
+};
+
+class PolicyMatrix : public PoliciesForOthers, public testing::WithParamInterface<Rights> {
+protected:
+    // Whether the bus lets the user's call through.
+    bool MayCall(const std::string& destination, const std::string& path, const std::string& method,
+                 const std::vector<std::string>& arguments) const
+    {
+        std::vector<std::string> command = {"gdbus",     "call",          "--address", m_Bus->Address(), "--dest",
+                                            destination, "--object-path", path,        "--method",       method};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        const auto call = RunAs(GetParam().user, command);
+        const bool answered = call->Wait() == 0;
+        const bool denied = call->Errors().find("org.freedesktop.DBus.Error.AccessDenied") != std::string::npos;
+        EXPECT_NE(answered, denied) << call->Errors();
+        return answered;
+    }
+
+    void Emit(const std::string& signal) const
+    {
+        // Given as an address, gdbus would not greet the bus before it sends.
+        const auto emit =
+            RunAs(GetParam().user, {"env", "DBUS_SYSTEM_BUS_ADDRESS=" + m_Bus->Address(), "gdbus", "emit", "--system",
+                                    "--object-path", kPath, "--signal", signal, "10", "text"});
+        EXPECT_EQ(emit->Wait(), 0) << emit->Errors();
+    }
+
+    // Whether the user's signal of the channel arrives, before a later one of another interface, which always does.
+    bool MaySignal() const
+    {
+        constexpr const char* kOther = "org.nalto.tv.other";
+        BusPeer receiver(m_Bus->Address());
+        receiver.Listen(kName);
+        receiver.Listen(kOther);
+        Emit(std::string(kName) + ".forged");
+        Emit(std::string(kOther) + ".last");
+        std::size_t forged = 0;
+        EXPECT_TRUE(WaitUntil([&] {
+            const auto signals = receiver.Signals();
+            forged = CountOfMember(signals, "forged");
+            return CountOfMember(signals, "last") == 1;
+        }));
+        return forged == 1;
+    }
+
+    static std::size_t CountOfMember(const std::vector<BusMessage>& signals, const std::string& member)
+    {
+        return static_cast<std::size_t>(std::count_if(
+            signals.begin(), signals.end(), [&](const BusMessage& signal) { return signal.member == member; }));
+    }
+};
+
+TEST_P(PolicyMatrix, GivesEachUserWhatIsHis)
+{
+    Serve(kNobodysGroup);
+    const Rights& rights = GetParam();
+
+    EXPECT_EQ(
+        MayCall("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus.RequestName", {kName, "0"}),
+        rights.own);
+    EXPECT_EQ(MaySignal(), rights.signal);
+    EXPECT_EQ(MayCall(kName, kPath, "org.nalto.tv.qdinfo.qdinfo", {StatusRequest(), "0\t"}), rights.call);
+    EXPECT_EQ(MayCall(kName, kPath, "org.freedesktop.DBus.Introspectable.Introspect", {}), rights.introspect);
+}
+
+INSTANTIATE_TEST_SUITE_P(Users, PolicyMatrix, testing::ValuesIn(kRights),
+                         [](const auto& row) { return std::string(row.param.user); });
 
 }  // namespace
 }  // namespace srcwatch_test
