@@ -9,7 +9,9 @@
 #include <string>
 #include <vector>
 
+#pragma GCC visibility push(default)  // so that a shared library takes what GioProbe.cpp defines
 #include <gio/gio.h>
+#pragma GCC visibility pop
 
 namespace srcwatch_test {
 
