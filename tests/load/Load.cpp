@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <thread>
@@ -96,19 +95,6 @@ std::int64_t QueuedUs()
 void Raise(std::atomic<std::int64_t>& maximum, std::int64_t value)
 {
     if (maximum.load() < value) maximum = value;  // one writer each
-}
-
-Footprint Measure(pid_t process)
-{
-    const std::string directory = "/proc/" + std::to_string(process);
-    Footprint footprint;
-    std::ifstream status(directory + "/status");
-    for (std::string word; status >> word;) {
-        if (word == "RssAnon:") status >> footprint.anonymousKiB;
-    }
-    const std::filesystem::directory_iterator descriptors(directory + "/fd");
-    footprint.descriptors = static_cast<long>(std::distance(begin(descriptors), end(descriptors)));
-    return footprint;
 }
 
 void Report::Require(bool holds, const std::string& otherwise)

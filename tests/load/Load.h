@@ -55,12 +55,6 @@ std::int64_t QueuedUs();
 /// Raises a maximum.
 void Raise(std::atomic<std::int64_t>& maximum, std::int64_t value);
 
-struct Footprint {
-    long anonymousKiB = 0;
-    long descriptors = 0;
-};
-Footprint Measure(pid_t process);
-
 /// Collects what was found.
 class Report {
 public:

@@ -4,6 +4,7 @@
 // told and asks. Neither grows.
 // Usage: year_load [--saves N] [--queries N] [--leak] [--leak-descriptors]; the last two are faults on purpose.
 #include "Load.h"
+#include "Process.h"
 #include "QDInfoAPI.h"
 #include "QDInfoEventManager.h"
 #include "Records.h"
@@ -20,6 +21,8 @@
 namespace {
 
 using namespace load;
+using srcwatch_test::Footprint;
+using srcwatch_test::Measure;
 
 constexpr long kTolerableGrowthKiB = 256;  // the allocator's own ups and downs
 constexpr int kAhead = 200;                // events that may be under way

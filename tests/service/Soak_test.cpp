@@ -7,7 +7,6 @@
 
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -25,24 +24,6 @@ constexpr long kTolerableGrowthKiB = 512L * 1024;
 #else
 constexpr long kTolerableGrowthKiB = 64;
 #endif
-
-struct Footprint {
-    long anonymousKiB = 0;
-    std::size_t descriptors = 0;
-};
-
-Footprint Measure(pid_t process)
-{
-    const std::string directory = "/proc/" + std::to_string(process);
-    Footprint footprint;
-    std::ifstream status(directory + "/status");
-    for (std::string word; status >> word;) {
-        if (word == "RssAnon:") status >> footprint.anonymousKiB;
-    }
-    const std::filesystem::directory_iterator descriptors(directory + "/fd");
-    footprint.descriptors = static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
-    return footprint;
-}
 
 class Soak : public ServiceTest {
 protected:

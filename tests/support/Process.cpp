@@ -3,7 +3,9 @@
 
 #include <cerrno>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -107,6 +109,19 @@ std::optional<int> Process::Wait(std::chrono::milliseconds time)
 std::string Process::Output() const { return ReadFile(m_OutputPath + ".out"); }
 
 std::string Process::Errors() const { return ReadFile(m_OutputPath + ".err"); }
+
+Footprint Measure(pid_t process)
+{
+    const std::string directory = "/proc/" + std::to_string(process);
+    Footprint footprint;
+    std::ifstream status(directory + "/status");
+    for (std::string word; status >> word;) {
+        if (word == "RssAnon:") status >> footprint.anonymousKiB;
+    }
+    const std::filesystem::directory_iterator descriptors(directory + "/fd");
+    footprint.descriptors = static_cast<long>(std::distance(begin(descriptors), end(descriptors)));
+    return footprint;
+}
 
 std::string ReadFile(const std::string& path)
 {

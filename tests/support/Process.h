@@ -42,6 +42,13 @@ private:
     std::optional<int> m_Result;
 };
 
+/// What a process holds.
+struct Footprint {
+    long anonymousKiB = 0;
+    long descriptors = 0;
+};
+Footprint Measure(pid_t process);
+
 /// The whole content of a file; empty when it cannot be read.
 std::string ReadFile(const std::string& path);
 
