@@ -36,6 +36,9 @@ public:
      */
     bool Read(Json::Value& obj);
 
+    /// Read(), and whether memory ran out. For the library's own use.
+    SRCWATCH_LOCAL bool TryRead(Json::Value& obj, bool& outOfMemory);
+
     /// Store the fields as members of obj, which is null or an object. @return False, after a log line, if it is not.
     bool Write(Json::Value& obj);
 

@@ -5,8 +5,6 @@
 
 #include "QDInfoCommon.h"
 
-#include <new>
-
 #include <json/json.h>
 
 namespace qdinfo {
@@ -62,6 +60,12 @@ CQDInfoActivityInfo::~CQDInfoActivityInfo() = default;
 
 bool CQDInfoActivityInfo::Read(Json::Value& obj)
 {
+    bool outOfMemory = false;
+    return TryRead(obj, outOfMemory);
+}
+
+bool CQDInfoActivityInfo::TryRead(Json::Value& obj, bool& outOfMemory)
+{
     try {
         for (const Schema::Field& field : Schema::kFields) {
             const Json::Value& value = obj[field.key];  // Deliberate: adds a missing member as null.
@@ -72,10 +76,11 @@ bool CQDInfoActivityInfo::Read(Json::Value& obj)
             }
         }
         return true;
-    } catch (const Json::RuntimeError&) {
-        throw std::bad_alloc();  // so JsonCpp says that there is no memory, where nothing is parsed
     } catch (const Json::Exception& e) {
-        QDLOG(QDLOG_ERROR, "Exception Handled by CQDInfoActivityInfo::Read: %s", e.what());
+        // So JsonCpp says that there is no memory, where nothing is parsed.
+        outOfMemory = dynamic_cast<const Json::RuntimeError*>(&e) != nullptr;
+        const CallSite site = CallSite::Here(__FILE__, "Read");
+        QDLOG_AT(site, QDLOG_ERROR, "Exception Handled by CQDInfoActivityInfo::Read: %s", e.what());
         return false;
     }
 }

@@ -6,6 +6,7 @@
 #include "QDInfoCommon.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -96,7 +97,9 @@ bool CQDInfoData::SetActivityInfoFromStream(Json::Value& root)
         for (int i = 0; i < HDMI_PORT_COUNT; ++i) {
             Json::Value element = root["activity"][i];  // a copy: Read completes it
             CQDInfoActivityInfo record;
-            record.Read(element);  // Deliberate: a record that can be read in part is kept in part.
+            bool outOfMemory = false;
+            // Deliberate: a record that can be read in part is kept in part; not one that there was no memory for.
+            if (!record.TryRead(element, outOfMemory) && outOfMemory) throw std::bad_alloc();
             records.push_back(record);
         }
         t_ActivityInfo = std::move(records);
