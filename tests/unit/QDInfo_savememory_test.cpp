@@ -74,4 +74,27 @@ TEST_F(SaveWithoutMemory, StoresTheWholeDocumentOrNothingWhicheverAllocationFail
                                               "t_SaveActivityInfoToFile: ")));
 }
 
+TEST_F(SaveWithoutMemory, ReadsARecordOrTellsWhyNotWhicheverAllocationFails)
+{
+    std::set<std::string> outcomes;
+    std::string outcome;
+    for (long granted = 0; outcome != "read"; ++granted) {
+        qdinfo::CQDInfoActivityInfo record;
+        Json::Value nothing(Json::objectValue);  // each of its members is added
+        platform.log.clear();
+        g_mallocsLeft = granted;
+        try {
+            outcome = record.Read(nothing) ? "read" : "";
+        } catch (const std::bad_alloc&) {
+            outcome = "bad_alloc";
+        }
+        g_mallocsLeft = -1;
+        if (outcome.empty()) outcome = platform.LogOf(DLOG_ERROR).back();
+        outcomes.insert(outcome);
+    }
+
+    EXPECT_THAT(outcomes, IsSupersetOf({"read", "bad_alloc"}));
+    EXPECT_THAT(outcomes, Contains(StartsWith("Read: Exception Handled by CQDInfoActivityInfo::Read: ")));
+}
+
 }  // namespace
