@@ -191,6 +191,20 @@ TEST_P(ActivityField, IsLoggedByItsGetterOnEachCall)
     EXPECT_EQ(platform.sequence, expected);
 }
 
+TEST_P(ActivityField, TakesNamesThatLookLikeFormatsOrEscapesAsTheyAre)
+{
+    if (field.IsNumber()) return;
+    for (const char* name : {"%n%s%d%%", "\x1b[31m\x1b]0;title\x07", "a line\nand another\r\t", "\u202egnp.\u2066"}) {
+        (record.*field.setText)(name);
+        platform.sequence.clear();
+
+        EXPECT_STREQ((record.*field.getText)(), name);
+        if (field.logged != nullptr) {
+            EXPECT_THAT(platform.sequence, ElementsAre(std::string("D QDInfoActivityInfo.cpp ") + field.logged + name));
+        }
+    }
+}
+
 TEST_F(ActivityInfo, HasTenTextsThatAreLogged)
 {
     for (const Field& field : kFields) Get(record, field);

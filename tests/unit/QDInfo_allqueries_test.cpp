@@ -177,6 +177,16 @@ TEST_P(EveryQuery, EndsTextsAtAnEmbeddedZero)
     }
 }
 
+TEST_P(EveryQuery, TakesNamesThatLookLikeFormatsOrEscapesAsTheyAre)
+{
+    for (const char* name : {"%n%s%d%%", "\x1b[31m\x1b]0;title\x07", "a line\nand another\r\t", "\u202egnp.\u2066"}) {
+        for (const int type : {0, 1, 3, 7, 9, 14}) {
+            GivenRecord(3, RecordOfTexts(type, name));
+            ExpectAnswer(3);
+        }
+    }
+}
+
 TEST_P(EveryQuery, AnswersForMembersOfEveryKind)
 {
     const std::string kinds[] = {"null",       "true",
