@@ -16,9 +16,11 @@ int g_shared = 0;
 
 void Leak()
 {
-    auto* lost = new std::vector<int>(100U, int{g_one});
-    std::printf("%d\n", lost->front());
-    lost = nullptr;
+    // Several: of the last one, a register or the stack may still have the address.
+    for (int i = 0; i < 10; ++i) {
+        const auto* lost = new std::vector<int>(100U, int{g_one});
+        std::printf("%d\n", lost->front());
+    }
 }
 
 void Overrun()
