@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Messages that there is no memory for. The stream that a message is built in keeps to itself that it could not grow.
-// This program's operator new refuses on demand what is too large; GLib allocates otherwise.
+// Messages and registrations that there is no memory for. The stream that a message is built in keeps to itself that it
+// could not grow. This program's operator new refuses on demand what is too large, or once; GLib allocates otherwise.
 #include "BusTest.h"
 
 #include <atomic>
@@ -12,10 +12,12 @@
 namespace {
 
 std::atomic<std::size_t> g_largest{SIZE_MAX};
+std::atomic<int> g_left{-1};  // the allocation after so many fails; negative: none
 
 void* Allocate(std::size_t size)
 {
-    void* const memory = size > g_largest ? nullptr : std::malloc(size);
+    const bool fails = size > g_largest || (g_left >= 0 && g_left-- == 0);
+    void* const memory = fails ? nullptr : std::malloc(size);
     if (memory == nullptr) throw std::bad_alloc();
     return memory;
 }
@@ -79,6 +81,26 @@ TEST_F(MessageWithoutMemory, IsNotCalledWithInPart)
 
     EXPECT_EQ(sender.Call(10, reply), 1);
     EXPECT_EQ(reply.str(), "reply");
+}
+
+TEST_F(BusTest, ARegistrationThatThereIsNoMemoryForCanBeTriedAgain)
+{
+    const srcwatch_event_cb callback = [](void*, srcwatch_event_s*) {};
+    bool registered = false;
+    for (int granted = 0; !registered; ++granted) {
+        g_left = granted;
+        try {
+            registered = srcwatch_register_event_callback(callback, nullptr) == 1;
+        } catch (const std::bad_alloc&) {
+            registered = false;
+        }
+        g_left = -1;
+
+        if (!registered) {
+            EXPECT_EQ(srcwatch_register_event_callback(callback, nullptr), 1) << granted;
+        }
+        EXPECT_EQ(srcwatch_unregister_event_callback(callback), 1) << granted;
+    }
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <new>
 #include <set>
+#include <utility>
 
 extern "C" void* __libc_malloc(std::size_t size) noexcept;  // the C library's own, behind the one defined here
 
@@ -95,6 +96,33 @@ TEST_F(SaveWithoutMemory, ReadsARecordOrTellsWhyNotWhicheverAllocationFails)
 
     EXPECT_THAT(outcomes, IsSupersetOf({"read", "bad_alloc"}));
     EXPECT_THAT(outcomes, Contains(StartsWith("Read: Exception Handled by CQDInfoActivityInfo::Read: ")));
+}
+
+TEST_F(SaveWithoutMemory, LoadsTheWholeTableOrKeepsTheOneThatItHasWhicheverAllocationFails)
+{
+    Json::Value present;
+    present["activity"][0]["BName"] = "present";
+    Json::Value other;
+    other["activity"][0]["BName"] = "other";
+    const std::pair<std::string, const char*> documents[] = {{TextOf(other), "other"}, {"{}", ""}};
+    for (const auto& [document, brand] : documents) {
+        qdinfo::CQDInfoServerData store;
+        platform.settings.texts[kHdmiKey] = TextOf(present);
+        ASSERT_TRUE(store.t_LoadActivityInfoToMemory());
+
+        platform.settings.texts[kHdmiKey] = document;
+        bool loaded = false;
+        for (long granted = 0; !loaded; ++granted) {
+            g_mallocsLeft = granted;
+            try {
+                loaded = store.t_LoadActivityInfoToMemory();
+            } catch (const std::bad_alloc&) {
+                loaded = false;
+            }
+            g_mallocsLeft = -1;
+            EXPECT_STREQ(store.GetBrandName(0), loaded ? brand : "present") << document << ' ' << granted;
+        }
+    }
 }
 
 }  // namespace
