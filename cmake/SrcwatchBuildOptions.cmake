@@ -18,6 +18,11 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64|i.86)$")
     target_compile_options(srcwatch-build-options INTERFACE -fcf-protection)
 endif()
 
+# Files and directories whose numbers do not fit 32 bits: without, reading such a directory fails.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    target_compile_definitions(srcwatch-build-options INTERFACE _FILE_OFFSET_BITS=64)
+endif()
+
 # Without, gcc notes at each use of some templates that it passes them otherwise than gcc 6 did.
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
     target_compile_options(srcwatch-build-options INTERFACE -Wno-psabi)
