@@ -10,12 +10,16 @@
 
 namespace ctl {
 
-void RequireSettings()
+void ListSettings(srcwatch_host_setting_cb callback, void* user_data)
 {
-    const auto ignore = [](const char*, const srcwatch_host_value*, void*) {};
-    if (srcwatch_host_list_settings(ignore, nullptr) != 0) {
+    if (srcwatch_host_list_settings(callback, user_data) != 0) {
         throw Failure("the settings store cannot be read; 'srcwatchctl doctor' tells why");
     }
+}
+
+void RequireSettings()
+{
+    ListSettings([](const char*, const srcwatch_host_value*, void*) {}, nullptr);
 }
 
 std::optional<std::string> ReadText(const std::string& key)

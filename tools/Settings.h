@@ -11,6 +11,9 @@
 
 namespace ctl {
 
+/// Call back for each setting, in the order of the keys. Throws a Failure when the store cannot be read.
+void ListSettings(srcwatch_host_setting_cb callback, void* user_data);
+
 /// Throws a Failure when the store cannot be read. The library's queries answer then as if nothing were stored.
 void RequireSettings();
 

@@ -69,9 +69,7 @@ void List(const std::string& prefix, Output& output)
         list.document.append(SettingToJson(key, value));
         list.table.rows.push_back({key, TypeName(value), CellText(ValueToJson(value))});
     };
-    if (srcwatch_host_list_settings(add, &found) != 0) {
-        throw Failure("the settings store cannot be read; 'srcwatchctl doctor' tells why");
-    }
+    ListSettings(add, &found);
     output.Write(found.document, found.table);
 }
 
