@@ -5,6 +5,8 @@
 
 #include "QDInfoCommon.h"
 
+#include <utility>
+
 #include <json/json.h>
 
 namespace qdinfo {
@@ -17,6 +19,9 @@ struct CQDInfoActivityInfo::Schema {
     };
 
     static const Field kFields[18];
+
+    static const Json::Value& Members();
+    static Json::Value ValueOf(const CQDInfoActivityInfo& info, const Field& field);
 };
 
 namespace {
@@ -53,6 +58,23 @@ const Info::Schema::Field Info::Schema::kFields[18] = {
     {"Changed", &Info::m_nChangedType, nullptr},
 };
 
+// A record whose members hold the positions of their fields: to fill a copy takes half the time of adding the members.
+const Json::Value& Info::Schema::Members()
+{
+    static const Json::Value& members = *[] {
+        Json::Value made;
+        int position = 0;
+        for (const Field& field : kFields) made[Json::StaticString(field.key)] = position++;
+        return new Json::Value(std::move(made));  // outlives static destructors
+    }();
+    return members;
+}
+
+Json::Value Info::Schema::ValueOf(const CQDInfoActivityInfo& info, const Field& field)
+{
+    return field.number != nullptr ? Json::Value(info.*field.number) : Json::Value(info.*field.text);
+}
+
 CQDInfoActivityInfo::CQDInfoActivityInfo() = default;
 CQDInfoActivityInfo::CQDInfoActivityInfo(const CQDInfoActivityInfo& other) = default;
 CQDInfoActivityInfo& CQDInfoActivityInfo::operator=(const CQDInfoActivityInfo& other) = default;
@@ -88,13 +110,12 @@ bool CQDInfoActivityInfo::TryRead(Json::Value& obj, bool& outOfMemory)
 bool CQDInfoActivityInfo::Write(Json::Value& obj)
 {
     try {
-        for (const Schema::Field& field : Schema::kFields) {
-            Json::Value& value = obj[field.key];
-            if (field.number != nullptr) {
-                value = this->*field.number;
-            } else {
-                value = this->*field.text;
-            }
+        if (obj.isNull()) {
+            Json::Value record = Schema::Members();
+            for (Json::Value& value : record) value = Schema::ValueOf(*this, Schema::kFields[value.asInt()]);
+            obj = std::move(record);
+        } else {
+            for (const Schema::Field& field : Schema::kFields) obj[field.key] = Schema::ValueOf(*this, field);
         }
         return true;
     } catch (const Json::Exception& e) {

@@ -29,6 +29,7 @@ namespace {
 
 using namespace srcwatch_test;
 using testing::Contains;
+using testing::ElementsAre;
 using testing::IsSupersetOf;
 using testing::StartsWith;
 
@@ -50,6 +51,30 @@ std::string Save(qdinfo::CQDInfoServerData& store, long granted)
 }
 
 class SaveWithoutMemory : public QueryTest {};
+
+// First, as what is made once in a process is made here.
+TEST_F(SaveWithoutMemory, WritesAWholeRecordOrNothingWhicheverAllocationFails)
+{
+    qdinfo::CQDInfoActivityInfo record;
+    record.SetBrandName("a brand that does not fit into the string itself");
+    std::set<std::string> outcomes;
+    Json::Value written;
+    for (long granted = 0; written.isNull(); ++granted) {
+        g_mallocsLeft = granted;
+        std::string outcome;
+        try {
+            outcome = record.Write(written) ? "written" : "refused";
+        } catch (const std::bad_alloc&) {
+            outcome = "bad_alloc";
+        }
+        g_mallocsLeft = -1;
+        outcomes.insert(outcome);
+        EXPECT_EQ(written.size(), outcome == "written" ? 18U : 0U) << granted;
+    }
+
+    EXPECT_THAT(outcomes, ElementsAre("bad_alloc", "refused", "written"));
+    EXPECT_EQ(written["BName"], "a brand that does not fit into the string itself");
+}
 
 TEST_F(SaveWithoutMemory, StoresTheWholeDocumentOrNothingWhicheverAllocationFails)
 {
