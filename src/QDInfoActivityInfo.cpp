@@ -64,7 +64,7 @@ const Json::Value& Info::Schema::Members()
     static const Json::Value& members = *[] {
         Json::Value made;
         int position = 0;
-        for (const Field& field : kFields) made[Json::StaticString(field.key)] = position++;
+        for (const Field& field : kFields) made[field.key] = position++;
         return new Json::Value(std::move(made));  // outlives static destructors
     }();
     return members;
