@@ -99,7 +99,8 @@ bool CQDInfoData::SetActivityInfoFromStream(Json::Value& root)
             CQDInfoActivityInfo record;
             bool outOfMemory = false;
             // Deliberate: a record that can be read in part is kept in part; not one that there was no memory for.
-            if (!record.TryRead(element, outOfMemory) && outOfMemory) throw std::bad_alloc();
+            record.TryRead(element, outOfMemory);
+            if (outOfMemory) throw std::bad_alloc();
             records.push_back(record);
         }
         t_ActivityInfo = std::move(records);
