@@ -77,6 +77,10 @@ const std::vector<std::string>& LoadSequence();
 // The variable that holds the number of HDMI inputs of the stand-in: "fail" when it cannot be asked, 4 when unset.
 constexpr char kHdmiCountVariable[] = "SRCWATCH_TEST_HDMI_COUNT";
 
+/// Names that look like formats, escape sequences, several lines, and marks that turn the direction of writing.
+constexpr const char* kHostileNames[] = {"%n%s%d%%", "\x1b[31m\x1b]0;title\x07", "a line\nand another\r\t",
+                                         "\u202egnp.\u2066"};
+
 // What the library must make of that variable.
 int GivenHdmiCount();
 

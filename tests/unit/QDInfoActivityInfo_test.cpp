@@ -194,7 +194,7 @@ TEST_P(ActivityField, IsLoggedByItsGetterOnEachCall)
 TEST_P(ActivityField, TakesNamesThatLookLikeFormatsOrEscapesAsTheyAre)
 {
     if (field.IsNumber()) return;
-    for (const char* name : {"%n%s%d%%", "\x1b[31m\x1b]0;title\x07", "a line\nand another\r\t", "\u202egnp.\u2066"}) {
+    for (const char* name : srcwatch_test::kHostileNames) {
         (record.*field.setText)(name);
         platform.sequence.clear();
 

@@ -179,7 +179,7 @@ TEST_P(EveryQuery, EndsTextsAtAnEmbeddedZero)
 
 TEST_P(EveryQuery, TakesNamesThatLookLikeFormatsOrEscapesAsTheyAre)
 {
-    for (const char* name : {"%n%s%d%%", "\x1b[31m\x1b]0;title\x07", "a line\nand another\r\t", "\u202egnp.\u2066"}) {
+    for (const char* name : kHostileNames) {
         for (const int type : {0, 1, 3, 7, 9, 14}) {
             GivenRecord(3, RecordOfTexts(type, name));
             ExpectAnswer(3);
