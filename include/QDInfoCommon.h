@@ -106,20 +106,39 @@ inline long LogStamp()
     return static_cast<std::int32_t>(milliseconds);
 }
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // QDLOG_FORMAT has checked it
+
+/// Writes a log line, for the log macros and for helpers that are given a QDLOG_FORMAT. One function for all lines with
+/// arguments of the same types: a call of the platform at each place would make the library a tenth larger.
+template <typename... Args>
+__attribute__((noinline)) void WriteLogLine(int priority, const char* format, const char* file, const char* function,
+                                            int line, Args... args)
+{
+    __dlog_print(0, priority, "qdinfo", format, file, function, line, LogStamp(), args...);
+}
+
+#pragma GCC diagnostic pop
+
 }  // namespace qdinfo
 
 /// Priorities of the library's log lines, as the platform log numbers them.
 enum QDLogPriority { QDLOG_DEBUG = 3, QDLOG_ERROR = 6 };
 
-/// Log a line for another place than this one. The format is a literal, so the compiler checks the arguments.
-#define QDLOG_AT(site, priority, format, ...)                                                              \
-    __dlog_print(0, (priority), "qdinfo", "%s: %s(%d) > <%ld> " format "\n", (site).file, (site).function, \
-                 (site).line, qdinfo::LogStamp(), ##__VA_ARGS__)
+/// The format of a log line with this text. The compiler checks the arguments against it; they are not evaluated.
+#define QDLOG_FORMAT(text, ...)                                                                                        \
+    (static_cast<void>(sizeof(__dlog_print(0, 0, "", "%s: %s(%d) > <%ld> " text "\n", "", "", 0, 0L, ##__VA_ARGS__))), \
+     "%s: %s(%d) > <%ld> " text "\n")
+
+/// Log a line for another place than this one. The text is a literal.
+#define QDLOG_AT(site, priority, text, ...)                                                                        \
+    qdinfo::WriteLogLine((priority), QDLOG_FORMAT(text, ##__VA_ARGS__), (site).file, (site).function, (site).line, \
+                         ##__VA_ARGS__)
 
 /// Log a line to the platform log, with the place of the call and the time before it.
-#define QDLOG(priority, format, ...)                                                                               \
-    __dlog_print(0, (priority), "qdinfo", "%s: %s(%d) > <%ld> " format "\n", qdinfo::BaseName(__FILE__), __func__, \
-                 __LINE__, qdinfo::LogStamp(), ##__VA_ARGS__)
+#define QDLOG(priority, text, ...)                                                                            \
+    qdinfo::WriteLogLine((priority), QDLOG_FORMAT(text, ##__VA_ARGS__), qdinfo::BaseName(__FILE__), __func__, \
+                         __LINE__, ##__VA_ARGS__)
 
 namespace qdinfo {
 

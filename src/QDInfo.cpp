@@ -47,14 +47,6 @@ using qdinfo::CSingleton;
 constexpr char kUnknown[] = "Unknown";
 constexpr char kGenericSetTopBox[] = "STB";  // begins the provider name of a set-top box that was not identified
 
-// Logs what() for the exported function at site. Deliberate: some messages name another function than that of the site.
-using ExceptionLog = void (*)(const CallSite& site, const char* what);
-
-#define EXCEPTION_IN(function)                                                      \
-    [](const CallSite& at, const char* what) {                                      \
-        QDLOG_AT(at, QDLOG_ERROR, "Exception Handled by " function ": %s\n", what); \
-    }
-
 bool IsPort(int port) { return port == OPTICAL_PORT || (port >= 0 && port <= 7); }
 
 // Reads the stored record of a port; it stays null when there is none, or no memory for the store.
@@ -83,23 +75,33 @@ void CopyText(char* dst, const std::string& text, std::size_t count = SRCWATCH_T
 
 bool BeginsWith(const char* text, const char* prefix) { return std::strncmp(text, prefix, std::strlen(prefix)) == 0; }
 
+// Logs at ERROR with a QDLOG_FORMAT.
+template <typename... Args>
+void LogAt(const CallSite& site, const char* format, Args... args)
+{
+    qdinfo::WriteLogLine(QDLOG_ERROR, format, site.file, site.function, site.line, args...);
+}
+
+// The line for an exception of JSON. Deliberate: some lines name another function than that of their place.
+#define EXCEPTION_IN(function) QDLOG_FORMAT("Exception Handled by " function ": %s\n", "")
+
 // Runs body, which returns the result of a query; an exception of JSON is logged, and is the result.
 template <typename Body>
-int CatchJson(ExceptionLog log, const CallSite& site, Body body)
+int CatchJson(const char* exceptionFormat, const CallSite& site, Body body)
 {
     try {
         return body();
     } catch (const Json::Exception& e) {
-        log(site, e.what());
+        LogAt(site, exceptionFormat, e.what());
         return SRCWATCH_ERROR_JSON;
     }
 }
 
 // Runs body, which returns nothing, on the stored record of a port.
 template <typename Body>
-int QueryRecord(int port, ExceptionLog log, Body body, CallSite site = CallSite::Here())
+int QueryRecord(int port, const char* exceptionFormat, Body body, CallSite site = CallSite::Here())
 {
-    return CatchJson(log, site, [&] {
+    return CatchJson(exceptionFormat, site, [&] {
         Json::Value record;
         LoadRecord(port, record);
         body(record);
@@ -107,20 +109,20 @@ int QueryRecord(int port, ExceptionLog log, Body body, CallSite site = CallSite:
     });
 }
 
-int QueryText(char* dst, int port, const char* key, ExceptionLog log, CallSite site = CallSite::Here())
+int QueryText(char* dst, int port, const char* key, const char* exceptionFormat, CallSite site = CallSite::Here())
 {
     if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
     if (dst == nullptr) return SRCWATCH_ERROR_NULL;
     return QueryRecord(
-        port, log, [&](Json::Value& record) { CopyText(dst, TextOf(record, key)); }, site);
+        port, exceptionFormat, [&](Json::Value& record) { CopyText(dst, TextOf(record, key)); }, site);
 }
 
-int QueryNumber(int* number, int port, const char* key, ExceptionLog log, CallSite site = CallSite::Here())
+int QueryNumber(int* number, int port, const char* key, const char* exceptionFormat, CallSite site = CallSite::Here())
 {
     if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
     if (number == nullptr) return SRCWATCH_ERROR_NULL;
     return QueryRecord(
-        port, log, [&](Json::Value& record) { *number = NumberOf(record, key); }, site);
+        port, exceptionFormat, [&](Json::Value& record) { *number = NumberOf(record, key); }, site);
 }
 
 }  // namespace
@@ -194,24 +196,11 @@ struct DeviceInfo {
     CallSite site;
 };
 
-struct Names {
-    std::string device;
-    std::string brand;
-};
-
 std::string CopyMember(Json::Value& record, const char* key, char* dst)
 {
     std::string text = TextOf(record, key);
     CopyText(dst, text);
     return text;
-}
-
-Names CopyNames(const DeviceInfo& info)
-{
-    Names names{TextOf(info.record, "DevName"), TextOf(info.record, "BName")};
-    CopyText(info.str1, names.device);
-    CopyText(info.str2, names.brand);
-    return names;
 }
 
 void SendProvider(const DeviceInfo& info)
@@ -228,42 +217,33 @@ void SendProvider(const DeviceInfo& info)
     QDLOG_AT(info.site, QDLOG_ERROR, "Device Info Send STB(%d) : %s\n", info.port, provider.c_str());
 }
 
-void SendSetTopBox(const DeviceInfo& info)
+void SendDetection(const DeviceInfo& info, const char* format)
 {
-    SendProvider(info);
     const std::string detection = CopyMember(info.record, "UnknownType", info.str2);
-    QDLOG_AT(info.site, QDLOG_ERROR, "Detection Info Send for STB Device(%d): %s\n", info.port, detection.c_str());
+    LogAt(info.site, format, info.port, detection.c_str());
 }
 
-void SendDiscOrTheatre(const DeviceInfo& info)
+void SendNames(const DeviceInfo& info, const char* format)
 {
-    const Names names = CopyNames(info);
-    QDLOG_AT(info.site, QDLOG_ERROR, "Device Info Send BD HTS(%d): %s %s\n", info.port, names.device.c_str(),
-             names.brand.c_str());
-}
-
-void SendStreamingOrGame(const DeviceInfo& info)
-{
-    const Names names = CopyNames(info);
-    QDLOG_AT(info.site, QDLOG_ERROR, "Device Info Send OTT GAME(%d): %s %s\n", info.port, names.device.c_str(),
-             names.brand.c_str());
+    const std::string device = TextOf(info.record, "DevName");
+    const std::string brand = TextOf(info.record, "BName");
+    CopyText(info.str1, device);
+    CopyText(info.str2, brand);
+    LogAt(info.site, format, info.port, device.c_str(), brand.c_str());
 }
 
 void SendOther(const DeviceInfo& info)
 {
     const std::string device = CopyMember(info.record, "DevName", info.str1);
     QDLOG_AT(info.site, QDLOG_ERROR, "Device Info Send OTHER(%d): %s\n", info.port, device.c_str());
-    const std::string detection = CopyMember(info.record, "UnknownType", info.str2);
-    QDLOG_AT(info.site, QDLOG_ERROR, "Detection Info Send for OTHER Device(%d): %s\n", info.port, detection.c_str());
+    SendDetection(info, QDLOG_FORMAT("Detection Info Send for OTHER Device(%d): %s\n", 0, ""));
 }
 
 void SendNotSupported(const DeviceInfo& info)
 {
     *info.str1 = '\0';  // Deliberate: only the first byte.
-    QDLOG_AT(info.site, QDLOG_ERROR, "Device Info Send NOT SUPPORT(%d): %s\n", info.port, info.str1);
-    const std::string detection = CopyMember(info.record, "UnknownType", info.str2);
-    QDLOG_AT(info.site, QDLOG_ERROR, "Detection Info Send for NOT_SUPPORT Device(%d): %s\n", info.port,
-             detection.c_str());
+    QDLOG_AT(info.site, QDLOG_ERROR, "Device Info Send NOT SUPPORT(%d): %s\n", info.port, "");
+    SendDetection(info, QDLOG_FORMAT("Detection Info Send for NOT_SUPPORT Device(%d): %s\n", 0, ""));
 }
 
 void SendPc(const DeviceInfo& info)
@@ -278,13 +258,14 @@ void SendDeviceInfo(const DeviceInfo& info, int type)
 {
     switch (type) {
         case SRCWATCH_DEVICE_SET_TOP_BOX:
-            return SendSetTopBox(info);
+            SendProvider(info);
+            return SendDetection(info, QDLOG_FORMAT("Detection Info Send for STB Device(%d): %s\n", 0, ""));
         case SRCWATCH_DEVICE_DISC_PLAYER:
         case SRCWATCH_DEVICE_HOME_THEATRE:
-            return SendDiscOrTheatre(info);
+            return SendNames(info, QDLOG_FORMAT("Device Info Send BD HTS(%d): %s %s\n", 0, "", ""));
         case SRCWATCH_DEVICE_STREAMING_BOX:
         case SRCWATCH_DEVICE_GAME_CONSOLE:
-            return SendStreamingOrGame(info);
+            return SendNames(info, QDLOG_FORMAT("Device Info Send OTT GAME(%d): %s %s\n", 0, "", ""));
         case SRCWATCH_DEVICE_OTHER:
             return SendOther(info);
         case SRCWATCH_DEVICE_NOT_SUPPORTED:
@@ -328,13 +309,13 @@ const char* SecondResultKey(int type)
     return named ? "BName" : nullptr;
 }
 
-int QueryResultText(char* dst, int port, const char* (*keyOf)(int type), ExceptionLog log,
+int QueryResultText(char* dst, int port, const char* (*keyOf)(int type), const char* exceptionFormat,
                     CallSite site = CallSite::Here())
 {
     if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
     if (dst == nullptr) return SRCWATCH_ERROR_NULL;
     return QueryRecord(
-        port, log,
+        port, exceptionFormat,
         [&](Json::Value& record) {
             const char* key = keyOf(NumberOf(record, "DevType"));
             if (key != nullptr) CopyMember(record, key, dst);
@@ -609,7 +590,7 @@ int srcwatch_is_optical_scan(bool* result)
 {
     const bool scanning = g_nOpticalScanState != 0;
     if (result != nullptr) *result = scanning;
-    QDLOG(QDLOG_ERROR, "Optical result: %d\n", scanning);
+    QDLOG(QDLOG_ERROR, "Optical result: %d\n", scanning ? 1 : 0);
     return 0;
 }
 
@@ -668,16 +649,17 @@ constexpr int kTwcPorts = 8;
 constexpr int kTwcStatusUnknown = -1;
 constexpr int kTwcFrameCount = 3;
 
-// Reads a switch into value; false, after a log line, when it cannot be read. Only 1 is on.
-bool ReadSwitch(const std::string& key, bool& on, CallSite site = CallSite::Here())
+// Whether a switch is on, which only 1 is; logs which of the two states it is in, or that it cannot be read.
+bool ReadSwitch(const std::string& key, const char* onFormat, const char* offFormat, CallSite site = CallSite::Here())
 {
     int value = 0;
     if (vconf_get_int(key.c_str(), &value) != 0) {
         QDLOG_AT(site, QDLOG_ERROR, "Localset vconf read error\n");
         return false;
     }
-    on = value == 1;
-    return true;
+    const bool on = value == 1;
+    LogAt(site, on ? onFormat : offFormat);
+    return on;
 }
 
 // Value of a feature switch. It counts as on only when its read succeeded.
@@ -719,38 +701,19 @@ void CommandTwc(int command, int port, CallSite site = CallSite::Here())
 
 bool srcwatch_is_HotPlug_progress(void)
 {
-    bool on = false;
-    if (!ReadSwitch(VCONF_HOTPLUG_PROGRESS, on)) return false;
-    if (on) {
-        QDLOG(QDLOG_ERROR, "HotPlug is in Progress\n");
-    } else {
-        QDLOG(QDLOG_ERROR, "HotPlug is NOT Progress\n");
-    }
-    return on;
+    return ReadSwitch(VCONF_HOTPLUG_PROGRESS, QDLOG_FORMAT("HotPlug is in Progress\n"),
+                      QDLOG_FORMAT("HotPlug is NOT Progress\n"));
 }
 
 bool srcwatch_is_HotPlug_enable(void)
 {
-    bool on = false;
-    if (!ReadSwitch(VCONF_HP_AUTO_DETECT_SUPPORT, on)) return false;
-    if (on) {
-        QDLOG(QDLOG_ERROR, "HotPlug Enabled\n");
-    } else {
-        QDLOG(QDLOG_ERROR, "HotPlug Disabled\n");
-    }
-    return on;
+    return ReadSwitch(VCONF_HP_AUTO_DETECT_SUPPORT, QDLOG_FORMAT("HotPlug Enabled\n"),
+                      QDLOG_FORMAT("HotPlug Disabled\n"));
 }
 
 bool srcwatch_is_MVPD_enable(void)
 {
-    bool on = false;
-    if (!ReadSwitch(VCONF_MVPD_AUTO_DETECT_SUPPORT, on)) return false;
-    if (on) {
-        QDLOG(QDLOG_ERROR, "MVPD Enabled\n");
-    } else {
-        QDLOG(QDLOG_ERROR, "MVPD Disabled\n");
-    }
-    return on;
+    return ReadSwitch(VCONF_MVPD_AUTO_DETECT_SUPPORT, QDLOG_FORMAT("MVPD Enabled\n"), QDLOG_FORMAT("MVPD Disabled\n"));
 }
 
 bool srcwatch_Is_hdmi_notification_running(void)

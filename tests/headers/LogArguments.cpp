@@ -3,9 +3,9 @@
 // Log calls whose arguments fit their formats; and for each WRONG_ macro one that does not, which must not compile.
 #include "QDInfoCommon.h"
 
-void Log(qdinfo::CallSite site);
+const char* Log(qdinfo::CallSite site);
 
-void Log(qdinfo::CallSite site)
+const char* Log(qdinfo::CallSite site)
 {
     QDLOG(QDLOG_ERROR, "none");
     QDLOG(QDLOG_ERROR, "text %s and number %d", "text", 1);
@@ -25,4 +25,8 @@ void Log(qdinfo::CallSite site)
 #ifdef WRONG_AT_SITE
     QDLOG_AT(site, QDLOG_ERROR, "number %d", "text");
 #endif
+#ifdef WRONG_EXAMPLE
+    return QDLOG_FORMAT("number %d", "text");
+#endif
+    return QDLOG_FORMAT("number %d", 1);
 }

@@ -216,6 +216,23 @@ TEST_F(LogFormat, NamesTheCallerOfASharedHelper)
     EXPECT_EQ(Line().id, 0);
 }
 
+TEST_F(LogFormat, EvaluatesItsArgumentsOnce)
+{
+    int count = 0;
+    QDLOG(QDLOG_DEBUG, "count %d", ++count);
+
+    EXPECT_EQ(Line().message, "count 1");
+    EXPECT_EQ(count, 1);
+}
+
+TEST_F(LogFormat, IsMadeForAHelperWithoutEvaluatingItsArguments)
+{
+    int count = 0;
+
+    EXPECT_STREQ(QDLOG_FORMAT("count %d\n", ++count), "%s: %s(%d) > <%ld> count %d\n\n");
+    EXPECT_EQ(count, 0);
+}
+
 TEST_F(LogFormat, AddsItsOwnNewlineToThatOfTheMessage)
 {
     QDLOG(QDLOG_DEBUG, "two\n");
