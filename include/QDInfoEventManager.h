@@ -82,7 +82,8 @@ private:
     int m_SendExternalEvent();
     void m_ConvertEventToStream();
     SRCWATCH_LOCAL bool m_BuildMessage(const std::stringstream& extra, std::string& message);
-    SRCWATCH_LOCAL bool m_Emit(int type, const std::stringstream& extra, std::string& failure);
+    SRCWATCH_LOCAL int m_Emit(const CallSite& site, int priority, int type, const std::stringstream& extra,
+                              const char* successFormat);
 
     static std::recursive_mutex m_Mutex;  // held while a message is built and sent, by all senders of the process
 

@@ -29,8 +29,16 @@ constexpr int kAllTypes = -1;
 constexpr char kSpace = ' ';
 constexpr char kSpaceInMessage = '#';
 
-std::string BusName(const std::string& channel) { return "org.nalto.tv." + channel; }
-std::string ObjectPath(const std::string& channel) { return "/org/nalto/tv/" + channel; }
+// Where a channel is on the bus. Its interface has the name of its bus name, its method and its signal that of the
+// channel.
+struct Address {
+    explicit Address(const std::string& channel) : path("/org/nalto/tv/" + channel), busName("org.nalto.tv." + channel)
+    {
+    }
+
+    std::string path;
+    std::string busName;
+};
 
 class Error {
 public:
@@ -167,9 +175,10 @@ void CQDEventSender::AppendArgs(const srcwatch_event_s& event) { m_Event = event
 void CQDEventSender::AppendArgs(long a0, long a1, long a2, long a3)
 {
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
-    const long args[] = {a0, a1, a2, a3};
-    std::transform(std::begin(args), std::end(args), m_Event.args,
-                   [](long arg) { return static_cast<std::int32_t>(arg); });
+    m_Event.args[0] = static_cast<std::int32_t>(a0);
+    m_Event.args[1] = static_cast<std::int32_t>(a1);
+    m_Event.args[2] = static_cast<std::int32_t>(a2);
+    m_Event.args[3] = static_cast<std::int32_t>(a3);
 }
 
 void CQDEventSender::AppendArgs(const std::string& s0, const std::string& s1, const std::string& s2)
@@ -184,8 +193,10 @@ void CQDEventSender::AppendArgs(const std::string& s0, const std::string& s1, co
 void CQDEventSender::AppendArgs(void* p0, void* p1, void* p2, void* p3)
 {
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
-    void* const pointers[] = {p0, p1, p2, p3};
-    std::copy(std::begin(pointers), std::end(pointers), m_Event.ptr_args);
+    m_Event.ptr_args[0] = p0;
+    m_Event.ptr_args[1] = p1;
+    m_Event.ptr_args[2] = p2;
+    m_Event.ptr_args[3] = p3;
 }
 
 void CQDEventSender::ClearEvent()
@@ -246,14 +257,14 @@ int CQDEventSender::Call(int type)
 int CQDEventSender::IsServiceAvailable()
 {
     if (m_Connect() == 0) return 0;
-    const std::string busName = BusName(m_Name);
-    QDLOG(QDLOG_ERROR, "%s", busName.c_str());
+    const Address address(m_Name);
+    QDLOG(QDLOG_ERROR, "%s", address.busName.c_str());
 
     Error error;
-    const Variant reply(g_dbus_connection_call_sync(m_pConnection, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                                    "org.freedesktop.DBus", "NameHasOwner",
-                                                    g_variant_new("(s)", busName.c_str()), G_VARIANT_TYPE("(b)"),
-                                                    G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr, error.Out()));
+    const Variant reply(g_dbus_connection_call_sync(
+        m_pConnection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameHasOwner",
+        g_variant_new("(s)", address.busName.c_str()), G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs,
+        nullptr, error.Out()));
     if (!reply) {
         QDLOG(QDLOG_ERROR, "sync call fail (%s, %d)", error.Message(), error.Code());
         return 0;
@@ -287,14 +298,13 @@ int CQDEventSender::m_Connect()
 int CQDEventSender::m_GetProxy()
 {
     if (m_pProxy != nullptr) return 1;
-    const std::string path = ObjectPath(m_Name);
-    const std::string busName = BusName(m_Name);
-    QDLOG(QDLOG_ERROR, "%s %s", path.c_str(), busName.c_str());
+    const Address address(m_Name);
+    QDLOG(QDLOG_ERROR, "%s %s", address.path.c_str(), address.busName.c_str());
     Error error;
-    m_pProxy = g_dbus_proxy_new_sync(m_pConnection, G_DBUS_PROXY_FLAGS_NONE, nullptr, busName.c_str(), path.c_str(),
-                                     busName.c_str(), nullptr, error.Out());
+    m_pProxy = g_dbus_proxy_new_sync(m_pConnection, G_DBUS_PROXY_FLAGS_NONE, nullptr, address.busName.c_str(),
+                                     address.path.c_str(), address.busName.c_str(), nullptr, error.Out());
     if (m_pProxy == nullptr) {
-        QDLOG(QDLOG_ERROR, "Couldn't create proxy for %s (%s)", busName.c_str(), error.Message());
+        QDLOG(QDLOG_ERROR, "Couldn't create proxy for %s (%s)", address.busName.c_str(), error.Message());
         return 0;
     }
     return 1;
@@ -331,28 +341,13 @@ int CQDEventSender::m_Call(int type, const std::stringstream& extra, std::string
 
 int CQDEventSender::m_SendSignal(int type, const std::stringstream& extra)
 {
-    if (m_Connect() == 0) return 0;
-    QDLOG(QDLOG_ERROR, "%s %s", ObjectPath(m_Name).c_str(), BusName(m_Name).c_str());
-    std::string failure;
-    if (!m_Emit(type, extra, failure)) {
-        QDLOG(QDLOG_ERROR, "Error while sending signal: '%s'", failure.c_str());
-        return 0;
-    }
-    QDLOG(QDLOG_ERROR, "Send signal success");
-    return 1;
+    return m_Emit(CallSite::Here(), QDLOG_ERROR, type, extra, QDLOG_FORMAT("Send signal success"));
 }
 
 int CQDEventSender::m_SendExternalEvent()
 {
-    if (m_Connect() == 0) return 0;
-    QDLOG(QDLOG_DEBUG, "%s %s", ObjectPath(m_Name).c_str(), BusName(m_Name).c_str());
-    std::string failure;
-    if (!m_Emit(m_Event.type, m_MsgStream, failure)) {
-        QDLOG(QDLOG_ERROR, "Error while sending signal: '%s'", failure.c_str());
-        return 0;
-    }
-    QDLOG(QDLOG_DEBUG, "Send external event success");
-    return 1;
+    return m_Emit(CallSite::Here(), QDLOG_DEBUG, m_Event.type, m_MsgStream,
+                  QDLOG_FORMAT("Send external event success"));
 }
 
 // The current event as message, with the content of extra behind it unless extra is the message stream itself. False
@@ -367,23 +362,29 @@ bool CQDEventSender::m_BuildMessage(const std::stringstream& extra, std::string&
     return m_MsgStream.good();
 }
 
-// Queues the current event as a signal; the destructor, or the exit of the process, sees to it that it leaves.
-bool CQDEventSender::m_Emit(int type, const std::stringstream& extra, std::string& failure)
+// Queues the current event as a signal; the destructor, or the exit of the process, sees to it that it leaves. What is
+// no failure is logged at priority.
+int CQDEventSender::m_Emit(const CallSite& site, int priority, int type, const std::stringstream& extra,
+                           const char* successFormat)
 {
+    if (m_Connect() == 0) return 0;
+    const Address address(m_Name);
+    QDLOG_AT(site, priority, "%s %s", address.path.c_str(), address.busName.c_str());
     std::string message;
     if (!m_BuildMessage(extra, message)) {
-        failure = "no memory for the message";
-        return false;
+        QDLOG_AT(site, QDLOG_ERROR, "Error while sending signal: '%s'", "no memory for the message");
+        return 0;
     }
     Error error;
-    if (g_dbus_connection_emit_signal(m_pConnection, nullptr, ObjectPath(m_Name).c_str(), BusName(m_Name).c_str(),
+    if (g_dbus_connection_emit_signal(m_pConnection, nullptr, address.path.c_str(), address.busName.c_str(),
                                       m_Name.c_str(), EventBody(type, message).get(), error.Out()) == FALSE) {
-        failure = error.Message();
-        return false;
+        QDLOG_AT(site, QDLOG_ERROR, "Error while sending signal: '%s'", error.Message());
+        return 0;
     }
     if (!m_bUnflushed) RememberUnflushed(m_pConnection);
     m_bUnflushed = true;
-    return true;
+    WriteLogLine(priority, successFormat, site.file, site.function, site.line);
+    return 1;
 }
 
 void CQDEventSender::m_ConvertEventToStream()
@@ -408,15 +409,41 @@ namespace {
 // GLib hands a receiver to its handlers as a bare pointer. A callback may destroy the receiver that it runs in, and
 // another thread may do so while a handler runs or is about to: so the handlers ask here whether it still lives.
 struct Life {
-    bool ended = false;
-    bool endsWithHandler = false;
-    std::vector<std::thread::id> handlers;  // the threads that handle something for it now
+    const CQDEventReciever* receiver;
+    unsigned long id;  // a later receiver in the same memory has another
+    bool endsWithHandler;
+};
+
+struct Handler {
+    unsigned long life;
+    std::thread::id thread;
 };
 
 struct Lives {
     std::mutex mutex;  // guards all of it; no callback runs under it
     std::condition_variable handlerLeft;
-    std::map<const CQDEventReciever*, std::shared_ptr<Life>> receivers;
+    unsigned long lastId = 0;
+    std::vector<Life> living;
+    std::vector<Handler> handlers;  // those that run now
+
+    std::vector<Life>::iterator Find(const CQDEventReciever* receiver)
+    {
+        return std::find_if(living.begin(), living.end(), [=](const Life& life) { return life.receiver == receiver; });
+    }
+
+    std::vector<Life>::iterator Find(unsigned long id)
+    {
+        return std::find_if(living.begin(), living.end(), [=](const Life& life) { return life.id == id; });
+    }
+
+    std::vector<Handler>::iterator FindHandler(unsigned long id, bool ofThisThread)
+    {
+        return std::find_if(handlers.begin(), handlers.end(), [=](const Handler& handler) {
+            return handler.life == id && (handler.thread == std::this_thread::get_id()) == ofThisThread;
+        });
+    }
+
+    bool IsInside(unsigned long id) { return FindHandler(id, true) != handlers.end(); }
 };
 
 Lives& TheLives()
@@ -425,16 +452,12 @@ Lives& TheLives()
     return lives;
 }
 
-bool IsInside(const Life& life)
-{
-    return std::count(life.handlers.begin(), life.handlers.end(), std::this_thread::get_id()) > 0;
-}
-
 // Handlers enter from now on: also those of other threads see what was set up before.
 void BeginLife(const CQDEventReciever* receiver)
 {
-    const std::lock_guard<std::mutex> lock(TheLives().mutex);
-    TheLives().receivers[receiver] = std::make_shared<Life>();
+    Lives& lives = TheLives();
+    const std::lock_guard<std::mutex> lock(lives.mutex);
+    lives.living.push_back({receiver, ++lives.lastId, false});
 }
 
 // No handler enters any more; waits for those of other threads.
@@ -442,43 +465,39 @@ void EndLife(const CQDEventReciever* receiver)
 {
     Lives& lives = TheLives();
     std::unique_lock<std::mutex> lock(lives.mutex);
-    const auto found = lives.receivers.find(receiver);
-    const std::shared_ptr<Life> life = found->second;
-    lives.receivers.erase(found);
-    life->ended = true;
-    lives.handlerLeft.wait(lock, [&life] {
-        const auto self = std::this_thread::get_id();
-        return std::all_of(life->handlers.begin(), life->handlers.end(),
-                           [self](std::thread::id id) { return id == self; });
-    });
+    const auto life = lives.Find(receiver);
+    const unsigned long id = life->id;
+    lives.living.erase(life);
+    lives.handlerLeft.wait(lock, [&lives, id] { return lives.FindHandler(id, false) == lives.handlers.end(); });
 }
 
 // Held by a handler while it runs. One that takes the receivers' lock takes it before: a callback that runs under the
 // lock may destroy this receiver, and then waits for the handlers that are in their scope.
 class HandlerScope {
 public:
-    explicit HandlerScope(void* receiver) : m_receiver(static_cast<CQDEventReciever*>(receiver))
+    explicit HandlerScope(void* receiver) : m_receiver(static_cast<CQDEventReciever*>(receiver)), m_life(0)
     {
         Lives& lives = TheLives();
         const std::lock_guard<std::mutex> lock(lives.mutex);
-        const auto found = lives.receivers.find(m_receiver);
-        if (found == lives.receivers.end()) return;
-        m_life = found->second;
-        m_life->handlers.push_back(std::this_thread::get_id());
+        const auto life = lives.Find(m_receiver);
+        if (life == lives.living.end()) return;
+        lives.handlers.push_back({life->id, std::this_thread::get_id()});
+        m_life = life->id;
     }
     HandlerScope(const HandlerScope&) = delete;
     HandlerScope& operator=(const HandlerScope&) = delete;
 
     ~HandlerScope()
     {
-        if (m_life && Leave()) delete m_receiver;
+        if (m_life != 0 && Leave()) delete m_receiver;
     }
 
     // Whether the receiver may be used: asked again after each callback.
     bool Alive() const
     {
-        const std::lock_guard<std::mutex> lock(TheLives().mutex);
-        return m_life && !m_life->ended;
+        Lives& lives = TheLives();
+        const std::lock_guard<std::mutex> lock(lives.mutex);
+        return lives.Find(m_life) != lives.living.end();
     }
 
 private:
@@ -487,25 +506,26 @@ private:
     {
         Lives& lives = TheLives();
         const std::lock_guard<std::mutex> lock(lives.mutex);
-        auto& handlers = m_life->handlers;
-        handlers.erase(std::find(handlers.begin(), handlers.end(), std::this_thread::get_id()));
+        lives.handlers.erase(lives.FindHandler(m_life, true));
         lives.handlerLeft.notify_all();
-        return m_life->endsWithHandler && !m_life->ended && !IsInside(*m_life);
+        const auto life = lives.Find(m_life);
+        return life != lives.living.end() && life->endsWithHandler && !lives.IsInside(m_life);
     }
 
     CQDEventReciever* m_receiver;
-    std::shared_ptr<Life> m_life;
+    unsigned long m_life;  // 0: it does not live
 };
 
 }  // namespace
 
 void CQDEventReciever::Dispose(CQDEventReciever* receiver)
 {
+    Lives& lives = TheLives();
     {
-        const std::lock_guard<std::mutex> lock(TheLives().mutex);
-        Life& life = *TheLives().receivers.at(receiver);
-        life.endsWithHandler = IsInside(life);
-        if (life.endsWithHandler) return;
+        const std::lock_guard<std::mutex> lock(lives.mutex);
+        const auto life = lives.Find(receiver);
+        life->endsWithHandler = lives.IsInside(life->id);
+        if (life->endsWithHandler) return;
     }
     delete receiver;
 }
@@ -554,13 +574,13 @@ void CQDEventReciever::RegisterEventCallback(int type, srcwatch_event_cb callbac
 {
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
     QDLOG(QDLOG_ERROR, "register eventtype: %d", type);
-    if (m_EventCallbackTable.count(type) != 0) {
+    const auto added = m_EventCallbackTable.try_emplace(type);
+    if (!added.second) {
         QDLOG(QDLOG_ERROR, "register eventtype: %d existed", type);
         return;
     }
-    auto& entry = m_EventCallbackTable[type];
     if (callback == nullptr) return;  // Deliberate: an entry that holds no callable.
-    entry = [callback, user_data](srcwatch_event_s* event) { callback(user_data, event); };
+    added.first->second = [callback, user_data](srcwatch_event_s* event) { callback(user_data, event); };
 }
 
 void CQDEventReciever::UnregisterEventCallback(int type)
@@ -575,9 +595,8 @@ void CQDEventReciever::UnregisterEventCallback(int type)
 
 void CQDEventReciever::m_RegisterQDInfoServiceEvent()
 {
-    const std::string path = ObjectPath(m_Name);
-    const std::string busName = BusName(m_Name);
-    QDLOG(QDLOG_ERROR, "%s %s", path.c_str(), busName.c_str());
+    const Address address(m_Name);
+    QDLOG(QDLOG_ERROR, "%s %s", address.path.c_str(), address.busName.c_str());
 
     char xml[2048];
     // Deliberate: a longer text is cut silently, and then does not parse.
@@ -587,7 +606,7 @@ void CQDEventReciever::m_RegisterQDInfoServiceEvent()
                                     "\t         <arg type='s' name='messagein' direction='in'/>"
                                     "\t         <arg type='s' name='messageout' direction='out'/>"
                                     "\t     </method>\t </interface></node>",
-                                    path.c_str(), busName.c_str(), m_Name.c_str()));
+                                    address.path.c_str(), address.busName.c_str(), m_Name.c_str()));
     QDLOG(QDLOG_ERROR, "interface xml : %s", xml);
     m_pNodeInfo = g_dbus_node_info_new_for_xml(xml, nullptr);
     BeginLife(this);
@@ -598,7 +617,7 @@ void CQDEventReciever::m_RegisterQDInfoServiceEvent()
 
     constexpr auto kReplaceable =
         static_cast<GBusNameOwnerFlags>(G_BUS_NAME_OWNER_FLAGS_ALLOW_REPLACEMENT | G_BUS_NAME_OWNER_FLAGS_REPLACE);
-    m_OwnerId = g_bus_own_name(G_BUS_TYPE_SYSTEM, busName.c_str(), kReplaceable, &m_BusAcquiredHandler,
+    m_OwnerId = g_bus_own_name(G_BUS_TYPE_SYSTEM, address.busName.c_str(), kReplaceable, &m_BusAcquiredHandler,
                                &m_NameAcquiredHandler, &m_NameLostHandler, this, nullptr);
     if (m_OwnerId == 0) QDLOG(QDLOG_ERROR, "Assertion failed");
 }
@@ -612,7 +631,8 @@ void CQDEventReciever::m_RegisterQDInfoClientEvent()
         QDLOG(QDLOG_ERROR, "Couldn't connect to DBus bus: '%s'", error.Message());
         return;
     }
-    QDLOG(QDLOG_ERROR, "%s %s", ObjectPath(m_Name).c_str(), BusName(m_Name).c_str());
+    const Address address(m_Name);
+    QDLOG(QDLOG_ERROR, "%s %s", address.path.c_str(), address.busName.c_str());
     m_Subscribe();
     QDLOG(QDLOG_ERROR, "xxxxx2 g_dbus_connection_signal_subscribe :%d", static_cast<int>(m_SubscriptionId));
     if (m_SubscriptionId == 0) QDLOG(QDLOG_ERROR, "Assertion failed");
@@ -620,8 +640,9 @@ void CQDEventReciever::m_RegisterQDInfoClientEvent()
 
 void CQDEventReciever::m_Subscribe()
 {
-    m_SubscriptionId = g_dbus_connection_signal_subscribe(m_pConnection, nullptr, BusName(m_Name).c_str(),
-                                                          m_Name.c_str(), ObjectPath(m_Name).c_str(), nullptr,
+    const Address address(m_Name);
+    m_SubscriptionId = g_dbus_connection_signal_subscribe(m_pConnection, nullptr, address.busName.c_str(),
+                                                          m_Name.c_str(), address.path.c_str(), nullptr,
                                                           G_DBUS_SIGNAL_FLAGS_NONE, &m_SignalHandler, this, nullptr);
 }
 
@@ -674,12 +695,12 @@ void CQDEventReciever::m_BusAcquiredHandler(GDBusConnection* connection, const c
     const HandlerScope scope(receiver);
     if (!scope.Alive()) return;
     auto* self = static_cast<CQDEventReciever*>(receiver);
-    const std::string path = ObjectPath(self->m_Name);
-    QDLOG(QDLOG_ERROR, "%s %s", path.c_str(), BusName(self->m_Name).c_str());
+    const Address address(self->m_Name);
+    QDLOG(QDLOG_ERROR, "%s %s", address.path.c_str(), address.busName.c_str());
     g_dbus_connection_set_exit_on_close(connection, FALSE);
 
-    self->m_ObjectId = g_dbus_connection_register_object(connection, path.c_str(), self->m_pNodeInfo->interfaces[0],
-                                                         &m_vTable, self, nullptr, nullptr);
+    self->m_ObjectId = g_dbus_connection_register_object(
+        connection, address.path.c_str(), self->m_pNodeInfo->interfaces[0], &m_vTable, self, nullptr, nullptr);
     if (self->m_ObjectId < 1) {
         QDLOG(QDLOG_ERROR, "Assertion failed");
         return;
