@@ -10,9 +10,27 @@
 #include <utility>
 #include <vector>
 
+#include <glib.h>
 #include <json/json.h>
 
 namespace qdinfo {
+namespace {
+
+// The record of a port outside the table: this thread's own, empty at each call.
+CQDInfoActivityInfo& Nobody()
+{
+    static GPrivate nobodies =
+        G_PRIVATE_INIT([](gpointer nobody) { delete static_cast<CQDInfoActivityInfo*>(nobody); });
+    auto* nobody = static_cast<CQDInfoActivityInfo*>(g_private_get(&nobodies));
+    if (nobody == nullptr) {
+        nobody = new CQDInfoActivityInfo;
+        g_private_set(&nobodies, nobody);
+    }
+    nobody->Clear();
+    return *nobody;
+}
+
+}  // namespace
 
 CQDInfoData::CQDInfoData() : m_nActivityIndex(-2) { m_OpticalActivityInfo.ResetSourceInfo(); }
 
@@ -33,14 +51,10 @@ bool CQDInfoData::HasPort(int port) const
     return port == OPTICAL_PORT || (port >= 0 && static_cast<std::size_t>(port) < t_ActivityInfo.size());
 }
 
-// A port outside the table gets a record of this thread that nobody else sees.
 CQDInfoActivityInfo& CQDInfoData::At(int port)
 {
     if (port == OPTICAL_PORT) return m_OpticalActivityInfo;
-    if (HasPort(port)) return t_ActivityInfo[static_cast<std::size_t>(port)];
-    thread_local CQDInfoActivityInfo nobody;
-    nobody.Clear();
-    return nobody;
+    return HasPort(port) ? t_ActivityInfo[static_cast<std::size_t>(port)] : Nobody();
 }
 
 bool CQDInfoData::CreateAndAddNewActivity()
