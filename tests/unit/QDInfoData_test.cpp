@@ -11,6 +11,7 @@
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <thread>
 #include <type_traits>
 
 #include <json/json.h>
@@ -395,6 +396,27 @@ TEST_F(ActivityTable, TakesAndForgetsWhatIsSetForPortsOutside)
 
     EXPECT_EQ(HdmiDocumentOf(table), hdmi);
     EXPECT_EQ(OpticalDocumentOf(table), optical);
+}
+
+TEST_F(ActivityTable, KeepsATextOfAPortOutsideWhenAnotherIsAskedFor)
+{
+    GivenFilledTable();
+    const char* brand = table.GetBrandName(-1);
+    const char* device = table.GetDeviceName(-1);
+
+    EXPECT_STREQ(brand, "");
+    EXPECT_STREQ(device, "");
+}
+
+TEST_F(ActivityTable, GivesEachThreadARecordOfItsOwnForPortsOutside)
+{
+    GivenFilledTable();
+    const char* here = table.GetStrDeviceType(-1);
+    const char* there = nullptr;
+    std::thread([&] { there = table.GetStrDeviceType(-1); }).join();  // and it is gone with the thread
+
+    EXPECT_NE(here, there);
+    EXPECT_STREQ(here, "");
 }
 
 TEST_F(ActivityTable, HasNoHdmiPortBeforeItIsFilled)
