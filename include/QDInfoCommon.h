@@ -110,7 +110,7 @@ inline long LogStamp()
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"  // QDLOG_FORMAT has checked it
 
 /// Writes a log line, for the log macros and for helpers that are given a QDLOG_FORMAT. One function for all lines with
-/// arguments of the same types: a call of the platform at each place would make the library a tenth larger.
+/// arguments of the same types: calls of the platform at each place would make the library's code a twentieth larger.
 template <typename... Args>
 __attribute__((noinline)) void WriteLogLine(int priority, const char* format, const char* file, const char* function,
                                             int line, Args... args)

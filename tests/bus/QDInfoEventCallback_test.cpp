@@ -264,6 +264,18 @@ TEST_F(CallbackInside, MayUnregisterItself)
     EXPECT_EQ(actions.calls, 1);
 }
 
+TEST_F(CallbackInside, IsNotCalledInAMainLoopThatItRunsOnceItUnregistered)
+{
+    RunOnce([&] {
+        EXPECT_EQ(Unregister(), 1);
+        Emit(10);
+        EXPECT_TRUE(RunUntil([this] { return Logged("E m_ProcessHandleEvent: type:10 not found"); }));
+    });
+
+    EXPECT_EQ(actions.calls, 1);
+    EXPECT_EQ(TakeLog().back(), "E ~CQDEventReciever: end");
+}
+
 TEST_F(CallbackInside, MayUnregisterItselfAndRegisterAnother)
 {
     int result = 0;

@@ -378,10 +378,13 @@ TEST_F(Receiver, LogsAnEntryThatHoldsNoCallable)
     receiver->RegisterEventCallback(5, nullptr, nullptr);
     receiver->RegisterEventCallback(5, &Deliveries::Callback, &deliveries);
     EXPECT_TRUE(Logged("E RegisterEventCallback: register eventtype: 5 existed"));
+    TakeLog();
 
-    EmitAndHandle(5);
+    EmitAndHandle(5, "1 2 3 4 5 6 7 8 9 10 a#b c");
 
-    EXPECT_TRUE(Logged("E m_ProcessHandleEvent: Function is no callable"));
+    EXPECT_THAT(TakeLog(),
+                ElementsAre("D m_SignalHandler: Received signal", "D m_ConvertStreamToEvent: param:a#b c ",
+                            "E m_ProcessHandleEvent: Function is no callable", "D m_SignalHandler: signal end"));
     EXPECT_EQ(deliveries.Count(), 0U);
 }
 
