@@ -15,6 +15,28 @@
 #include <dlog.h>
 #include <sys/time.h>
 
+namespace qdinfo {
+
+// What the library itself uses of the constants below, as literals: these are there also while the library is loaded,
+// and until the process is gone, when threads and exit handlers may still call.
+constexpr char kSourceActivityKey[] = "db/srcwatch-service/source-activity";
+constexpr char kOpticalActivityKey[] = "db/srcwatch-service/optical-source-activity";
+constexpr char kActivityIndexKey[] = "memory/srcwatch-service/source-activity-index";
+constexpr char kScanProgressKey[] = "memory/srcwatch-service/scan_progress";  // receives the scan commands
+constexpr char kScanResultKey[] = "memory/srcwatch-service/scan_result";      // holds the scan's progress
+constexpr char kMvpdSupportKey[] = "memory/srcwatch-service/mvpd_auto_detect_support";
+constexpr char kHotplugSupportKey[] = "memory/srcwatch-service/hp_auto_detect_support";
+constexpr char kHotplugProgressKey[] = "memory/srcwatch-service/hotplug_progress";
+constexpr char kTwcSequenceKey[] = "memory/srcwatch-service/twc_seq_id";
+constexpr char kTwcFrameCountKey[] = "memory/srcwatch-service/twc_frame_count";
+constexpr char kTwcStatusKey[] = "memory/srcwatch-service/twc_status_internal";
+constexpr char kStatisticsKey[] = "db/srcwatch-service/spd_aksv_1";
+constexpr char kChannelName[] = "qdinfo";
+constexpr char kFieldSeparator[] = "\t";
+constexpr char kEmptyField[] = "UNKNOWN";
+
+}  // namespace qdinfo
+
 // Deliberate: each source file has its own copies of the count and of the constants, made when the library is loaded.
 // The count comes first, so get_hdmi_count() and everything that it calls must not use the constants below.
 
@@ -26,10 +48,10 @@ const int OPTICAL_PORT = 99;
 
 /// @name Settings keys: "db/..." are durable, "memory/..." are volatile
 /// @{
-const std::string VCONF_SOURCE_ACTIVITY = "db/srcwatch-service/source-activity";
-const std::string VCONF_OPTICAL_SOURCE_ACTIVITY = "db/srcwatch-service/optical-source-activity";
+const std::string VCONF_SOURCE_ACTIVITY = qdinfo::kSourceActivityKey;
+const std::string VCONF_OPTICAL_SOURCE_ACTIVITY = qdinfo::kOpticalActivityKey;
 const std::string VCONF_SOURCE_ACTIVITY_CHANGED = "memory/srcwatch-service/source-activity-chagned";  // sic
-const std::string VCONF_SOURCE_ACTIVITY_INDEX = "memory/srcwatch-service/source-activity-index";
+const std::string VCONF_SOURCE_ACTIVITY_INDEX = qdinfo::kActivityIndexKey;
 const std::string VCONF_PORT_CHANGE_FLAG_1 = "db/srcwatch-service/port1_change_flag";
 const std::string VCONF_PORT_CHANGE_FLAG_2 = "db/srcwatch-service/port2_change_flag";
 const std::string VCONF_PORT_CHANGE_FLAG_3 = "db/srcwatch-service/port3_change_flag";
@@ -40,18 +62,18 @@ const std::string VCONF_PORT_CHANGE_FLAG_7 = "db/srcwatch-service/port7_change_f
 const std::string VCONF_PORT_CHANGE_FLAG_8 = "db/srcwatch-service/port8_change_flag";
 const std::string VCONF_PROVIDER_DATA = "memory/srcwatch-service/provider_data";
 const std::string VCONF_AUTO_DETECTION_COMPLETE = "memory/srcwatch-service/auto_detection_complete";
-const std::string VCONF_SCAN_PROGRESS = "memory/srcwatch-service/scan_progress";  // receives the scan commands
-const std::string VCONF_SCAN_RESULT = "memory/srcwatch-service/scan_result";      // holds the scan's progress
+const std::string VCONF_SCAN_PROGRESS = qdinfo::kScanProgressKey;
+const std::string VCONF_SCAN_RESULT = qdinfo::kScanResultKey;
 const std::string VCONF_WIZARD_MODE = "memory/wizard/wizard_mode";
-const std::string VCONF_MVPD_AUTO_DETECT_SUPPORT = "memory/srcwatch-service/mvpd_auto_detect_support";
-const std::string VCONF_HP_AUTO_DETECT_SUPPORT = "memory/srcwatch-service/hp_auto_detect_support";
-const std::string VCONF_HOTPLUG_PROGRESS = "memory/srcwatch-service/hotplug_progress";
-const std::string VCONF_TWC_SEQ_ID = "memory/srcwatch-service/twc_seq_id";
-const std::string VCONF_TWC_FRAME_COUNT = "memory/srcwatch-service/twc_frame_count";
-const std::string VCONF_TWC_STATUS_INTERNAL = "memory/srcwatch-service/twc_status_internal";
+const std::string VCONF_MVPD_AUTO_DETECT_SUPPORT = qdinfo::kMvpdSupportKey;
+const std::string VCONF_HP_AUTO_DETECT_SUPPORT = qdinfo::kHotplugSupportKey;
+const std::string VCONF_HOTPLUG_PROGRESS = qdinfo::kHotplugProgressKey;
+const std::string VCONF_TWC_SEQ_ID = qdinfo::kTwcSequenceKey;
+const std::string VCONF_TWC_FRAME_COUNT = qdinfo::kTwcFrameCountKey;
+const std::string VCONF_TWC_STATUS_INTERNAL = qdinfo::kTwcStatusKey;
 const std::string VCONF_SPD_UNIQUE_DATA_2 = "memory/srcwatch-service/spd_unique_data_2";
 const std::string VCONF_SPD_UNIQUE_DATA_3 = "memory/srcwatch-service/spd_unique_data_3";
-const std::string VCONF_SPD_AKSV_1 = "db/srcwatch-service/spd_aksv_1";  // holds the detection statistics
+const std::string VCONF_SPD_AKSV_1 = qdinfo::kStatisticsKey;
 const std::string VCONF_PORT_DEVICE_INFO = "db/srcwatch-service/port_device_info";
 /// @}
 
@@ -63,11 +85,11 @@ const std::string CMD_CONF_PATH = "/usr/share/mirelda/cmd.conf";
 
 /// @name The event channel
 /// @{
-const std::string QDINFO_BUS_NAME = "qdinfo";
-const std::string QDINFO_CHANNEL_NAME = "qdinfo";
+const std::string QDINFO_BUS_NAME = qdinfo::kChannelName;
+const std::string QDINFO_CHANNEL_NAME = qdinfo::kChannelName;
 const std::string QDINFO_TAG = "QDINFO";
-const std::string QDINFO_FIELD_SEPARATOR = "\t";
-const std::string QDINFO_EMPTY_FIELD = "UNKNOWN";
+const std::string QDINFO_FIELD_SEPARATOR = qdinfo::kFieldSeparator;
+const std::string QDINFO_EMPTY_FIELD = qdinfo::kEmptyField;
 const std::string QDINFO_SERVICE_NAME = "org.nalto.srcwatch-service.service";
 /// @}
 
@@ -106,39 +128,23 @@ inline long LogStamp()
     return static_cast<std::int32_t>(milliseconds);
 }
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // QDLOG_FORMAT has checked it
-
-/// Writes a log line, for the log macros and for helpers that are given a QDLOG_FORMAT. One function for all lines with
-/// arguments of the same types: calls of the platform at each place would make the library's code a twentieth larger.
-template <typename... Args>
-__attribute__((noinline)) void WriteLogLine(int priority, const char* format, const char* file, const char* function,
-                                            int line, Args... args)
-{
-    __dlog_print(0, priority, "qdinfo", format, file, function, line, LogStamp(), args...);
-}
-
-#pragma GCC diagnostic pop
-
 }  // namespace qdinfo
 
 /// Priorities of the library's log lines, as the platform log numbers them.
 enum QDLogPriority { QDLOG_DEBUG = 3, QDLOG_ERROR = 6 };
 
-/// The format of a log line with this text. The compiler checks the arguments against it; they are not evaluated.
-#define QDLOG_FORMAT(text, ...)                                                                                        \
-    (static_cast<void>(sizeof(__dlog_print(0, 0, "", "%s: %s(%d) > <%ld> " text "\n", "", "", 0, 0L, ##__VA_ARGS__))), \
-     "%s: %s(%d) > <%ld> " text "\n")
+/// What each line begins with: file, function, line number and time.
+#define QDLOG_PREFIX "%s: %s(%d) > <%ld> "
 
-/// Log a line for another place than this one. The text is a literal.
-#define QDLOG_AT(site, priority, text, ...)                                                                        \
-    qdinfo::WriteLogLine((priority), QDLOG_FORMAT(text, ##__VA_ARGS__), (site).file, (site).function, (site).line, \
-                         ##__VA_ARGS__)
+/// Log a line for another place than this one. The text is a literal, which the compiler checks the arguments against.
+#define QDLOG_AT(site, priority, text, ...)                                                                       \
+    static_cast<void>(__dlog_print(0, (priority), "qdinfo", QDLOG_PREFIX text "\n", (site).file, (site).function, \
+                                   (site).line, qdinfo::LogStamp(), ##__VA_ARGS__))
 
 /// Log a line to the platform log, with the place of the call and the time before it.
-#define QDLOG(priority, text, ...)                                                                            \
-    qdinfo::WriteLogLine((priority), QDLOG_FORMAT(text, ##__VA_ARGS__), qdinfo::BaseName(__FILE__), __func__, \
-                         __LINE__, ##__VA_ARGS__)
+#define QDLOG(priority, text, ...)                                                                              \
+    static_cast<void>(__dlog_print(0, (priority), "qdinfo", QDLOG_PREFIX text "\n", qdinfo::BaseName(__FILE__), \
+                                   __func__, __LINE__, qdinfo::LogStamp(), ##__VA_ARGS__))
 
 namespace qdinfo {
 

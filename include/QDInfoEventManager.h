@@ -9,8 +9,7 @@
 
 #include "srcwatch-api.h"
 
-#include <functional>
-#include <map>
+#include <memory>
 #include <mutex>
 #include <sstream>
 #include <string>
@@ -19,7 +18,7 @@
 
 namespace qdinfo {
 
-struct CallSite;
+class Error;
 
 /**
  * Sends events on a channel: as a signal to everybody, or as a method call to the service.
@@ -81,9 +80,7 @@ private:
     int m_SendSignal(int type, const std::stringstream& extra);
     int m_SendExternalEvent();
     void m_ConvertEventToStream();
-    SRCWATCH_LOCAL bool m_BuildMessage(const std::stringstream& extra, std::string& message);
-    SRCWATCH_LOCAL int m_Emit(const CallSite& site, int priority, int type, const std::stringstream& extra,
-                              const char* successFormat);
+    SRCWATCH_LOCAL bool m_BuildMessage(const std::stringstream& extra, std::string& message, Error& error);
 
     static std::recursive_mutex m_Mutex;  // held while a message is built and sent, by all senders of the process
 
@@ -92,7 +89,7 @@ private:
     GDBusConnection* m_pConnection;  // one reference
     std::stringstream m_MsgStream;
     GDBusProxy* m_pProxy;  // one reference
-    bool m_bUnflushed;     // a signal was queued that may still be in this process
+    bool m_bUnflushed;     // a signal was queued, which may still be in this process
 };
 
 /**
@@ -103,9 +100,10 @@ private:
  *
  * Everything is delivered by the GLib main context that was thread-default where the receiver was constructed, so the
  * host must run a main loop there. Callbacks run with a lock held that all receivers of the process share; they may
- * register, unregister, send, and delete this receiver (whose streams are then gone). What a callback writes into the
- * stream behind ptr_args[0] is the reply to a method call; what the caller appended can be read from that behind
- * ptr_args[1]. Exceptions that leave a callback are logged.
+ * register, unregister, send, delete this receiver, and end their thread. What a callback writes into the stream behind
+ * ptr_args[0] is the reply to a method call; what the caller appended can be read from that behind ptr_args[1]. The
+ * event and its streams are valid until the callback returns, whatever becomes of the receiver. Exceptions that leave a
+ * callback are logged.
  *
  * Failures are only logged. When the bus dies, the process goes on, and no event arrives any more: destroy the
  * receiver, let the main loop run, and construct a new one when the bus is back. GLib hands out the broken connection
@@ -117,7 +115,8 @@ public:
     CQDEventReciever(const std::string& name, bool service);
     CQDEventReciever(const CQDEventReciever&) = delete;
     CQDEventReciever& operator=(const CQDEventReciever&) = delete;
-    /// Waits for a callback that runs in another thread.
+    /// Ends the receiver at once, and waits for nothing: a callback that runs in another thread goes on until it
+    /// returns.
     virtual ~CQDEventReciever();
 
     /// Call callback(user_data, event) for events of a type. The first callback of a type stays.
@@ -125,20 +124,14 @@ public:
     /// Call nothing any more for events of a type; -1 means all types.
     void UnregisterEventCallback(int type);
 
-    /// Delete a receiver, after its callback has returned when called from within it. For the library's own use.
-    SRCWATCH_LOCAL static void Dispose(CQDEventReciever* receiver);
-
 private:
+    struct State;
+
+    SRCWATCH_LOCAL explicit CQDEventReciever(std::shared_ptr<State> state);
     void m_RegisterQDInfoServiceEvent();
     void m_RegisterQDInfoClientEvent();
     void m_UnRegisterQDInfoServiceEvent();
     void m_UnRegisterQDInfoClientEvent();
-    void m_ConvertStreamToEvent(srcwatch_event_s& event);
-    void m_ProcessHandleEvent(srcwatch_event_s* event);
-    SRCWATCH_LOCAL void m_Subscribe();
-    SRCWATCH_LOCAL void m_BorrowConnection(GDBusConnection* connection);
-    SRCWATCH_LOCAL void m_HandleMessage(int type, const char* text);
-    SRCWATCH_LOCAL static void m_Announce(const CallSite& site, void* receiver, int type);
 
     static void m_BusAcquiredHandler(GDBusConnection* connection, const char* name, void* receiver);
     static void m_NameAcquiredHandler(GDBusConnection* connection, const char* name, void* receiver);
@@ -149,21 +142,11 @@ private:
                                     const char* interface, const char* method, GVariant* parameters,
                                     GDBusMethodInvocation* invocation, void* receiver);
 
-    static std::recursive_mutex
-        m_Mutex;  // held while a table changes and while a message is handled, callback included
+    // Held while a table changes and while a message is handled, callback included.
+    static std::recursive_mutex m_Mutex;
     static const GDBusInterfaceVTable m_vTable;
 
-    std::map<int, std::function<void(srcwatch_event_s*)>> m_EventCallbackTable;
-    std::string m_Name;
-    std::stringstream m_InStream;
-    std::stringstream m_OutStream;
-    GDBusNodeInfo* m_pNodeInfo;
-    unsigned m_OwnerId;
-    bool m_bService;
-    GDBusConnection* m_pConnection;  // one reference on the client side; borrowed on the service side
-    unsigned m_SubscriptionId;
-    unsigned m_ObjectId;
-    GWeakRef m_Borrowed;  // the borrowed connection, as long as there is one
+    const std::shared_ptr<State> m_pState;  // shared with the handlers that run
 };
 
 }  // namespace qdinfo

@@ -2,6 +2,7 @@
 //
 // The exported C functions. Each is a signature and what is its own; what they share stands once, in front of them.
 // All log at ERROR, routine lines included, so that they can be seen on a TV as shipped.
+#include "LineFormat.h"
 #include "QDInfoAPI.h"
 #include "QDInfoCommon.h"
 #include "QDInfoEventManager.h"
@@ -9,9 +10,7 @@
 #include "srcwatch-api.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -43,6 +42,7 @@ using qdinfo::CQDInfoAPI;
 using qdinfo::CQDInfoData;
 using qdinfo::CQDInfoServerData;
 using qdinfo::CSingleton;
+using qdinfo::LineFormat;
 
 constexpr char kUnknown[] = "Unknown";
 constexpr char kGenericSetTopBox[] = "STB";  // begins the provider name of a set-top box that was not identified
@@ -73,33 +73,35 @@ void CopyText(char* dst, const std::string& text, std::size_t count = SRCWATCH_T
     std::memset(dst + length, 0, count - length);
 }
 
+// Deliberate: an output that is not tested for null before the store is asked is only left out.
+template <typename T>
+void Set(T* output, T value)
+{
+    if (output != nullptr) *output = value;
+}
+
 bool BeginsWith(const char* text, const char* prefix) { return std::strncmp(text, prefix, std::strlen(prefix)) == 0; }
 
-// Logs at ERROR with a QDLOG_FORMAT.
-template <typename... Args>
-void LogAt(const CallSite& site, const char* format, Args... args)
-{
-    qdinfo::WriteLogLine(QDLOG_ERROR, format, site.file, site.function, site.line, args...);
-}
+using ExceptionFormat = LineFormat<const char*>;
 
 // The line for an exception of JSON. Deliberate: some lines name another function than that of their place.
 #define EXCEPTION_IN(function) QDLOG_FORMAT("Exception Handled by " function ": %s\n", "")
 
 // Runs body, which returns the result of a query; an exception of JSON is logged, and is the result.
 template <typename Body>
-int CatchJson(const char* exceptionFormat, const CallSite& site, Body body)
+int CatchJson(ExceptionFormat exceptionFormat, const CallSite& site, Body body)
 {
     try {
         return body();
     } catch (const Json::Exception& e) {
-        LogAt(site, exceptionFormat, e.what());
+        LogLine(site, QDLOG_ERROR, exceptionFormat, e.what());
         return SRCWATCH_ERROR_JSON;
     }
 }
 
 // Runs body, which returns nothing, on the stored record of a port.
 template <typename Body>
-int QueryRecord(int port, const char* exceptionFormat, Body body, CallSite site = CallSite::Here())
+int QueryRecord(int port, ExceptionFormat exceptionFormat, Body body, CallSite site = CallSite::Here())
 {
     return CatchJson(exceptionFormat, site, [&] {
         Json::Value record;
@@ -109,7 +111,7 @@ int QueryRecord(int port, const char* exceptionFormat, Body body, CallSite site 
     });
 }
 
-int QueryText(char* dst, int port, const char* key, const char* exceptionFormat, CallSite site = CallSite::Here())
+int QueryText(char* dst, int port, const char* key, ExceptionFormat exceptionFormat, CallSite site = CallSite::Here())
 {
     if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
     if (dst == nullptr) return SRCWATCH_ERROR_NULL;
@@ -117,7 +119,8 @@ int QueryText(char* dst, int port, const char* key, const char* exceptionFormat,
         port, exceptionFormat, [&](Json::Value& record) { CopyText(dst, TextOf(record, key)); }, site);
 }
 
-int QueryNumber(int* number, int port, const char* key, const char* exceptionFormat, CallSite site = CallSite::Here())
+int QueryNumber(int* number, int port, const char* key, ExceptionFormat exceptionFormat,
+                CallSite site = CallSite::Here())
 {
     if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
     if (number == nullptr) return SRCWATCH_ERROR_NULL;
@@ -217,19 +220,19 @@ void SendProvider(const DeviceInfo& info)
     QDLOG_AT(info.site, QDLOG_ERROR, "Device Info Send STB(%d) : %s\n", info.port, provider.c_str());
 }
 
-void SendDetection(const DeviceInfo& info, const char* format)
+void SendDetection(const DeviceInfo& info, LineFormat<int, const char*> format)
 {
     const std::string detection = CopyMember(info.record, "UnknownType", info.str2);
-    LogAt(info.site, format, info.port, detection.c_str());
+    LogLine(info.site, QDLOG_ERROR, format, info.port, detection.c_str());
 }
 
-void SendNames(const DeviceInfo& info, const char* format)
+void SendNames(const DeviceInfo& info, LineFormat<int, const char*, const char*> format)
 {
     const std::string device = TextOf(info.record, "DevName");
     const std::string brand = TextOf(info.record, "BName");
     CopyText(info.str1, device);
     CopyText(info.str2, brand);
-    LogAt(info.site, format, info.port, device.c_str(), brand.c_str());
+    LogLine(info.site, QDLOG_ERROR, format, info.port, device.c_str(), brand.c_str());
 }
 
 void SendOther(const DeviceInfo& info)
@@ -309,7 +312,7 @@ const char* SecondResultKey(int type)
     return named ? "BName" : nullptr;
 }
 
-int QueryResultText(char* dst, int port, const char* (*keyOf)(int type), const char* exceptionFormat,
+int QueryResultText(char* dst, int port, const char* (*keyOf)(int type), ExceptionFormat exceptionFormat,
                     CallSite site = CallSite::Here())
 {
     if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
@@ -340,13 +343,12 @@ int srcwatch_get_device_info(int port, int* device_type, char* device_info_str1,
         QDLOG(QDLOG_ERROR, "device_info_str2 is NULL\n");
         return SRCWATCH_ERROR_NULL;
     }
-    if (device_type == nullptr) return SRCWATCH_ERROR_NULL;
 
     return QueryRecord(port, EXCEPTION_IN("srcwatch_get_device_info"),
                        [&, site = CallSite::Here()](Json::Value& record) {
                            const DeviceInfo info{record, port, device_info_str1, device_info_str2, site};
                            const int type = NumberOf(record, "DevType");
-                           *device_type = type;
+                           Set(device_type, type);
                            SendDeviceInfo(info, type);
                            ReplaceEmptyName(info, type);
                        });
@@ -355,7 +357,7 @@ int srcwatch_get_device_info(int port, int* device_type, char* device_info_str1,
 int srcwatch_get_codeset_info(int port, bool* has_codeset, char* dst)
 {
     if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
-    if (dst == nullptr || has_codeset == nullptr) return SRCWATCH_ERROR_NULL;
+    if (dst == nullptr) return SRCWATCH_ERROR_NULL;
 
     int type = 0;
     char str1[SRCWATCH_TEXT_SIZE + 1] = {};  // one more, as a text of 100 bytes has no terminator
@@ -363,7 +365,7 @@ int srcwatch_get_codeset_info(int port, bool* has_codeset, char* dst)
     static_cast<void>(srcwatch_get_device_info(port, &type, str1, str2));  // a failure leaves the first string empty
     if (BeginsWith(str1, kUnknown) || BeginsWith(str1, kGenericSetTopBox)) {
         QDLOG(QDLOG_ERROR, "Device name(%s) makes empty codeset return\n", str1);
-        *has_codeset = false;
+        Set(has_codeset, false);
         return SRCWATCH_NO_CODESET;
     }
 
@@ -371,7 +373,7 @@ int srcwatch_get_codeset_info(int port, bool* has_codeset, char* dst)
     const int result = QueryRecord(port, EXCEPTION_IN("srcwatch_get_codeset_info"), [&](Json::Value& record) {
         const std::string name = TextOf(record, "CName");
         found = !name.empty();
-        *has_codeset = found;
+        Set(has_codeset, found);
         if (found) CopyText(dst, name, SRCWATCH_CODESET_TEXT_SIZE);
     });
     return result == SRCWATCH_OK && !found ? static_cast<int>(SRCWATCH_NO_CODESET) : result;
@@ -390,36 +392,28 @@ int srcwatch_get_result_str2_name(char* dst, int port)
 // ---------------------------------------------------------------------------------------------------------------------
 // Changes and scan state of a port, saving and clearing its record
 
-namespace {
-
-// Whether there is a text of HDMI records, readable or not.
-bool HasStoredRecords()
-{
-    const std::unique_ptr<char, decltype(&std::free)> text(vconf_get_str(VCONF_SOURCE_ACTIVITY.c_str()), &std::free);
-    return text != nullptr;
-}
-
-}  // namespace
-
 int srcwatch_get_changed_device_info(int port, int* prev_port, bool* changed)
 {
     if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
-    if (prev_port == nullptr || changed == nullptr) return SRCWATCH_ERROR_NULL;
     const CallSite site = CallSite::Here();
     return QueryRecord(port, EXCEPTION_IN("srcwatch_get_codeset_name"), [&](Json::Value& record) {  // sic
         const int prevPort = NumberOf(record, "PrevPort");
         const int changedType = NumberOf(record, "Changed");
-        *prev_port = prevPort;
-        *changed = changedType != 0;
+        Set(prev_port, prevPort);
+        Set(changed, changedType != 0);
         QDLOG_AT(site, QDLOG_ERROR, "port_index(%d), API PrevPort(%d), nChanged(%d)\n", port, prevPort, changedType);
     });
 }
 
 int srcwatch_get_oobe_scan_state(int port, int* scan_state)
 {
-    const int result = QueryNumber(scan_state, port, "ScanState", EXCEPTION_IN("srcwatch_get_codeset_name"));  // sic
-    if (result == SRCWATCH_OK) QDLOG(QDLOG_ERROR, "port_index(%d), API ScanState(%d)\n", port, *scan_state);
-    return result;
+    if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
+    const CallSite site = CallSite::Here();
+    return QueryRecord(port, EXCEPTION_IN("srcwatch_get_codeset_name"), [&](Json::Value& record) {  // sic
+        const int state = NumberOf(record, "ScanState");
+        Set(scan_state, state);
+        QDLOG_AT(site, QDLOG_ERROR, "port_index(%d), API ScanState(%d)\n", port, state);
+    });
 }
 
 void srcwatch_set_source_info(int port, int save_mode)
@@ -436,17 +430,15 @@ void srcwatch_set_source_info(int port, int save_mode)
 
 void srcwatch_remove_source_info(int port)
 {
-    const bool isHdmi = port >= 0 && port < HDMI_PORT_COUNT;
-    if (!isHdmi && port != OPTICAL_PORT) return;
     CQDInfoData* table = CQDInfoAPI::GetQDInfoUtil();
-    if (table == nullptr) return;                             // not the service
-    const bool loaded = table->t_LoadActivityInfoToMemory();  // without stored records, those in memory count
+    if (table == nullptr) return;  // not the service
+    const bool isHdmi = port >= 0 && port < HDMI_PORT_COUNT;
+    if (!isHdmi && !table->HasPort(port)) return;
+    table->t_LoadActivityInfoToMemory();  // without stored records, those in memory count
     if (!table->HasPort(port)) return;
     table->ResetSourceInfo(port);
-    // No records take the place of a stored text that did not give any: that is announced without a save.
-    constexpr int kNotOptical = -1;
-    const bool losesText = !table->HasPort(0) && (loaded || HasStoredRecords());
-    CQDInfoAPI::GetQDInfoUtil()->t_CheckAndSaveActivity(losesText ? OPTICAL_PORT : kNotOptical);
+    constexpr int kAllPorts = -1;
+    CQDInfoAPI::GetQDInfoUtil()->t_CheckAndSaveActivity(kAllPorts);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -482,7 +474,7 @@ int ExportKpi(const Json::Value& shown, Json::Value& entry, int port, srcwatch_k
 int srcwatch_get_device_kpi_info(int port, srcwatch_kpi_info_s* info)
 {
     if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
-    if (info == nullptr) return SRCWATCH_ERROR_NULL;
+    srcwatch_kpi_info_s unused;
     const CallSite site = CallSite::Here();
     return CatchJson(EXCEPTION_IN("srcwatch_get_device_kpi_info"), site, [&]() -> int {
         Json::Value entry;
@@ -493,13 +485,13 @@ int srcwatch_get_device_kpi_info(int port, srcwatch_kpi_info_s* info)
             return SRCWATCH_ERROR_JSON;
         }
         // Deliberate: an entry is an object, and indexing it by number throws; so every entry found ends here.
-        return ExportKpi(entry[port], entry, port, *info, site);
+        return ExportKpi(entry[port], entry, port, info != nullptr ? *info : unused, site);
     });
 }
 
 int srcwatch_get_all_device_kpi_info(srcwatch_kpi_info_s* infos)
 {
-    if (infos == nullptr) return SRCWATCH_ERROR_NULL;
+    srcwatch_kpi_info_s unused;
     const CallSite site = CallSite::Here();
     return CatchJson(EXCEPTION_IN("srcwatch_get_all_device_kpi_info"), site, [&]() -> int {
         // The store fills one for each HDMI input, which may be more than there are records.
@@ -512,7 +504,7 @@ int srcwatch_get_all_device_kpi_info(srcwatch_kpi_info_s* infos)
                 QDLOG_AT(site, QDLOG_ERROR, "Fail to Get Json [HDMI%d]\n", port + 1);
                 continue;
             }
-            ExportKpi(entry, entry, port, infos[port], site);
+            ExportKpi(entry, entry, port, infos != nullptr ? infos[port] : unused, site);
         }
         return SRCWATCH_OK;
     });
@@ -538,9 +530,9 @@ int g_nOpticalScanState = 0;
 int g_nRunningScanType = 0;
 
 // Deliberate: unchecked, as all settings writes here. A command is fire-and-forget.
-void WriteInt(const std::string& key, int value) { vconf_set_int(key.c_str(), value); }
+void WriteInt(const char* key, int value) { vconf_set_int(key, value); }
 
-void CommandScan(int command) { WriteInt(VCONF_SCAN_PROGRESS, command); }
+void CommandScan(int command) { WriteInt(qdinfo::kScanProgressKey, command); }
 
 }  // namespace
 
@@ -614,8 +606,8 @@ int srcwatch_get_oobe_stb_scan_progress(int* progress)
     constexpr int kLastPercent = 90;
 
     int state = 0;
-    if (vconf_get_int(VCONF_SCAN_RESULT.c_str(), &state) != 0) {
-        QDLOG(QDLOG_ERROR, "Vconf get fail: %s\n", VCONF_SCAN_RESULT.c_str());
+    if (vconf_get_int(qdinfo::kScanResultKey, &state) != 0) {
+        QDLOG(QDLOG_ERROR, "Vconf get fail: %s\n", qdinfo::kScanResultKey);
         return SRCWATCH_PROGRESS_UNREADABLE;
     }
 
@@ -650,15 +642,15 @@ constexpr int kTwcStatusUnknown = -1;
 constexpr int kTwcFrameCount = 3;
 
 // Whether a switch is on, which only 1 is; logs which of the two states it is in, or that it cannot be read.
-bool ReadSwitch(const std::string& key, const char* onFormat, const char* offFormat, CallSite site = CallSite::Here())
+bool ReadSwitch(const char* key, LineFormat<> onFormat, LineFormat<> offFormat, CallSite site = CallSite::Here())
 {
     int value = 0;
-    if (vconf_get_int(key.c_str(), &value) != 0) {
+    if (vconf_get_int(key, &value) != 0) {
         QDLOG_AT(site, QDLOG_ERROR, "Localset vconf read error\n");
         return false;
     }
     const bool on = value == 1;
-    LogAt(site, on ? onFormat : offFormat);
+    LogLine(site, QDLOG_ERROR, on ? onFormat : offFormat);
     return on;
 }
 
@@ -701,25 +693,25 @@ void CommandTwc(int command, int port, CallSite site = CallSite::Here())
 
 bool srcwatch_is_HotPlug_progress(void)
 {
-    return ReadSwitch(VCONF_HOTPLUG_PROGRESS, QDLOG_FORMAT("HotPlug is in Progress\n"),
+    return ReadSwitch(qdinfo::kHotplugProgressKey, QDLOG_FORMAT("HotPlug is in Progress\n"),
                       QDLOG_FORMAT("HotPlug is NOT Progress\n"));
 }
 
 bool srcwatch_is_HotPlug_enable(void)
 {
-    return ReadSwitch(VCONF_HP_AUTO_DETECT_SUPPORT, QDLOG_FORMAT("HotPlug Enabled\n"),
+    return ReadSwitch(qdinfo::kHotplugSupportKey, QDLOG_FORMAT("HotPlug Enabled\n"),
                       QDLOG_FORMAT("HotPlug Disabled\n"));
 }
 
 bool srcwatch_is_MVPD_enable(void)
 {
-    return ReadSwitch(VCONF_MVPD_AUTO_DETECT_SUPPORT, QDLOG_FORMAT("MVPD Enabled\n"), QDLOG_FORMAT("MVPD Disabled\n"));
+    return ReadSwitch(qdinfo::kMvpdSupportKey, QDLOG_FORMAT("MVPD Enabled\n"), QDLOG_FORMAT("MVPD Disabled\n"));
 }
 
 bool srcwatch_Is_hdmi_notification_running(void)
 {
     int index = 0;
-    static_cast<void>(vconf_get_int(VCONF_SOURCE_ACTIVITY_INDEX.c_str(), &index));  // Deliberate: failure reads as 0.
+    static_cast<void>(vconf_get_int(qdinfo::kActivityIndexKey, &index));  // Deliberate: failure reads as 0.
     return index != 0;
 }
 
@@ -758,7 +750,7 @@ bool srcwatch_is_no_device(void)
 int srcwatch_is_TWC(void)
 {
     int status = kTwcStatusUnknown;
-    static_cast<void>(vconf_get_int(VCONF_TWC_STATUS_INTERNAL.c_str(), &status));  // Deliberate: failure reads as -1.
+    static_cast<void>(vconf_get_int(qdinfo::kTwcStatusKey, &status));  // Deliberate: failure reads as -1.
     QDLOG(QDLOG_ERROR, "srcwatch_is_TWC return %d\n", status);
     return status;
 }
@@ -766,7 +758,7 @@ int srcwatch_is_TWC(void)
 void srcwatch_TWC_check_start(int port)
 {
     QDLOG(QDLOG_ERROR, "Srcwatch TWC Check Start API called %d\n", port);
-    WriteInt(VCONF_TWC_STATUS_INTERNAL, kTwcStatusUnknown);
+    WriteInt(qdinfo::kTwcStatusKey, kTwcStatusUnknown);
     CommandTwc(SCAN_COMMAND_TWC_CHECK_START, port);
     QDLOG(QDLOG_ERROR, "srcwatch_TWC_check_start end %d\n", port);
 }
@@ -775,16 +767,16 @@ void srcwatch_TWC_check_end(int port)
 {
     QDLOG(QDLOG_ERROR, "Srcwatch TWC Check End API called\n");
     CommandTwc(SCAN_COMMAND_TWC_CHECK_END, port);
-    WriteInt(VCONF_TWC_SEQ_ID, -1);
-    WriteInt(VCONF_TWC_FRAME_COUNT, kTwcFrameCount);
-    WriteInt(VCONF_TWC_STATUS_INTERNAL, kTwcStatusUnknown);
+    WriteInt(qdinfo::kTwcSequenceKey, -1);
+    WriteInt(qdinfo::kTwcFrameCountKey, kTwcFrameCount);
+    WriteInt(qdinfo::kTwcStatusKey, kTwcStatusUnknown);
     QDLOG(QDLOG_ERROR, "Srcwatch TWC Check End API End\n");
 }
 
 void srcwatch_TWC_is_channeltuned(int twc_seq_id, int twc_frame_count)
 {
-    WriteInt(VCONF_TWC_SEQ_ID, twc_seq_id);
-    WriteInt(VCONF_TWC_FRAME_COUNT, twc_frame_count);
+    WriteInt(qdinfo::kTwcSequenceKey, twc_seq_id);
+    WriteInt(qdinfo::kTwcFrameCountKey, twc_frame_count);
     QDLOG(QDLOG_ERROR, "(twc_seq_id , twc_frame_count) = (%d, %d)\n", twc_seq_id, twc_frame_count);
 }
 
@@ -807,7 +799,7 @@ int srcwatch_register_event_callback(srcwatch_event_cb callback, void* user_data
         QDLOG(QDLOG_ERROR, "[srcwatch_register_event_callback] already registered");
         return 0;
     }
-    auto* receiver = new (std::nothrow) qdinfo::CQDEventReciever(QDINFO_CHANNEL_NAME, false);
+    auto* receiver = new (std::nothrow) qdinfo::CQDEventReciever(qdinfo::kChannelName, false);
     if (receiver == nullptr) {
         QDLOG(QDLOG_ERROR, "new error");
         return 0;
@@ -837,9 +829,8 @@ int srcwatch_unregister_event_callback(srcwatch_event_cb callback)
         QDLOG(QDLOG_ERROR, "[srcwatch_register_event_callback] not registered");
         return 0;
     }
-    qdinfo::CQDEventReciever* receiver = g_pReceiver;
+    g_pReceiver->UnregisterEventCallback(-1);
+    delete g_pReceiver;
     g_pReceiver = nullptr;
-    receiver->UnregisterEventCallback(-1);
-    qdinfo::CQDEventReciever::Dispose(receiver);
     return 1;
 }

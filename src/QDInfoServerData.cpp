@@ -25,7 +25,7 @@ constexpr long kRecordsSaved = SRCWATCH_EVENT_RECORDS_SAVED;
 
 using Text = std::unique_ptr<char, decltype(&std::free)>;
 
-Text ReadText(const std::string& key) { return Text(vconf_get_str(key.c_str()), &std::free); }
+Text ReadText(const char* key) { return Text(vconf_get_str(key), &std::free); }
 
 // One reader per thread, as making one costs as much as parsing a record. A GPrivate, unlike a thread_local, is still
 // there for a query from a static destructor of the host.
@@ -47,21 +47,21 @@ bool Parse(Text text, Json::Value& root)
 }
 
 // Reads the text under key and logs it, or that there is none; for the activity documents.
-bool LoadActivityDocument(const std::string& key, Json::Value& root, CallSite site = CallSite::Here())
+bool LoadActivityDocument(const char* key, Json::Value& root, CallSite site = CallSite::Here())
 {
     Text text = ReadText(key);
     if (!text) {
-        QDLOG_AT(site, QDLOG_ERROR, "get %s failed!", key.c_str());
+        QDLOG_AT(site, QDLOG_ERROR, "get %s failed!", key);
         return false;
     }
-    QDLOG_AT(site, QDLOG_DEBUG, " get %s succeed! <%s>", key.c_str(), text.get());
+    QDLOG_AT(site, QDLOG_DEBUG, " get %s succeed! <%s>", key, text.get());
     return Parse(std::move(text), root);
 }
 
 // Reads the list of statistics entries; silently false when there is none.
 bool LoadStatistics(Json::Value& list)
 {
-    Text text = ReadText(VCONF_SPD_AKSV_1);
+    Text text = ReadText(kStatisticsKey);
     Json::Value root;
     if (!text || !Parse(std::move(text), root)) return false;
     list = std::move(root["Auto"]);
@@ -99,7 +99,7 @@ void CQDInfoServerData::t_UnInitialize() {}
 void CQDInfoServerData::t_CheckAndSaveActivity(int port)
 {
     if (port != OPTICAL_PORT) t_SaveActivityInfoToFile();  // Deliberate: a failed save is announced all the same.
-    CQDEventSender sender(QDINFO_CHANNEL_NAME);
+    CQDEventSender sender(kChannelName);
     sender.SendEvent(kRecordsSaved);
 }
 
@@ -112,7 +112,7 @@ bool CQDInfoServerData::t_LoadActivityInfoToMemory()
 {
     try {
         Json::Value root;
-        if (!LoadActivityDocument(VCONF_SOURCE_ACTIVITY, root)) return false;
+        if (!LoadActivityDocument(kSourceActivityKey, root)) return false;
         if (SetActivityInfoFromStream(root)) return true;
         QDLOG(QDLOG_ERROR, " load to file error");
         return false;
@@ -126,7 +126,7 @@ bool CQDInfoServerData::t_LoadPortJsonInfoToMemory(int port, Json::Value& out)
 {
     try {
         Json::Value root;
-        if (!LoadActivityDocument(VCONF_SOURCE_ACTIVITY, root)) return false;
+        if (!LoadActivityDocument(kSourceActivityKey, root)) return false;
         out = std::move(root["activity"][port]);
         return true;
     } catch (const Json::Exception& e) {
@@ -140,7 +140,7 @@ bool CQDInfoServerData::t_LoadOpticalPortJsonInfoToMemory(int, Json::Value& out)
 {
     try {
         Json::Value root;
-        if (!LoadActivityDocument(VCONF_OPTICAL_SOURCE_ACTIVITY, root)) return false;
+        if (!LoadActivityDocument(kOpticalActivityKey, root)) return false;
         out = std::move(root["activity"]);
         return true;
     } catch (const Json::Exception& e) {
@@ -193,12 +193,12 @@ bool CQDInfoServerData::t_SaveActivityInfoToFile()
             QDLOG(QDLOG_ERROR, " save to file error");
             return false;
         }
-        if (vconf_set_str(VCONF_SOURCE_ACTIVITY.c_str(), text.c_str()) != 0) {
+        if (vconf_set_str(kSourceActivityKey, text.c_str()) != 0) {
             // Deliberate: at DEBUG.
-            QDLOG(QDLOG_DEBUG, " set %s failed! <%s>", VCONF_SOURCE_ACTIVITY.c_str(), text.c_str());
+            QDLOG(QDLOG_DEBUG, " set %s failed! <%s>", kSourceActivityKey, text.c_str());
             return false;
         }
-        QDLOG(QDLOG_DEBUG, " set %s succeed! <%s>", VCONF_SOURCE_ACTIVITY.c_str(), text.c_str());
+        QDLOG(QDLOG_DEBUG, " set %s succeed! <%s>", kSourceActivityKey, text.c_str());
         return true;
     } catch (const Json::Exception& e) {
         QDLOG(QDLOG_ERROR, "Exception Handled by t_SaveActivityInfoToFile: %s", e.what());

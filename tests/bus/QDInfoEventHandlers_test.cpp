@@ -283,56 +283,6 @@ TEST_F(Handlers, LeaveACallWithAnotherBodyWithoutAReply)
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
-// What the handlers never do with each other
-
-// Gives access to a private member: an explicit instantiation may name one.
-template <typename Tag, typename Tag::Type kMember>
-struct Reveal {
-    friend typename Tag::Type MemberOf(Tag) { return kMember; }
-};
-
-struct ProcessHandleEvent {
-    using Type = void (CQDEventReciever::*)(srcwatch_event_s*);
-    friend Type MemberOf(ProcessHandleEvent);
-};
-template struct Reveal<ProcessHandleEvent, &CQDEventReciever::m_ProcessHandleEvent>;
-
-struct ConvertStreamToEvent {
-    using Type = void (CQDEventReciever::*)(srcwatch_event_s&);
-    friend Type MemberOf(ConvertStreamToEvent);
-};
-template struct Reveal<ConvertStreamToEvent, &CQDEventReciever::m_ConvertStreamToEvent>;
-
-struct InStream {
-    using Type = std::stringstream CQDEventReciever::*;
-    friend Type MemberOf(InStream);
-};
-template struct Reveal<InStream, &CQDEventReciever::m_InStream>;
-
-TEST_F(Handlers, WouldOnlyLogAnEventThatIsNull)
-{
-    (service.get()->*MemberOf(ProcessHandleEvent()))(nullptr);
-
-    EXPECT_THAT(TakeLog(), ElementsAre("E m_ProcessHandleEvent: pEvent NULL"));
-}
-
-TEST_F(Handlers, WouldLeaveAnEventWhenTheRequestStreamIsNotGood)
-{
-    std::stringstream& stream = service.get()->*MemberOf(InStream());
-    stream.str("5\t");
-    stream.setstate(std::ios::eofbit);
-    srcwatch_event_s event{};
-    event.args[0] = 7;
-
-    (service.get()->*MemberOf(ConvertStreamToEvent()))(event);
-
-    EXPECT_EQ(event.args[0], 7);
-    EXPECT_EQ(event.ptr_args[0], nullptr);
-    EXPECT_EQ(event.ptr_args[1], nullptr);
-    EXPECT_THAT(TakeLog(), IsEmpty());
-}
-
-// ---------------------------------------------------------------------------------------------------------------------
 // The end of a connection
 
 // The connection of a service may lose its last reference in another thread at any time: here, between the look at it

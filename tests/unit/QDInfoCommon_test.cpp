@@ -225,14 +225,6 @@ TEST_F(LogFormat, EvaluatesItsArgumentsOnce)
     EXPECT_EQ(count, 1);
 }
 
-TEST_F(LogFormat, IsMadeForAHelperWithoutEvaluatingItsArguments)
-{
-    int count = 0;
-
-    EXPECT_STREQ(QDLOG_FORMAT("count %d\n", ++count), "%s: %s(%d) > <%ld> count %d\n\n");
-    EXPECT_EQ(count, 0);
-}
-
 TEST_F(LogFormat, AddsItsOwnNewlineToThatOfTheMessage)
 {
     QDLOG(QDLOG_DEBUG, "two\n");

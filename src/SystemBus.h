@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The process's connection to the D-Bus system bus. GLib shares one among all in the process that ask, closes it with
+// its last reference, and only queues what is sent: what is not flushed is lost with the connection or the process.
+#ifndef SRCWATCH_SYSTEMBUS_H
+#define SRCWATCH_SYSTEMBUS_H
+
+#include <atomic>
+#include <cstdlib>
+#include <memory>
+
+#include <gio/gio.h>
+#include <unistd.h>
+
+namespace qdinfo {
+
+class Error {
+public:
+    Error() = default;
+    Error(const Error&) = delete;
+    Error& operator=(const Error&) = delete;
+    ~Error() { g_clear_error(&m_error); }
+
+    GError** Out() { return &m_error; }
+    void SetReason(const char* reason) { m_reason = reason; }
+    const char* Message() const { return m_error != nullptr ? m_error->message : m_reason; }
+    int Code() const { return m_error != nullptr ? m_error->code : 0; }
+
+private:
+    GError* m_error = nullptr;
+    const char* m_reason = "invalid argument";  // GIO refuses a name that D-Bus does not allow without an error
+};
+
+struct ObjectUnref {
+    void operator()(gpointer object) const { g_object_unref(object); }
+};
+using Connection = std::unique_ptr<GDBusConnection, ObjectUnref>;
+
+class SystemBus {
+public:
+    /// Returns a reference to the connection, or null with the error.
+    static GDBusConnection* Connect(Error& error)
+    {
+        GDBusConnection* connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, error.Out());
+        if (connection == nullptr) return nullptr;
+        OutliveBus(connection);
+        if (g_object_get_data(G_OBJECT(connection), kProcess) == nullptr) {
+            g_object_set_data(G_OBJECT(connection), kProcess, GINT_TO_POINTER(getpid()));
+        }
+        return connection;
+    }
+
+    /// The end of the bus is not the end of the host process.
+    static void OutliveBus(GDBusConnection* connection) { g_dbus_connection_set_exit_on_close(connection, FALSE); }
+
+    /// Waits until what was queued has left the process. Does nothing in a forked child, which lacks GDBus's thread.
+    static void Flush(GDBusConnection* connection)
+    {
+        if (g_object_get_data(G_OBJECT(connection), kProcess) != GINT_TO_POINTER(getpid())) return;
+        // Nothing can be done if this fails.
+        static_cast<void>(g_dbus_connection_flush_sync(connection, nullptr, nullptr));
+    }
+
+    /// Flushes a connection when the process exits: a sender that lives then has no destructor that does. May be called
+    /// in exit handlers, too.
+    static void FlushAtExit(GDBusConnection* connection)
+    {
+        g_weak_ref_set(&t_atExit, connection);
+        // Nothing can be done if this fails.
+        if (!t_isRegistered.exchange(true)) static_cast<void>(std::atexit(&AtExit));
+    }
+
+private:
+    static constexpr char kProcess[] = "srcwatch-process";  // the process that made the connection
+
+    static void AtExit()
+    {
+        t_isRegistered = false;
+        const Connection connection(static_cast<GDBusConnection*>(g_weak_ref_get(&t_atExit)));
+        if (connection != nullptr) Flush(connection.get());
+    }
+
+    inline static GWeakRef t_atExit{};  // never cleared: threads and exit handlers may send until the process is gone
+    inline static std::atomic<bool> t_isRegistered{false};
+};
+
+}  // namespace qdinfo
+
+#endif
