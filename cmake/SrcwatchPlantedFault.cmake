@@ -1,8 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 # Testers are tested: a program is linked with the code under test as it is, and a twin of it with a copy that has a fault.
 
-# What the three kinds of code under test are made of.
+# What the kinds of code under test are made of; a header is compiled into the program itself.
 set(srcwatch_tested_library srcwatch-api-objects)
+set(srcwatch_tested_header "")
 set(srcwatch_tested_detection srcwatch-detection)
 set(srcwatch_tested_host srcwatch-host-platform)
 
@@ -40,7 +41,9 @@ function(srcwatch_link_tested_with_fault name kind file from to)
     set(tested ${srcwatch_tested_${kind}})
     cmake_path(GET file FILENAME base)
     srcwatch_add_fault(${name} "${file}" "${from}" "${to}")
-    if(kind STREQUAL "library")
+    if(kind STREQUAL "header")
+        target_include_directories(${name} BEFORE PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/${name}.d")
+    elseif(kind STREQUAL "library")
         srcwatch_link_library_without(${name} ${base})
     elseif(kind STREQUAL "detection")  # the archive's member is not needed any more
         target_link_libraries(${name} PRIVATE ${tested})

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Messages of the event channel, both ways, against a decoder and a writer of its own, which know nothing of streams.
+// The text form of an event, both ways, against a decoder and a writer of its own, which know nothing of streams.
 //
-// Input: what to do, then the message; or, for sending, the event's fields and the appended block.
-#include "ChannelBus.h"
+// Input: what to do, then the message; or, for writing, the event's fields and the appended block.
+#include "EventText.h"
 #include "Fuzz.h"
-#include "QDInfoEventManager.h"
 
+#include <cstdint>
 #include <memory>
 
 #include <glib.h>
@@ -16,8 +16,6 @@ namespace {
 using fuzz::Input;
 using fuzz::Require;
 
-constexpr int kRegisteredType = SRCWATCH_EVENT_DETECTED;
-constexpr int kOtherType = SRCWATCH_EVENT_RECORDS_SAVED;
 constexpr std::size_t kFieldSize = sizeof(srcwatch_event_s::str_args[0]);
 
 struct Event {
@@ -104,65 +102,40 @@ std::string ValidUtf8(const std::string& text)
     return valid.get();
 }
 
-// What the callback got in the execution at hand.
-struct Received {
-    bool called = false;
-    bool writesReply = false;
+// What the receiver makes of a message. The stream is the same for all messages, so that none may leave anything to the
+// next.
+Event Read(const std::string& message)
+{
+    static std::stringstream& stream = *new std::stringstream;
+    qdinfo::Reset(stream);
+    stream.str(message);
+    srcwatch_event_s read{};
+    qdinfo::SetTexts(read, qdinfo::ReadItems(stream, read));
+
     Event event;
-};
-
-void Receive(void* userData, srcwatch_event_s* event)
-{
-    auto& received = *static_cast<Received*>(userData);
-    Require(!received.called, "a message gives one event");
-    Require(event->type == kRegisteredType, "the event has the type of the message");
-    Require(event->ptr_args[2] == nullptr && event->ptr_args[3] == nullptr, "the other pointers are null");
-    received.called = true;
-    std::copy(std::begin(event->args), std::end(event->args), received.event.numbers);
+    std::copy(std::begin(read.args), std::end(read.args), event.numbers);
     for (std::size_t i = 0; i < 3; ++i) {
-        const char* const field = event->str_args[i];
-        received.event.texts[i] = std::string(field, strnlen(field, kFieldSize));
-        Require(
-            std::all_of(field + received.event.texts[i].size(), field + kFieldSize, [](char c) { return c == '\0'; }),
-            "zeros follow a text");
+        const char* const field = read.str_args[i];
+        event.texts[i] = std::string(field, strnlen(field, kFieldSize));
+        Require(std::all_of(field + event.texts[i].size(), field + kFieldSize, [](char c) { return c == '\0'; }),
+                "zeros follow a text");
     }
-    std::streambuf& request = *static_cast<std::stringstream*>(event->ptr_args[1])->rdbuf();
-    received.event.rest.resize(static_cast<std::size_t>(std::max<std::streamsize>(request.in_avail(), 0)));
-    request.sgetn(received.event.rest.data(), static_cast<std::streamsize>(received.event.rest.size()));
-    if (received.writesReply) *static_cast<std::stringstream*>(event->ptr_args[0]) << received.event.texts[0];
+    std::streambuf& rest = *stream.rdbuf();
+    event.rest.resize(static_cast<std::size_t>(std::max<std::streamsize>(rest.in_avail(), 0)));
+    rest.sgetn(event.rest.data(), static_cast<std::streamsize>(event.rest.size()));
+    return event;
 }
 
-// One receiver for all executions, so that none may leave anything to the next.
-Received& TheReceived()
+void CheckReading(const std::string& message)
 {
-    static Received& received = *new Received;
-    static const qdinfo::CQDEventReciever& receiver = [&]() -> const qdinfo::CQDEventReciever& {
-        auto* const made = new qdinfo::CQDEventReciever("", true);
-        made->RegisterEventCallback(kRegisteredType, &Receive, &received);
-        fuzz::AcquireBus();
-        return *made;
-    }();
-    static_cast<void>(receiver);
-    received = Received();
-    return received;
+    Require(Read(message) == Decoder(message).Decode(), "a message is read as stated");
 }
 
-void CheckSignal(int type, const std::string& message)
+void CheckUtf8(const std::string& text)
 {
-    Received& received = TheReceived();
-    fuzz::DeliverSignal({type, message});
-    Require(received.called == (type == kRegisteredType), "events of registered types are called back, no others");
-    if (received.called) Require(received.event == Decoder(message).Decode(), "a signal is decoded as stated");
-}
-
-void CheckCall(int type, const std::string& message)
-{
-    Received& received = TheReceived();
-    received.writesReply = true;
-    const std::string reply = fuzz::CallMethod({type, message});
-    Require(received.called == (type == kRegisteredType), "calls of registered types are called back, no others");
-    if (received.called) Require(received.event == Decoder(message).Decode(), "a call is decoded as stated");
-    Require(reply == ValidUtf8(received.event.texts[0]), "the reply is what the callback wrote");
+    std::string valid = text;
+    qdinfo::MakeValidUtf8(valid);
+    Require(valid == ValidUtf8(text), "what is sent is UTF-8, and unchanged where it was");
 }
 
 srcwatch_event_s EventFrom(Input& input)
@@ -188,17 +161,17 @@ std::string Written(const srcwatch_event_s& event, const std::string& extra)
     return message + extra + '\t';
 }
 
-void CheckSending(Input& input)
+void CheckWriting(Input& input)
 {
     const srcwatch_event_s event = EventFrom(input);
     const std::string extra = fuzz::Printed(input.Rest());
-    qdinfo::CQDEventSender sender("");
-    sender.AppendArgs(event);
-    Require(sender.SendSignal(kRegisteredType, std::stringstream(extra)) == 1, "a signal is sent");
-    Require(fuzz::Emitted().type == kRegisteredType, "the signal has its type");
-    Require(fuzz::Emitted().text == ValidUtf8(Written(event, extra)), "a message is written as stated");
-    const std::string sent = fuzz::Emitted().text;
-    CheckSignal(kRegisteredType, sent);
+    std::stringstream stream;
+    qdinfo::Reset(stream);
+    qdinfo::WriteItems(stream, event.args);
+    qdinfo::WriteItems(stream, qdinfo::WordsOf(event));
+    stream << extra << qdinfo::kFieldSeparator;
+    Require(stream.str() == Written(event, extra), "a message is written as stated");
+    CheckReading(stream.str());
 }
 
 }  // namespace
@@ -208,19 +181,13 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
     Input input(bytes, size);
     switch (input.Below(32)) {
         case 0:
-            CheckSending(input);
+            CheckWriting(input);
             break;
         case 1:
-            CheckCall(kRegisteredType, fuzz::Printed(input.Rest()));
-            break;
-        case 2:
-            CheckCall(kOtherType, fuzz::Printed(input.Rest()));
-            break;
-        case 3:
-            CheckSignal(kOtherType, fuzz::Printed(input.Rest()));
+            CheckUtf8(fuzz::Printed(input.Rest()));
             break;
         default:
-            CheckSignal(kRegisteredType, fuzz::Printed(input.Rest()));
+            CheckReading(fuzz::Printed(input.Rest()));
     }
     return 0;
 }

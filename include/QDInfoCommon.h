@@ -5,6 +5,7 @@
 #ifndef SRCWATCH_QDINFOCOMMON_H
 #define SRCWATCH_QDINFOCOMMON_H
 
+#include "QDInfoNames.h"
 #include "srcwatch-api.h"
 
 #include <cstdint>
@@ -14,28 +15,6 @@
 
 #include <dlog.h>
 #include <sys/time.h>
-
-namespace qdinfo {
-
-// What the library itself uses of the constants below, as literals: these are there also while the library is loaded,
-// and until the process is gone, when threads and exit handlers may still call.
-constexpr char kSourceActivityKey[] = "db/srcwatch-service/source-activity";
-constexpr char kOpticalActivityKey[] = "db/srcwatch-service/optical-source-activity";
-constexpr char kActivityIndexKey[] = "memory/srcwatch-service/source-activity-index";
-constexpr char kScanProgressKey[] = "memory/srcwatch-service/scan_progress";  // receives the scan commands
-constexpr char kScanResultKey[] = "memory/srcwatch-service/scan_result";      // holds the scan's progress
-constexpr char kMvpdSupportKey[] = "memory/srcwatch-service/mvpd_auto_detect_support";
-constexpr char kHotplugSupportKey[] = "memory/srcwatch-service/hp_auto_detect_support";
-constexpr char kHotplugProgressKey[] = "memory/srcwatch-service/hotplug_progress";
-constexpr char kTwcSequenceKey[] = "memory/srcwatch-service/twc_seq_id";
-constexpr char kTwcFrameCountKey[] = "memory/srcwatch-service/twc_frame_count";
-constexpr char kTwcStatusKey[] = "memory/srcwatch-service/twc_status_internal";
-constexpr char kStatisticsKey[] = "db/srcwatch-service/spd_aksv_1";
-constexpr char kChannelName[] = "qdinfo";
-constexpr char kFieldSeparator[] = "\t";
-constexpr char kEmptyField[] = "UNKNOWN";
-
-}  // namespace qdinfo
 
 // Deliberate: each source file has its own copies of the count and of the constants, made when the library is loaded.
 // The count comes first, so get_hdmi_count() and everything that it calls must not use the constants below.

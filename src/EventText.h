@@ -5,15 +5,19 @@
 #ifndef SRCWATCH_EVENTTEXT_H
 #define SRCWATCH_EVENTTEXT_H
 
-#include "QDInfoCommon.h"
+#include "QDInfoNames.h"
 #include "srcwatch-api.h"
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
 #include <locale>
+#include <memory>
 #include <sstream>
 #include <string>
+
+#include <glib.h>
 
 namespace qdinfo {
 
@@ -67,18 +71,14 @@ void WriteItems(std::ostream& message, const Items& items)
     for (const auto& item : items) message << item << kFieldSeparator;
 }
 
-/// Reads the ten numbers; those that are missing, and all after one that is not a 32-bit number, are 0.
-inline void ReadNumbers(std::istream& message, srcwatch_event_s& event)
+/// Reads the ten numbers into an event, and returns the three words as they travel. Missing words are empty; missing
+/// numbers, and all after an item that is not a 32-bit number, are 0.
+inline EventWords ReadItems(std::istream& message, srcwatch_event_s& event)
 {
     for (std::int32_t& arg : event.args) {
         int value = 0;
         arg = message >> value ? value : 0;  // a number out of range would leave the nearest one
     }
-}
-
-/// Reads the three words as they travel; those that are missing are empty.
-inline EventWords ReadWords(std::istream& message)
-{
     EventWords words;
     for (std::string& word : words) message >> word;
     return words;
@@ -91,6 +91,15 @@ inline void SetTexts(srcwatch_event_s& event, EventWords words)
         std::replace(words[i].begin(), words[i].end(), kSpaceInMessage, kSpace);
         if (words[i] != kEmptyField) CopyToField(event.str_args[i], words[i]);
     }
+}
+
+/// Replaces what is not UTF-8, which is all that the bus takes, by U+FFFD.
+inline void MakeValidUtf8(std::string& text)
+{
+    if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) != FALSE) return;
+    const std::unique_ptr<char, decltype(&g_free)> valid(
+        g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())), &g_free);
+    text = valid.get();
 }
 
 }  // namespace qdinfo

@@ -39,14 +39,6 @@ struct VariantUnref {
 };
 using Variant = std::unique_ptr<GVariant, VariantUnref>;
 
-void MakeValidUtf8(std::string& text)
-{
-    if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) != FALSE) return;
-    const std::unique_ptr<char, decltype(&g_free)> valid(
-        g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())), &g_free);
-    text = valid.get();
-}
-
 Variant EventBody(int type, const std::string& message)
 {
     return Variant(g_variant_ref_sink(g_variant_new("(is)", type, message.c_str())));
@@ -633,8 +625,7 @@ void CQDEventReciever::State::HandleMessage(int type, const char* text)
 void CQDEventReciever::State::m_ConvertStreamToEvent(srcwatch_event_s& event)
 {
     if (!m_InStream.good()) return;
-    ReadNumbers(m_InStream, event);
-    const EventWords words = ReadWords(m_InStream);
+    const EventWords words = ReadItems(m_InStream, event);
     QDLOG(QDLOG_DEBUG, "param:%s %s %s", words[0].c_str(), words[1].c_str(), words[2].c_str());
     SetTexts(event, words);
     event.ptr_args[0] = &m_OutStream;
