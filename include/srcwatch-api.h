@@ -6,7 +6,20 @@
  * Usable from C11 and from C++14 on. Nothing here throws in C terms; in C++ only std::bad_alloc can pass.
  *
  * Ports are indexes: 0 is HDMI 1, 99 (SRCWATCH_PORT_OPTICAL) is the optical source. Queries about a port accept 0 to 7
- * and 99, whatever number of inputs the TV has; a port without a record answers with empty texts and zeros.
+ * and 99, whatever number of inputs the TV has. What they make of what is stored (result, output):
+ *
+ * stored                                                          | query for a text | query for a number
+ * --------------------------------------------------------------- | ---------------- | ------------------
+ * nothing, or text that the JSON parser refuses                   | 0, empty         | 0, 0
+ * JSON that is not an object, or an object without "activity"     | 0, empty         | 0, 0
+ * HDMI: "activity" is not an array, or has no element of the port | 0, empty         | 0, 0
+ * the record is null; or its member is absent or null             | 0, empty         | 0, 0
+ * the member is a text                                            | 0, the text      | 1, untouched
+ * the member is a number                                          | 0, its JSON      | 0, its whole part
+ * the member is a number whose whole part is not within 32 bits   | 0, its JSON      | 1, untouched
+ * the member is true or false                                     | 0, its JSON      | 0, 1 or 0
+ * the member is an array or an object                             | 1, untouched     | 1, untouched
+ * the record is neither null nor an object                        | 1, untouched     | 1, untouched
  *
  * Every query reads the settings store afresh and may be called from any thread. Events are delivered by the GLib main
  * loop of the host process. The library starts no thread.
@@ -34,10 +47,10 @@ extern "C" {
 /** Results of the queries about a port. */
 enum srcwatch_result {
     SRCWATCH_OK = 0,         /**< the outputs were written */
-    SRCWATCH_ERROR_JSON = 1, /**< the stored record could not be read; outputs may be unwritten or partly written */
+    SRCWATCH_ERROR_JSON = 1, /**< the record or a member is of the wrong kind; outputs may be partly written */
     SRCWATCH_ERROR_PORT = 2, /**< the port is not 0 to 7 or 99; nothing was touched */
     SRCWATCH_NO_CODESET = 3, /**< no codeset is known for the device */
-    SRCWATCH_ERROR_NULL = 4  /**< an output pointer is null; nothing was touched */
+    SRCWATCH_ERROR_NULL = 4  /**< an output that must not be null is; nothing was touched */
 };
 
 /** Sizes that callers need. */
@@ -108,16 +121,16 @@ SRCWATCH_API int srcwatch_get_denycount(int* deny_count, int port);
 /** Get the method by which the device was detected, as the detection service numbers them. Port first. */
 SRCWATCH_API int srcwatch_get_detection_moethod(int port, int* method); /* sic */
 
-/** Get the scan state of a port in the first-setup scan. Port first. Logs the value. */
+/** Get the scan state of a port in the first-setup scan. Port first; the output may be null. Logs the value. */
 SRCWATCH_API int srcwatch_get_oobe_scan_state(int port, int* scan_state);
 
 /**
  * Tell whether the device on a port changed, and on which port it was seen before.
  *
  * @param port       0 to 7, or 99.
- * @param prev_port  Receives the recorded previous port index.
- * @param changed    Receives true when the record is marked as changed in any way.
- * @return SRCWATCH_OK, SRCWATCH_ERROR_PORT, SRCWATCH_ERROR_NULL or SRCWATCH_ERROR_JSON (outputs then untouched).
+ * @param prev_port  Receives the recorded previous port index, unless null.
+ * @param changed    Receives true when the record is marked as changed in any way, unless null.
+ * @return SRCWATCH_OK, SRCWATCH_ERROR_PORT or SRCWATCH_ERROR_JSON (outputs then untouched). Logs the values.
  */
 SRCWATCH_API int srcwatch_get_changed_device_info(int port, int* prev_port, bool* changed);
 
@@ -144,11 +157,11 @@ SRCWATCH_API int srcwatch_get_current_aksv_info(void);
  * other types a buffer that began with a zero byte reads "Unknown", and any other buffer keeps the caller's text.
  *
  * @param port              0 to 7, or 99.
- * @param device_type       Receives the stored type, whatever it is, before the strings are composed.
+ * @param device_type       Receives the stored type, whatever it is, before the strings are composed; unless null.
  * @param device_info_str1  Buffer of at least 100 bytes; zero-filled to 100, not terminated at 100 bytes or more.
  * @param device_info_str2  The same.
- * @return SRCWATCH_OK, also for an error type; SRCWATCH_ERROR_PORT; SRCWATCH_ERROR_NULL; SRCWATCH_ERROR_JSON, with
- *         the outputs partly written.
+ * @return SRCWATCH_OK, also for an error type; SRCWATCH_ERROR_PORT; SRCWATCH_ERROR_NULL when a string is null;
+ *         SRCWATCH_ERROR_JSON, with the outputs partly written.
  * @note Logs every call and outcome.
  */
 SRCWATCH_API int srcwatch_get_device_info(int port, int* device_type, char* device_info_str1, char* device_info_str2);
@@ -160,10 +173,10 @@ SRCWATCH_API int srcwatch_get_device_info(int port, int* device_type, char* devi
  * "Unknown" or "STB".
  *
  * @param port         0 to 7, or 99.
- * @param has_codeset  Receives whether a codeset is known; written only with the results 0 and 3.
+ * @param has_codeset  Receives whether a codeset is known, unless null; written only with the results 0 and 3.
  * @param dst          Buffer of at least 10 bytes; exactly 10 are written on success, the name and then zeros. It is
  *                     NOT terminated when the name has 10 bytes or more.
- * @return SRCWATCH_OK; SRCWATCH_NO_CODESET (dst untouched); SRCWATCH_ERROR_PORT; SRCWATCH_ERROR_NULL;
+ * @return SRCWATCH_OK; SRCWATCH_NO_CODESET (dst untouched); SRCWATCH_ERROR_PORT; SRCWATCH_ERROR_NULL when dst is null;
  *         SRCWATCH_ERROR_JSON.
  * @note Reads the settings store twice.
  */
@@ -191,15 +204,18 @@ SRCWATCH_API int srcwatch_get_result_str2_name(char* dst, int port);
  *
  * @param port       The port that changed; 99 announces without saving.
  * @param save_mode  0 or 1, which do the same; any other value does nothing.
+ * @warning The table of a process that is not the service is empty: there, every port but 99 replaces the stored
+ * records of all HDMI inputs by none.
  * @note Blocks for the settings write and the bus connection. A failed save is only logged, and is still announced.
  */
 SRCWATCH_API void srcwatch_set_source_info(int port, int save_mode);
 
 /**
- * Clear a port's record, all but its deny count, and save all records.
+ * Load the stored records, clear that of a port, all but its deny count, save all HDMI records and announce it.
  *
- * @param port  0 to the number of HDMI inputs - 1, or 99. Any other port is silently ignored.
- * @note Does nothing in a process that did not declare itself the service, and keeps a stored text that gave no record.
+ * @param port  A port of the table of records, or 99. Any other port is silently ignored.
+ * @note Does nothing in a process that did not declare itself the service. With an empty table (no HDMI input is
+ * known), port 99 replaces the stored records of all HDMI inputs by none.
  */
 SRCWATCH_API void srcwatch_remove_source_info(int port);
 
@@ -378,17 +394,19 @@ extern "C" {
  * Deliberately ends with SRCWATCH_ERROR_JSON for every entry that is found, with *info untouched: callers depend on it.
  * Use srcwatch_get_all_device_kpi_info().
  *
- * @return SRCWATCH_ERROR_JSON; SRCWATCH_ERROR_PORT (port is not 0 to 7 or 99); SRCWATCH_ERROR_NULL.
+ * @param port  0 to 7, or 99.
+ * @param info  Untouched; may be null.
+ * @return SRCWATCH_ERROR_JSON, or SRCWATCH_ERROR_PORT when port is not 0 to 7 or 99.
  */
 SRCWATCH_API int srcwatch_get_device_kpi_info(int port, srcwatch_kpi_info_s* info);
 
 /**
  * Get the statistics entries of the HDMI ports 0 to 7.
  *
- * @param infos  Array of eight records. Record i is untouched when port i has no entry; texts that an entry does not
- *               have stay as they were.
+ * @param infos  Array of eight records, or null, when the entries are only logged. Record i is untouched when port i
+ * has no entry; texts that an entry does not have stay as they were.
  * @return SRCWATCH_OK, also without any entry; SRCWATCH_ERROR_JSON when an entry has a member of the wrong kind (what
- *         was assigned before stays assigned); SRCWATCH_ERROR_NULL.
+ *         was assigned before stays assigned).
  */
 SRCWATCH_API int srcwatch_get_all_device_kpi_info(srcwatch_kpi_info_s* infos);
 
