@@ -1,13 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "TestPlatform.h"
 
+#include <atomic>
 #include <cctype>
+#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <future>
+#include <memory>
 #include <mutex>
 #include <optional>
+#include <thread>
+#include <utility>
 
 // Seen by the shared library, for programs that link it instead of its objects.
 #pragma GCC visibility push(default)
@@ -40,6 +46,35 @@ void Record(std::string entry)
 {
     if (!g_testsRun) LoadSequenceStorage().push_back(entry);
     ThePlatform().sequence.push_back(std::move(entry));
+}
+
+void RecordAccess(std::string entry)
+{
+    Record(std::move(entry));
+    if (ThePlatform().settings.onAccess) ThePlatform().settings.onAccess();
+}
+
+// That of the LogHook, if there is one; used with the mutex held.
+std::function<void(const LogLine&)>& LogCallback()
+{
+    static auto& callback = *new std::function<void(const LogLine&)>;
+    return callback;
+}
+
+std::atomic<bool> g_callingBack = false;
+
+void CallBack(const LogLine& line)
+{
+    std::function<void(const LogLine&)> callback;
+    {
+        const std::lock_guard<std::recursive_mutex> lock(Mutex());
+        callback = LogCallback();
+    }
+    if (!callback || g_callingBack.exchange(true)) return;
+    struct End {
+        ~End() { g_callingBack = false; }
+    } end;
+    callback(line);
 }
 
 char PriorityLetter(int priority) { return priority == DLOG_ERROR ? 'E' : priority == DLOG_DEBUG ? 'D' : '?'; }
@@ -139,6 +174,30 @@ Platform& ThePlatform()
 
 std::recursive_mutex& PlatformMutex() { return Mutex(); }
 
+LogHook::LogHook(std::function<void(const LogLine&)> callback)
+{
+    const std::lock_guard<std::recursive_mutex> lock(Mutex());
+    LogCallback() = std::move(callback);
+}
+
+LogHook::~LogHook()
+{
+    const std::lock_guard<std::recursive_mutex> lock(Mutex());
+    LogCallback() = nullptr;
+}
+
+// The thread is left behind if it does not return: a test that fails must end.
+bool ReturnsInAnotherThread(std::function<void()> action)
+{
+    auto returned = std::make_shared<std::promise<void>>();
+    std::future<void> future = returned->get_future();
+    std::thread([returned, action = std::move(action)] {
+        action();
+        returned->set_value();
+    }).detach();
+    return future.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+}
+
 const std::vector<std::string>& LoadSequence() { return LoadSequenceStorage(); }
 
 int GivenHdmiCount()
@@ -165,13 +224,14 @@ PlatformTest::~PlatformTest()
 // Visible to the shared library, which takes these definitions before any platform's.
 #pragma GCC visibility push(default)
 
+using srcwatch_test::CallBack;
 using srcwatch_test::Mutex;
 using srcwatch_test::Record;
+using srcwatch_test::RecordAccess;
 using srcwatch_test::ThePlatform;
 
 int __dlog_print(int log_id, int priority, const char* tag, const char* format, ...)
 {
-    const std::lock_guard<std::recursive_mutex> lock(Mutex());
     srcwatch_test::LogLine line{};
     line.id = log_id;
     line.priority = priority;
@@ -186,16 +246,20 @@ int __dlog_print(int log_id, int priority, const char* tag, const char* format, 
     line.message = srcwatch_test::Format(format + std::strlen(srcwatch_test::kPrefix), args);
     va_end(args);
     if (!line.message.empty()) line.message.pop_back();  // the newline that ends every line
-    Record(std::string(1, srcwatch_test::PriorityLetter(priority)) + " " + line.file + " " + line.function + ": " +
-           line.message);
-    ThePlatform().log.push_back(std::move(line));
+    {
+        const std::lock_guard<std::recursive_mutex> lock(Mutex());
+        Record(std::string(1, srcwatch_test::PriorityLetter(priority)) + " " + line.file + " " + line.function + ": " +
+               line.message);
+        ThePlatform().log.push_back(line);
+    }
+    CallBack(line);
     return 0;
 }
 
 int vconf_get_int(const char* key, int* value)
 {
     const std::lock_guard<std::recursive_mutex> lock(Mutex());
-    Record(std::string("get ") + key);
+    RecordAccess(std::string("get ") + key);
     const srcwatch_test::Settings& settings = ThePlatform().settings;
     const auto failing = settings.failingNumbers.find(key);
     if (failing != settings.failingNumbers.end()) {
@@ -211,7 +275,7 @@ int vconf_get_int(const char* key, int* value)
 int vconf_set_int(const char* key, int value)
 {
     const std::lock_guard<std::recursive_mutex> lock(Mutex());
-    Record(std::string("set ") + key + " " + std::to_string(value));
+    RecordAccess(std::string("set ") + key + " " + std::to_string(value));
     srcwatch_test::Settings& settings = ThePlatform().settings;
     if (settings.unwritable.count(key) != 0) return -1;
     settings.numbers[key] = value;
@@ -221,7 +285,7 @@ int vconf_set_int(const char* key, int value)
 char* vconf_get_str(const char* key)
 {
     const std::lock_guard<std::recursive_mutex> lock(Mutex());
-    Record(std::string("gets ") + key);
+    RecordAccess(std::string("gets ") + key);
     const auto& texts = ThePlatform().settings.texts;
     const auto found = texts.find(key);
     return found == texts.end() ? nullptr : strdup(found->second.c_str());
@@ -230,7 +294,7 @@ char* vconf_get_str(const char* key)
 int vconf_set_str(const char* key, const char* value)
 {
     const std::lock_guard<std::recursive_mutex> lock(Mutex());
-    Record(std::string("sets ") + key + " " + value);
+    RecordAccess(std::string("sets ") + key + " " + value);
     srcwatch_test::Settings& settings = ThePlatform().settings;
     if (settings.unwritable.count(key) != 0) return -1;
     settings.texts[key] = value;

@@ -5,6 +5,7 @@
 #ifndef SRCWATCH_TESTS_TESTPLATFORM_H
 #define SRCWATCH_TESTS_TESTPLATFORM_H
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <set>
@@ -38,6 +39,7 @@ struct Settings {
     std::map<std::string, std::string> texts;
     std::map<std::string, int> failingNumbers;  // read fails, but the output is written
     std::set<std::string> unwritable;           // keys whose writes fail
+    std::function<void()> onAccess;             // called at each read and write, once it is recorded; may throw
 };
 
 struct TvService {
@@ -70,6 +72,19 @@ Platform& ThePlatform();
 
 // Held while a call is answered and recorded: for tests that look while other threads call.
 std::recursive_mutex& PlatformMutex();
+
+// Calls back from within each log line while it exists: once the line is recorded, and without PlatformMutex(). Lines
+// that are logged meanwhile, by the callback or by other threads, call nobody back. The callback may throw.
+class LogHook {
+public:
+    explicit LogHook(std::function<void(const LogLine&)> callback);
+    LogHook(const LogHook&) = delete;
+    LogHook& operator=(const LogHook&) = delete;
+    ~LogHook();
+};
+
+// Whether action returns in another thread, which it does not while somebody holds a lock that it takes.
+bool ReturnsInAnotherThread(std::function<void()> action);
 
 // What was recorded while the shared objects were loaded, before main.
 const std::vector<std::string>& LoadSequence();

@@ -8,10 +8,13 @@
 #include <climits>
 #include <map>
 #include <optional>
+#include <thread>
 
 namespace {
 
 using srcwatch_test::GivenHdmiCount;
+using srcwatch_test::LogHook;
+using srcwatch_test::LogLine;
 using srcwatch_test::PlatformTest;
 using testing::ElementsAre;
 
@@ -174,6 +177,80 @@ TEST_F(ScanState, KeepsTheTwoValuesApart)
     srcwatch_set_optical_scan_state(9);
     srcwatch_get_running_scan_type(&type);
     EXPECT_EQ(type, 3);
+}
+
+TEST_F(ScanState, IsLoggedBeforeItIsStoredAsOptical)
+{
+    bool optical = true;
+    const LogHook hook([&](const LogLine&) { srcwatch_is_optical_scan(&optical); });
+
+    srcwatch_set_optical_scan_state(5);
+
+    EXPECT_FALSE(optical);
+    srcwatch_is_optical_scan(&optical);
+    EXPECT_TRUE(optical);
+}
+
+TEST_F(ScanState, IsWrittenBeforeItIsLoggedAsOptical)
+{
+    bool optical = false;
+    bool logged = false;
+    srcwatch_set_optical_scan_state(5);
+    const LogHook hook([&](const LogLine&) { logged = optical; });
+
+    srcwatch_is_optical_scan(&optical);
+
+    EXPECT_TRUE(logged);
+}
+
+TEST_F(ScanState, IsStoredBeforeItIsLoggedAsScanType)
+{
+    int running = -1;
+    const LogHook hook([&](const LogLine&) { srcwatch_get_running_scan_type(&running); });
+
+    srcwatch_set_running_scan_type(7);
+
+    EXPECT_EQ(running, 7);
+}
+
+TEST_F(ScanState, IsWrittenBeforeItIsLoggedAsScanType)
+{
+    int running = -1;
+    int logged = -1;
+    srcwatch_set_running_scan_type(7);
+    const LogHook hook([&](const LogLine&) { logged = running; });
+
+    srcwatch_get_running_scan_type(&running);
+
+    EXPECT_EQ(logged, 7);
+}
+
+TEST_F(ScanState, IsThatOfTheProcessAndNotOfAThread)
+{
+    bool optical = false;
+    int running = -1;
+
+    std::thread([] {
+        srcwatch_set_optical_scan_state(5);
+        srcwatch_set_running_scan_type(7);
+    }).join();
+    srcwatch_is_optical_scan(&optical);
+    srcwatch_get_running_scan_type(&running);
+    EXPECT_TRUE(optical);
+    EXPECT_EQ(running, 7);
+
+    std::thread([&] {
+        srcwatch_is_optical_scan(&optical);
+        srcwatch_set_optical_scan_state(0);
+        srcwatch_get_running_scan_type(&running);
+        srcwatch_set_running_scan_type(8);
+    }).join();
+    EXPECT_TRUE(optical);
+    EXPECT_EQ(running, 7);
+    srcwatch_is_optical_scan(&optical);
+    srcwatch_get_running_scan_type(&running);
+    EXPECT_FALSE(optical);
+    EXPECT_EQ(running, 8);
 }
 
 TEST_F(ScanState, DoesNotCrashWithoutAnOutput)
