@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "QDInfoCommon.h"
 
+#include "QDInfoServerData.h"
 #include "TestPlatform.h"
 
 #include <array>
@@ -10,11 +11,14 @@
 #include <ctime>
 #include <fstream>
 #include <future>
+#include <memory>
 #include <optional>
 #include <regex>
 #include <stdexcept>
 #include <thread>
 #include <type_traits>
+
+#include <unistd.h>
 
 // What gettimeofday() answers while it is set; the clock otherwise. This definition wins over the C library's.
 static std::optional<timeval> g_fixedTime;
@@ -38,8 +42,10 @@ using qdinfo::CallSite;
 using qdinfo::CSingleton;
 using srcwatch_test::GivenHdmiCount;
 using srcwatch_test::LoadSequence;
+using srcwatch_test::LogHook;
 using srcwatch_test::LogLine;
 using srcwatch_test::PlatformTest;
+using srcwatch_test::ReturnsInAnotherThread;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
@@ -416,13 +422,7 @@ protected:
     // Whether another thread obtains an instance, which it cannot while the lock is held.
     static bool OthersCanEnter()
     {
-        auto entered = std::make_shared<std::promise<void>>();
-        std::future<void> future = entered->get_future();
-        std::thread([entered] {
-            Instance::GetInstance();
-            entered->set_value();
-        }).detach();
-        return future.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+        return ReturnsInAnotherThread([] { Instance::GetInstance(); });
     }
 };
 
@@ -541,6 +541,152 @@ TEST_F(Singleton, HoldsNoLockAfterAnyOfItsOperations)
     Instance::memory = false;
     Instance::GetInstance();
     EXPECT_TRUE(OthersCanEnter());
+}
+
+TEST_F(Singleton, IsLoggedBeforeItIsMadeAndBeforeItIsDestroyed)
+{
+    std::vector<int> alive;
+    const LogHook hook([&](const LogLine&) { alive.push_back(Instance::alive); });
+
+    Instance::GetInstance();
+    Instance::DestroyInstance();
+
+    EXPECT_THAT(alive, ElementsAre(0, 1));
+}
+
+TEST_F(Singleton, HoldsNoLockAfterALogThatThrew)
+{
+    {
+        const LogHook hook([](const LogLine&) { throw std::runtime_error("no log"); });
+        EXPECT_THROW(Instance::GetInstance(), std::runtime_error);
+    }
+    EXPECT_TRUE(OthersCanEnter());
+    {
+        const LogHook hook([](const LogLine&) { throw std::runtime_error("no log"); });
+        EXPECT_THROW(Instance::DestroyInstance(), std::runtime_error);
+    }
+    EXPECT_TRUE(OthersCanEnter());
+}
+
+// Another thread that obtains the instance.
+template <typename T>
+class OtherUser {
+public:
+    OtherUser()
+        : m_thread([this] {
+              m_id = gettid();
+              m_instance = T::GetInstance();
+              m_through = true;
+          })
+    {
+    }
+
+    // Waits until the thread has the instance, or is asleep: it waits for a lock, and not for a processor.
+    bool IsKeptOut() const
+    {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        int asleep = 0;  // looks in a row: it may sleep for a moment elsewhere
+        while (!m_through && std::chrono::steady_clock::now() < deadline) {
+            asleep = Sleeps() ? asleep + 1 : 0;
+            if (asleep == 50) return true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return false;
+    }
+
+    T* Instance()
+    {
+        m_thread.join();
+        return m_instance;
+    }
+
+private:
+    bool Sleeps() const
+    {
+        std::ifstream file("/proc/self/task/" + std::to_string(m_id) + "/stat");
+        std::string stat;
+        std::getline(file, stat);
+        return stat.find(") S ") != std::string::npos;
+    }
+
+    std::atomic<pid_t> m_id = 0;
+    std::atomic<bool> m_through = false;
+    T* m_instance = nullptr;
+    std::thread m_thread;  // last, as it uses the others
+};
+
+// For a template of this program, and for the one that the library instantiates.
+template <typename T>
+class SingletonLock : public Singleton {
+protected:
+    using User = OtherUser<T>;
+
+    void TearDown() override
+    {
+        Singleton::TearDown();
+        T::DestroyInstance();
+    }
+
+    // Calls action with another user who comes while it logs, and returns what that one obtained.
+    template <typename Action>
+    T* ObtainedMeanwhile(Action action)
+    {
+        std::unique_ptr<User> other;
+        const LogHook hook([&](const LogLine&) {
+            if (other != nullptr) return;  // a line of that user
+            other = std::make_unique<User>();
+            EXPECT_TRUE(other->IsKeptOut());
+        });
+        action();
+        if (other == nullptr) {
+            ADD_FAILURE() << "nothing was logged";
+            return nullptr;
+        }
+        return other->Instance();
+    }
+};
+
+using Singletons = testing::Types<Instance, qdinfo::CQDInfoServerData>;
+TYPED_TEST_SUITE(SingletonLock, Singletons);
+
+TYPED_TEST(SingletonLock, IsHeldWhileTheInstanceIsMade)
+{
+    TypeParam* made = nullptr;
+
+    TypeParam* const obtained = this->ObtainedMeanwhile([&] { made = TypeParam::GetInstance(); });
+
+    EXPECT_NE(made, nullptr);
+    EXPECT_EQ(obtained, made);
+    EXPECT_THAT(this->platform.sequence, ElementsAre(kNew));
+}
+
+TYPED_TEST(SingletonLock, IsHeldWhileTheInstanceIsDestroyed)
+{
+    TypeParam::GetInstance();
+    this->platform.sequence.clear();
+
+    TypeParam* const obtained = this->ObtainedMeanwhile([] { TypeParam::DestroyInstance(); });
+
+    EXPECT_THAT(this->platform.sequence, ElementsAre(kDestroy, kNew));
+    EXPECT_EQ(obtained, TypeParam::GetInstance());
+}
+
+TEST_F(Singleton, HoldsItsLockWhileItLogsThatThereIsNoMemory)
+{
+    Instance::memory = false;
+    std::unique_ptr<OtherUser<Instance>> other;
+    const LogHook hook([&](const LogLine& line) {
+        if (line.message != "Assertion failed") return;
+        other = std::make_unique<OtherUser<Instance>>();
+        EXPECT_TRUE(other->IsKeptOut());
+        Instance::memory = true;
+    });
+
+    EXPECT_EQ(Instance::GetInstance(), nullptr);
+
+    ASSERT_NE(other, nullptr);
+    EXPECT_NE(other->Instance(), nullptr);
+    EXPECT_THAT(platform.sequence, ElementsAre(kNew, kAssertion, kNew));
 }
 
 TEST_F(Singleton, IsMadeOnceByManyThreads)
