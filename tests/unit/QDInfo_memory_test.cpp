@@ -8,18 +8,19 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <new>
 
 namespace {
 
 bool g_nothrowFails = false;
-long g_allocationsLeft = -1;  // negative: no end
+long g_allocationsLeft = -1;  // until one fails; negative: none does
 std::size_t g_largest = SIZE_MAX;
 
 void* Allocate(std::size_t size)
 {
-    if (g_allocationsLeft == 0 || size > g_largest) return nullptr;
-    if (g_allocationsLeft > 0) --g_allocationsLeft;
+    if (size > g_largest) return nullptr;
+    if (g_allocationsLeft >= 0 && g_allocationsLeft-- == 0) return nullptr;
     return std::malloc(size);
 }
 
@@ -155,18 +156,14 @@ TEST_F(NoStore, IsMadeOnceThereIsMemoryAgain)
 
 class LittleMemory : public QueryTest {};
 
-// Calls a query with ever more allocations granted, until it gets by. Returns how often it did not.
-int Exhaust(const Query& query, int port)
+// Calls action with one allocation after the other failing, until it gets by. Returns how often it did not.
+int Exhaust(const std::function<void()>& action)
 {
     int failures = 0;
     for (long granted = 0;; ++granted) {
-        char text1[100] = {};
-        char text2[100] = {};
-        int numbers[2] = {};
-        bool flag = false;
         try {
             g_allocationsLeft = granted;
-            static_cast<void>(query.call(port, {text1, text2, &numbers[0], &numbers[1], &flag}));
+            action();
             g_allocationsLeft = -1;
             return failures;
         } catch (const std::bad_alloc&) {
@@ -176,6 +173,17 @@ int Exhaust(const Query& query, int port)
         ThePlatform().log.clear();
         ThePlatform().sequence.clear();
     }
+}
+
+int Exhaust(const Query& query, int port)
+{
+    return Exhaust([&] {
+        char text1[100] = {};
+        char text2[100] = {};
+        int numbers[2] = {};
+        bool flag = false;
+        static_cast<void>(query.call(port, {text1, text2, &numbers[0], &numbers[1], &flag}));
+    });
 }
 
 // Nothing but JSON errors is caught; what is thrown instead leaves no lock held and nothing behind.
@@ -191,6 +199,36 @@ TEST_F(LittleMemory, LeavesAQueryAsBadAllocAndTheNextOneWorks)
             EXPECT_EQ(Ask(query, port), Expected(query, port, &platform.settings.texts[StoredKey(port)]));
         }
     }
+}
+
+TEST_F(LittleMemory, LeavesARecordAndATableAsBadAlloc)
+{
+    qdinfo::CQDInfoServerData store;
+    store.CreateAndAddNewActivity();
+    store.SetBrandName(std::string(120, 'b').c_str(), 0);
+    qdinfo::CQDInfoActivityInfo record;
+    record.SetBrandName(std::string(120, 'b').c_str());
+    const auto expectTrue = [](bool result) { EXPECT_TRUE(result); };  // never false instead of the exception
+
+    Json::Value object;
+    EXPECT_GT(Exhaust([&] {
+                  object = Json::Value();
+                  expectTrue(record.Write(object));
+              }),
+              0);
+    Json::Value given(Json::objectValue);
+    EXPECT_GT(Exhaust([&] {
+                  given = Json::Value(Json::objectValue);
+                  expectTrue(record.Write(given));
+              }),
+              0);
+    EXPECT_EQ(given, object);
+    EXPECT_GT(Exhaust([&] { expectTrue(qdinfo::CQDInfoActivityInfo().Read(object)); }), 0);
+
+    Json::Value root;
+    EXPECT_GT(Exhaust([&] { expectTrue(store.GetActivityInfoToStream(root)); }), 0);
+    EXPECT_GT(Exhaust([&] { expectTrue(store.SetActivityInfoFromStream(root)); }), 0);
+    EXPECT_GT(Exhaust([&] { expectTrue(store.GetOpticalActivityInfoToStream(root)); }), 0);
 }
 
 // The writer's stream keeps to itself that it could not grow, so the text ends somewhere inside the document.
