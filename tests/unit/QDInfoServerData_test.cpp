@@ -604,6 +604,20 @@ TEST_F(StatisticsLoad, LooksAtNoPriorityOfAnotherPort)
     EXPECT_EQ(Entry(0), R"({"port":0,"pri":1})");
 }
 
+TEST_F(StatisticsLoad, LooksAtNoPriorityOfAPortOutsideTheInputs)
+{
+    std::string list = R"({"pri":"one"})";
+    for (const int port : {INT_MIN, -1, std::max(HDMI_PORT_COUNT, 0), HDMI_PORT_COUNT + 1, 99, INT_MAX}) {
+        list += R"(,{"port":)" + std::to_string(port) + R"(,"pri":"one"})";
+    }
+    for (int port = 0; port < HDMI_PORT_COUNT; ++port) list += R"(,{"port":)" + std::to_string(port) + R"(,"pri":1})";
+    GivenStatistics(R"({"Auto":[)" + list + "]}");
+
+    for (const Json::Value& entry : All()) EXPECT_EQ(entry["pri"], 1);
+
+    EXPECT_THAT(platform.sequence, ElementsAre(kRead));
+}
+
 TEST_F(StatisticsLoad, KeepsAnEntryThatItTookBeforeAnException)
 {
     GivenStatistics(R"({"Auto":[{"port":0,"pri":1},{"port":"x"}]})");

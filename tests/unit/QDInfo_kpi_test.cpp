@@ -106,9 +106,46 @@ TEST_F(OnePort, IsRefusedPortFirstAndWithoutALine)
         EXPECT_EQ(srcwatch_get_device_kpi_info(port, &info), 2);
         EXPECT_EQ(srcwatch_get_device_kpi_info(port, nullptr), 2);
     }
-    for (const int port : kAcceptedPorts) EXPECT_EQ(srcwatch_get_device_kpi_info(port, nullptr), 4);
     EXPECT_TRUE(info == Untouched());
     EXPECT_TRUE(platform.sequence.empty());
+}
+
+// A false result of the loader does not count: an entry that it took before it failed is there.
+TEST_F(OnePort, GoesOnWithTheEntryThatTheLoaderTookBeforeItFailed)
+{
+    for (const int port : kAcceptedPorts) {
+        GivenEntries(EntryOf(port) + R"(,{"port":"one"})");
+        srcwatch_kpi_info_s info = Untouched();
+        ForgetCalls();
+
+        EXPECT_EQ(srcwatch_get_device_kpi_info(port, &info), 1);
+
+        EXPECT_TRUE(info == Untouched());
+        const std::vector<std::string> lines = platform.LogOf(DLOG_ERROR);
+        ASSERT_EQ(lines.size(), 2U);
+        EXPECT_EQ(lines[0].find("t_LoadPortJsonKPIInfoToMemory: Exception Handled by "), 0U);
+        EXPECT_EQ(lines[1].find("srcwatch_get_device_kpi_info: Exception Handled by srcwatch_get_device_kpi_info: "),
+                  0U);
+    }
+}
+
+TEST_F(OnePort, DoesTheSameWithoutARecordToFill)
+{
+    srcwatch_kpi_info_s info = Untouched();
+    for (const std::string& entries :
+         {EntryOf(1), EntryOf(kOptical), EntryOf(1) + R"(,{"port":"one"})", std::string()}) {
+        GivenEntries(entries);
+        for (const int port : kAcceptedPorts) {
+            ForgetCalls();
+            EXPECT_EQ(srcwatch_get_device_kpi_info(port, &info), 1);
+            const std::vector<std::string> calls = platform.sequence;
+            ForgetCalls();
+
+            EXPECT_EQ(srcwatch_get_device_kpi_info(port, nullptr), 1);
+
+            EXPECT_EQ(platform.sequence, calls);
+        }
+    }
 }
 
 class AllPorts : public Statistics {
@@ -193,9 +230,13 @@ TEST_F(AllPorts, LeavesTextsThatAnEntryDoesNotHave)
         {R"("t":5)", {1, 5, "vendor before", "product before", "extra", "first before"}},
         {R"("spd":["v","p"],"t":5)", {1, 5, "vendor before", "product before", "extra", "first before"}},
         {R"("spd":["v","p","e","x"])", {1, -1, "vendor before", "product before", "extra", "first before"}},
+        {R"("spd":["v","p","e","x","y"])", {1, -1, "vendor before", "product before", "extra", "first before"}},
         {R"("spd":["v","p","e"])", {1, -1, "v", "p", "extra", "first before"}},
         {R"("spd":["","",""],"result":["",0,0])", {1, -1, "", "", "extra", ""}},
         {R"("result":["r"])", {1, -1, "vendor before", "product before", "extra", "first before"}},
+        {R"("result":["r",1])", {1, -1, "vendor before", "product before", "extra", "first before"}},
+        {R"("result":["r",1,2,3])", {1, -1, "vendor before", "product before", "extra", "first before"}},
+        {R"("result":["r",1,2,3,4])", {1, -1, "vendor before", "product before", "extra", "first before"}},
         {R"("result":["r",1,2])", {1, -1, "vendor before", "product before", "extra", "r"}},
         {R"("result":[8,1,2],"spd":null)", {1, -1, "vendor before", "product before", "extra", "8"}},
         {R"("spd":"abc","result":7)", {1, -1, "vendor before", "product before", "extra", "first before"}},
@@ -264,10 +305,21 @@ TEST_F(AllPorts, KeepsTheEntriesBeforeOneThatTheLoaderCannotRead)
     EXPECT_EQ(platform.LogOf(DLOG_ERROR).front().find("t_LoadAllJsonKPIInfoToMemory: "), 0U);
 }
 
-TEST_F(AllPorts, NeedsTheRecords)
+TEST_F(AllPorts, DoesTheSameWithoutRecordsToFill)
 {
-    EXPECT_EQ(srcwatch_get_all_device_kpi_info(nullptr), 4);
-    EXPECT_TRUE(platform.sequence.empty());
+    for (const char* members : {R"("t":5)", R"("spd":["v","p","e"],"result":["r",1,2])", R"("t":"5")",
+                                R"("spd":[[],"p","e"])", R"("spd":["v",{},"e"])", R"("spd":{"a":1,"b":2,"c":3})",
+                                R"("result":[{},1,2])", R"("result":{"a":1,"b":2,"c":3})"}) {
+        GivenEntries(EntryOf(0) + R"(,{"port":2,"pri":0,)" + members + "}," + EntryOf(3));
+        ForgetCalls();
+        const int result = srcwatch_get_all_device_kpi_info(infos);
+        const std::vector<std::string> calls = platform.sequence;
+        ForgetCalls();
+
+        EXPECT_EQ(srcwatch_get_all_device_kpi_info(nullptr), result) << members;
+
+        EXPECT_EQ(platform.sequence, calls) << members;
+    }
 }
 
 TEST_F(AllPorts, StandsHostileDocuments)
