@@ -108,6 +108,12 @@ struct CallerOutputs {
     bool* flag;
 };
 
+// Outputs that a query does not test for null: it leaves out the write through a null, and does all else.
+struct Untested {
+    bool number1 = false;
+    bool flag = false;
+};
+
 struct Query {
     const char* name;
     const char* blamed;  // the function that its exception message names
@@ -115,6 +121,8 @@ struct Query {
     int (*call)(int port, const CallerOutputs& outputs);
     void (*answer)(const Query& query, int port, Json::Value& record, Outcome& outcome);
     const char* key = nullptr;  // of a query for one member
+    Untested untested = {};
+    bool testsForNull = true;  // at least one of its outputs
 };
 
 std::ostream& operator<<(std::ostream& stream, const Query& query);
@@ -122,12 +130,12 @@ std::ostream& operator<<(std::ostream& stream, const Query& query);
 const std::vector<Query>& AllQueries();
 const Query& QueryNamed(const std::string& name);
 
-// Calls a query with outputs that hold fill; fails the test when it wrote anything else. Forgets earlier
-// log lines and calls of the platform first.
-Outcome Ask(const Query& query, int port, char fill = '#');
+// Calls a query with outputs that hold fill, but for those that are null; fails the test when it wrote anything else.
+// Forgets earlier log lines and calls of the platform first.
+Outcome Ask(const Query& query, int port, char fill = '#', Untested null = {});
 
 // What the same call must come to when stored is under the port's key; null stands for no text.
-Outcome Expected(const Query& query, int port, const std::string* stored, char fill = '#');
+Outcome Expected(const Query& query, int port, const std::string* stored, char fill = '#', Untested null = {});
 
 // Has the store made beforehand, nothing recorded and no bus; the store is gone afterwards.
 class QueryTest : public PlatformTest {

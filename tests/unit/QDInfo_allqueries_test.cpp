@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <thread>
 
@@ -33,8 +34,16 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(, EveryQuery, testing::ValuesIn(AllQueries()),
-                         [](const auto& row) { return std::string(row.param.name); });
+std::string NameOf(const testing::TestParamInfo<Query>& row) { return row.param.name; }
+
+std::vector<Query> QueriesThat(bool (*are)(const Query& query))
+{
+    std::vector<Query> queries;
+    std::copy_if(AllQueries().begin(), AllQueries().end(), std::back_inserter(queries), are);
+    return queries;
+}
+
+INSTANTIATE_TEST_SUITE_P(, EveryQuery, testing::ValuesIn(AllQueries()), NameOf);
 
 // A record in which every member has a value of its own.
 Json::Value FullRecord(int number)
@@ -81,10 +90,61 @@ TEST_P(EveryQuery, TestsThePortBeforeTheOutputs)
     EXPECT_TRUE(platform.SequenceWithoutLog().empty());
 }
 
-TEST_P(EveryQuery, RefusesNullOutputsWithoutTouchingAnything)
+class QueryThatTestsForNull : public EveryQuery {};
+
+INSTANTIATE_TEST_SUITE_P(, QueryThatTestsForNull,
+                         testing::ValuesIn(QueriesThat([](const Query& query) { return query.testsForNull; })), NameOf);
+
+TEST_P(QueryThatTestsForNull, RefusesNullOutputsWithoutTouchingAnything)
 {
     for (const int port : kAcceptedPorts) EXPECT_EQ(query.call(port, CallerOutputs{}), SRCWATCH_ERROR_NULL) << port;
     EXPECT_TRUE(platform.SequenceWithoutLog().empty());
+}
+
+class QueryWithUntestedOutputs : public EveryQuery {
+protected:
+    // With each of the untested outputs null that the query has, and with all of them.
+    void ExpectAllButTheWrites(int port)
+    {
+        const auto stored = platform.settings.texts.find(StoredKey(port));
+        const std::string* text = stored == platform.settings.texts.end() ? nullptr : &stored->second;
+        const Untested& all = query.untested;
+        for (const Untested null : {Untested{all.number1, false}, Untested{false, all.flag}, all}) {
+            for (const char fill : {'#', '\0'}) {
+                EXPECT_EQ(Ask(query, port, fill, null), Expected(query, port, text, fill, null)) << "port " << port;
+                withNull = platform.sequence;
+                Ask(query, port, fill);
+                EXPECT_EQ(withNull, platform.sequence);
+            }
+        }
+    }
+
+    std::vector<std::string> withNull;
+};
+
+INSTANTIATE_TEST_SUITE_P(, QueryWithUntestedOutputs, testing::ValuesIn(QueriesThat([](const Query& query) {
+                             return query.untested.number1 || query.untested.flag;
+                         })),
+                         NameOf);
+
+TEST_P(QueryWithUntestedOutputs, LeavesOutNothingButTheWriteThroughANull)
+{
+    const Json::Value wrong(Json::objectValue);
+    for (const int port : kAcceptedPorts) {
+        ExpectAllButTheWrites(port);
+        for (int type = 0; type <= 10; ++type) {
+            for (const char* text : {"text", "STB", ""}) {
+                GivenRecord(port, RecordOfTexts(type, text));
+                ExpectAllButTheWrites(port);
+            }
+        }
+        for (const char* key : {"DevType", "DevName", "CName", "PrevPort", "Changed", "ScanState"}) {
+            Json::Value record = RecordOfTexts(3, "text");
+            record[key] = wrong;
+            GivenRecord(port, record);
+            ExpectAllButTheWrites(port);
+        }
+    }
 }
 
 TEST_P(EveryQuery, AnswersForTheRecordOfThePort)
@@ -172,8 +232,10 @@ TEST_P(EveryQuery, CutsUtf8InsideACharacter)
 TEST_P(EveryQuery, EndsTextsAtAnEmbeddedZero)
 {
     for (const int type : {1, 3, 5, 7, 8, 9}) {
-        GivenRecord(4, RecordOfTexts(type, std::string("ab\0cd", 5)));
-        ExpectAnswer(4);
+        for (const std::string& text : {std::string("ab\0cd", 5), std::string("\0cd", 3)}) {
+            GivenRecord(4, RecordOfTexts(type, text));
+            ExpectAnswer(4);
+        }
     }
 }
 

@@ -143,6 +143,46 @@ TEST_F(Codeset, ThatIsEmptyIsNotKnownAndNotLogged)
     }
 }
 
+// The name as stored is not empty, although what is copied of it is.
+TEST_F(Codeset, ThatBeginsWithAZeroIsKnownAndCopiedAsZeros)
+{
+    for (const int port : kAcceptedPorts) {
+        known = false;
+        EXPECT_EQ(AskFor(port, Changed(Record(3), "CName", std::string("\0abc", 4))), 0);
+        EXPECT_NE(platform.settings.texts[StoredKey(port)].find("\"CName\":\"\\u0000abc\""), std::string::npos);
+        EXPECT_TRUE(known);
+        EXPECT_EQ(dst.Content(), std::string(10, '\0'));
+        EXPECT_TRUE(OwnMessages().empty());
+    }
+}
+
+TEST_F(Codeset, IsToldByItsResultAloneWhenNobodyTakesTheAnswer)
+{
+    const Json::Value unreadable(Json::objectValue);
+    struct Case {
+        Json::Value record;
+        int result;
+        std::string text;
+    };
+    const Case cases[] = {{Record(3), 0, Copied("C0123", 10)},
+                          {Changed(Record(3), "DevName", "STB"), 3, "##########"},
+                          {Changed(Record(3), "CName", ""), 3, "##########"},
+                          {Changed(Record(3), "CName", unreadable), 1, "##########"}};
+    for (const Case& c : cases) {
+        for (const int port : kAcceptedPorts) {
+            EXPECT_EQ(AskFor(port, c.record), c.result);
+            const std::vector<std::string> lines = platform.sequence;
+            GuardedText text(SRCWATCH_CODESET_TEXT_SIZE);
+            ForgetCalls();
+
+            EXPECT_EQ(srcwatch_get_codeset_info(port, nullptr, text.data()), c.result);
+
+            EXPECT_EQ(text.Content(), c.text);
+            EXPECT_EQ(platform.sequence, lines);
+        }
+    }
+}
+
 TEST_F(Codeset, ThatCannotBeReadLeavesTheOutputs)
 {
     const Json::Value wrong(Json::objectValue);
@@ -196,7 +236,7 @@ TEST_F(Codeset, IsRefusedPortFirstAndWithoutALine)
     known = true;
     for (const int port : kAcceptedPorts) {
         EXPECT_EQ(srcwatch_get_codeset_info(port, &known, nullptr), 4);
-        EXPECT_EQ(srcwatch_get_codeset_info(port, nullptr, dst.data()), 4);
+        EXPECT_EQ(srcwatch_get_codeset_info(port, nullptr, nullptr), 4);
     }
     EXPECT_TRUE(known);
     EXPECT_TRUE(dst.IsUntouched());
