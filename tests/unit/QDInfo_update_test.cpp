@@ -13,6 +13,7 @@ using namespace srcwatch_test;
 using qdinfo::CQDInfoAPI;
 using qdinfo::CQDInfoData;
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 
 const std::string kKey = kHdmiKey;
 
@@ -81,10 +82,6 @@ TEST_F(ChangedDevice, IsRefusedPortFirst)
         EXPECT_EQ(srcwatch_get_changed_device_info(port, &prevPort, &changed), 2);
         EXPECT_EQ(srcwatch_get_changed_device_info(port, nullptr, nullptr), 2);
     }
-    for (const int port : kAcceptedPorts) {
-        EXPECT_EQ(srcwatch_get_changed_device_info(port, nullptr, &changed), 4);
-        EXPECT_EQ(srcwatch_get_changed_device_info(port, &prevPort, nullptr), 4);
-    }
     EXPECT_EQ(prevPort, -5);
     EXPECT_TRUE(changed);
     EXPECT_TRUE(platform.sequence.empty());
@@ -137,7 +134,6 @@ TEST_F(ScanState, IsRefusedPortFirst)
         EXPECT_EQ(srcwatch_get_oobe_scan_state(port, &state), 2);
         EXPECT_EQ(srcwatch_get_oobe_scan_state(port, nullptr), 2);
     }
-    for (const int port : kAcceptedPorts) EXPECT_EQ(srcwatch_get_oobe_scan_state(port, nullptr), 4);
     EXPECT_EQ(state, -5);
     EXPECT_TRUE(platform.sequence.empty());
 }
@@ -253,26 +249,18 @@ protected:
         return root;
     }
 
-    std::string SizeLine() const
-    {
-        return "E QDInfoData.cpp GetActivityInfoToStream: t_ActivityInfo.size() = " +
-               std::to_string(std::max(HDMI_PORT_COUNT, 0)) + " ";
-    }
-
     static std::string ResetLine(int port)
     {
         return "E QDInfoData.cpp m_ResetSourceInfo: Port(" + std::to_string(port) + ") Reset Source Info";
     }
 
-    std::vector<std::string> CallsOfARemoval(int port, const std::string& read, const std::string& written) const
+    // What the removal of a port's record leaves once the table is loaded, and has size records.
+    static std::vector<std::string> CallsOfASave(int port, int size, const std::string& written)
     {
-        const std::string store = "D QDInfoServerData.cpp ";
-        return {"gets " + kKey,
-                store + "t_LoadActivityInfoToMemory:  get " + kKey + " succeed! <" + read + ">",
-                ResetLine(port),
-                SizeLine(),
+        return {ResetLine(port),
+                "E QDInfoData.cpp GetActivityInfoToStream: t_ActivityInfo.size() = " + std::to_string(size) + " ",
                 "sets " + kKey + " " + written,
-                store + "t_SaveActivityInfoToFile:  set " + kKey + " succeed! <" + written + ">",
+                "D QDInfoServerData.cpp t_SaveActivityInfoToFile:  set " + kKey + " succeed! <" + written + ">",
                 kNoBus};
     }
 
@@ -298,7 +286,12 @@ TEST_F(RemoveSourceInfo, ClearsTheRecordAndKeepsTheOthersAndTheDenyCount)
         Json::Value expected = document;
         expected["activity"][port] = ClearedRecord(port);
         EXPECT_EQ(Stored(), expected) << port;
-        EXPECT_EQ(SequenceWithoutBusReason(), CallsOfARemoval(port, before, platform.settings.texts[kKey]));
+        std::vector<std::string> calls = {"gets " + kKey, "D QDInfoServerData.cpp t_LoadActivityInfoToMemory:  get " +
+                                                              kKey + " succeed! <" + before + ">"};
+        for (const std::string& call : CallsOfASave(port, HDMI_PORT_COUNT, platform.settings.texts[kKey])) {
+            calls.push_back(call);
+        }
+        EXPECT_EQ(SequenceWithoutBusReason(), calls);
     }
 }
 
@@ -370,37 +363,46 @@ TEST_F(RemoveSourceInfo, ChangesNothingInAProcessThatIsNotTheService)
     EXPECT_EQ(platform.settings.texts[kKey], before);
 }
 
-TEST_F(RemoveSourceInfo, LosesNoTextThatCannotBeRead)
+TEST_F(RemoveSourceInfo, LosesNoTextThatCannotBeReadForAPortWithoutARecord)
 {
     for (const char* unreadable : {"{\"activity\":[{\"BName\":\"torn", "", "{\"activity\":{}}", "[]", "7"}) {
         GivenText(0, unreadable);
-        for (const int port : {0, 1, 2, 3, 4, 7, 8, 11, 98, kOptical}) {
+        for (const int port : {0, 1, 2, 3, 4, 7, 8, 11, 98}) {
             srcwatch_remove_source_info(port);
             EXPECT_EQ(platform.settings.texts[kKey], unreadable) << port;
         }
     }
 }
 
-TEST_F(RemoveSourceInfo, LosesNoStoredRecordsWhenTheNumberOfInputsIsUnknown)
+// The table is saved whatever is in it, and whatever the text is that it takes the place of.
+TEST_F(RemoveSourceInfo, SavesTheEmptyTableForTheOpticalPort)
 {
-    if (HDMI_PORT_COUNT > 0) GTEST_SKIP() << "needs an unknown number of HDMI inputs";
-    const std::string before = R"({"activity":[{"BName":"brand"}]})";
-    GivenText(0, before);
+    std::vector<std::string> unread = {"torn", "", "{\"activity\":{}}", "[]", "7"};
+    if (HDMI_PORT_COUNT < 1) unread.insert(unread.end(), {TextOf(document), R"({"activity":[{"BName":"brand"}]})"});
+    for (const std::string& text : unread) {
+        GivenText(0, text);
+        ForgetCalls();
 
-    srcwatch_remove_source_info(kOptical);
+        srcwatch_remove_source_info(kOptical);
 
-    EXPECT_EQ(platform.settings.texts[kKey], before);
-    EXPECT_EQ(SequenceWithoutBusReason().back(), kNoBus);
+        EXPECT_EQ(platform.settings.texts[kKey], "null") << text;
+        std::vector<std::string> calls = SequenceWithoutBusReason();
+        ASSERT_GE(calls.size(), 7U) << text;
+        EXPECT_EQ(calls[0], "gets " + kKey);
+        calls.erase(calls.begin(), calls.end() - 5);
+        EXPECT_THAT(calls, ElementsAreArray(CallsOfASave(kOptical, 0, "null"))) << text;
+    }
 }
 
-TEST_F(RemoveSourceInfo, AnnouncesTheOpticalPortAlsoWhenTheTextCannotBeRead)
+TEST_F(RemoveSourceInfo, ReadsOnceAndSavesTheEmptyTableForTheOpticalPortWhenNothingIsStored)
 {
-    GivenText(0, "torn");
-
     srcwatch_remove_source_info(kOptical);
 
-    EXPECT_EQ(SequenceWithoutBusReason().back(), kNoBus);
-    EXPECT_THAT(platform.LogOf(DLOG_ERROR), testing::Contains("m_ResetSourceInfo: Port(99) Reset Source Info"));
+    std::vector<std::string> calls = {"gets " + kKey,
+                                      "E QDInfoServerData.cpp t_LoadActivityInfoToMemory: get " + kKey + " failed!"};
+    for (const std::string& call : CallsOfASave(kOptical, 0, "null")) calls.push_back(call);
+    EXPECT_EQ(SequenceWithoutBusReason(), calls);
+    EXPECT_EQ(platform.settings.texts[kKey], "null");
 }
 
 TEST_F(RemoveSourceInfo, NeitherSavesNorAnnouncesAnHdmiPortWithoutARecord)
@@ -415,27 +417,68 @@ TEST_F(RemoveSourceInfo, NeitherSavesNorAnnouncesAnHdmiPortWithoutARecord)
     EXPECT_EQ(platform.settings.texts.count(kKey), 0U);
 }
 
-TEST_F(RemoveSourceInfo, SavesTheEmptyTableWhenNothingIsStored)
-{
-    srcwatch_remove_source_info(kOptical);
-
-    EXPECT_EQ(platform.settings.texts[kKey], "null");
-}
-
 TEST_F(RemoveSourceInfo, ClearsTheRecordInMemoryWhenNothingIsStored)
 {
     CQDInfoData* table = CQDInfoAPI::GetQDInfoUtil();
+    for (const int filled : {1, 2}) {  // a table that is filled twice has twice as many records
+        table->CreateAndAddNewActivity();
+        const int size = filled * std::max(HDMI_PORT_COUNT, 0);
+        for (int port = 0; port < size; ++port) {
+            table->SetBrandName("brand", port);
+            table->SetDenyCount(port + 1, port);
+        }
+        for (int port = 0; port < size; ++port) {
+            platform.settings.texts.clear();
+            ForgetCalls();
+
+            srcwatch_remove_source_info(port);
+
+            const std::vector<std::string> calls = SequenceWithoutBusReason();
+            ASSERT_EQ(calls.size(), 7U) << port;
+            EXPECT_THAT(std::vector<std::string>(calls.begin() + 2, calls.end()),
+                        ElementsAreArray(CallsOfASave(port, size, platform.settings.texts[kKey])));
+            const Json::Value activity = Stored()["activity"];
+            ASSERT_EQ(activity.size(), static_cast<unsigned>(size));
+            for (int other = 0; other < size; ++other) {
+                EXPECT_EQ(activity[other]["BName"], other <= port ? "" : "brand") << port;
+                EXPECT_EQ(activity[other]["DenyCount"], other + 1) << port;
+            }
+        }
+    }
+}
+
+TEST_F(RemoveSourceInfo, ChangesNothingForAPortOutsideATableThatIsFilledTwice)
+{
+    CQDInfoData* table = CQDInfoAPI::GetQDInfoUtil();
     table->CreateAndAddNewActivity();
-    for (int port = 0; port < HDMI_PORT_COUNT; ++port) {
-        table->SetBrandName("brand", port);
-        table->SetDenyCount(port + 1, port);
-        platform.settings.texts.clear();
+    table->CreateAndAddNewActivity();
+    const int size = 2 * std::max(HDMI_PORT_COUNT, 0);
+    for (int port = 0; port < size; ++port) table->SetBrandName("brand", port);
 
+    for (const int port : {INT_MIN, -1, size, size + 1, 98, 100, INT_MAX}) {
+        ForgetCalls();
         srcwatch_remove_source_info(port);
+        EXPECT_TRUE(platform.sequence.empty()) << port;
+    }
+    for (int port = 0; port < size; ++port) EXPECT_STREQ(table->GetBrandName(port), "brand");
+}
 
-        EXPECT_EQ(Stored()["activity"][port]["BName"], "");
-        EXPECT_EQ(Stored()["activity"][port]["DenyCount"], port + 1);
-        EXPECT_EQ(Stored()["activity"].size(), static_cast<unsigned>(HDMI_PORT_COUNT));
+// What is stored has as many records as there are inputs, so the port is outside once that is loaded.
+TEST_F(RemoveSourceInfo, SavesNothingForAPortThatIsOutsideOnceTheStoredRecordsAreLoaded)
+{
+    CQDInfoData* table = CQDInfoAPI::GetQDInfoUtil();
+    table->CreateAndAddNewActivity();
+    const std::string before = TextOf(document);
+    GivenText(0, before);
+    for (int port = std::max(HDMI_PORT_COUNT, 0); port < 2 * HDMI_PORT_COUNT; ++port) {
+        table->CreateAndAddNewActivity();
+        ForgetCalls();
+        srcwatch_remove_source_info(port);
+        EXPECT_THAT(platform.SequenceWithoutLog(), ElementsAre("gets " + kKey));
+        EXPECT_THAT(platform.LogOf(DLOG_ERROR),
+                    testing::Not(testing::Contains(testing::HasSubstr("Reset Source Info"))));
+        EXPECT_THAT(SequenceWithoutBusReason(), testing::Not(testing::Contains(kNoBus)));
+        EXPECT_EQ(platform.settings.texts[kKey], before) << port;
     }
 }
 
