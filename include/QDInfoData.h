@@ -101,10 +101,11 @@ public:
     bool SetChangedType(int value, int port);
 
     /// Whether the table holds a record of the port. For the library's own use.
-    SRCWATCH_LOCAL bool HasPort(int port) const;
+    SRCWATCH_LOCAL bool HasPort(int port) { return Find(port) != nullptr; }
 
 private:
     void m_ResetSourceInfo(int port);
+    SRCWATCH_LOCAL CQDInfoActivityInfo* Find(int port);
     SRCWATCH_LOCAL CQDInfoActivityInfo& At(int port);
 
     std::vector<CQDInfoActivityInfo> t_ActivityInfo;  // element i is HDMI port i

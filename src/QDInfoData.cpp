@@ -10,24 +10,19 @@
 #include <utility>
 #include <vector>
 
-#include <glib.h>
 #include <json/json.h>
 
 namespace qdinfo {
 namespace {
 
-// The record of a port outside the table: this thread's own, empty at each call.
-CQDInfoActivityInfo& Nobody()
+using Info = CQDInfoActivityInfo;
+
+// Sets a field of a record, null for a port outside the table. Deliberate: true in any case.
+template <typename Value>
+bool Set(Info* record, void (Info::*setter)(Value), Value value)
 {
-    static GPrivate nobodies =
-        G_PRIVATE_INIT([](gpointer nobody) { delete static_cast<CQDInfoActivityInfo*>(nobody); });
-    auto* nobody = static_cast<CQDInfoActivityInfo*>(g_private_get(&nobodies));
-    if (nobody == nullptr) {
-        nobody = new CQDInfoActivityInfo;
-        g_private_set(&nobodies, nobody);
-    }
-    nobody->Clear();
-    return *nobody;
+    if (record != nullptr) (record->*setter)(value);
+    return true;
 }
 
 }  // namespace
@@ -46,15 +41,19 @@ bool CQDInfoData::t_LoadOpticalPortJsonInfoToMemory(int, Json::Value&) { return 
 bool CQDInfoData::t_LoadPortJsonKPIInfoToMemory(int, Json::Value&) { return false; }
 bool CQDInfoData::t_LoadAllJsonKPIInfoToMemory(Json::Value*) { return false; }
 
-bool CQDInfoData::HasPort(int port) const
+Info* CQDInfoData::Find(int port)
 {
-    return port == OPTICAL_PORT || (port >= 0 && static_cast<std::size_t>(port) < t_ActivityInfo.size());
+    if (port == OPTICAL_PORT) return &m_OpticalActivityInfo;
+    const bool isInTable = port >= 0 && static_cast<std::size_t>(port) < t_ActivityInfo.size();
+    return isInTable ? &t_ActivityInfo[static_cast<std::size_t>(port)] : nullptr;
 }
 
-CQDInfoActivityInfo& CQDInfoData::At(int port)
+// For getters: outside the table, a record that is always empty.
+Info& CQDInfoData::At(int port)
 {
-    if (port == OPTICAL_PORT) return m_OpticalActivityInfo;
-    return HasPort(port) ? t_ActivityInfo[static_cast<std::size_t>(port)] : Nobody();
+    static Info& empty = *new Info;  // outlives static destructors
+    Info* const record = Find(port);
+    return record != nullptr ? *record : empty;
 }
 
 bool CQDInfoData::CreateAndAddNewActivity()
@@ -62,7 +61,7 @@ bool CQDInfoData::CreateAndAddNewActivity()
     QDLOG(QDLOG_DEBUG, " CQDInfoData::CreateAndAddNewActivity ");
     // Deliberate: appends at each call. All of them or, without memory, none.
     t_ActivityInfo.resize(t_ActivityInfo.size() + static_cast<std::size_t>(std::max(HDMI_PORT_COUNT, 0)));
-    m_OpticalActivityInfo = CQDInfoActivityInfo();
+    m_OpticalActivityInfo = Info();
     return true;
 }
 
@@ -70,7 +69,8 @@ void CQDInfoData::ResetSourceInfo(int port) { m_ResetSourceInfo(port); }
 
 void CQDInfoData::m_ResetSourceInfo(int port)
 {
-    At(port).ResetSourceInfo();
+    Info* const record = Find(port);
+    if (record != nullptr) record->ResetSourceInfo();
     QDLOG(QDLOG_ERROR, "Port(%d) Reset Source Info", port);
 }
 
@@ -106,11 +106,11 @@ bool CQDInfoData::GetOpticalActivityInfoToStream(Json::Value& root)
 
 bool CQDInfoData::SetActivityInfoFromStream(Json::Value& root)
 {
-    std::vector<CQDInfoActivityInfo> records;
+    std::vector<Info> records;
     try {
         for (int i = 0; i < HDMI_PORT_COUNT; ++i) {
             Json::Value element = root["activity"][i];  // a copy: Read completes it
-            CQDInfoActivityInfo record;
+            Info record;
             bool outOfMemory = false;
             // Deliberate: a record that can be read in part is kept in part; not one that there was no memory for.
             record.TryRead(element, outOfMemory);
@@ -128,32 +128,16 @@ bool CQDInfoData::SetActivityInfoFromStream(Json::Value& root)
 }
 
 int CQDInfoData::GetDeviceType(int port) { return At(port).GetDeviceType(); }
-bool CQDInfoData::SetDeviceType(int value, int port)
-{
-    At(port).SetDeviceType(value);
-    return true;
-}
+bool CQDInfoData::SetDeviceType(int value, int port) { return Set(Find(port), &Info::SetDeviceType, value); }
 
 const char* CQDInfoData::GetStrDeviceType(int port) { return At(port).GetStrDeviceType(); }
-bool CQDInfoData::SetStrDeviceType(const char* s, int port)
-{
-    At(port).SetStrDeviceType(s);
-    return true;
-}
+bool CQDInfoData::SetStrDeviceType(const char* s, int port) { return Set(Find(port), &Info::SetStrDeviceType, s); }
 
 const char* CQDInfoData::GetBrandName(int port) { return At(port).GetBrandName(); }
-bool CQDInfoData::SetBrandName(const char* s, int port)
-{
-    At(port).SetBrandName(s);
-    return true;
-}
+bool CQDInfoData::SetBrandName(const char* s, int port) { return Set(Find(port), &Info::SetBrandName, s); }
 
 const char* CQDInfoData::GetDeviceName(int port) { return At(port).GetDeviceName(); }
-bool CQDInfoData::SetDeviceName(const char* s, int port)
-{
-    At(port).SetDeviceName(s);
-    return true;
-}
+bool CQDInfoData::SetDeviceName(const char* s, int port) { return Set(Find(port), &Info::SetDeviceName, s); }
 
 const char* CQDInfoData::GetProviderName(int port)
 {
@@ -163,16 +147,11 @@ const char* CQDInfoData::GetProviderName(int port)
 bool CQDInfoData::SetProviderName(const char* s, int port)
 {
     if (port == OPTICAL_PORT) QDLOG(QDLOG_ERROR, "SetProviderName called for Optical");
-    At(port).SetProviderName(s);
-    return true;
+    return Set(Find(port), &Info::SetProviderName, s);
 }
 
 const char* CQDInfoData::GetCodesetName(int port) { return At(port).GetCodesetName(); }
-bool CQDInfoData::SetCodesetName(const char* s, int port)
-{
-    At(port).SetCodesetName(s);
-    return true;
-}
+bool CQDInfoData::SetCodesetName(const char* s, int port) { return Set(Find(port), &Info::SetCodesetName, s); }
 
 const char* CQDInfoData::GetCECDeviceName(int port)
 {
@@ -182,85 +161,43 @@ const char* CQDInfoData::GetCECDeviceName(int port)
 bool CQDInfoData::SetCECDeviceName(const char* s, int port)
 {
     if (port == OPTICAL_PORT) QDLOG(QDLOG_ERROR, "SetCECDeviceName called for Optical");
-    At(port).SetCECDeviceName(s);
-    return true;
+    return Set(Find(port), &Info::SetCECDeviceName, s);
 }
 
 const char* CQDInfoData::GetAKSVKey(int port) { return At(port).GetAKSVKey(); }
-bool CQDInfoData::SetAKSVKey(const char* s, int port)
-{
-    At(port).SetAKSVKey(s);
-    return true;
-}
+bool CQDInfoData::SetAKSVKey(const char* s, int port) { return Set(Find(port), &Info::SetAKSVKey, s); }
 
 const char* CQDInfoData::GetUnknownType(int port) { return At(port).GetUnknownType(); }
-bool CQDInfoData::SetUnknownType(const char* s, int port)
-{
-    At(port).SetUnknownType(s);
-    return true;
-}
+bool CQDInfoData::SetUnknownType(const char* s, int port) { return Set(Find(port), &Info::SetUnknownType, s); }
 
 const char* CQDInfoData::GetManufacturerName(int port) { return At(port).GetManufacturerName(); }
 bool CQDInfoData::SetManufacturerName(const char* s, int port)
 {
-    At(port).SetManufacturerName(s);
-    return true;
+    return Set(Find(port), &Info::SetManufacturerName, s);
 }
 
 const char* CQDInfoData::GetModelName(int port) { return At(port).GetModelName(); }
-bool CQDInfoData::SetModelName(const char* s, int port)
-{
-    At(port).SetModelName(s);
-    return true;
-}
+bool CQDInfoData::SetModelName(const char* s, int port) { return Set(Find(port), &Info::SetModelName, s); }
 
 const char* CQDInfoData::GetCECName(int port) { return At(port).GetCECName(); }
-bool CQDInfoData::SetCECName(const char* s, int port)
-{
-    At(port).SetCECName(s);
-    return true;
-}
+bool CQDInfoData::SetCECName(const char* s, int port) { return Set(Find(port), &Info::SetCECName, s); }
 
 int CQDInfoData::GetPortNumber(int port) { return At(port).GetPortNumber(); }
-bool CQDInfoData::SetPortNumber(int port)
-{
-    At(port).SetPortNumber(port);
-    return true;
-}
+bool CQDInfoData::SetPortNumber(int port) { return Set(Find(port), &Info::SetPortNumber, port); }
 
 int CQDInfoData::GetDenyCount(int port) { return At(port).GetDenyCount(); }
-bool CQDInfoData::SetDenyCount(int value, int port)
-{
-    At(port).SetDenyCount(value);
-    return true;
-}
+bool CQDInfoData::SetDenyCount(int value, int port) { return Set(Find(port), &Info::SetDenyCount, value); }
 
 int CQDInfoData::GetScanState(int port) { return At(port).GetScanState(); }
-bool CQDInfoData::SetScanState(int value, int port)
-{
-    At(port).SetScanState(value);
-    return true;
-}
+bool CQDInfoData::SetScanState(int value, int port) { return Set(Find(port), &Info::SetScanState, value); }
 
 int CQDInfoData::GetDetectionMethod(int port) { return At(port).GetDetectionMethod(); }
-bool CQDInfoData::SetDetectionMethod(int value, int port)
-{
-    At(port).SetDetectionMethod(value);
-    return true;
-}
+bool CQDInfoData::SetDetectionMethod(int value, int port) { return Set(Find(port), &Info::SetDetectionMethod, value); }
 
 int CQDInfoData::GetPrevPort(int port) { return At(port).GetPrevPort(); }
-bool CQDInfoData::SetPrevPort(int value, int port)
-{
-    At(port).SetPrevPort(value);
-    return true;
-}
+bool CQDInfoData::SetPrevPort(int value, int port) { return Set(Find(port), &Info::SetPrevPort, value); }
 
 int CQDInfoData::GetChangedType(int port) { return At(port).GetChangedType(); }
-bool CQDInfoData::SetChangedType(int value, int port)
-{
-    At(port).SetChangedType(value);
-    return true;
-}
+bool CQDInfoData::SetChangedType(int value, int port) { return Set(Find(port), &Info::SetChangedType, value); }
 
 }  // namespace qdinfo
