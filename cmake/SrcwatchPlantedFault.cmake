@@ -24,7 +24,8 @@ endfunction()
 function(srcwatch_link_library_without name)
     list(JOIN ARGN "|" left_out)
     target_sources(${name} PRIVATE "$<FILTER:$<TARGET_OBJECTS:srcwatch-api-objects>,EXCLUDE,/(${left_out})[.]o$>")
-    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/include" ${SRCWATCH_PLATFORM_INCLUDE_DIRS})
+    target_include_directories(${name} PRIVATE
+        "${PROJECT_SOURCE_DIR}/include" "${PROJECT_SOURCE_DIR}/src" ${SRCWATCH_PLATFORM_INCLUDE_DIRS})
     target_link_libraries(${name} PRIVATE PkgConfig::JSONCPP PkgConfig::GIO)
 endfunction()
 

@@ -125,7 +125,7 @@ public:
     void UnregisterEventCallback(int type);
 
 private:
-    struct State;
+    struct SRCWATCH_LOCAL State;
 
     SRCWATCH_LOCAL explicit CQDEventReciever(std::shared_ptr<State> state);
     void m_RegisterQDInfoServiceEvent();

@@ -318,7 +318,7 @@ unsigned Subscribe(GDBusConnection* connection, const std::string& channel, GDBu
 
 // What a receiver shares with its handlers. GLib hands them the receiver as a bare pointer, also while another thread
 // or their own callback deletes it: so each looks up the state, and holds on to it until it is done.
-struct CQDEventReciever::State {
+struct SRCWATCH_LOCAL CQDEventReciever::State {
     State(const std::string& name, bool service) : m_Name(name), m_bService(service)
     {
         g_weak_ref_init(&m_Borrowed, nullptr);
