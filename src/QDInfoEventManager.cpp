@@ -411,10 +411,7 @@ void CQDEventReciever::RegisterEventCallback(int type, srcwatch_event_cb callbac
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
     QDLOG(QDLOG_ERROR, "register eventtype: %d", type);
     const auto added = m_pState->m_EventCallbackTable.try_emplace(type);
-    if (!added.second) {
-        QDLOG(QDLOG_ERROR, "register eventtype: %d existed", type);
-        return;
-    }
+    if (!added.second) return QDLOG(QDLOG_ERROR, "register eventtype: %d existed", type);
     if (callback == nullptr) return;  // Deliberate: an entry that holds no callable.
     added.first->second = [callback, user_data](srcwatch_event_s* event) { callback(user_data, event); };
 }
@@ -446,10 +443,7 @@ void CQDEventReciever::m_RegisterQDInfoServiceEvent()
                                     address.path.c_str(), address.busName.c_str(), state.m_Name.c_str()));
     QDLOG(QDLOG_ERROR, "interface xml : %s", xml);
     state.m_pNodeInfo = g_dbus_node_info_new_for_xml(xml, nullptr);
-    if (state.m_pNodeInfo == nullptr) {
-        QDLOG(QDLOG_ERROR, "Assertion failed");
-        return;
-    }
+    if (state.m_pNodeInfo == nullptr) return QDLOG(QDLOG_ERROR, "Assertion failed");
 
     constexpr auto kReplaceable =
         static_cast<GBusNameOwnerFlags>(G_BUS_NAME_OWNER_FLAGS_ALLOW_REPLACEMENT | G_BUS_NAME_OWNER_FLAGS_REPLACE);
@@ -463,10 +457,8 @@ void CQDEventReciever::m_RegisterQDInfoClientEvent()
     State& state = *m_pState;
     Error error;
     state.m_pConnection = SystemBus::Connect(error);
-    if (state.m_pConnection == nullptr) {
-        QDLOG(QDLOG_ERROR, "Couldn't connect to DBus bus: '%s'", error.Message());
-        return;
-    }
+    if (state.m_pConnection == nullptr)
+        return QDLOG(QDLOG_ERROR, "Couldn't connect to DBus bus: '%s'", error.Message());
     const Address address(state.m_Name);
     QDLOG(QDLOG_ERROR, "%s %s", address.path.c_str(), address.busName.c_str());
     state.m_SubscriptionId = Subscribe(state.m_pConnection, state.m_Name, &m_SignalHandler, this);
@@ -502,10 +494,7 @@ void CQDEventReciever::m_UnRegisterQDInfoClientEvent()
 
 void CQDEventReciever::m_BusAcquiredHandler(GDBusConnection* connection, const char* name, void* receiver)
 {
-    if (receiver == nullptr || connection == nullptr) {
-        QDLOG(QDLOG_ERROR, "Assertion failed");
-        return;
-    }
+    if (receiver == nullptr || connection == nullptr) return QDLOG(QDLOG_ERROR, "Assertion failed");
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
     const std::shared_ptr<State> state = State::Of(receiver);
     if (state == nullptr) return;
@@ -527,10 +516,7 @@ void CQDEventReciever::m_BusAcquiredHandler(GDBusConnection* connection, const c
             state->m_SubscriptionId = subscriptionId;
         }
     }
-    if (objectId < 1) {
-        QDLOG(QDLOG_ERROR, "Assertion failed");
-        return;
-    }
+    if (objectId < 1) return QDLOG(QDLOG_ERROR, "Assertion failed");
     if (subscriptionId == 0) QDLOG(QDLOG_ERROR, "Subscribing for signal failed");
     QDLOG(QDLOG_ERROR, "xxxxx g_dbus_connection_signal_subscribe : %s, %d", name, static_cast<int>(subscriptionId));
 }
@@ -538,39 +524,28 @@ void CQDEventReciever::m_BusAcquiredHandler(GDBusConnection* connection, const c
 void CQDEventReciever::m_NameAcquiredHandler(GDBusConnection*, const char*, void* receiver)
 {
     QDLOG(QDLOG_ERROR, "Registered on DBus");
-    if (receiver == nullptr) {
-        QDLOG(QDLOG_ERROR, "Assertion failed");
-        return;
-    }
+    if (receiver == nullptr) return QDLOG(QDLOG_ERROR, "Assertion failed");
     State::Announce(receiver, SRCWATCH_EVENT_SERVICE_STARTED);
 }
 
 void CQDEventReciever::m_NameLostHandler(GDBusConnection*, const char*, void* receiver)
 {
     QDLOG(QDLOG_ERROR, "HANDLER: name_lost_handler");
-    if (receiver == nullptr) {
-        QDLOG(QDLOG_ERROR, "Assertion failed");
-        return;
-    }
+    if (receiver == nullptr) return QDLOG(QDLOG_ERROR, "Assertion failed");
     State::Announce(receiver, SRCWATCH_EVENT_SERVICE_STOPPED);
 }
 
 void CQDEventReciever::m_SignalHandler(GDBusConnection*, const char*, const char*, const char*, const char*,
                                        GVariant* parameters, void* receiver)
 {
-    if (receiver == nullptr) {
-        QDLOG(QDLOG_ERROR, "Assertion failed");
-        return;
-    }
+    if (receiver == nullptr) return QDLOG(QDLOG_ERROR, "Assertion failed");
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
     const std::shared_ptr<State> state = State::Of(receiver);
     if (state == nullptr) return;
     QDLOG(QDLOG_DEBUG, "Received signal");
     // Anybody may emit the signal with another body.
-    if (parameters == nullptr || g_variant_is_of_type(parameters, G_VARIANT_TYPE("(is)")) == FALSE) {
-        QDLOG(QDLOG_ERROR, "Assertion failed");
-        return;
-    }
+    if (parameters == nullptr || g_variant_is_of_type(parameters, G_VARIANT_TYPE("(is)")) == FALSE)
+        return QDLOG(QDLOG_ERROR, "Assertion failed");
     int type = 0;
     const char* text = nullptr;
     g_variant_get(parameters, "(i&s)", &type, &text);
@@ -585,18 +560,13 @@ void CQDEventReciever::m_MethodCallHandler(GDBusConnection*, const char*, const 
 {
     // Dropped without a reply on every early return; returning a value takes it over.
     std::unique_ptr<GDBusMethodInvocation, ObjectUnref> owned(invocation);
-    if (receiver == nullptr) {
-        QDLOG(QDLOG_ERROR, "Assertion failed");
-        return;
-    }
+    if (receiver == nullptr) return QDLOG(QDLOG_ERROR, "Assertion failed");
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
     const std::shared_ptr<State> state = State::Of(receiver);
     if (state == nullptr || state->m_Name != method) return;
     QDLOG(QDLOG_ERROR, "Received method call");
-    if (parameters == nullptr || g_variant_is_of_type(parameters, G_VARIANT_TYPE("(is)")) == FALSE) {
-        QDLOG(QDLOG_ERROR, "Assertion failed");
-        return;
-    }
+    if (parameters == nullptr || g_variant_is_of_type(parameters, G_VARIANT_TYPE("(is)")) == FALSE)
+        return QDLOG(QDLOG_ERROR, "Assertion failed");
     int type = 0;
     const char* text = nullptr;
     g_variant_get(parameters, "(i&s)", &type, &text);
@@ -634,10 +604,7 @@ void CQDEventReciever::State::m_ConvertStreamToEvent(srcwatch_event_s& event)
 
 void CQDEventReciever::State::m_ProcessHandleEvent(srcwatch_event_s* event)
 {
-    if (event == nullptr) {
-        QDLOG(QDLOG_ERROR, "pEvent NULL");
-        return;
-    }
+    if (event == nullptr) return QDLOG(QDLOG_ERROR, "pEvent NULL");
     if (m_bEnded) return;  // by another thread, since the handler looked it up
     const auto found = m_EventCallbackTable.find(event->type);
     if (found == m_EventCallbackTable.end()) {
@@ -646,10 +613,7 @@ void CQDEventReciever::State::m_ProcessHandleEvent(srcwatch_event_s* event)
         return;
     }
     const auto callback = found->second;  // a copy: the callback may remove its own entry
-    if (!callback) {
-        QDLOG(QDLOG_ERROR, "Function is no callable");
-        return;
-    }
+    if (!callback) return QDLOG(QDLOG_ERROR, "Function is no callable");
     try {
         callback(event);
     } catch (const abi::__forced_unwind&) {  // the callback ends its thread
