@@ -1,7 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <initializer_list>
+#include "Sample.h"
 
-bool IsPort(int port);
+#include <initializer_list>
+#include <thread>
+
+static bool locked = false;
+
+static void LookFromAnotherThread()
+{
+    std::thread([] { locked = IsLocked(); }).join();
+}
 
 // Each line is one that a tester's test takes away.
 int main()
@@ -11,5 +19,9 @@ int main()
     right = right && !IsPort(-1);
     right = right && !IsPort(8);
     right = right && !IsPort(9);
+    right = right && LastPortOfLibrary() == 7;
+    right = right && !IsLocked();
+    Lock(LookFromAnotherThread);
+    right = right && locked;
     return right ? 0 : 1;
 }
