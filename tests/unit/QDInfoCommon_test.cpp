@@ -261,6 +261,19 @@ TEST_F(LogFormat, StampsMillisecondsThatWrapAroundIn32Bits)
     EXPECT_EQ(StampAt(INT32_MAX, 999999), -1);
 }
 
+// The library has the code of the stamp once more.
+TEST_F(LogFormat, StampsTheLinesOfTheLibraryToo)
+{
+    g_fixedTime = timeval{1700000001, 234567};
+
+    srcwatch_set_running_scan_type(0);
+
+    EXPECT_EQ(Line().stamp, -807049216 + 1234);
+    EXPECT_EQ(Line().id, 0);
+    EXPECT_EQ(Line().tag, "qdinfo");
+    EXPECT_EQ(Line().file, "QDInfo.cpp");
+}
+
 TEST(BaseName, IsThePartAfterTheLastSlash)
 {
     EXPECT_STREQ(qdinfo::BaseName("/a/b.d/c.cpp"), "c.cpp");
