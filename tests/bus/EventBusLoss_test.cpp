@@ -2,6 +2,7 @@
 //
 // A bus that dies and comes back, again and again, under a service, an application and senders of one process.
 #include "BusTest.h"
+#include "Sanitizers.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -97,7 +98,7 @@ TEST_F(BusLoss, AgainAndAgainCostsNoDescriptorsThreadsOrMemory)
     EXPECT_LE(Threads(), threads + 2);  // idle threads of GLib's pool come and go
     RecordProperty("kilobytes_before", std::to_string(memory));
     RecordProperty("kilobytes_after", std::to_string(ResidentKilobytes()));
-#if !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
+#if !SRCWATCH_THREAD_SANITIZER && !SRCWATCH_ADDRESS_SANITIZER
     EXPECT_LE(ResidentKilobytes(), memory + 512);  // a leaked connection per round would be tens of kilobytes each
 #endif
 }

@@ -3,6 +3,7 @@
 // Real processes on a real bus: senders that end at once, a service and its applications, tools of others.
 #include "Child.h"
 #include "PrivateBus.h"
+#include "Sanitizers.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -21,7 +22,7 @@ using testing::HasSubstr;
 constexpr char kName[] = "org.nalto.tv.qdinfo";
 constexpr char kPath[] = "/org/nalto/tv/qdinfo";
 
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+#if SRCWATCH_THREAD_SANITIZER || SRCWATCH_ADDRESS_SANITIZER
 constexpr int kSenders = 40;  // a process takes long to start
 #else
 constexpr int kSenders = 200;

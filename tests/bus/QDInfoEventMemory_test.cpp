@@ -1,22 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Messages and registrations that there is no memory for. The stream that a message is built in keeps to itself that it
-// could not grow. This program's operator new refuses on demand what is too large, or once; GLib allocates otherwise.
+// could not grow. This program's operator new refuses on demand what is too large, or once in the thread that asks for
+// it; GLib allocates otherwise.
 #include "BusTest.h"
 
-#include <atomic>
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 #include <new>
 
 namespace {
 
-std::atomic<std::size_t> g_largest{SIZE_MAX};
-std::atomic<int> g_left{-1};  // the allocation after so many fails; negative: none
+thread_local std::size_t t_largest = SIZE_MAX;
+thread_local int t_left = -1;  // the allocation after so many fails; negative: none
 
 void* Allocate(std::size_t size)
 {
-    const bool fails = size > g_largest || (g_left >= 0 && g_left-- == 0);
+    const bool fails = size > t_largest || (t_left >= 0 && t_left-- == 0);
     void* const memory = fails ? nullptr : std::malloc(size);
     if (memory == nullptr) throw std::bad_alloc();
     return memory;
@@ -43,6 +44,7 @@ void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); 
 namespace {
 
 using namespace srcwatch_test;
+using qdinfo::CQDEventReciever;
 using qdinfo::CQDEventSender;
 
 class MessageWithoutMemory : public BusTest {
@@ -58,9 +60,9 @@ protected:
     template <typename Send>
     int WithLittleMemory(Send send)
     {
-        g_largest = 800000;
+        t_largest = 800000;
         const int result = send();
-        g_largest = SIZE_MAX;
+        t_largest = SIZE_MAX;
         return result;
     }
 
@@ -97,18 +99,141 @@ TEST_F(BusTest, ARegistrationThatThereIsNoMemoryForCanBeTriedAgain)
     const srcwatch_event_cb callback = [](void*, srcwatch_event_s*) {};
     bool registered = false;
     for (int granted = 0; !registered; ++granted) {
-        g_left = granted;
+        t_left = granted;
         try {
             registered = srcwatch_register_event_callback(callback, nullptr) == 1;
         } catch (const std::bad_alloc&) {
             registered = false;
         }
-        g_left = -1;
+        t_left = -1;
 
         if (!registered) {
             EXPECT_EQ(srcwatch_register_event_callback(callback, nullptr), 1) << granted;
         }
         EXPECT_EQ(srcwatch_unregister_event_callback(callback), 1) << granted;
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Receivers whose construction fails half-way
+
+class HalfAReceiver : public BusTest, public testing::WithParamInterface<bool> {
+protected:
+    static bool IsService() { return GetParam(); }
+
+    // Constructs a receiver in the same place each time. Null when the allocation after so many had failed.
+    CQDEventReciever* TryToConstruct(int granted)
+    {
+        t_left = granted;
+        CQDEventReciever* receiver = nullptr;
+        try {
+            receiver = new (m_place) CQDEventReciever(kChannel, IsService());
+        } catch (const std::bad_alloc&) {
+            receiver = nullptr;
+        }
+        t_left = -1;
+        return receiver;
+    }
+
+    // Calls test after each construction that fails, and counts them.
+    template <typename Test>
+    int ForEachThatFails(Test test)
+    {
+        int granted = 0;
+        CQDEventReciever* receiver = TryToConstruct(granted);
+        for (; receiver == nullptr; receiver = TryToConstruct(granted)) {
+            test(granted);
+            ++granted;
+        }
+        std::destroy_at(receiver);
+        return granted;
+    }
+
+    // That a receiver in that place gets events, each once.
+    void ExpectNextOneWorks(int granted)
+    {
+        CQDEventReciever* receiver = TryToConstruct(-1);
+        Deliveries deliveries;
+        receiver->RegisterEventCallback(5, &Deliveries::Callback, &deliveries);
+        if (IsService()) {
+            EXPECT_TRUE(RunUntilNameAcquired()) << granted;
+        }
+        SyncSharedConnection();
+        BusPeer peer;
+        peer.Emit(kChannelPath, kChannelName, kChannel, g_variant_new("(is)", 5, kEmptyMessage));
+        peer.Emit(kChannelPath, kChannelName, kChannel, g_variant_new("(is)", 6, kEmptyMessage));
+        EXPECT_TRUE(RunUntil([this] { return Logged("E m_ProcessHandleEvent: type:6 not found"); })) << granted;
+        EXPECT_EQ(deliveries.Count(), 1U) << granted;
+        EXPECT_EQ(TimesLogged("E m_ProcessHandleEvent: type:6 not found"), 1U) << granted;
+        if (IsService()) {
+            EXPECT_EQ(TimesLogged("E m_NameAcquiredHandler: Registered on DBus"), 1U) << granted;
+        }
+        std::destroy_at(receiver);
+    }
+
+private:
+    alignas(CQDEventReciever) unsigned char m_place[sizeof(CQDEventReciever)]{};
+};
+
+TEST_P(HalfAReceiver, HoldsNoConnection)
+{
+    const int failed = ForEachThatFails([](int granted) {
+        SharedConnectionWatch connection;
+        EXPECT_TRUE(connection.RunUntilGone()) << granted;
+    });
+
+    EXPECT_GT(failed, 3);
+}
+
+TEST_P(HalfAReceiver, LeavesNothingBehindOnTheBusAndNoHandlerThatDoesAnything)
+{
+    ForEachThatFails([this](int granted) {
+        TakeLog();
+        const std::unique_ptr<GDBusConnection, decltype(&g_object_unref)> connection(
+            g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr), &g_object_unref);  // the one that it had lives on
+        SyncSharedConnection();
+        BusPeer peer;
+        peer.Emit(kChannelPath, kChannelName, kChannel, g_variant_new("(is)", 5, kEmptyMessage));
+        peer.Sync();
+        SyncSharedConnection();
+        while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
+        }
+
+        EXPECT_THAT(TakeLog(), testing::IsEmpty()) << granted;
+        EXPECT_EQ(peer.OwnerOf(kChannelName), "") << granted;
+        EXPECT_THAT(TakeGlibMessages(), testing::IsEmpty()) << granted;
+    });
+}
+
+TEST_P(HalfAReceiver, IsNotInTheWayOfTheNextOneInItsPlace)
+{
+    ForEachThatFails([this](int granted) {
+        TakeLog();
+        ExpectNextOneWorks(granted);
+    });
+}
+
+INSTANTIATE_TEST_SUITE_P(Sides, HalfAReceiver, testing::Bool(),
+                         [](const auto& side) { return std::string(side.param ? "Service" : "Client"); });
+
+TEST_F(BusTest, ARegistrationThatThereIsNoMemoryForHoldsNoConnection)
+{
+    const srcwatch_event_cb callback = [](void*, srcwatch_event_s*) {};
+    bool isRegistered = false;
+    for (int granted = 0; !isRegistered; ++granted) {
+        t_left = granted;
+        try {
+            isRegistered = srcwatch_register_event_callback(callback, nullptr) == 1;
+        } catch (const std::bad_alloc&) {
+            isRegistered = false;
+        }
+        t_left = -1;
+        if (isRegistered) {
+            EXPECT_EQ(srcwatch_unregister_event_callback(callback), 1);
+        }
+
+        SharedConnectionWatch connection;
+        EXPECT_TRUE(connection.RunUntilGone()) << granted;
     }
 }
 

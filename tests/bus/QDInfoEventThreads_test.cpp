@@ -3,15 +3,14 @@
 // Receivers, senders and queries of many threads at once. Most of it is worth most under the thread sanitizer.
 #include "BusTest.h"
 #include "QDInfoCommon.h"
+#include "Sanitizers.h"
+#include "Threads.h"
 
 #include <atomic>
-#include <condition_variable>
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <thread>
 
-#if defined(__SANITIZE_ADDRESS__)
+#if SRCWATCH_ADDRESS_SANITIZER
 #include <sanitizer/lsan_interface.h>
 #endif
 
@@ -20,89 +19,6 @@ namespace {
 using namespace srcwatch_test;
 using qdinfo::CQDEventReciever;
 using qdinfo::CQDEventSender;
-
-// Ends the program, which a deadlock would keep from ending, unless it is destroyed in time.
-class Watchdog {
-public:
-    Watchdog() : m_thread([this] { Watch(); }) {}
-    Watchdog(const Watchdog&) = delete;
-    Watchdog& operator=(const Watchdog&) = delete;
-    ~Watchdog()
-    {
-        {
-            const std::lock_guard<std::mutex> lock(m_mutex);
-            m_isDone = true;
-        }
-        m_done.notify_one();
-        m_thread.join();
-    }
-
-private:
-    void Watch()
-    {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        if (m_done.wait_for(lock, 2 * kDeadline, [this] { return m_isDone; })) return;
-        static_cast<void>(std::fputs("the test hangs\n", stderr));
-        TheBus().Kill();
-        std::_Exit(1);
-    }
-
-    std::mutex m_mutex;  // guards m_isDone
-    std::condition_variable m_done;
-    bool m_isDone = false;
-    std::thread m_thread;
-};
-
-// A thread that runs a main context of its own until it is destroyed.
-class LoopThread {
-public:
-    LoopThread() : m_context(g_main_context_new()), m_thread([this] { Run(); }) {}
-    LoopThread(const LoopThread&) = delete;
-    LoopThread& operator=(const LoopThread&) = delete;
-    ~LoopThread()
-    {
-        m_isEnding = true;
-        g_main_context_wakeup(m_context);
-        m_thread.join();
-        g_main_context_unref(m_context);
-    }
-
-    // Runs body there and waits for it.
-    void Call(const std::function<void()>& body)
-    {
-        {
-            const std::lock_guard<std::mutex> lock(m_mutex);
-            m_body = &body;
-        }
-        g_main_context_wakeup(m_context);
-        std::unique_lock<std::mutex> lock(m_mutex);
-        m_called.wait(lock, [this] { return m_body == nullptr; });
-    }
-
-private:
-    void Run()
-    {
-        g_main_context_push_thread_default(m_context);
-        while (!m_isEnding) {
-            g_main_context_iteration(m_context, TRUE);
-            const std::lock_guard<std::mutex> lock(m_mutex);
-            if (m_body == nullptr) continue;
-            (*m_body)();
-            m_body = nullptr;
-            m_called.notify_one();
-        }
-        while (g_main_context_iteration(m_context, FALSE) != FALSE) {
-        }
-        g_main_context_pop_thread_default(m_context);
-    }
-
-    GMainContext* m_context;
-    std::atomic<bool> m_isEnding{false};
-    std::mutex m_mutex;  // guards m_body
-    std::condition_variable m_called;
-    const std::function<void()>* m_body = nullptr;
-    std::thread m_thread;
-};
 
 class Threads : public BusTest {
 protected:
@@ -154,7 +70,7 @@ TEST_F(Threads, OfQueriesGoOnWhileAnotherRegistersAndUnregisters)
 // than that of the main loop which is about to hand it over.
 std::unique_ptr<CQDEventReciever> MakeServiceInAnotherThread()
 {
-#if defined(__SANITIZE_ADDRESS__)
+#if SRCWATCH_ADDRESS_SANITIZER
     const __lsan::ScopedDisabler noLeaks;
 #endif
     return std::make_unique<CQDEventReciever>(kChannel, true);

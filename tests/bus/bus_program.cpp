@@ -8,6 +8,7 @@
 // The last two print "ready" and end with their input.
 #include "QDInfoAPI.h"
 #include "QDInfoEventManager.h"
+#include "Sanitizers.h"
 #include "srcwatch-api.h"
 
 #include <csignal>
@@ -159,7 +160,7 @@ int RunApplication()
 
 }  // namespace
 
-#if defined(__SANITIZE_ADDRESS__)
+#if SRCWATCH_ADDRESS_SANITIZER
 // In a forked child the leak sanitizer does not find the thread whose memory it is.
 extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off();
 extern "C" int __lsan_is_turned_off() { return g_isForked ? 1 : 0; }
