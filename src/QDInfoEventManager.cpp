@@ -500,7 +500,7 @@ void CQDEventReciever::m_BusAcquiredHandler(GDBusConnection* connection, const c
     if (state == nullptr) return;
     const Address address(state->m_Name);
     QDLOG(QDLOG_ERROR, "%s %s", address.path.c_str(), address.busName.c_str());
-    SystemBus::OutliveBus(connection);
+    SystemBus::Adopt(connection);
 
     unsigned objectId = 0;
     unsigned subscriptionId = 0;
@@ -555,8 +555,9 @@ void CQDEventReciever::m_SignalHandler(GDBusConnection*, const char*, const char
     QDLOG(QDLOG_DEBUG, "signal end");
 }
 
-void CQDEventReciever::m_MethodCallHandler(GDBusConnection*, const char*, const char*, const char*, const char* method,
-                                           GVariant* parameters, GDBusMethodInvocation* invocation, void* receiver)
+void CQDEventReciever::m_MethodCallHandler(GDBusConnection* connection, const char*, const char*, const char*,
+                                           const char* method, GVariant* parameters, GDBusMethodInvocation* invocation,
+                                           void* receiver)
 {
     // Dropped without a reply on every early return; returning a value takes it over.
     std::unique_ptr<GDBusMethodInvocation, ObjectUnref> owned(invocation);
@@ -578,7 +579,9 @@ void CQDEventReciever::m_MethodCallHandler(GDBusConnection*, const char*, const 
     std::string reply = state->m_OutStream.str();
     MakeValidUtf8(reply);
     QDLOG(QDLOG_ERROR, "Replying");
+    const Connection held(g_object_ref(connection));
     g_dbus_method_invocation_return_value(owned.release(), g_variant_new("(s)", reply.c_str()));
+    if (state->m_bEnded) SystemBus::Flush(connection);  // the end of the receiver may be that of the connection
 }
 
 // Decodes a message and calls the callback of its type.

@@ -42,16 +42,17 @@ public:
     static GDBusConnection* Connect(Error& error)
     {
         GDBusConnection* connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, error.Out());
-        if (connection == nullptr) return nullptr;
-        OutliveBus(connection);
-        if (g_object_get_data(G_OBJECT(connection), kProcess) == nullptr) {
-            g_object_set_data(G_OBJECT(connection), kProcess, GINT_TO_POINTER(getpid()));
-        }
+        if (connection != nullptr) Adopt(connection);
         return connection;
     }
 
-    /// The end of the bus is not the end of the host process.
-    static void OutliveBus(GDBusConnection* connection) { g_dbus_connection_set_exit_on_close(connection, FALSE); }
+    /// Prepares a connection that GLib handed over: the end of the bus is not the end of the host process.
+    static void Adopt(GDBusConnection* connection)
+    {
+        g_dbus_connection_set_exit_on_close(connection, FALSE);
+        if (g_object_get_data(G_OBJECT(connection), kProcess) != nullptr) return;
+        g_object_set_data(G_OBJECT(connection), kProcess, GINT_TO_POINTER(getpid()));
+    }
 
     /// Waits until what was queued has left the process. Does nothing in a forked child, which lacks GDBus's thread.
     static void Flush(GDBusConnection* connection)
@@ -61,10 +62,11 @@ public:
         static_cast<void>(g_dbus_connection_flush_sync(connection, nullptr, nullptr));
     }
 
-    /// Flushes a connection when the process exits: a sender that lives then has no destructor that does. May be called
-    /// in exit handlers, too.
+    /// Flushes a connection when the process exits: a sender that lives then has no destructor that does. During the
+    /// exit, when threads and handlers may still send, it is flushed at once.
     static void FlushAtExit(GDBusConnection* connection)
     {
+        if (t_isExiting) return Flush(connection);
         g_weak_ref_set(&t_atExit, connection);
         // Nothing can be done if this fails.
         if (!t_isRegistered.exchange(true)) static_cast<void>(std::atexit(&AtExit));
@@ -75,13 +77,14 @@ private:
 
     static void AtExit()
     {
-        t_isRegistered = false;
+        t_isExiting = true;
         const Connection connection(static_cast<GDBusConnection*>(g_weak_ref_get(&t_atExit)));
         if (connection != nullptr) Flush(connection.get());
     }
 
     inline static GWeakRef t_atExit{};  // never cleared: threads and exit handlers may send until the process is gone
     inline static std::atomic<bool> t_isRegistered{false};
+    inline static std::atomic<bool> t_isExiting{false};
 };
 
 }  // namespace qdinfo
