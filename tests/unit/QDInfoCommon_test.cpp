@@ -264,11 +264,11 @@ TEST_F(LogFormat, StampsMillisecondsThatWrapAroundIn32Bits)
 // The library has the code of the stamp once more.
 TEST_F(LogFormat, StampsTheLinesOfTheLibraryToo)
 {
-    g_fixedTime = timeval{1700000001, 234567};
+    g_fixedTime = timeval{1700000001, 999998};
 
     srcwatch_set_running_scan_type(0);
 
-    EXPECT_EQ(Line().stamp, -807049216 + 1234);
+    EXPECT_EQ(Line().stamp, -807049216 + 1999);
     EXPECT_EQ(Line().id, 0);
     EXPECT_EQ(Line().tag, "qdinfo");
     EXPECT_EQ(Line().file, "QDInfo.cpp");
