@@ -108,11 +108,12 @@ TEST_P(WithSenderLock, LeavesTheLockFree)
 
 TEST_P(WithSenderLock, DoesNotWaitForACallback)
 {
-    const HeldCallback held;
+    HeldCallback held;
 
     const Task task([this] { GetParam().run(sender); });
 
     EXPECT_TRUE(task.IsDoneWithin(kDeadline));
+    held.Release();
 }
 
 constexpr NamedOperation kWithSenderLock[] = {
@@ -144,11 +145,12 @@ class WithoutSenderLock : public SenderLock {};
 
 TEST_P(WithoutSenderLock, DoesNotWaitForTheSendOfAnotherSender)
 {
-    const HeldSender held;
+    HeldSender held;
 
     const Task task([this] { GetParam().run(sender); });
 
     EXPECT_TRUE(task.IsDoneWithin(kDeadline));
+    held.Release();
 }
 
 constexpr NamedOperation kWithoutSenderLock[] = {
@@ -164,7 +166,7 @@ TEST_F(Locks, OfTheSendersAreNotWaitedForByADestructor)
     auto fresh = std::make_unique<CQDEventSender>(kChannel);
     auto used = std::make_unique<CQDEventSender>(kChannel);
     ASSERT_EQ(used->SendSignal(1), 1);
-    const HeldSender held;
+    HeldSender held;
 
     const Task task([&] {
         fresh.reset();
@@ -172,6 +174,7 @@ TEST_F(Locks, OfTheSendersAreNotWaitedForByADestructor)
     });
 
     EXPECT_TRUE(task.IsDoneWithin(kDeadline));
+    held.Release();
 }
 
 TEST_F(Locks, OfTheSendersAreNotWaitedForByReceivers)
@@ -288,7 +291,7 @@ TEST_F(Locks, OfTheReceiversAreNotWaitedForByConstructionsAndDestructors)
     auto client = std::make_unique<CQDEventReciever>(kChannel, false);
     auto service = std::make_unique<CQDEventReciever>(kChannel, true);
     ASSERT_TRUE(RunUntilNameAcquired());
-    const HeldCallback held;
+    HeldCallback held;
 
     const Task task([&] {
         client.reset();
@@ -297,6 +300,7 @@ TEST_F(Locks, OfTheReceiversAreNotWaitedForByConstructionsAndDestructors)
     });
 
     EXPECT_TRUE(task.IsDoneWithin(kDeadline));
+    held.Release();
 }
 
 }  // namespace
