@@ -84,6 +84,8 @@ guint g_dbus_connection_register_object(GDBusConnection* connection, const gchar
          std::string(data == probe.receiver ? "receiver" : "other"), std::string(free == nullptr ? "-" : "free"),
          std::string(error == nullptr ? "-" : "error"));
     probe.methodCall = vtable->method_call;
+    const std::function<void()> before = std::exchange(probe.beforeRegisterObject, nullptr);
+    if (before) before();
     if (probe.failRegisterObject) return 0;
     return Next(&g_dbus_connection_register_object, "g_dbus_connection_register_object")(
         connection, path, interface, &srcwatch_test::kVTable, data, free, error);

@@ -21,7 +21,8 @@ struct GioProbe {
     bool failSubscribe = false;
     bool failRegisterObject = false;
     bool failOwnName = false;
-    std::function<void()> beforeUnsubscribe;  // called once
+    std::function<void()> beforeRegisterObject;  // called once
+    std::function<void()> beforeUnsubscribe;     // called once
 
     // The handlers, and the data that belongs to them.
     GBusAcquiredCallback busAcquired = nullptr;

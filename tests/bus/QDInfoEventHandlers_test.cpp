@@ -5,7 +5,10 @@
 #include "BusTest.h"
 #include "GioProbe.h"
 
+#include <algorithm>
+#include <atomic>
 #include <memory>
+#include <thread>
 
 namespace {
 
@@ -107,6 +110,27 @@ TEST_F(GioCalls, OfAServiceThatWasNotAskedForItsNameYetAreTheNameOnly)
 
 // ---------------------------------------------------------------------------------------------------------------------
 // What GIO refuses
+
+// Another thread ends the receiver between the look-up by its handler and the registration of the object.
+TEST_F(GioCalls, OfAServiceThatEndsWhileItRegistersLeaveNothingRegistered)
+{
+    auto service = std::make_unique<CQDEventReciever>(kChannel, true);
+    std::atomic<bool> hasEnded{false};
+    std::thread end;
+    probe.beforeRegisterObject = [&] {
+        end = std::thread([&] {
+            service.reset();
+            hasEnded = true;
+        });
+        EXPECT_FALSE(WaitUntil([&] { return hasEnded.load(); }, std::chrono::milliseconds(300)));
+    };
+
+    EXPECT_TRUE(RunUntil([&] { return hasEnded.load(); }));
+
+    end.join();
+    EXPECT_EQ(std::count(probe.calls.begin(), probe.calls.end(), "unregister_object"), 1);
+    EXPECT_EQ(std::count(probe.calls.begin(), probe.calls.end(), "signal_unsubscribe"), 1);
+}
 
 TEST_F(GioCalls, ThatRefuseTheSubscriptionOfAClientAreLogged)
 {
