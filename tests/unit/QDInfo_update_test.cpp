@@ -7,6 +7,8 @@
 #include "Queries.h"
 #include "srcwatch-api.h"
 
+#include <utility>
+
 namespace {
 
 using namespace srcwatch_test;
@@ -18,6 +20,22 @@ using testing::ElementsAreArray;
 const std::string kKey = kHdmiKey;
 
 class ChangedDevice : public QueryTest {};
+
+TEST_F(ChangedDevice, IsWrittenBeforeItIsLogged)
+{
+    Json::Value record;
+    record["PrevPort"] = 3;
+    record["Changed"] = 1;
+    GivenRecord(1, record);
+    int prevPort = -5;
+    bool changed = false;
+    std::pair<int, bool> logged{-5, false};
+    const LogHook hook([&](const LogLine&) { logged = {prevPort, changed}; });
+
+    srcwatch_get_changed_device_info(1, &prevPort, &changed);
+
+    EXPECT_EQ(logged, std::make_pair(3, true));
+}
 
 TEST_F(ChangedDevice, IsToldWithItsPreviousPort)
 {
@@ -88,6 +106,20 @@ TEST_F(ChangedDevice, IsRefusedPortFirst)
 }
 
 class ScanState : public QueryTest {};
+
+TEST_F(ScanState, IsWrittenBeforeItIsLogged)
+{
+    Json::Value record;
+    record["ScanState"] = 2;
+    GivenRecord(1, record);
+    int state = -5;
+    int logged = -5;
+    const LogHook hook([&](const LogLine&) { logged = state; });
+
+    srcwatch_get_oobe_scan_state(1, &state);
+
+    EXPECT_EQ(logged, 2);
+}
 
 TEST_F(ScanState, IsGivenAndLogged)
 {
