@@ -15,8 +15,6 @@
 #include <map>
 #include <utility>
 
-#include <cxxabi.h>
-
 namespace qdinfo {
 namespace {
 
@@ -442,7 +440,10 @@ void CQDEventReciever::m_RegisterQDInfoServiceEvent()
                                     "\t     </method>\t </interface></node>",
                                     address.path.c_str(), address.busName.c_str(), state.m_Name.c_str()));
     QDLOG(QDLOG_ERROR, "interface xml : %s", xml);
-    state.m_pNodeInfo = g_dbus_node_info_new_for_xml(xml, nullptr);
+    {
+        const std::lock_guard<std::mutex> lock(State::t_mutex);  // a handler of another thread reads it
+        state.m_pNodeInfo = g_dbus_node_info_new_for_xml(xml, nullptr);
+    }
     if (state.m_pNodeInfo == nullptr) return QDLOG(QDLOG_ERROR, "Assertion failed");
 
     constexpr auto kReplaceable =
@@ -619,11 +620,10 @@ void CQDEventReciever::State::m_ProcessHandleEvent(srcwatch_event_s* event)
     if (!callback) return QDLOG(QDLOG_ERROR, "Function is no callable");
     try {
         callback(event);
-    } catch (const abi::__forced_unwind&) {  // the callback ends its thread
-        throw;
-    } catch (const std::exception& e) {  // nothing else may unwind through GLib
+    } catch (const std::exception& e) {  // no exception may unwind through GLib
         QDLOG(QDLOG_ERROR, "Exception Handled by m_ProcessHandleEvent: %s", e.what());
     } catch (...) {
+        if (std::current_exception() == nullptr) throw;  // none: the callback ends its thread
         QDLOG(QDLOG_ERROR, "Exception Handled by m_ProcessHandleEvent: %s", "unknown exception");
     }
 }
