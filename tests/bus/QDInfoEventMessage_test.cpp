@@ -86,6 +86,13 @@ TEST_F(SentMessage, HasTheNumbersThenTheTextsWithHashesForSpaces)
     EXPECT_TRUE(Logged("D m_ConvertEventToStream: Blu#ray#Player UNKNOWN UNKNOWN"));
 }
 
+TEST_F(SentMessage, IsLoggedWithItsThreeTexts)
+{
+    SendEvent(EventOf({}, {"first text", "second", "third"}));
+
+    EXPECT_TRUE(Logged("D m_ConvertEventToStream: first#text second third"));
+}
+
 TEST_F(SentMessage, HasNumbersOfEverySignAndSize)
 {
     EXPECT_EQ(SendEvent(EventOf({INT_MIN, INT_MAX, -1, 0, 1000000, -1000, 7, 8, 9, 10}, {})),
