@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The service's decoders of SPD InfoFrames, CEC logs and AKSVs, against decoders of its own.
+// The decoders of SPD InfoFrames, CEC logs and AKSVs, against decoders of its own.
 //
 // Input: which decoder, how far the rest is made valid before, then the bytes.
 #include "Aksv.h"

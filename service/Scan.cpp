@@ -2,7 +2,7 @@
 #include "Scan.h"
 
 #include "Log.h"
-#include "Protocol.h"
+#include "srcwatch-protocol.h"
 
 namespace srcwatch {
 

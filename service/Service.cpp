@@ -2,11 +2,11 @@
 #include "Service.h"
 
 #include "Log.h"
-#include "Protocol.h"
 #include "QDInfoCommon.h"
 #include "QDInfoSettingUtil.h"
 #include "Settings.h"
 #include "srcwatch-host.h"
+#include "srcwatch-protocol.h"
 
 #include <algorithm>
 #include <csignal>

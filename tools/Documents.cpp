@@ -1,20 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Documents.h"
 
+#include "Aksv.h"
+#include "Evidence.h"
 #include "Failure.h"
 #include "Inputs.h"
 #include "JsonText.h"
 #include "Ports.h"
+#include "Profiles.h"
 #include "Records.h"
 
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <regex>
-
-#include <Aksv.h>
-#include <Evidence.h>
-#include <Profiles.h>
 
 namespace ctl {
 

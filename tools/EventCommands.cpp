@@ -12,12 +12,11 @@
 #include "Records.h"
 #include "Requests.h"
 #include "Settings.h"
+#include "srcwatch-protocol.h"
 
 #include <cstring>
 #include <iterator>
 #include <memory>
-
-#include <Protocol.h>
 
 namespace ctl {
 

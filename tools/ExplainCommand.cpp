@@ -2,18 +2,17 @@
 //
 // explain: which evidence led to a device's type, and why the functions answer differently.
 #include "Answers.h"
+#include "Classification.h"
 #include "Commands.h"
+#include "Evidence.h"
 #include "Inputs.h"
 #include "PortDocument.h"
 #include "Ports.h"
+#include "Profiles.h"
 #include "Records.h"
 #include "srcwatch-api.h"
 
 #include <memory>
-
-#include <Classification.h>
-#include <Evidence.h>
-#include <Profiles.h>
 
 namespace ctl {
 

@@ -11,11 +11,10 @@
 #include "Requests.h"
 #include "Settings.h"
 #include "srcwatch-api.h"
+#include "srcwatch-protocol.h"
 
 #include <algorithm>
 #include <memory>
-
-#include <Protocol.h>
 
 namespace ctl {
 

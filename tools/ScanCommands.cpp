@@ -10,12 +10,12 @@
 #include "QDInfoCommon.h"
 #include "Settings.h"
 #include "srcwatch-api.h"
+#include "srcwatch-protocol.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <memory>
 
-#include <Protocol.h>
 #include <unistd.h>
 
 namespace ctl {

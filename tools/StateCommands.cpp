@@ -8,11 +8,11 @@
 #include "QDInfoCommon.h"
 #include "Settings.h"
 #include "srcwatch-api.h"
+#include "srcwatch-protocol.h"
 
 #include <array>
 #include <memory>
 
-#include <Protocol.h>
 #include <system_info.h>
 
 namespace ctl {

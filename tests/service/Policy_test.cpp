@@ -2,8 +2,8 @@
 //
 // The bus policy that is installed, on a private bus: the names of the service's user and group are replaced by those
 // of users that there are on every machine, nothing else.
-#include "Protocol.h"
 #include "ServiceTest.h"
+#include "srcwatch-protocol.h"
 
 #include <algorithm>
 #include <csignal>

@@ -2,9 +2,9 @@
 //
 // The service from outside: raw captures in, what applications see out.
 #include "Frames.h"
-#include "Protocol.h"
 #include "ServiceTest.h"
 #include "srcwatch-host.h"
+#include "srcwatch-protocol.h"
 
 #include <csignal>
 #include <filesystem>

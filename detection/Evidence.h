@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What lies in the directory of one input: its files, read within bounds and decoded.
-#ifndef SRCWATCH_SERVICE_EVIDENCE_H
-#define SRCWATCH_SERVICE_EVIDENCE_H
+#ifndef SRCWATCH_DETECTION_EVIDENCE_H
+#define SRCWATCH_DETECTION_EVIDENCE_H
 
 #include "CecLog.h"
 #include "Decoded.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Text fields of InfoFrames and CEC messages: 7-bit ASCII, padded with zeros.
-#ifndef SRCWATCH_SERVICE_ASCIIFIELD_H
-#define SRCWATCH_SERVICE_ASCIIFIELD_H
+#ifndef SRCWATCH_DETECTION_ASCIIFIELD_H
+#define SRCWATCH_DETECTION_ASCIIFIELD_H
 
 #include "Decoded.h"
 

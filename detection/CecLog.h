@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // HDMI-CEC messages of a device, as a text with one message a line: hexadecimal bytes with ':' between.
-#ifndef SRCWATCH_SERVICE_CECLOG_H
-#define SRCWATCH_SERVICE_CECLOG_H
+#ifndef SRCWATCH_DETECTION_CECLOG_H
+#define SRCWATCH_DETECTION_CECLOG_H
 
 #include "Decoded.h"
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What a decoder gives: the value, or the reason why the bytes are refused. Decoders are pure functions of bytes.
-#ifndef SRCWATCH_SERVICE_DECODED_H
-#define SRCWATCH_SERVICE_DECODED_H
+#ifndef SRCWATCH_DETECTION_DECODED_H
+#define SRCWATCH_DETECTION_DECODED_H
 
 #include <cstddef>
 #include <cstdint>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Profiles of known devices: which names they tell of themselves, and what they are.
-#ifndef SRCWATCH_SERVICE_PROFILES_H
-#define SRCWATCH_SERVICE_PROFILES_H
+#ifndef SRCWATCH_DETECTION_PROFILES_H
+#define SRCWATCH_DETECTION_PROFILES_H
 
 #include <string>
 #include <vector>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Source Product Description InfoFrame (CTA-861): who made the device, and what kind it says it is.
-#ifndef SRCWATCH_SERVICE_SPDINFOFRAME_H
-#define SRCWATCH_SERVICE_SPDINFOFRAME_H
+#ifndef SRCWATCH_DETECTION_SPDINFOFRAME_H
+#define SRCWATCH_DETECTION_SPDINFOFRAME_H
 
 #include "Decoded.h"
 

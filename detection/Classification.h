@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // From the evidence to what a record says of the device.
-#ifndef SRCWATCH_SERVICE_CLASSIFICATION_H
-#define SRCWATCH_SERVICE_CLASSIFICATION_H
+#ifndef SRCWATCH_DETECTION_CLASSIFICATION_H
+#define SRCWATCH_DETECTION_CLASSIFICATION_H
 
 #include "DeviceType.h"
 #include "Evidence.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // HDCP key selection vector of a source (AKSV).
-#ifndef SRCWATCH_SERVICE_AKSV_H
-#define SRCWATCH_SERVICE_AKSV_H
+#ifndef SRCWATCH_DETECTION_AKSV_H
+#define SRCWATCH_DETECTION_AKSV_H
 
 #include "Decoded.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Statistics.h"
 
-#include "Protocol.h"
+#include "srcwatch-protocol.h"
 
 #include <algorithm>
 #include <memory>

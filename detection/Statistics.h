@@ -2,8 +2,8 @@
 //
 // The detection statistics: a bounded JSON document with an entry for each detection. It is also the memory of which
 // device was seen on which port.
-#ifndef SRCWATCH_SERVICE_STATISTICS_H
-#define SRCWATCH_SERVICE_STATISTICS_H
+#ifndef SRCWATCH_DETECTION_STATISTICS_H
+#define SRCWATCH_DETECTION_STATISTICS_H
 
 #include "Classification.h"
 #include "Decoded.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The device types and detection methods of a record, with their texts.
-#ifndef SRCWATCH_SERVICE_DEVICETYPE_H
-#define SRCWATCH_SERVICE_DEVICETYPE_H
+#ifndef SRCWATCH_DETECTION_DEVICETYPE_H
+#define SRCWATCH_DETECTION_DEVICETYPE_H
 
 #include "srcwatch-api.h"
 
