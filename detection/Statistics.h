@@ -7,6 +7,7 @@
 
 #include "Classification.h"
 #include "Decoded.h"
+#include "Identity.h"
 
 #include <functional>
 #include <string>
@@ -14,18 +15,6 @@
 #include <json/value.h>
 
 namespace srcwatch {
-
-/// What tells one device from another: its AKSV, or vendor and product together.
-struct Identity {
-    std::string aksv;
-    std::string vendor;
-    std::string product;
-
-    bool IsEmpty() const;
-    /// Whether both are the same device, as far as can be told: the same AKSV or the same vendor and product.
-    bool Matches(const Identity& other) const;
-};
-Identity IdentityOf(const Classification& classification);
 
 /// How a device relates to what was seen before: the values of a record's "PrevPort" and "Changed".
 struct Past {

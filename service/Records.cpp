@@ -148,18 +148,6 @@ Record ReadOptical(const Json::Value& stored)
 
 }  // namespace
 
-bool operator==(const Record& a, const Record& b)
-{
-    if (a.device.deviceType != b.device.deviceType || a.device.method != b.device.method) return false;
-    for (const NumberField& field : kNumberFields) {
-        if (a.*field.number != b.*field.number) return false;
-    }
-    for (const TextField& field : kTextFields) {
-        if (a.device.*field.text != b.device.*field.text) return false;
-    }
-    return true;
-}
-
 Records::~Records() { CQDInfoAPI::Destroy(); }
 
 std::string Records::Load()

@@ -4,7 +4,7 @@
 #ifndef SRCWATCH_SERVICE_RECORDS_H
 #define SRCWATCH_SERVICE_RECORDS_H
 
-#include "Classification.h"
+#include "Record.h"
 
 #include <string>
 
@@ -15,18 +15,6 @@ class CQDInfoData;
 }
 
 namespace srcwatch {
-
-/// All that a record says beside the port.
-struct Record {
-    Classification device;
-    int denyCount = 0;
-    int scanState = 0;
-    int previousPort = 0;
-    int changed = 0;
-
-    bool HasDevice() const { return device.deviceType != 0; }
-};
-bool operator==(const Record& a, const Record& b);
 
 /// The server's side of the library's store. One at a time: it is the process's.
 class Records {

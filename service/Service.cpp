@@ -338,24 +338,11 @@ void Service::Detect(int port, Cause cause)
 
 Record Service::MakeRecord(int port, const Classification& device) const
 {
-    Record record = m_Records.Get(port);
-    const bool sameDevice = record.HasDevice() && IdentityOf(record.device).Matches(IdentityOf(device));
-    if (!sameDevice) {
-        const Past past = Remember(port, device);
-        record.previousPort = past.previousPort;
-        record.changed = past.changed;
-    }
-    record.device = device;
-    return record;
-}
-
-Past Service::Remember(int port, const Classification& device) const
-{
     const Identity identity = IdentityOf(device);
     const auto isOccupied = [&](int other) {
         return m_Inputs.IsPlugged(other) && IsPort(other) && IdentityOf(m_Records.Get(other).device).Matches(identity);
     };
-    return LoadStatistics().Remember(port, identity, isOccupied);
+    return ComposeRecord(port, m_Records.Get(port), device, LoadStatistics(), isOccupied);
 }
 
 Statistics Service::LoadStatistics() const

@@ -67,7 +67,6 @@ private:
     enum class Cause { kDevice, kCommand };
     void Detect(int port, Cause cause);
     Record MakeRecord(int port, const Classification& device) const;
-    Past Remember(int port, const Classification& device) const;
     void AddStatistics(int port, const Classification& device);
     Statistics LoadStatistics() const;
     void AnnounceDetected(int port, const Record& record);
