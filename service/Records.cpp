@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Records.h"
 
+#include "JsonText.h"
 #include "Log.h"
 #include "QDInfoAPI.h"
 #include "QDInfoCommon.h"
 #include "QDInfoServerData.h"
 #include "Settings.h"
+#include "StoredValues.h"
 
-#include <memory>
 #include <optional>
 
 #include <json/json.h>
@@ -55,27 +56,13 @@ constexpr NumberField kNumberFields[] = {
     {&Record::changed, &CQDInfoData::GetChangedType, &CQDInfoData::SetChangedType},
 };
 
-std::optional<Json::Value> Parse(const std::string& text)
-{
-    const Json::CharReaderBuilder builder;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    Json::Value root;
-    std::string errors;
-    try {
-        if (!reader->parse(text.data(), text.data() + text.size(), &root, &errors)) return std::nullopt;
-    } catch (const Json::Exception&) {  // nested too deep
-        return std::nullopt;
-    }
-    return root;
-}
-
 // A copy is read, because reading completes what it reads.
 bool IsRecord(Json::Value value) { return (value.isNull() || value.isObject()) && CQDInfoActivityInfo().Read(value); }
 
 // Why the library would not read all of an activity document; empty when it would.
 std::string WhatIsWrong(const std::string& text)
 {
-    const std::optional<Json::Value> root = Parse(text);
+    const std::optional<Json::Value> root = ParseJson(text);
     if (!root) return "not JSON";
     if (root->isNull()) return "";  // an empty table is saved so
     if (!root->isObject() || !(*root)["activity"].isArray()) return "no object with an array \"activity\"";
@@ -88,7 +75,7 @@ std::string WhatIsWrong(const std::string& text)
 
 std::string WhatIsWrongOptical(const std::string& text)
 {
-    const std::optional<Json::Value> root = Parse(text);
+    const std::optional<Json::Value> root = ParseJson(text);
     if (!root) return "not JSON";
     if (!root->isObject() || !(*root)["activity"].isObject()) return "no object with an object \"activity\"";
     return IsRecord((*root)["activity"]) ? "" : "\"activity\" is no record";
@@ -163,7 +150,7 @@ std::string Records::Load()
 // A text of which only a part can be read is kept aside too: the next save would lose the rest.
 std::string Records::LoadHdmi()
 {
-    const std::optional<std::string> text = ReadSetting(VCONF_SOURCE_ACTIVITY);
+    const std::optional<std::string> text = ReadText(VCONF_SOURCE_ACTIVITY);
     if (!text) return "";
     const std::string wrong = WhatIsWrong(*text);
     if (!wrong.empty() && !KeepUnreadable(VCONF_SOURCE_ACTIVITY, *text, wrong)) {
@@ -175,7 +162,7 @@ std::string Records::LoadHdmi()
 
 std::string Records::LoadOptical()
 {
-    const std::optional<std::string> text = ReadSetting(VCONF_OPTICAL_SOURCE_ACTIVITY);
+    const std::optional<std::string> text = ReadText(VCONF_OPTICAL_SOURCE_ACTIVITY);
     if (!text) return "";
     const std::string wrong = WhatIsWrongOptical(*text);
     if (wrong.empty()) {
@@ -207,7 +194,7 @@ void Records::Save(int port)
 {
     if (port == OPTICAL_PORT) SaveOptical();
     srcwatch_set_source_info(port, 0);
-    if (port != OPTICAL_PORT) m_KnownText = ReadSetting(VCONF_SOURCE_ACTIVITY).value_or("");
+    if (port != OPTICAL_PORT) m_KnownText = ReadText(VCONF_SOURCE_ACTIVITY).value_or("");
 }
 
 void Records::SaveOptical()
@@ -222,7 +209,7 @@ void Records::SaveOptical()
 
 void Records::HandleWritten()
 {
-    const std::string text = ReadSetting(VCONF_SOURCE_ACTIVITY).value_or("");
+    const std::string text = ReadText(VCONF_SOURCE_ACTIVITY).value_or("");
     if (text == m_KnownText) return;
     const std::string wrong = WhatIsWrong(text);
     m_KnownText = text;

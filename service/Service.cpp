@@ -5,6 +5,7 @@
 #include "QDInfoCommon.h"
 #include "QDInfoSettingUtil.h"
 #include "Settings.h"
+#include "StoredValues.h"
 #include "srcwatch-host.h"
 #include "srcwatch-protocol.h"
 
@@ -347,7 +348,7 @@ Record Service::MakeRecord(int port, const Classification& device) const
 
 Statistics Service::LoadStatistics() const
 {
-    const std::string text = ReadSetting(VCONF_SPD_AKSV_1).value_or("");
+    const std::string text = ReadText(VCONF_SPD_AKSV_1).value_or("");
     Decoded<Statistics> statistics = Statistics::Parse(text);
     if (auto* const value = std::get_if<Statistics>(&statistics)) return std::move(*value);
     (void)KeepUnreadable(VCONF_SPD_AKSV_1, text, std::get<Fault>(statistics).reason);  // logged; statistics may go

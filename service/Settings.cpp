@@ -3,19 +3,9 @@
 
 #include "Log.h"
 
-#include <cstdlib>
-#include <memory>
-
 #include <vconf.h>
 
 namespace srcwatch {
-
-std::optional<std::string> ReadSetting(const std::string& key)
-{
-    const std::unique_ptr<char, decltype(&std::free)> text(vconf_get_str(key.c_str()), &std::free);
-    if (!text) return std::nullopt;
-    return std::string(text.get());
-}
 
 bool KeepUnreadable(const std::string& key, const std::string& text, const std::string& reason)
 {

@@ -1,16 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Texts in the settings store.
+// Texts in the settings store that cannot be used.
 #ifndef SRCWATCH_SERVICE_SETTINGS_H
 #define SRCWATCH_SERVICE_SETTINGS_H
 
-#include <optional>
 #include <string>
 
 namespace srcwatch {
-
-/// The text of a setting; nothing when it is absent or no text.
-std::optional<std::string> ReadSetting(const std::string& key);
 
 /// Keep a text that cannot be used under its key with ".unreadable" after it, and log that with the reason.
 /// @return Whether it is kept.

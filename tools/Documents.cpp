@@ -8,7 +8,7 @@
 #include "JsonText.h"
 #include "Ports.h"
 #include "Profiles.h"
-#include "Records.h"
+#include "RecordFields.h"
 
 #include <algorithm>
 #include <cstring>
@@ -39,7 +39,7 @@ constexpr Kind kKinds[] = {
 // Collects what is wrong with one JSON document.
 class Inspector {
 public:
-    explicit Inspector(const JsonText& text) : m_Text(text) {}
+    explicit Inspector(const srcwatch::JsonText& text) : m_Text(text) {}
 
     void Add(const Json::Value& value, const std::string& key, const std::string& why)
     {
@@ -48,7 +48,7 @@ public:
     std::vector<DocumentFault> Take() { return std::move(m_Faults); }
 
 private:
-    const JsonText& m_Text;
+    const srcwatch::JsonText& m_Text;
     std::vector<DocumentFault> m_Faults;
 };
 
@@ -58,7 +58,8 @@ std::string At(const std::string& path, Json::ArrayIndex index) { return path + 
 
 /* ---- records ---- */
 
-void InspectField(Inspector& inspector, const RecordField& field, const Json::Value& value, const std::string& key)
+void InspectField(Inspector& inspector, const srcwatch::RecordField& field, const Json::Value& value,
+                  const std::string& key)
 {
     if (field.isNumber && !value.isInt()) return inspector.Add(value, key, "is no 32-bit number");
     if (!field.isNumber && !value.isString()) return inspector.Add(value, key, "is no text");
@@ -73,9 +74,10 @@ void InspectRecord(Inspector& inspector, const Json::Value& record, const std::s
     if (!record.isObject()) return inspector.Add(record, path, "is no object");
     for (const std::string& name : record.getMemberNames()) {
         const std::string key = Member(path, name);
-        const auto field = std::find_if(RecordFields().begin(), RecordFields().end(),
-                                        [&](const RecordField& candidate) { return candidate.key == name; });
-        if (field == RecordFields().end()) {
+        const auto* const field =
+            std::find_if(std::begin(srcwatch::kRecordFields), std::end(srcwatch::kRecordFields),
+                         [&](const srcwatch::RecordField& candidate) { return candidate.key == name; });
+        if (field == std::end(srcwatch::kRecordFields)) {
             inspector.Add(record[name], key, "is no member of a record");
         } else {
             InspectField(inspector, *field, record[name], key);
@@ -159,7 +161,7 @@ void InspectStatistics(Inspector& inspector, const Json::Value& root)
 
 /* ---- profiles ---- */
 
-void InspectProfiles(Inspector& inspector, const JsonText& json, const std::string& text)
+void InspectProfiles(Inspector& inspector, const srcwatch::JsonText& json, const std::string& text)
 {
     srcwatch::Profiles profiles;
     profiles.LoadText(text, "");
@@ -288,10 +290,10 @@ DocumentKind ParseKind(const std::string& name)
 
 Validation ValidateText(const std::string& text, DocumentKind kind)
 {
-    const JsonText json(text);
+    const srcwatch::JsonText json(text);
     if (!json.IsJson()) {
         Validation validation{kind, {}};
-        for (const JsonText::SyntaxError& error : json.Errors())
+        for (const srcwatch::JsonText::SyntaxError& error : json.Errors())
             validation.faults.push_back({error.line, "", error.why});
         return validation;
     }

@@ -5,6 +5,7 @@
 #include "Commands.h"
 #include "Events.h"
 #include "Failure.h"
+#include "JsonText.h"
 #include "Loop.h"
 #include "PortDocument.h"
 #include "Ports.h"
@@ -210,7 +211,7 @@ void RunCall(const CallOptions& options, Output& output)
 {
     const int type = ParseRequest(options.request);
     const std::string reply = CallService(type, MakeRequest(options), options.extra);
-    const Json::Value parsed = ParseJson(reply);
+    const Json::Value parsed = srcwatch::ParseJson(reply).value_or(Json::nullValue);
     if (parsed.isObject() && parsed["error"].isString()) {
         throw Failure("the detection service refuses: " + parsed["error"].asString());
     }

@@ -7,6 +7,7 @@
 #include "Failure.h"
 #include "PortDocument.h"
 #include "Ports.h"
+#include "RecordFields.h"
 #include "Records.h"
 #include "Requests.h"
 #include "Settings.h"
@@ -73,7 +74,7 @@ struct Lookup {
 std::vector<std::string> FieldNames()
 {
     std::vector<std::string> names;
-    for (const RecordField& field : RecordFields()) names.emplace_back(field.key);
+    for (const srcwatch::RecordField& field : srcwatch::kRecordFields) names.emplace_back(field.key);
     for (const char* const name : {"device_type", "device_info_str1", "device_info_str2", "has_codeset", "codeset",
                                    "result_str1", "result_str2", "changed"}) {
         names.emplace_back(name);

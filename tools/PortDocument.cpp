@@ -3,6 +3,7 @@
 
 #include "Answers.h"
 #include "Ports.h"
+#include "RecordFields.h"
 #include "Records.h"
 #include "Settings.h"
 #include "srcwatch-api.h"
@@ -42,7 +43,7 @@ void ShowPort(int port, Output& output)
     document["answers"] = AnswersToJson(answers);
 
     Table table{{"FROM", "NAME", "VALUE", "RESULT"}, {}};
-    for (const RecordField& field : RecordFields()) {
+    for (const srcwatch::RecordField& field : srcwatch::kRecordFields) {
         table.rows.push_back({"record", field.key, CellText(document["record"][field.key]), ""});
     }
     for (const Answer& answer : answers) {

@@ -7,6 +7,7 @@
 #include "QDInfoActivityInfo.h"
 #include "QDInfoCommon.h"
 #include "QDInfoServerData.h"
+#include "RecordFields.h"
 #include "Settings.h"
 
 #include <json/writer.h>
@@ -49,31 +50,6 @@ void ForgetOptical()
 
 }  // namespace
 
-const std::vector<RecordField>& RecordFields()
-{
-    static const std::vector<RecordField> kFields = {
-        {"PortNum", true, "port index"},
-        {"BName", false, "brand name"},
-        {"CName", false, "codeset name"},
-        {"DevType", true, "device type"},
-        {"DevName", false, "device name"},
-        {"PRName", false, "provider name"},
-        {"sDevType", false, "device type as text"},
-        {"CDevName", false, "HDMI-CEC device name"},
-        {"AKSV", false, "HDCP key selection vector"},
-        {"UnknownType", false, "unknown-type text"},
-        {"MFName", false, "manufacturer name"},
-        {"ModelName", false, "model name"},
-        {"CECName", false, "HDMI-CEC name"},
-        {"ScanState", true, "scan state"},
-        {"DenyCount", true, "deny count"},
-        {"DMethod", true, "detection method"},
-        {"PrevPort", true, "previous port"},
-        {"Changed", true, "kind of change"},
-    };
-    return kFields;
-}
-
 std::string RecordKey(int port) { return port == OPTICAL_PORT ? VCONF_OPTICAL_SOURCE_ACTIVITY : VCONF_SOURCE_ACTIVITY; }
 
 StoredRecord LoadRecord(int port)
@@ -82,7 +58,7 @@ StoredRecord LoadRecord(int port)
     StoredRecord record;
     record.stored = !stored.isNull();
     record.readable = stored.isNull() || (stored.isObject() && IsReadable(stored));
-    for (const RecordField& field : RecordFields()) {
+    for (const srcwatch::RecordField& field : srcwatch::kRecordFields) {
         Json::Value& member = record.members[field.key];
         if (stored.isObject()) member = stored[field.key];
         if (member.isNull()) member = field.isNumber ? Json::Value(0) : Json::Value("");

@@ -5,21 +5,10 @@
 #define SRCWATCH_TOOLS_RECORDS_H
 
 #include <string>
-#include <vector>
 
 #include <json/value.h>
 
 namespace ctl {
-
-/// A member of a record.
-struct RecordField {
-    const char* key;
-    bool isNumber;
-    const char* meaning;
-};
-
-/// The eighteen members, in the order in which they are read and written.
-const std::vector<RecordField>& RecordFields();
 
 struct StoredRecord {
     bool stored = false;   ///< there is one

@@ -3,12 +3,10 @@
 
 #include "Bus.h"
 #include "Failure.h"
+#include "JsonText.h"
 #include "QDInfoEventManager.h"
 
-#include <memory>
 #include <sstream>
-
-#include <json/reader.h>
 
 namespace ctl {
 
@@ -38,25 +36,12 @@ std::string CallService(int type, const srcwatch_event_s& request, const std::st
 Json::Value CallForDocument(int type, const srcwatch_event_s& request, const std::string& extra)
 {
     const std::string reply = CallService(type, request, extra);
-    Json::Value document = ParseJson(reply);
+    Json::Value document = srcwatch::ParseJson(reply).value_or(Json::nullValue);
     if (!document.isObject()) {
         throw Failure("the detection service does not know this request: it replies \"" + reply + "\"");
     }
     if (document["error"].isString()) throw Failure("the detection service refuses: " + document["error"].asString());
     return document;
-}
-
-Json::Value ParseJson(const std::string& text)
-{
-    Json::Value root;
-    std::string errors;
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    try {
-        if (!reader->parse(text.data(), text.data() + text.size(), &root, &errors)) return Json::nullValue;
-    } catch (const Json::Exception&) {  // nested too deep
-        return Json::nullValue;
-    }
-    return root;
 }
 
 }  // namespace ctl

@@ -19,9 +19,6 @@ std::string CallService(int type, const srcwatch_event_s& request, const std::st
 /// service's words when it refuses.
 Json::Value CallForDocument(int type, const srcwatch_event_s& request, const std::string& extra);
 
-/// A text as JSON; null when it is none.
-Json::Value ParseJson(const std::string& text);
-
 }  // namespace ctl
 
 #endif

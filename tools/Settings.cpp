@@ -3,9 +3,6 @@
 
 #include "Failure.h"
 
-#include <cstdlib>
-#include <memory>
-
 #include <vconf.h>
 
 namespace ctl {
@@ -20,20 +17,6 @@ void ListSettings(srcwatch_host_setting_cb callback, void* user_data)
 void RequireSettings()
 {
     ListSettings([](const char*, const srcwatch_host_value*, void*) {}, nullptr);
-}
-
-std::optional<std::string> ReadText(const std::string& key)
-{
-    const std::unique_ptr<char, decltype(&std::free)> text(vconf_get_str(key.c_str()), std::free);
-    if (!text) return std::nullopt;
-    return std::string(text.get());
-}
-
-std::optional<int> ReadNumber(const std::string& key)
-{
-    int number = 0;
-    if (vconf_get_int(key.c_str(), &number) != 0) return std::nullopt;
-    return number;
 }
 
 void WriteText(const std::string& key, const std::string& text)

@@ -1,27 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The settings store, with failures as exceptions.
+// What the commands do with the settings store, with failures as exceptions.
 #ifndef SRCWATCH_TOOLS_SETTINGS_H
 #define SRCWATCH_TOOLS_SETTINGS_H
 
+#include "StoredValues.h"
 #include "srcwatch-host.h"
 
-#include <optional>
 #include <string>
 
 namespace ctl {
+
+using srcwatch::ReadNumber;
+using srcwatch::ReadText;
 
 /// Call back for each setting, in the order of the keys. Throws a Failure when the store cannot be read.
 void ListSettings(srcwatch_host_setting_cb callback, void* user_data);
 
 /// Throws a Failure when the store cannot be read. The library's queries answer then as if nothing were stored.
 void RequireSettings();
-
-/// The text of a setting; nothing when it is absent or a number.
-std::optional<std::string> ReadText(const std::string& key);
-
-/// The number of a setting; nothing when it is absent or a text.
-std::optional<int> ReadNumber(const std::string& key);
 
 /// Write a setting. Throws a Failure when the store refuses.
 void WriteText(const std::string& key, const std::string& text);

@@ -7,7 +7,20 @@
 
 #include <json/reader.h>
 
-namespace ctl {
+namespace srcwatch {
+
+std::optional<Json::Value> ParseJson(const std::string& text)
+{
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    Json::Value root;
+    std::string errors;
+    try {
+        if (!reader->parse(text.data(), text.data() + text.size(), &root, &errors)) return std::nullopt;
+    } catch (const Json::Exception&) {  // nested too deep
+        return std::nullopt;
+    }
+    return root;
+}
 
 JsonText::JsonText(std::string text) : m_Text(std::move(text))
 {
@@ -42,4 +55,4 @@ int JsonText::LineOf(const Json::Value& value) const
     return 1 + static_cast<int>(std::count(m_Text.begin(), m_Text.begin() + offset, '\n'));
 }
 
-}  // namespace ctl
+}  // namespace srcwatch

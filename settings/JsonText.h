@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A JSON text and what was read from it, with the way back from a value to its line.
-#ifndef SRCWATCH_TOOLS_JSONTEXT_H
-#define SRCWATCH_TOOLS_JSONTEXT_H
+#ifndef SRCWATCH_SETTINGS_JSONTEXT_H
+#define SRCWATCH_SETTINGS_JSONTEXT_H
 
 #include <optional>
 #include <string>
@@ -10,7 +10,10 @@
 
 #include <json/value.h>
 
-namespace ctl {
+namespace srcwatch {
+
+/// A text as the library reads it: what follows the value is ignored. Nothing when it is no JSON.
+std::optional<Json::Value> ParseJson(const std::string& text);
 
 class JsonText {
 public:
@@ -39,6 +42,6 @@ private:
     std::vector<SyntaxError> m_Errors;
 };
 
-}  // namespace ctl
+}  // namespace srcwatch
 
 #endif
