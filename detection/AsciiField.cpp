@@ -27,10 +27,11 @@ std::string DecodeAscii(const char* fieldName, const std::uint8_t* bytes, std::s
 
     const auto dropped = static_cast<std::size_t>(zero - bytes) - text.size();
     if (dropped > 0) {
-        remarks.Add(std::string(fieldName) + ": " + std::to_string(dropped) + " byte(s) outside 0x20 to 0x7e dropped");
+        remarks.push_back(
+            {"", 0, fieldName + (": " + std::to_string(dropped)) + " byte(s) outside 0x20 to 0x7e dropped"});
     }
     if (std::any_of(zero, end, [](std::uint8_t byte) { return byte != 0; })) {
-        remarks.Add(std::string(fieldName) + ": bytes after the terminating zero ignored");
+        remarks.push_back({"", 0, std::string(fieldName) + ": bytes after the terminating zero ignored"});
     }
     return Trimmed(text);
 }

@@ -86,7 +86,7 @@ const MessageKind* FindKind(const Bytes& message)
     return kind == std::end(kKinds) ? nullptr : kind;
 }
 
-void ApplyMessage(const Bytes& message, const std::string& place, CecLog& log)
+void ApplyMessage(const Bytes& message, int line, CecLog& log)
 {
     const MessageKind* const kind = FindKind(message);
     if (kind == nullptr) {
@@ -95,24 +95,23 @@ void ApplyMessage(const Bytes& message, const std::string& place, CecLog& log)
     }
     const Operands operands(message.begin() + kHeaderAndOpcode, message.end());
     if (operands.size() < kind->operandCount) {
-        log.remarks.Add(place + kind->name + " is too short");
+        log.remarks.push_back({"", line, std::string(kind->name) + " is too short"});
         return;
     }
     kind->apply(operands, log);
     ++log.understood;
 }
 
-void ApplyLine(std::string line, std::size_t number, CecLog& log)
+void ApplyLine(std::string line, int number, CecLog& log)
 {
     if (!line.empty() && line.back() == '\r') line.pop_back();
     if (line.empty()) return;
-    const std::string place = "line " + std::to_string(number) + ": ";
     const Decoded<Bytes> message = ParseMessage(line);
     if (const auto* fault = std::get_if<Fault>(&message)) {
-        log.remarks.Add(place + fault->reason);
+        log.remarks.push_back({"", number, fault->remarks.front().text});
         return;
     }
-    ApplyMessage(std::get<Bytes>(message), place, log);
+    ApplyMessage(std::get<Bytes>(message), number, log);
 }
 
 }  // namespace
@@ -120,13 +119,13 @@ void ApplyLine(std::string line, std::size_t number, CecLog& log)
 Decoded<CecLog> DecodeCecLog(const Bytes& bytes)
 {
     CecLog log;
-    std::size_t number = 1;
+    int number = 1;
     for (auto start = bytes.begin(); start != bytes.end(); ++number) {
         const auto end = std::find(start, bytes.end(), std::uint8_t{'\n'});
         ApplyLine(std::string(start, end), number, log);
         start = end == bytes.end() ? end : end + 1;
     }
-    if (log.understood + log.skipped == 0 && log.remarks.Count() > 0) return Fault{log.remarks.Text()};
+    if (log.understood + log.skipped == 0 && !log.remarks.empty()) return Fault(std::move(log.remarks));
     return log;
 }
 

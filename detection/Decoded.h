@@ -4,9 +4,11 @@
 #ifndef SRCWATCH_DETECTION_DECODED_H
 #define SRCWATCH_DETECTION_DECODED_H
 
-#include <cstddef>
+#include "Remark.h"
+
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -14,9 +16,12 @@ namespace srcwatch {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Why bytes are refused, in words for a log line: ASCII, one line, without the file's name.
+/// Why bytes are refused: one remark at least.
 struct Fault {
-    std::string reason;
+    explicit Fault(std::string text) : remarks{{"", 0, std::move(text)}} {}
+    explicit Fault(Remarks all) : remarks(std::move(all)) {}
+
+    Remarks remarks;
 };
 
 template <typename T>
@@ -28,31 +33,6 @@ const T* ValueOf(const Decoded<T>& decoded)
 {
     return std::get_if<T>(&decoded);
 }
-
-/// Things to tell about bytes that were nevertheless used. Keeps the first few and counts the others.
-class Remarks {
-public:
-    void Add(std::string text)
-    {
-        if (m_First.size() < kKept) m_First.push_back(std::move(text));
-        ++m_Count;
-    }
-    std::size_t Count() const { return m_Count; }
-
-    /// All in one line, empty when there is none.
-    std::string Text() const
-    {
-        std::string text;
-        for (const std::string& remark : m_First) text += (text.empty() ? "" : "; ") + remark;
-        if (m_Count > m_First.size()) text += "; and " + std::to_string(m_Count - m_First.size()) + " more";
-        return text;
-    }
-
-private:
-    static constexpr std::size_t kKept = 4;
-    std::vector<std::string> m_First;
-    std::size_t m_Count = 0;
-};
 
 }  // namespace srcwatch
 

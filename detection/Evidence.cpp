@@ -18,9 +18,6 @@ namespace srcwatch {
 
 namespace {
 
-// Far above what a device sends, far below what could hurt.
-constexpr std::size_t kBinaryLimit = 256;
-constexpr std::size_t kCecLimit = 64UL * 1024;
 constexpr std::size_t kEntriesLookedAt = 1000;
 constexpr std::size_t kPrintableLimit = 200;
 
@@ -67,12 +64,16 @@ std::optional<Decoded<T>> ReadItem(const std::string& path, std::size_t limit, D
 }
 
 template <typename T>
-void AddFault(const char* file, const std::optional<Decoded<T>>& item, std::vector<EvidenceRemark>& remarks)
+const Fault* FaultOf(const std::optional<Decoded<T>>& item)
+{
+    return item ? std::get_if<Fault>(&*item) : nullptr;
+}
+
+template <typename T>
+void AddRemarks(const char* file, const std::optional<Decoded<T>>& item, Remarks& all)
 {
     if (!item) return;
-    if (const auto* fault = std::get_if<Fault>(&*item)) {
-        remarks.push_back(EvidenceRemark{file, "refused: " + fault->reason});
-    }
+    for (Remark& remark : RemarksOn(*item)) all.push_back({file, remark.line, std::move(remark.text)});
 }
 
 bool IsKnownName(const char* name)
@@ -83,10 +84,10 @@ bool IsKnownName(const char* name)
 }
 
 // Looks at a bounded number of entries, however many there are.
-std::optional<EvidenceRemark> RemarkOnOtherFiles(const std::string& directory)
+std::optional<Remark> RemarkOnOtherFiles(const std::string& directory)
 {
     const std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir(directory.c_str()), closedir);
-    if (!dir) return EvidenceRemark{"", SystemFault("cannot be listed").reason};
+    if (!dir) return SystemFault("cannot be listed").remarks.front();
     std::size_t seen = 0;
     std::size_t unknown = 0;
     std::string first;
@@ -98,23 +99,46 @@ std::optional<EvidenceRemark> RemarkOnOtherFiles(const std::string& directory)
     }
     if (unknown == 0) return std::nullopt;
     const char* const more = seen > kEntriesLookedAt ? " or more" : "";
-    return EvidenceRemark{
-        "", std::to_string(unknown) + more + " file(s) of other names ignored, such as '" + Printable(first) + "'"};
+    return Remark{
+        "", 0, std::to_string(unknown) + more + " file(s) of other names ignored, such as '" + Printable(first) + "'"};
 }
 
 }  // namespace
 
-std::vector<EvidenceRemark> Evidence::Remarks() const
+Remarks Evidence::AllRemarks() const
 {
-    std::vector<EvidenceRemark> remarks;
-    if (directory) remarks.push_back({"", "refused: " + directory->reason});
-    AddFault(kSpdFile, spd, remarks);
-    AddFault(kCecFile, cec, remarks);
-    AddFault(kAksvFile, aksv, remarks);
-    if (Spd() != nullptr && Spd()->remarks.Count() > 0) remarks.push_back({kSpdFile, Spd()->remarks.Text()});
-    if (Cec() != nullptr && Cec()->remarks.Count() > 0) remarks.push_back({kCecFile, Cec()->remarks.Text()});
-    if (otherFiles) remarks.push_back(*otherFiles);
-    return remarks;
+    Remarks all;
+    if (directory) all = directory->remarks;
+    AddRemarks(kSpdFile, spd, all);
+    AddRemarks(kCecFile, cec, all);
+    AddRemarks(kAksvFile, aksv, all);
+    if (otherFiles) all.push_back(*otherFiles);
+    return all;
+}
+
+bool Evidence::IsRefused(const std::string& file) const
+{
+    if (file == kSpdFile) return FaultOf(spd) != nullptr;
+    if (file == kCecFile) return FaultOf(cec) != nullptr;
+    if (file == kAksvFile) return FaultOf(aksv) != nullptr;
+    return directory.has_value();
+}
+
+Remarks RemarksOn(const Decoded<SpdInfoFrame>& item)
+{
+    const SpdInfoFrame* const frame = ValueOf(item);
+    return frame != nullptr ? frame->remarks : std::get<Fault>(item).remarks;
+}
+
+Remarks RemarksOn(const Decoded<CecLog>& item)
+{
+    const CecLog* const log = ValueOf(item);
+    return log != nullptr ? log->remarks : std::get<Fault>(item).remarks;
+}
+
+Remarks RemarksOn(const Decoded<std::string>& item)
+{
+    return ValueOf(item) != nullptr ? Remarks() : std::get<Fault>(item).remarks;
 }
 
 std::optional<Decoded<Bytes>> ReadBoundedFile(const std::string& path, std::size_t limit)

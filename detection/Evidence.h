@@ -10,7 +10,6 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace srcwatch {
 
@@ -19,12 +18,6 @@ constexpr const char* kSpdFile = "spd.bin";
 constexpr const char* kCecFile = "cec.log";
 constexpr const char* kAksvFile = "aksv.bin";
 constexpr const char* kEdidFile = "edid.bin";  // may lie there, is not read
-
-/// A line to log about a file, or about the directory when the file is empty.
-struct EvidenceRemark {
-    std::string file;
-    std::string reason;
-};
 
 /// The items of evidence: each absent, decoded, or refused.
 struct Evidence {
@@ -38,11 +31,22 @@ struct Evidence {
     const CecLog* Cec() const { return cec ? ValueOf(*cec) : nullptr; }
     const std::string* Aksv() const { return aksv ? ValueOf(*aksv) : nullptr; }
 
-    std::optional<EvidenceRemark> otherFiles;
+    std::optional<Remark> otherFiles;
 
-    /// What is to be logged: one line for each file that was refused or only partly used, one for all other files.
-    std::vector<EvidenceRemark> Remarks() const;
+    /// All that there is to remark, file by file; about files of other names at most once.
+    Remarks AllRemarks() const;
+    /// Whether nothing of a file was used, or of the whole directory when the name is empty.
+    bool IsRefused(const std::string& file) const;
 };
+
+/// What there is to remark about an item, whether it was refused or used.
+Remarks RemarksOn(const Decoded<SpdInfoFrame>& item);
+Remarks RemarksOn(const Decoded<CecLog>& item);
+Remarks RemarksOn(const Decoded<std::string>& item);
+
+/// The most bytes of a file that are read: far above what a device sends, far below what could hurt.
+constexpr std::size_t kBinaryLimit = 256;
+constexpr std::size_t kCecLimit = 64UL * 1024;
 
 /// Read one file. Nothing when there is none; refused when it is no regular file, too large, or cannot be read.
 std::optional<Decoded<Bytes>> ReadBoundedFile(const std::string& path, std::size_t limit);

@@ -143,7 +143,7 @@ void Profiles::LoadFile(const std::string& path)
     if (!bytes) {
         m_Errors.push_back(ProfileError{path, -1, "there is no such file"});
     } else if (const auto* fault = std::get_if<Fault>(&*bytes)) {
-        m_Errors.push_back(ProfileError{path, -1, fault->reason});
+        m_Errors.push_back(ProfileError{path, -1, InOneLine(fault->remarks)});
     } else {
         const Bytes& text = std::get<Bytes>(*bytes);
         LoadText(std::string(text.begin(), text.end()), path);

@@ -24,21 +24,21 @@ std::string Hex(unsigned value)
     return text;
 }
 
-Fault Truncated(std::size_t size, std::size_t expected)
+std::string Truncated(std::size_t size, std::size_t expected)
 {
-    return Fault{"truncated: " + std::to_string(size) + " of " + std::to_string(expected) + " bytes"};
+    return "truncated: " + std::to_string(size) + " of " + std::to_string(expected) + " bytes";
 }
 
 // The reason why these bytes are no frame; empty when they are one.
 std::string WhatIsWrong(const Bytes& bytes)
 {
-    if (bytes.size() < kHeaderSize) return Truncated(bytes.size(), kHeaderSize + kMinimumLength).reason;
+    if (bytes.size() < kHeaderSize) return Truncated(bytes.size(), kHeaderSize + kMinimumLength);
     if (bytes[0] != kType) return "type is " + Hex(bytes[0]) + ", not " + Hex(kType);
     if (bytes[1] != kVersion) return "version is " + std::to_string(bytes[1]) + ", not 1";
     const std::size_t length = bytes[2];
     if (length < kMinimumLength) return "length is " + std::to_string(length) + ", less than 25";
     const std::size_t size = kHeaderSize + length;
-    if (bytes.size() < size) return Truncated(bytes.size(), size).reason;
+    if (bytes.size() < size) return Truncated(bytes.size(), size);
     if (bytes.size() > size) return std::to_string(bytes.size() - size) + " byte(s) after the end of the frame";
     const unsigned sum = std::accumulate(bytes.begin(), bytes.end(), 0U) % 256;
     if (sum != 0) return "checksum is wrong: the bytes add up to " + Hex(sum) + ", not 0x00";

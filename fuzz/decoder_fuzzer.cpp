@@ -19,19 +19,22 @@ using srcwatch::Bytes;
 Bytes BytesOf(const std::string& text) { return {text.begin(), text.end()}; }
 
 // Fit for a log: ASCII, one line, and short.
-void CheckWords(const std::string& words)
+void CheckRemarks(const srcwatch::Remarks& remarks)
 {
-    Require(std::all_of(words.begin(), words.end(), [](char c) { return c >= ' ' && c <= '~'; }),
-            "a remark is one line of ASCII");
-    Require(words.size() < 1000, "a remark is short");
+    for (const srcwatch::Remark& remark : remarks) {
+        Require(std::all_of(remark.text.begin(), remark.text.end(), [](char c) { return c >= ' ' && c <= '~'; }),
+                "a remark is one line of ASCII");
+        Require(!remark.text.empty() && remark.text.size() < 200, "a remark is short");
+    }
+    Require(srcwatch::InOneLine(remarks).size() < 1000, "a line of remarks is short");
 }
 
 template <typename Value>
 void CheckFault(const srcwatch::Decoded<Value>& decoded)
 {
     if (const auto* const fault = std::get_if<srcwatch::Fault>(&decoded)) {
-        Require(!fault->reason.empty(), "what is refused is refused for a reason");
-        CheckWords(fault->reason);
+        Require(!fault->remarks.empty(), "what is refused is refused for a reason");
+        CheckRemarks(fault->remarks);
     }
 }
 
@@ -83,7 +86,7 @@ void CheckSpd(Input& input)
     Require(frame->vendor == FieldText(bytes, 4, 8), "the vendor name of a frame");
     Require(frame->product == FieldText(bytes, 12, 16), "the product description of a frame");
     Require(frame->sourceInformation == bytes[28], "the source information of a frame");
-    CheckWords(frame->remarks.Text());
+    CheckRemarks(frame->remarks);
 }
 
 // --- AKSV
@@ -220,6 +223,13 @@ long Or(const std::optional<Value>& value)
     return value ? static_cast<long>(*value) : -1;
 }
 
+// The remarks that are about a line.
+std::size_t CountLines(const srcwatch::Remarks& remarks)
+{
+    return static_cast<std::size_t>(
+        std::count_if(remarks.begin(), remarks.end(), [](const srcwatch::Remark& remark) { return remark.line > 0; }));
+}
+
 void CheckCec(Input& input)
 {
     const std::string text = input.Below(2) == 0 ? input.Rest() : LogText(input);
@@ -239,8 +249,8 @@ void CheckCec(Input& input)
     Require(std::equal(log->featureAborts.begin(), log->featureAborts.end(), heard.aborts.begin(), heard.aborts.end(),
                        [](const auto& a, const auto& b) { return a.opcode == b.first && a.reason == b.second; }),
             "the refusals of a log");
-    Require(log->remarks.Count() >= heard.refused, "every refused line is remarked on");
-    CheckWords(log->remarks.Text());
+    Require(CountLines(log->remarks) == heard.refused, "every refused line is remarked on, and no other");
+    CheckRemarks(log->remarks);
 }
 
 }  // namespace

@@ -69,11 +69,16 @@ void SetConnected(int port, bool connected)
 
 std::string InputName(int port) { return port == OPTICAL_PORT ? "optical" : "hdmi" + std::to_string(port + 1); }
 
+// One line for each file, whatever is to be said of it.
 void LogRemarks(int port, const Evidence& evidence)
 {
-    for (const EvidenceRemark& remark : evidence.Remarks()) {
-        const std::string place = InputName(port) + (remark.file.empty() ? "" : "/" + remark.file);
-        SWLOG(DLOG_WARN, "%s: %s", place.c_str(), remark.reason.c_str());
+    const Remarks remarks = evidence.AllRemarks();
+    for (auto first = remarks.begin(); first != remarks.end();) {
+        const std::string& file = first->file;
+        const auto last = std::find_if(first, remarks.end(), [&](const Remark& remark) { return remark.file != file; });
+        SWLOG(DLOG_WARN, "%s%s: %s%s", InputName(port).c_str(), (file.empty() ? "" : "/" + file).c_str(),
+              evidence.IsRefused(file) ? "refused: " : "", InOneLine(Remarks(first, last)).c_str());
+        first = last;
     }
 }
 
@@ -351,7 +356,8 @@ Statistics Service::LoadStatistics() const
     const std::string text = ReadText(VCONF_SPD_AKSV_1).value_or("");
     Decoded<Statistics> statistics = Statistics::Parse(text);
     if (auto* const value = std::get_if<Statistics>(&statistics)) return std::move(*value);
-    (void)KeepUnreadable(VCONF_SPD_AKSV_1, text, std::get<Fault>(statistics).reason);  // logged; statistics may go
+    (void)KeepUnreadable(VCONF_SPD_AKSV_1, text,
+                         InOneLine(std::get<Fault>(statistics).remarks));  // logged; statistics may go
     auto empty = std::get<Statistics>(Statistics::Parse(""));
     SaveStatistics(empty);
     return empty;

@@ -11,15 +11,13 @@
 #include "RecordFields.h"
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
-#include <regex>
 
 namespace ctl {
 
 namespace {
 
-constexpr std::size_t kFileLimit = 16UL * 1024 * 1024;
+constexpr std::size_t kDocumentLimit = 16UL * 1024 * 1024;
 
 struct Kind {
     DocumentKind kind;
@@ -177,55 +175,19 @@ void InspectProfiles(Inspector& inspector, const srcwatch::JsonText& json, const
 
 /* ---- captures ---- */
 
-// One fault for each remark in a reason, which may name the line that it is about.
-void AddFaults(const std::string& file, const std::string& reason, std::vector<DocumentFault>& faults)
-{
-    static const std::regex kRemark("(?:refused: )?(?:line ([0-9]+): )?(.*)");
-    constexpr const char* kSeparator = "; ";
-    for (std::size_t start = 0, end = 0; end != std::string::npos; start = end + std::strlen(kSeparator)) {
-        end = reason.find(kSeparator, start);
-        const std::string remark = reason.substr(start, end == std::string::npos ? end : end - start);
-        std::smatch parts;
-        if (!std::regex_match(remark, parts, kRemark)) continue;  // matches whatever is in one line
-        faults.push_back({parts[1].matched ? ParseInt(parts[1]) : std::nullopt, file, parts[2]});
-    }
-}
-
-std::vector<DocumentFault> FaultsOf(const std::string& reason)
+std::vector<DocumentFault> FaultsOf(const srcwatch::Remarks& remarks)
 {
     std::vector<DocumentFault> faults;
-    if (!reason.empty()) AddFaults("", reason, faults);
+    for (const srcwatch::Remark& remark : remarks) {
+        faults.push_back({remark.line > 0 ? std::optional<int>(remark.line) : std::nullopt, remark.file, remark.text});
+    }
     return faults;
-}
-
-template <typename T>
-std::vector<DocumentFault> FaultsOf(const srcwatch::Decoded<T>& decoded)
-{
-    const auto* const fault = std::get_if<srcwatch::Fault>(&decoded);
-    return FaultsOf(fault != nullptr ? fault->reason : "");
-}
-
-std::vector<DocumentFault> InspectSpd(const srcwatch::Bytes& bytes)
-{
-    const auto decoded = srcwatch::DecodeSpdInfoFrame(bytes);
-    const srcwatch::SpdInfoFrame* const frame = srcwatch::ValueOf(decoded);
-    return frame == nullptr ? FaultsOf(decoded) : FaultsOf(frame->remarks.Text());
-}
-
-std::vector<DocumentFault> InspectCec(const srcwatch::Bytes& bytes)
-{
-    const auto decoded = srcwatch::DecodeCecLog(bytes);
-    const srcwatch::CecLog* const log = srcwatch::ValueOf(decoded);
-    return log == nullptr ? FaultsOf(decoded) : FaultsOf(log->remarks.Text());
 }
 
 std::vector<DocumentFault> InspectCapture(const std::string& directory)
 {
     const srcwatch::Evidence evidence = srcwatch::ReadEvidence(directory);
-    std::vector<DocumentFault> faults;
-    for (const srcwatch::EvidenceRemark& remark : evidence.Remarks()) {
-        AddFaults(remark.file, remark.reason, faults);
-    }
+    std::vector<DocumentFault> faults = FaultsOf(evidence.AllRemarks());
     if (!evidence.spd && !evidence.cec && !evidence.aksv) {
         faults.push_back({std::nullopt, "", "has none of spd.bin, cec.log, aksv.bin"});
     }
@@ -254,12 +216,12 @@ DocumentKind GuessKind(const std::string& path)
     return DocumentKind::kUnknown;
 }
 
-srcwatch::Bytes ReadFile(const std::string& path)
+srcwatch::Bytes ReadFile(const std::string& path, std::size_t limit)
 {
-    const auto bytes = srcwatch::ReadBoundedFile(path, kFileLimit);
+    const auto bytes = srcwatch::ReadBoundedFile(path, limit);
     if (!bytes) throw Failure("there is no file " + path);
     const auto* const fault = std::get_if<srcwatch::Fault>(&*bytes);
-    if (fault != nullptr) throw Failure(path + ": " + fault->reason);
+    if (fault != nullptr) throw Failure(path + ": " + srcwatch::InOneLine(fault->remarks));
     return std::get<srcwatch::Bytes>(*bytes);
 }
 
@@ -326,17 +288,18 @@ Validation ValidateFile(const std::string& path, DocumentKind kind)
         if (!IsDirectory(path)) throw Failure("there is no directory " + path);
         return {known, InspectCapture(path)};
     }
-    const srcwatch::Bytes bytes = ReadFile(path);
     switch (known) {
         case DocumentKind::kSpd:
-            return {known, InspectSpd(bytes)};
+            return {known, FaultsOf(RemarksOn(srcwatch::DecodeSpdInfoFrame(ReadFile(path, srcwatch::kBinaryLimit))))};
         case DocumentKind::kCec:
-            return {known, InspectCec(bytes)};
+            return {known, FaultsOf(RemarksOn(srcwatch::DecodeCecLog(ReadFile(path, srcwatch::kCecLimit))))};
         case DocumentKind::kAksv:
-            return {known, FaultsOf(srcwatch::DecodeAksv(bytes))};
+            return {known, FaultsOf(RemarksOn(srcwatch::DecodeAksv(ReadFile(path, srcwatch::kBinaryLimit))))};
         default:
-            return ValidateText(std::string(bytes.begin(), bytes.end()), known);
+            break;
     }
+    const srcwatch::Bytes text = ReadFile(path, kDocumentLimit);
+    return ValidateText(std::string(text.begin(), text.end()), known);
 }
 
 }  // namespace ctl

@@ -47,7 +47,7 @@ void AddItem(std::vector<Item>& items, const char* file, const std::optional<src
     if (!decoded) return items.push_back({file, "absent", false});
     const T* const value = srcwatch::ValueOf(*decoded);
     if (value != nullptr) return items.push_back({file, Say(*value), true});
-    items.push_back({file, "refused: " + std::get<srcwatch::Fault>(*decoded).reason, false});
+    items.push_back({file, "refused: " + srcwatch::InOneLine(std::get<srcwatch::Fault>(*decoded).remarks), false});
 }
 
 std::vector<Item> ItemsOf(const srcwatch::Evidence& evidence)

@@ -14,7 +14,7 @@ std::string Reason(const Bytes& bytes)
 {
     const Decoded<std::string> decoded = DecodeAksv(bytes);
     const auto* const fault = std::get_if<Fault>(&decoded);
-    return fault == nullptr ? "accepted" : fault->reason;
+    return fault == nullptr ? "accepted" : InOneLine(fault->remarks);
 }
 
 TEST(Aksv, GivesTenDigitsInTheOrderOfTheBytes)

@@ -15,7 +15,7 @@ CecLog Accepted(const std::string& text)
 {
     const Decoded<CecLog> decoded = DecodeCecLog(FromText(text));
     if (const auto* fault = std::get_if<Fault>(&decoded)) {
-        ADD_FAILURE() << "refused: " << fault->reason;
+        ADD_FAILURE() << "refused: " << InOneLine(fault->remarks);
         return {};
     }
     return std::get<CecLog>(decoded);
@@ -25,7 +25,7 @@ std::string Reason(const Bytes& bytes)
 {
     const Decoded<CecLog> decoded = DecodeCecLog(bytes);
     const auto* const fault = std::get_if<Fault>(&decoded);
-    return fault == nullptr ? "accepted" : fault->reason;
+    return fault == nullptr ? "accepted" : InOneLine(fault->remarks);
 }
 
 TEST(CecLog, GivesTheNameOfSetOsdName) { EXPECT_EQ(Accepted("40:47:53:54:42\n").osdName, "STB"); }
@@ -47,7 +47,7 @@ TEST(CecLog, GivesWhatEachMessageSays)
     EXPECT_EQ(log.featureAborts[0].reason, 1);
     EXPECT_EQ(log.understood, 4U);
     EXPECT_EQ(log.skipped, 0U);
-    EXPECT_EQ(log.remarks.Text(), "");
+    EXPECT_EQ(InOneLine(log.remarks), "");
 }
 
 TEST(CecLog, LetsTheLastMessageOfAKindCount) { EXPECT_EQ(Accepted("40:47:41\n40:47:42\n").osdName, "B"); }
@@ -87,8 +87,8 @@ TEST(CecLog, RemarksOnMalformedLinesAndUsesTheOthers)
     const CecLog log = Accepted("40:47:41\nhello\n40:4\n40:\n40-47\n:40\n 40:47\n");
 
     EXPECT_EQ(log.osdName, "A");
-    EXPECT_EQ(log.remarks.Count(), 6U);
-    EXPECT_EQ(log.remarks.Text(),
+    EXPECT_EQ(log.remarks.size(), 6U);
+    EXPECT_EQ(InOneLine(log.remarks),
               "line 2: not hexadecimal bytes with ':' between; line 3: not hexadecimal bytes with ':' between; "
               "line 4: not hexadecimal bytes with ':' between; line 5: not hexadecimal bytes with ':' between; "
               "and 2 more");
@@ -99,8 +99,8 @@ TEST(CecLog, RemarksOnMessagesThatLackOperands)
     const CecLog log = Accepted("40:47\n4f:87:00:1a\n4f:84:10:00\n40:9e\n40:00:8f\n40:47:41\n");
 
     EXPECT_EQ(log.understood, 1U);
-    EXPECT_EQ(log.remarks.Count(), 5U);
-    EXPECT_EQ(log.remarks.Text().substr(0, 38), "line 1: <Set OSD Name> is too short; l");
+    EXPECT_EQ(log.remarks.size(), 5U);
+    EXPECT_EQ(InOneLine(log.remarks).substr(0, 38), "line 1: <Set OSD Name> is too short; l");
 }
 
 TEST(CecLog, IgnoresOperandsBeyondThoseNeeded)
@@ -113,7 +113,7 @@ TEST(CecLog, DropsBytesOfANameThatAreNotPrintable)
     const CecLog log = Accepted("40:47:41:c3:42:1b\n");
 
     EXPECT_EQ(log.osdName, "AB");
-    EXPECT_EQ(log.remarks.Text(), "<Set OSD Name>: 2 byte(s) outside 0x20 to 0x7e dropped");
+    EXPECT_EQ(InOneLine(log.remarks), "<Set OSD Name>: 2 byte(s) outside 0x20 to 0x7e dropped");
 }
 
 TEST(CecLog, SaysNothingWhenEmpty)
@@ -121,7 +121,7 @@ TEST(CecLog, SaysNothingWhenEmpty)
     const CecLog log = Accepted("");
 
     EXPECT_EQ(log.understood + log.skipped, 0U);
-    EXPECT_EQ(log.remarks.Count(), 0U);
+    EXPECT_EQ(log.remarks.size(), 0U);
 }
 
 TEST(CecLog, IsRefusedWhenNoLineIsAMessage)

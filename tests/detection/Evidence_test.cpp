@@ -18,12 +18,14 @@ using srcwatch_test::WriteFile;
 
 class EvidenceTest : public testing::Test {
 protected:
-    // All remarks in one line each: file, a space, reason.
+    // All remarks in one line each: file, line, "refused" or "used", text.
     std::vector<std::string> Remarks() const
     {
+        const Evidence evidence = ReadEvidence(m_Directory.Path());
         std::vector<std::string> lines;
-        for (const EvidenceRemark& remark : ReadEvidence(m_Directory.Path()).Remarks()) {
-            lines.push_back(remark.file + " " + remark.reason);
+        for (const Remark& remark : evidence.AllRemarks()) {
+            const char* const use = evidence.IsRefused(remark.file) ? " refused: " : " used: ";
+            lines.push_back(remark.file + " " + std::to_string(remark.line) + use + remark.text);
         }
         return lines;
     }
@@ -58,23 +60,23 @@ TEST_F(EvidenceTest, IsAbsentWithoutFiles)
     EXPECT_EQ(Remarks(), Lines{});
 }
 
-TEST_F(EvidenceTest, GetsOneRemarkForEachMalformedFile)
+TEST_F(EvidenceTest, GetsRemarksForEachMalformedFile)
 {
     WriteFile(m_Directory / "spd.bin", "junk");
     WriteFile(m_Directory / "cec.log", "junk\njunk\n");
     WriteFile(m_Directory / "aksv.bin", "junk");
 
-    EXPECT_EQ(Remarks(), (Lines{"spd.bin refused: type is 0x6a, not 0x83",
-                                "cec.log refused: line 1: not hexadecimal bytes with ':' between; "
-                                "line 2: not hexadecimal bytes with ':' between",
-                                "aksv.bin refused: 4 bytes, not 5"}));
+    EXPECT_EQ(
+        Remarks(),
+        (Lines{"spd.bin 0 refused: type is 0x6a, not 0x83", "cec.log 1 refused: not hexadecimal bytes with ':' between",
+               "cec.log 2 refused: not hexadecimal bytes with ':' between", "aksv.bin 0 refused: 4 bytes, not 5"}));
 }
 
 TEST_F(EvidenceTest, GetsARemarkForAFileOnlyPartlyUsed)
 {
     WriteFile(m_Directory / "spd.bin", SpdFrame("AC\xff", "Box", 1));
 
-    EXPECT_EQ(Remarks(), Lines{"spd.bin vendor name: 1 byte(s) outside 0x20 to 0x7e dropped"});
+    EXPECT_EQ(Remarks(), Lines{"spd.bin 0 used: vendor name: 1 byte(s) outside 0x20 to 0x7e dropped"});
 }
 
 TEST_F(EvidenceTest, RefusesAFileOfAGigabyteWithoutReadingIt)
@@ -82,7 +84,7 @@ TEST_F(EvidenceTest, RefusesAFileOfAGigabyteWithoutReadingIt)
     WriteFile(m_Directory / "spd.bin", "");
     ASSERT_EQ(truncate((m_Directory / "spd.bin").c_str(), 1024L * 1024 * 1024), 0);
 
-    EXPECT_EQ(Remarks(), Lines{"spd.bin refused: 1073741824 bytes, more than 256"});
+    EXPECT_EQ(Remarks(), Lines{"spd.bin 0 refused: 1073741824 bytes, more than 256"});
 }
 
 TEST_F(EvidenceTest, RefusesWhatIsNoRegularFileWithoutWaiting)
@@ -91,8 +93,8 @@ TEST_F(EvidenceTest, RefusesWhatIsNoRegularFileWithoutWaiting)
     ASSERT_EQ(mkdir((m_Directory / "cec.log").c_str(), 0700), 0);
     ASSERT_EQ(symlink("aksv.bin", (m_Directory / "aksv.bin").c_str()), 0);
 
-    EXPECT_EQ(Remarks(), (Lines{"spd.bin refused: not a regular file", "cec.log refused: not a regular file",
-                                "aksv.bin refused: cannot be opened: Too many levels of symbolic links"}));
+    EXPECT_EQ(Remarks(), (Lines{"spd.bin 0 refused: not a regular file", "cec.log 0 refused: not a regular file",
+                                "aksv.bin 0 refused: cannot be opened: Too many levels of symbolic links"}));
 }
 
 TEST_F(EvidenceTest, RefusesAFileWithoutPermission)
@@ -101,15 +103,16 @@ TEST_F(EvidenceTest, RefusesAFileWithoutPermission)
     WriteFile(m_Directory / "spd.bin", SpdFrame("ACME", "Box", 1));
     ASSERT_EQ(chmod((m_Directory / "spd.bin").c_str(), 0), 0);
 
-    EXPECT_EQ(Remarks(), Lines{"spd.bin refused: cannot be opened: Permission denied"});
+    EXPECT_EQ(Remarks(), Lines{"spd.bin 0 refused: cannot be opened: Permission denied"});
 }
 
 TEST_F(EvidenceTest, RefusesADirectoryThatIsNotThereWithOneRemark)
 {
     const Evidence evidence = ReadEvidence(m_Directory / "nowhere");
 
-    ASSERT_EQ(evidence.Remarks().size(), 1U);
-    EXPECT_EQ(evidence.Remarks()[0].reason, "refused: cannot be read: No such file or directory");
+    ASSERT_EQ(evidence.AllRemarks().size(), 1U);
+    EXPECT_TRUE(evidence.IsRefused(""));
+    EXPECT_EQ(evidence.AllRemarks()[0].text, "cannot be read: No such file or directory");
 }
 
 TEST_F(EvidenceTest, FollowsLinksToFiles)
@@ -135,7 +138,7 @@ TEST_F(EvidenceTest, GetsOneRemarkForAllOtherNames)
     const auto remark = ReadEvidence(m_Directory.Path()).otherFiles;
 
     ASSERT_TRUE(remark.has_value());
-    EXPECT_EQ(remark->reason, R"(1 file(s) of other names ignored, such as 'evil\x0a\x1b[2Jname')");
+    EXPECT_EQ(remark->text, R"(1 file(s) of other names ignored, such as 'evil\x0a\x1b[2Jname')");
 }
 
 TEST_F(EvidenceTest, StopsCountingInADirectoryOfTenThousandFiles)
@@ -145,7 +148,7 @@ TEST_F(EvidenceTest, StopsCountingInADirectoryOfTenThousandFiles)
     const auto remark = ReadEvidence(m_Directory.Path()).otherFiles;
 
     ASSERT_TRUE(remark.has_value());
-    EXPECT_NE(remark->reason.find(" or more file(s) of other names ignored"), std::string::npos) << remark->reason;
+    EXPECT_NE(remark->text.find(" or more file(s) of other names ignored"), std::string::npos) << remark->text;
 }
 
 TEST(Printable, EscapesWhatCouldDisturbALogAndCutsIt)

@@ -17,7 +17,7 @@ using srcwatch_test::SpdFrame;
 
 const SpdInfoFrame& Accepted(const Decoded<SpdInfoFrame>& decoded)
 {
-    if (const auto* fault = std::get_if<Fault>(&decoded)) ADD_FAILURE() << "refused: " << fault->reason;
+    if (const auto* fault = std::get_if<Fault>(&decoded)) ADD_FAILURE() << "refused: " << InOneLine(fault->remarks);
     return std::get<SpdInfoFrame>(decoded);
 }
 
@@ -25,7 +25,7 @@ std::string Reason(const Frame& frame)
 {
     const Decoded<SpdInfoFrame> decoded = DecodeSpdInfoFrame(frame);
     const auto* const fault = std::get_if<Fault>(&decoded);
-    return fault == nullptr ? "accepted" : fault->reason;
+    return fault == nullptr ? "accepted" : InOneLine(fault->remarks);
 }
 
 TEST(SpdInfoFrame, GivesTheNamesAndTheCodeOfAReceivedFrame)
@@ -36,7 +36,7 @@ TEST(SpdInfoFrame, GivesTheNamesAndTheCodeOfAReceivedFrame)
     EXPECT_EQ(frame.vendor, "NEUTRAL");
     EXPECT_EQ(frame.product, "SetTopBox One");
     EXPECT_EQ(frame.sourceInformation, 1);
-    EXPECT_EQ(frame.remarks.Text(), "");
+    EXPECT_EQ(InOneLine(frame.remarks), "");
 }
 
 TEST(SpdInfoFrame, TakesNamesThatFillTheirFields)
@@ -76,7 +76,7 @@ TEST(SpdInfoFrame, DropsBytesWithBitSevenSetAndRemarksOnThem)
     const auto decoded = DecodeSpdInfoFrame(SpdFrame("AC\xc3\x89ME", "Box", 1));
 
     EXPECT_EQ(Accepted(decoded).vendor, "ACME");
-    EXPECT_EQ(Accepted(decoded).remarks.Text(), "vendor name: 2 byte(s) outside 0x20 to 0x7e dropped");
+    EXPECT_EQ(InOneLine(Accepted(decoded).remarks), "vendor name: 2 byte(s) outside 0x20 to 0x7e dropped");
 }
 
 TEST(SpdInfoFrame, DropsControlCharactersAndRemarksOnThem)
@@ -84,7 +84,7 @@ TEST(SpdInfoFrame, DropsControlCharactersAndRemarksOnThem)
     const auto decoded = DecodeSpdInfoFrame(SpdFrame("ACME", "Bo\x1b[1mx\x7f", 1));
 
     EXPECT_EQ(Accepted(decoded).product, "Bo[1mx");
-    EXPECT_EQ(Accepted(decoded).remarks.Text(), "product description: 2 byte(s) outside 0x20 to 0x7e dropped");
+    EXPECT_EQ(InOneLine(Accepted(decoded).remarks), "product description: 2 byte(s) outside 0x20 to 0x7e dropped");
 }
 
 TEST(SpdInfoFrame, CutsANameAtItsFirstZeroAndRemarksOnJunkBehindIt)
@@ -92,7 +92,7 @@ TEST(SpdInfoFrame, CutsANameAtItsFirstZeroAndRemarksOnJunkBehindIt)
     const auto decoded = DecodeSpdInfoFrame(SpdFrame(std::string("ACME\0XYZ", 8), "Box", 1));
 
     EXPECT_EQ(Accepted(decoded).vendor, "ACME");
-    EXPECT_EQ(Accepted(decoded).remarks.Text(), "vendor name: bytes after the terminating zero ignored");
+    EXPECT_EQ(InOneLine(Accepted(decoded).remarks), "vendor name: bytes after the terminating zero ignored");
 }
 
 TEST(SpdInfoFrame, RefusesATruncatedFrameAtEveryLength)

@@ -166,6 +166,40 @@ TEST_F(ValidateCommand, GivesTheLineOfEachMessageThatIsNone)
     EXPECT_EQ(faults[1]["line"], 4);
 }
 
+TEST_F(ValidateCommand, CountsEveryMessageThatIsNone)
+{
+    std::string log = "40:47:53\n";
+    for (int i = 0; i < 10; ++i) log += "nonsense\n";
+    WriteFile("cec.log", log);
+
+    const Json::Value faults = Document({"validate", Path("cec.log")}, "validate", 1)["faults"];
+
+    ASSERT_EQ(faults.size(), 10U);
+    for (Json::ArrayIndex i = 0; i < 10; ++i) EXPECT_EQ(faults[i]["line"].asUInt(), i + 2);
+    EXPECT_TRUE(Fails(Run({"validate", Path("cec.log")}), 1, "10 fault(s)"));
+}
+
+TEST_F(ValidateCommand, TakesNoLineFromTheNameOfAFile)
+{
+    std::filesystem::create_directory(Path("device"));
+    WriteFile("device/aksv.bin", "\xb7\x03\x61\xf7\x14");
+    WriteFile("device/evil; line 7: x", "");
+
+    const Json::Value faults = Document({"validate", Path("device")}, "validate", 1)["faults"];
+
+    ASSERT_EQ(faults.size(), 1U);
+    EXPECT_TRUE(faults[0]["line"].isNull()) << faults;
+    EXPECT_THAT(faults[0]["why"].asString(), HasSubstr("'evil; line 7: x'"));
+}
+
+// The service refuses such a file too.
+TEST_F(ValidateCommand, ReadsAsMuchOfACaptureAsTheServiceDoes)
+{
+    WriteFile("cec.log", std::string(65537, '\n'));
+
+    EXPECT_TRUE(Fails(Run({"validate", Path("cec.log")}), 1, "65537 bytes, more than 65536"));
+}
+
 TEST_F(ValidateCommand, RefusesAnEmptyDirectory)
 {
     EXPECT_TRUE(Fails(Run({"validate", Path("inputs")}), 1, "1 fault(s)"));
