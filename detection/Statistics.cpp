@@ -4,7 +4,6 @@
 #include "srcwatch-protocol.h"
 
 #include <algorithm>
-#include <memory>
 
 #include <json/json.h>
 
@@ -71,23 +70,7 @@ void Trim(Json::Value& entries, int port)
 
 Statistics::Statistics() : m_Document(Json::objectValue) { m_Document[kEntries] = Json::arrayValue; }
 
-Decoded<Statistics> Statistics::Parse(const std::string& text)
-{
-    Statistics statistics;
-    if (text.empty()) return statistics;
-    const Json::CharReaderBuilder builder;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    Json::Value root;
-    std::string errors;
-    try {
-        if (!reader->parse(text.data(), text.data() + text.size(), &root, &errors)) return Fault{"not JSON"};
-    } catch (const Json::Exception&) {  // nested too deep
-        return Fault{"not JSON"};
-    }
-    if (!root.isObject() || !root[kEntries].isArray()) return Fault{"no object with an array \"Auto\""};
-    statistics.m_Document = std::move(root);
-    return statistics;
-}
+Statistics::Statistics(Json::Value document) : m_Document(std::move(document)) {}
 
 std::string Statistics::Text() const { return Json::writeString(Json::StreamWriterBuilder(), m_Document); }
 

@@ -6,7 +6,6 @@
 #define SRCWATCH_DETECTION_STATISTICS_H
 
 #include "Classification.h"
-#include "Decoded.h"
 #include "Identity.h"
 
 #include <functional>
@@ -24,8 +23,9 @@ struct Past {
 
 class Statistics {
 public:
-    /// The document, or why the text is none. An empty text is an empty document.
-    static Decoded<Statistics> Parse(const std::string& text);
+    Statistics();
+    /// Those of a stored document: an object with an array "Auto".
+    explicit Statistics(Json::Value document);
 
     /// The text to store.
     std::string Text() const;
@@ -38,8 +38,6 @@ public:
     Past Remember(int port, const Identity& identity, const std::function<bool(int)>& isOccupied) const;
 
 private:
-    Statistics();
-
     Json::Value m_Document;
 };
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Records.h"
 
-#include "JsonText.h"
+#include "Inspection.h"
 #include "Log.h"
 #include "QDInfoAPI.h"
 #include "QDInfoCommon.h"
@@ -55,31 +55,6 @@ constexpr NumberField kNumberFields[] = {
     {&Record::previousPort, &CQDInfoData::GetPrevPort, &CQDInfoData::SetPrevPort},
     {&Record::changed, &CQDInfoData::GetChangedType, &CQDInfoData::SetChangedType},
 };
-
-// A copy is read, because reading completes what it reads.
-bool IsRecord(Json::Value value) { return (value.isNull() || value.isObject()) && CQDInfoActivityInfo().Read(value); }
-
-// Why the library would not read all of an activity document; empty when it would.
-std::string WhatIsWrong(const std::string& text)
-{
-    const std::optional<Json::Value> root = ParseJson(text);
-    if (!root) return "not JSON";
-    if (root->isNull()) return "";  // an empty table is saved so
-    if (!root->isObject() || !(*root)["activity"].isArray()) return "no object with an array \"activity\"";
-    const Json::Value& records = (*root)["activity"];
-    for (Json::ArrayIndex i = 0; i < records.size(); ++i) {
-        if (!IsRecord(records[i])) return "element " + std::to_string(i) + " is no record";
-    }
-    return "";
-}
-
-std::string WhatIsWrongOptical(const std::string& text)
-{
-    const std::optional<Json::Value> root = ParseJson(text);
-    if (!root) return "not JSON";
-    if (!root->isObject() || !(*root)["activity"].isObject()) return "no object with an object \"activity\"";
-    return IsRecord((*root)["activity"]) ? "" : "\"activity\" is no record";
-}
 
 Record ReadTable(CQDInfoData& table, int port)
 {
@@ -152,25 +127,35 @@ std::string Records::LoadHdmi()
 {
     const std::optional<std::string> text = ReadText(VCONF_SOURCE_ACTIVITY);
     if (!text) return "";
-    const std::string wrong = WhatIsWrong(*text);
-    if (!wrong.empty() && !KeepUnreadable(VCONF_SOURCE_ACTIVITY, *text, wrong)) {
-        return "the stored records are unreadable and cannot be kept aside";
-    }
     m_KnownText = *text;
-    return "";
+    const std::string wrong = WhatIsWrong(Inspect(JsonText(*text), StoredKind::kActivity));
+    if (wrong.empty()) return "";
+    m_UnreadableText = *text;
+    if (KeepUnreadable(VCONF_SOURCE_ACTIVITY, *text, wrong)) return "";
+    return "the stored records are unreadable and cannot be kept aside";
 }
 
 std::string Records::LoadOptical()
 {
     const std::optional<std::string> text = ReadText(VCONF_OPTICAL_SOURCE_ACTIVITY);
     if (!text) return "";
-    const std::string wrong = WhatIsWrongOptical(*text);
+    const std::string wrong = WhatIsWrong(Inspect(JsonText(*text), StoredKind::kOptical));
     if (wrong.empty()) {
         WriteTable(*m_Table, OPTICAL_PORT, ReadOptical(Stored(OPTICAL_PORT)));
         return "";
     }
+    m_UnreadableOpticalText = *text;
     if (KeepUnreadable(VCONF_OPTICAL_SOURCE_ACTIVITY, *text, wrong)) return "";
     return "the stored optical record is unreadable and cannot be kept aside";
+}
+
+// What another service has restored meanwhile stays.
+void Records::Restore()
+{
+    if (m_UnreadableText && ReadText(VCONF_SOURCE_ACTIVITY) == m_UnreadableText) Save(0);
+    if (m_UnreadableOpticalText && ReadText(VCONF_OPTICAL_SOURCE_ACTIVITY) == m_UnreadableOpticalText) {
+        Save(OPTICAL_PORT);
+    }
 }
 
 Record Records::Get(int port) const { return ReadTable(*m_Table, port); }
@@ -211,7 +196,7 @@ void Records::HandleWritten()
 {
     const std::string text = ReadText(VCONF_SOURCE_ACTIVITY).value_or("");
     if (text == m_KnownText) return;
-    const std::string wrong = WhatIsWrong(text);
+    const std::string wrong = WhatIsWrong(Inspect(JsonText(text), StoredKind::kActivity));
     m_KnownText = text;
     if (wrong.empty()) {
         SWLOG(DLOG_INFO, "another process wrote the records; they are taken over");

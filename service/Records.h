@@ -6,6 +6,7 @@
 
 #include "Record.h"
 
+#include <optional>
 #include <string>
 
 #include <json/value.h>
@@ -27,6 +28,9 @@ public:
     /// Become the server and load the records. Texts that cannot be read are kept aside and the records begin empty.
     /// @return Why it is not possible, or empty.
     std::string Load();
+
+    /// Write the records again over texts that could not be read and were kept aside.
+    void Restore();
 
     Record Get(int port) const;
 
@@ -50,7 +54,9 @@ private:
     void SaveOptical();
 
     qdinfo::CQDInfoData* m_Table = nullptr;  // the library's
-    std::string m_KnownText;                 // what this process last read from or wrote to the HDMI records' setting
+    std::optional<std::string> m_UnreadableText;
+    std::optional<std::string> m_UnreadableOpticalText;
+    std::string m_KnownText;  // what this process last read from or wrote to the HDMI records' setting
 };
 
 }  // namespace srcwatch

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Service.h"
 
+#include "Inspection.h"
 #include "Log.h"
 #include "QDInfoCommon.h"
 #include "QDInfoSettingUtil.h"
@@ -57,6 +58,18 @@ void SaveStatistics(const Statistics& statistics)
     if (vconf_set_str(VCONF_SPD_AKSV_1.c_str(), statistics.Text().c_str()) != 0) {
         SWLOG(DLOG_ERROR, "the detection statistics could not be saved");
     }
+}
+
+Statistics LoadStatistics()
+{
+    const std::optional<std::string> text = ReadText(VCONF_SPD_AKSV_1);
+    if (!text) return {};
+    const JsonText json(*text);
+    const std::string wrong = WhatIsWrong(Inspect(json, StoredKind::kStatistics));
+    if (wrong.empty()) return Statistics(json.Root());
+    (void)KeepUnreadable(VCONF_SPD_AKSV_1, *text, wrong);  // logged; statistics may go
+    SaveStatistics({});
+    return {};
 }
 
 void SetConnected(int port, bool connected)
@@ -230,6 +243,8 @@ void Service::Begin()
     WriteNumber(VCONF_SCAN_RESULT, 0);
     WriteNumber(VCONF_TWC_STATUS_INTERNAL, kTwcStatusNone);
     ShowDetecting();
+    m_Records.Restore();
+    (void)LoadStatistics();  // restores them, too
     WatchSettings();
     const std::string failure = m_Inputs.Start(m_Options.inputs);
     if (!failure.empty()) return End("the inputs directory " + m_Options.inputs + " cannot be watched: " + failure);
@@ -349,18 +364,6 @@ Record Service::MakeRecord(int port, const Classification& device) const
         return m_Inputs.IsPlugged(other) && IsPort(other) && IdentityOf(m_Records.Get(other).device).Matches(identity);
     };
     return ComposeRecord(port, m_Records.Get(port), device, LoadStatistics(), isOccupied);
-}
-
-Statistics Service::LoadStatistics() const
-{
-    const std::string text = ReadText(VCONF_SPD_AKSV_1).value_or("");
-    Decoded<Statistics> statistics = Statistics::Parse(text);
-    if (auto* const value = std::get_if<Statistics>(&statistics)) return std::move(*value);
-    (void)KeepUnreadable(VCONF_SPD_AKSV_1, text,
-                         InOneLine(std::get<Fault>(statistics).remarks));  // logged; statistics may go
-    auto empty = std::get<Statistics>(Statistics::Parse(""));
-    SaveStatistics(empty);
-    return empty;
 }
 
 void Service::AddStatistics(int port, const Classification& device)

@@ -68,7 +68,6 @@ private:
     void Detect(int port, Cause cause);
     Record MakeRecord(int port, const Classification& device) const;
     void AddStatistics(int port, const Classification& device);
-    Statistics LoadStatistics() const;
     void AnnounceDetected(int port, const Record& record);
     void AnnounceConnection(int port, bool connected);
 

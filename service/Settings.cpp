@@ -1,11 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Settings.h"
 
+#include "Evidence.h"
 #include "Log.h"
 
 #include <vconf.h>
 
 namespace srcwatch {
+
+std::string WhatIsWrong(const Inspection& inspection)
+{
+    return inspection.IsReadable() ? "" : Printable(inspection.FirstUnreadable()->Text());
+}
 
 bool KeepUnreadable(const std::string& key, const std::string& text, const std::string& reason)
 {

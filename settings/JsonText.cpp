@@ -9,33 +9,45 @@
 
 namespace srcwatch {
 
+namespace {
+
+bool Read(const Json::CharReaderBuilder& builder, const std::string& text, Json::Value& root, std::string& messages)
+{
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    try {
+        return reader->parse(text.data(), text.data() + text.size(), &root, &messages);
+    } catch (const Json::Exception& e) {  // nested too deep
+        messages = e.what();
+        return false;
+    }
+}
+
+}  // namespace
+
 std::optional<Json::Value> ParseJson(const std::string& text)
 {
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     Json::Value root;
-    std::string errors;
-    try {
-        if (!reader->parse(text.data(), text.data() + text.size(), &root, &errors)) return std::nullopt;
-    } catch (const Json::Exception&) {  // nested too deep
-        return std::nullopt;
-    }
+    std::string messages;
+    if (!Read(Json::CharReaderBuilder(), text, root, messages)) return std::nullopt;
     return root;
 }
 
 JsonText::JsonText(std::string text) : m_Text(std::move(text))
 {
+    const std::optional<Json::Value> root = ParseJson(m_Text);
+    m_IsJson = root.has_value();
+    m_Root = root.value_or(Json::nullValue);
+    ReadStrictly();
+}
+
+void JsonText::ReadStrictly()
+{
     Json::CharReaderBuilder builder;
     builder["failIfExtra"] = true;
     builder["rejectDupKeys"] = true;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    Json::Value root;
     std::string messages;
-    try {
-        if (reader->parse(m_Text.data(), m_Text.data() + m_Text.size(), &m_Root, &messages)) return;
-        AddErrors(messages);
-    } catch (const Json::Exception& e) {  // nested too deep
-        m_Errors.push_back({std::nullopt, e.what()});
-    }
-    m_Root = Json::nullValue;
+    if (!Read(builder, m_Text, root, messages)) AddErrors(messages);
 }
 
 // The reader gives its errors as "* Line 3, Column 5", with the message on the next line.

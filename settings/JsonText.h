@@ -22,22 +22,26 @@ public:
         std::string why;
     };
 
-    /// Reads the text strictly: nothing may follow the value, and no member may be given twice.
     explicit JsonText(std::string text);
 
-    bool IsJson() const { return m_Errors.empty(); }
+    /// Whether the library can read it.
+    bool IsJson() const { return m_IsJson; }
+
+    /// What a strict reader finds: nothing may follow the value, and no member may be given twice.
     const std::vector<SyntaxError>& Errors() const { return m_Errors; }
 
-    /// The value that was read; null when it is no JSON.
+    /// The value as the library reads it; null when it is no JSON.
     const Json::Value& Root() const { return m_Root; }
 
     /// The line on which a value begins that was read from this text.
     int LineOf(const Json::Value& value) const;
 
 private:
+    void ReadStrictly();
     void AddErrors(const std::string& messages);
 
     std::string m_Text;
+    bool m_IsJson;
     Json::Value m_Root;
     std::vector<SyntaxError> m_Errors;
 };

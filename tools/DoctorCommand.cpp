@@ -3,8 +3,8 @@
 // doctor: whether all works together, and how to mend what does not.
 #include "Bus.h"
 #include "Commands.h"
-#include "Documents.h"
 #include "Failure.h"
+#include "Inspection.h"
 #include "Loop.h"
 #include "QDInfoCommon.h"
 #include "QDInfoEventManager.h"
@@ -56,15 +56,15 @@ Finding CheckWritable()
                "free space in " + OrUnusable(srcwatch_host_run_dir()) + " and let this user write there");
 }
 
-Finding CheckDocument(const std::string& key, DocumentKind kind)
+Finding CheckDocument(const std::string& key, srcwatch::StoredKind kind)
 {
     const std::optional<std::string> text = ReadText(key);
     if (!text) return Well("none stored yet");
-    const Validation validation = ValidateText(*text, kind);
-    if (validation.faults.empty()) return Well("valid");
-    const DocumentFault& first = validation.faults.front();
-    const std::string line = first.line ? "line " + std::to_string(*first.line) + ": " : "";
-    return Ill(line + (first.key.empty() ? "" : first.key + ": ") + first.why,
+    const srcwatch::Inspection inspection = Inspect(srcwatch::JsonText(*text), kind);
+    if (inspection.IsClean()) return Well("valid");
+    const srcwatch::Finding* const unreadable = inspection.FirstUnreadable();
+    if (unreadable == nullptr) return Well("readable; not as the service writes it: " + inspection.findings[0].Text());
+    return Ill(unreadable->Text(),
                "'srcwatchctl settings get " + key + "' shows it; the detection service writes it anew when it starts");
 }
 
@@ -147,11 +147,11 @@ std::vector<Check> Checks()
         {"hdmi-count", CheckHdmiCount, kMendSettings},
         {"settings-readable", CheckReadable, kMendSettings},
         {"settings-writable", CheckWritable, kMendSettings},
-        {"activity-document", [] { return CheckDocument(VCONF_SOURCE_ACTIVITY, DocumentKind::kActivity); },
+        {"activity-document", [] { return CheckDocument(VCONF_SOURCE_ACTIVITY, srcwatch::StoredKind::kActivity); },
          kMendSettings},
-        {"optical-document", [] { return CheckDocument(VCONF_OPTICAL_SOURCE_ACTIVITY, DocumentKind::kOptical); },
-         kMendSettings},
-        {"statistics-document", [] { return CheckDocument(VCONF_SPD_AKSV_1, DocumentKind::kStatistics); },
+        {"optical-document",
+         [] { return CheckDocument(VCONF_OPTICAL_SOURCE_ACTIVITY, srcwatch::StoredKind::kOptical); }, kMendSettings},
+        {"statistics-document", [] { return CheckDocument(VCONF_SPD_AKSV_1, srcwatch::StoredKind::kStatistics); },
          kMendSettings},
         {"bus", CheckBus, kMendBus},
         {"service", CheckName, kMendBus},

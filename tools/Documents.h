@@ -4,11 +4,11 @@
 #ifndef SRCWATCH_TOOLS_DOCUMENTS_H
 #define SRCWATCH_TOOLS_DOCUMENTS_H
 
+#include "Inspection.h"
+
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <json/value.h>
 
 namespace ctl {
 
@@ -21,21 +21,14 @@ const char* KindName(DocumentKind kind);
 std::vector<std::string> KindNames();
 DocumentKind ParseKind(const std::string& name);
 
-struct DocumentFault {
-    std::optional<int> line;  ///< from 1; nothing where the form has no lines
-    std::string key;          ///< path of the member, or name of the file in a capture; empty for the whole
-    std::string why;
-};
-
 struct Validation {
     DocumentKind kind;
-    std::vector<DocumentFault> faults;
+    std::vector<srcwatch::Finding> faults;  ///< their keys are paths of members, or names of files in a capture
+    std::optional<bool> readable;           ///< whether the library reads a stored document in spite of its faults
 };
 
-/// Examine a JSON text. A kind that is not known is guessed from what it looks like.
-Validation ValidateText(const std::string& text, DocumentKind kind);
-
-/// Examine a file, or the directory of a capture. Throws a Failure when it cannot be read.
+/// Examine a file, or the directory of a capture; a kind that is not known is guessed. Throws a Failure when it cannot
+/// be read.
 Validation ValidateFile(const std::string& path, DocumentKind kind);
 
 }  // namespace ctl

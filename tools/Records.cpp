@@ -2,6 +2,7 @@
 #include "Records.h"
 
 #include "Failure.h"
+#include "Inspection.h"
 #include "Ports.h"
 #include "QDInfoAPI.h"
 #include "QDInfoActivityInfo.h"
@@ -35,8 +36,6 @@ Json::Value LoadStored(int port)
     return record;
 }
 
-bool IsReadable(Json::Value record) { return qdinfo::CQDInfoActivityInfo().Read(record); }
-
 void ForgetOptical()
 {
     Json::Value stored = LoadStored(OPTICAL_PORT);
@@ -57,7 +56,7 @@ StoredRecord LoadRecord(int port)
     const Json::Value stored = LoadStored(port);
     StoredRecord record;
     record.stored = !stored.isNull();
-    record.readable = stored.isNull() || (stored.isObject() && IsReadable(stored));
+    record.readable = srcwatch::IsReadableRecord(stored);
     for (const srcwatch::RecordField& field : srcwatch::kRecordFields) {
         Json::Value& member = record.members[field.key];
         if (stored.isObject()) member = stored[field.key];

@@ -2,8 +2,8 @@
 //
 // features, twc, stats: states of the TV and of the detection.
 #include "Commands.h"
-#include "Documents.h"
 #include "Failure.h"
+#include "Inspection.h"
 #include "Ports.h"
 #include "QDInfoCommon.h"
 #include "Settings.h"
@@ -195,7 +195,7 @@ constexpr std::size_t kStatisticsPorts = 8;  // that the library's function fill
 void RequireReadable()
 {
     const std::optional<std::string> text = ReadText(VCONF_SPD_AKSV_1);
-    if (text && !ValidateText(*text, DocumentKind::kStatistics).faults.empty()) ThrowUnreadable();
+    if (text && !Inspect(srcwatch::JsonText(*text), srcwatch::StoredKind::kStatistics).IsReadable()) ThrowUnreadable();
 }
 
 void ShowStatistics(Output& output)

@@ -17,8 +17,9 @@ Json::Value ToJson(const std::string& file, const Validation& validation)
     document["file"] = file;
     document["kind"] = KindName(validation.kind);
     document["valid"] = validation.faults.empty();
+    document["readable"] = validation.readable ? Json::Value(*validation.readable) : Json::Value();
     document["faults"] = Json::arrayValue;
-    for (const DocumentFault& fault : validation.faults) {
+    for (const srcwatch::Finding& fault : validation.faults) {
         Json::Value entry;
         entry["line"] = fault.line ? Json::Value(*fault.line) : Json::Value();
         entry["key"] = fault.key;
@@ -36,11 +37,12 @@ void Validate(const std::string& file, const std::string& kind, Output& output)
         return output.Say(document, file + ": valid (" + KindName(validation.kind) + ")");
     }
     Table table{{"LINE", "KEY", "WHY"}, {}};
-    for (const DocumentFault& fault : validation.faults) {
+    for (const srcwatch::Finding& fault : validation.faults) {
         table.rows.push_back({fault.line ? std::to_string(*fault.line) : "", fault.key, {fault.why, Colour::kBad}});
     }
     output.Write(document, table);
-    throw Failure(file + " is not valid: " + std::to_string(validation.faults.size()) + " fault(s)");
+    const char* const readable = validation.readable.value_or(false) ? "; the library reads it all the same" : "";
+    throw Failure(file + " is not valid: " + std::to_string(validation.faults.size()) + " fault(s)" + readable);
 }
 
 }  // namespace

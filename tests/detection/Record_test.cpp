@@ -19,7 +19,7 @@ Classification Device(const std::string& product)
 
 Statistics Seen(int port, const Classification& device)
 {
-    auto statistics = std::get<Statistics>(Statistics::Parse(""));
+    Statistics statistics;
     statistics.Add(port, device, 1);
     return statistics;
 }

@@ -498,7 +498,7 @@ TEST_F(Service, KeepsUnreadableRecordsAsideAndBeginsWithEmptyOnes)
     Plug("hdmi1", "tivaro-one");
 
     EXPECT_EQ(TextSetting(kActivity + ".unreadable"), "{\"activity\": [");
-    EXPECT_EQ(LogLinesWith("is unreadable (not JSON)"), 1);
+    EXPECT_EQ(LogLinesWith("is unreadable (line 1: column "), 1);
     EXPECT_EQ(QueryType(0), SRCWATCH_DEVICE_GAME_CONSOLE);
 }
 
@@ -511,7 +511,7 @@ TEST_F(Service, KeepsRecordsAsideThatAreReadableOnlyInPart)
     Plug("hdmi1", "tivaro-one");
 
     EXPECT_EQ(TextSetting(kActivity + ".unreadable"), text);
-    EXPECT_EQ(LogLinesWith("is unreadable (element 1 is no record)"), 1);
+    EXPECT_EQ(LogLinesWith("is unreadable (line 1: activity[1].DevName: is no text)"), 1);
     EXPECT_EQ(StoredRecord(0)["DenyCount"].asInt(), 4);
 }
 

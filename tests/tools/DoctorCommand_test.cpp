@@ -108,6 +108,19 @@ TEST_F(DoctorCommand, FindsADamagedDocumentAndItsPlace)
     EXPECT_EQ(Finding("statistics-document", 1)["ok"], false);
 }
 
+// The service takes such records over and leaves them, so nothing would ever mend them.
+TEST_F(DoctorCommand, FindsNoFaultInWhatTheLibraryReads)
+{
+    const FakeService service;
+    Set(kActivityKey, R"({"activity":[{"BName":5},{},{},{}]})");
+
+    const Json::Value finding = Finding("activity-document", 0);
+
+    EXPECT_EQ(finding["ok"], true);
+    EXPECT_THAT(finding["detail"].asString(), HasSubstr("line 1: activity[0].BName: is no text"));
+    EXPECT_TRUE(finding["remedy"].isNull());
+}
+
 TEST_F(DoctorCommand, MissesTheNumberOfInputs)
 {
     WriteFile("platform.conf", "");

@@ -3,6 +3,7 @@
 // The tool and the real service, from plugging a device in to forgetting it.
 #include "ToolTest.h"
 
+#include <algorithm>
 #include <csignal>
 
 #include <gmock/gmock.h>
@@ -12,9 +13,9 @@ namespace {
 using namespace srcwatch_test;
 using testing::HasSubstr;
 
-class WithService : public ToolTest {
+class BesideService : public ToolTest {
 protected:
-    WithService()
+    void StartService()
     {
         m_Service = std::make_unique<Program>(Words{SRCWATCH_SERVICE_PROGRAM, "--inputs", Path("inputs"), "--profiles",
                                                     SRCWATCH_PROFILES_FILE, "--scan-step-ms", "20", "--quiet-ms", "20"},
@@ -22,8 +23,9 @@ protected:
         // It serves once it answers.
         EXPECT_TRUE(RunUntil([&] { return Run({"call", "status"}).code == 0; })) << m_Service->Errors();
     }
-    ~WithService() override
+    ~BesideService() override
     {
+        if (m_Service == nullptr) return;
         m_Service->Signal(SIGTERM);
         EXPECT_EQ(m_Service->Wait().code, 0);
     }
@@ -37,6 +39,48 @@ protected:
 private:
     std::unique_ptr<Program> m_Service;
 };
+
+class WithService : public BesideService {
+protected:
+    WithService() { StartService(); }
+};
+
+// What the remedy says.
+TEST_F(BesideService, MendsDamagedDocumentsByItsStart)
+{
+    const Words checks = {"activity-document", "optical-document", "statistics-document"};
+    const auto findings = [&](int code) {
+        Words states;
+        for (const Json::Value& finding : Document({"doctor"}, "doctor", code)) {
+            if (std::find(checks.begin(), checks.end(), finding["check"].asString()) == checks.end()) continue;
+            states.push_back(finding["ok"].asBool() ? "ok" : finding["remedy"].asString());
+        }
+        return states;
+    };
+    Set(kActivityKey, R"({"activity":[{"DevType":6,"DenyCount":4},{"DevName":[1]}]})");
+    Set(kOpticalKey, R"({"activity":[]})");
+    Set(kStatisticsKey, R"({"Auto":[7]})");
+    EXPECT_THAT(findings(1), testing::Each(HasSubstr("the detection service writes it anew when it starts")));
+
+    StartService();
+
+    EXPECT_TRUE(RunUntil([&] { return Run({"doctor"}).code == 0; }));
+    EXPECT_EQ(findings(0), Words(3, "ok"));
+    EXPECT_EQ(Run({"get", "0", "DenyCount"}).out, "4\n");
+    EXPECT_EQ(Get(kStatisticsKey + std::string(".unreadable")), R"({"Auto":[7]})");
+}
+
+// Nothing to mend, and nothing is touched.
+TEST_F(BesideService, LeavesReadableDocumentsAsTheyAre)
+{
+    const std::string text = R"({"activity":[{"BName":5},{},{},{}]})";
+    Set(kActivityKey, text);
+
+    StartService();
+
+    EXPECT_EQ(Run({"doctor"}).code, 0);
+    EXPECT_EQ(Get(kActivityKey), text);
+}
 
 TEST_F(WithService, ShowsAPluggedDevice)
 {

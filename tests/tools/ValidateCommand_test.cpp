@@ -77,6 +77,19 @@ TEST_F(ValidateCommand, GivesLineKeyAndReasonOfEachFault)
                                       "5 activity[4].PortNum: is no 32-bit number"));
 }
 
+TEST_F(ValidateCommand, TellsWhetherTheLibraryReadsTheDocument)
+{
+    WriteFile("odd.json", R"({"activity":[{"BName":5},{},{},{}]})");
+    WriteFile("lost.json", R"({"activity":[{"BName":[]}]})");
+    WriteFile("good.json", R"({"activity":[]})");
+
+    EXPECT_EQ(Document({"validate", Path("odd.json")}, "validate", 1)["readable"], true);
+    EXPECT_EQ(Document({"validate", Path("lost.json")}, "validate", 1)["readable"], false);
+    EXPECT_EQ(Document({"validate", Path("good.json")}, "validate")["readable"], true);
+    EXPECT_TRUE(Document({"validate", SRCWATCH_PROFILES_FILE}, "validate")["readable"].isNull());
+    EXPECT_TRUE(Fails(Run({"validate", Path("odd.json")}), 1, "the library reads it all the same"));
+}
+
 TEST_F(ValidateCommand, ExaminesTheShapeOfEachKind)
 {
     EXPECT_THAT(FaultsOf("[]", "activity"), testing::ElementsAre("1 : is no object"));
