@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <iterator>
+#include <utility>
 
 namespace ctl {
 
@@ -58,49 +60,96 @@ constexpr NumberFunction kNumberFunctions[] = {
     {"srcwatch_get_oobe_scan_state", "ScanState", srcwatch_get_oobe_scan_state},
 };
 
-Answer AskDeviceInfo(int port)
+// What a function answered, its outputs in the order of their names.
+struct Outcome {
+    int result;
+    std::vector<Json::Value> values;
+};
+
+Outcome AskDeviceInfo(int port)
 {
     int type = 0;
     // An empty buffer, as an application has it: what it begins with matters to the function.
     char first[SRCWATCH_TEXT_SIZE] = {};
     TextBuffer second;
     const int result = srcwatch_get_device_info(port, &type, first, second.Get());
-    if (result != SRCWATCH_OK) {
-        return {"srcwatch_get_device_info",
-                result,
-                {{"device_type", Json::nullValue},
-                 {"device_info_str1", Json::nullValue},
-                 {"device_info_str2", Json::nullValue}}};
-    }
-    return {"srcwatch_get_device_info",
-            result,
-            {{"device_type", type},
-             {"device_info_str1", std::string(first, strnlen(first, sizeof first))},
-             {"device_info_str2", second.Value()}}};
+    if (result != SRCWATCH_OK) return {result, {Json::nullValue, Json::nullValue, Json::nullValue}};
+    return {result, {type, std::string(first, strnlen(first, sizeof first)), second.Value()}};
 }
 
-Answer AskCodeset(int port)
+Outcome AskCodeset(int port)
 {
     bool known = false;
     TextBuffer codeset;
     const int result = srcwatch_get_codeset_info(port, &known, codeset.Get());
     const bool told = result == SRCWATCH_OK || result == SRCWATCH_NO_CODESET;
-    return {"srcwatch_get_codeset_info",
-            result,
-            {{"has_codeset", told ? Json::Value(known) : Json::Value()},
-             {"codeset", codeset.Value(SRCWATCH_CODESET_TEXT_SIZE)}}};
+    return {result, {told ? Json::Value(known) : Json::Value(), codeset.Value(SRCWATCH_CODESET_TEXT_SIZE)}};
 }
 
-Answer AskChanged(int port)
+Outcome AskText(const TextFunction& function, int port)
+{
+    TextBuffer text;
+    const int result = function.ask(text.Get(), port);
+    return {result, {text.Value()}};
+}
+
+Outcome AskNumber(const NumberFunction& function, int port)
+{
+    int number = 0;
+    const int result = function.ask(port, &number);
+    return {result, {result == SRCWATCH_OK ? Json::Value(number) : Json::Value()}};
+}
+
+Outcome AskChanged(int port)
 {
     int previous = 0;
     bool changed = false;
     const int result = srcwatch_get_changed_device_info(port, &previous, &changed);
-    const bool told = result == SRCWATCH_OK;
-    return {"srcwatch_get_changed_device_info",
-            result,
-            {{"PrevPort", told ? Json::Value(previous) : Json::Value()},
-             {"changed", told ? Json::Value(changed) : Json::Value()}}};
+    if (result != SRCWATCH_OK) return {result, {Json::nullValue, Json::nullValue}};
+    return {result, {previous, changed}};
+}
+
+struct Function {
+    std::string name;
+    std::vector<std::string> outputs;
+    std::function<Outcome(int port)> ask;
+
+    bool Gives(const std::string& output) const
+    {
+        return std::find(outputs.begin(), outputs.end(), output) != outputs.end();
+    }
+};
+
+std::vector<Function> MakeFunctions()
+{
+    std::vector<Function> functions = {
+        {"srcwatch_get_device_info", {"device_type", "device_info_str1", "device_info_str2"}, AskDeviceInfo},
+        {"srcwatch_get_codeset_info", {"has_codeset", "codeset"}, AskCodeset}};
+    for (const TextFunction& text : kTextFunctions) {
+        functions.push_back({text.name, {text.output}, [&text](int port) { return AskText(text, port); }});
+    }
+    for (const NumberFunction& number : kNumberFunctions) {
+        functions.push_back({number.name, {number.output}, [&number](int port) { return AskNumber(number, port); }});
+    }
+    functions.push_back({"srcwatch_get_changed_device_info", {"PrevPort", "changed"}, AskChanged});
+    return functions;
+}
+
+// Every function that answers about a port.
+const std::vector<Function>& Functions()
+{
+    static const std::vector<Function> kFunctions = MakeFunctions();
+    return kFunctions;
+}
+
+Answer AskFunction(const Function& function, int port)
+{
+    Outcome outcome = function.ask(port);
+    Answer answer{function.name, outcome.result, {}};
+    for (std::size_t i = 0; i < outcome.values.size(); ++i) {
+        answer.values.push_back({function.outputs[i], std::move(outcome.values[i])});
+    }
+    return answer;
 }
 
 bool BeginsWith(const std::string& text, const std::string& prefix) { return text.rfind(prefix, 0) == 0; }
@@ -175,28 +224,28 @@ Json::Value Answer::ValueOf(const std::string& name) const
     return found == values.end() ? Json::Value() : found->value;
 }
 
-std::vector<Answer> AskAll(int port)
+std::vector<std::string> OutputNames()
 {
-    std::vector<Answer> answers = {AskDeviceInfo(port), AskCodeset(port)};
-    for (const TextFunction& function : kTextFunctions) {
-        TextBuffer text;
-        const int result = function.ask(text.Get(), port);
-        answers.push_back({function.name, result, {{function.output, text.Value()}}});
+    std::vector<std::string> names;
+    for (const Function& function : Functions()) {
+        names.insert(names.end(), function.outputs.begin(), function.outputs.end());
     }
-    for (const NumberFunction& function : kNumberFunctions) {
-        int number = 0;
-        const int result = function.ask(port, &number);
-        const Json::Value value = result == SRCWATCH_OK ? Json::Value(number) : Json::Value();
-        answers.push_back({function.name, result, {{function.output, value}}});
-    }
-    answers.push_back(AskChanged(port));
-    return answers;
+    return names;
 }
 
-const Answer& FindAnswer(const std::vector<Answer>& answers, const std::string& function)
+std::optional<Answer> AskFor(const std::string& output, int port)
 {
-    return *std::find_if(answers.begin(), answers.end(),
-                         [&](const Answer& answer) { return answer.function == function; });
+    for (const Function& function : Functions()) {
+        if (function.Gives(output)) return AskFunction(function, port);
+    }
+    return std::nullopt;
+}
+
+std::vector<Answer> AskAll(int port)
+{
+    std::vector<Answer> answers;
+    for (const Function& function : Functions()) answers.push_back(AskFunction(function, port));
+    return answers;
 }
 
 Json::Value AnswersToJson(const std::vector<Answer>& answers)

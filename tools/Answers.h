@@ -4,6 +4,7 @@
 #ifndef SRCWATCH_TOOLS_ANSWERS_H
 #define SRCWATCH_TOOLS_ANSWERS_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,8 +30,11 @@ struct Answer {
 /// Ask every function that answers about a port.
 std::vector<Answer> AskAll(int port);
 
-/// The answer of one function of those.
-const Answer& FindAnswer(const std::vector<Answer>& answers, const std::string& function);
+/// Ask the function that gives an output, and no other. Nothing when there is no such output.
+std::optional<Answer> AskFor(const std::string& output, int port);
+
+/// The names of all outputs.
+std::vector<std::string> OutputNames();
 
 /// The member "answers" of a port's document.
 Json::Value AnswersToJson(const std::vector<Answer>& answers);

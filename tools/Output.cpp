@@ -126,7 +126,7 @@ void Output::WriteTable(const Table& table)
 
 void Output::Write(const Json::Value& document, const Table& table)
 {
-    if (m_Format == Format::kJson || m_Format == Format::kJsonl) return WriteJson(document);
+    if (!ShowsTable()) return WriteJson(document);
     if (m_Format == Format::kRaw || table.titles.empty()) {
         for (const Row& row : table.rows) WriteRow(row, "\t");
     } else if (!table.rows.empty()) {
@@ -136,13 +136,13 @@ void Output::Write(const Json::Value& document, const Table& table)
 
 void Output::WriteText(const Json::Value& document, const std::string& text)
 {
-    if (m_Format == Format::kJson || m_Format == Format::kJsonl) return WriteJson(document);
+    if (!ShowsTable()) return WriteJson(document);
     WriteLine(EscapeLines(text));
 }
 
 void Output::Say(const Json::Value& document, const std::string& sentence)
 {
-    if (m_Format == Format::kJson || m_Format == Format::kJsonl) return WriteJson(document);
+    if (!ShowsTable()) return WriteJson(document);
     if (m_Format == Format::kTable) WriteLine(Escape(sentence));
 }
 

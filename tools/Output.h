@@ -50,6 +50,9 @@ public:
     void SetFormat(Format format) { m_Format = format; }
     Format GetFormat() const { return m_Format; }
 
+    /// Whether a document's table is written, and not the document itself.
+    bool ShowsTable() const { return m_Format == Format::kTable || m_Format == Format::kRaw; }
+
     /// Write a document whose form for people is a table.
     void Write(const Json::Value& document, const Table& table);
 

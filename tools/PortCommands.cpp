@@ -21,35 +21,34 @@ namespace ctl {
 
 namespace {
 
-std::string TypeCell(const StoredRecord& record)
+std::string TypeCell(const Json::Value& document)
 {
-    const Json::Value& type = record.members["DevType"];
-    if (!record.readable || !type.isInt()) return "unreadable";
+    const Json::Value& type = document["record"]["DevType"];
+    if (!document["readable"].asBool() || !type.isInt()) return "unreadable";
     return type.asInt() == 0 ? "" : DeviceTypeName(type.asInt());
 }
 
-Cell StateCell(const StoredRecord& record, std::optional<bool> connected)
+Cell StateCell(const Json::Value& document)
 {
-    if (!record.readable) return {"damaged", Colour::kBad};
-    const bool known = record.members["DevType"].asInt() != 0;
-    if (connected.value_or(known)) return known ? Cell("detected", Colour::kGood) : Cell("connected");
+    if (!document["readable"].asBool()) return {"damaged", Colour::kBad};
+    const bool known = document["record"]["DevType"].asInt() != 0;
+    const bool connected = document["connected"].isNull() ? known : document["connected"].asBool();
+    if (connected) return known ? Cell("detected", Colour::kGood) : Cell("connected");
     return {known ? "gone" : "empty", Colour::kDim};
 }
 
-Row ListRow(int port)
+Row ListRow(int port, const Json::Value& document)
 {
-    const StoredRecord record = LoadRecord(port);
-    const std::vector<Answer> answers = AskAll(port);
-    const Answer& info = FindAnswer(answers, "srcwatch_get_device_info");
-    const bool device = !TypeCell(record).empty();  // for none there is nothing to show
+    const Answer info = AskFor("device_info_str1", port).value();
+    const bool device = !TypeCell(document).empty();  // for none there is nothing to show
     return {std::to_string(port),
             PortName(port),
-            TypeCell(record),
+            TypeCell(document),
             device ? CellText(info.ValueOf("device_info_str1")) : "",
             device ? CellText(info.ValueOf("device_info_str2")) : "",
-            CellText(FindAnswer(answers, "srcwatch_get_logo_mso_name").ValueOf("PRName")),
-            CellText(FindAnswer(answers, "srcwatch_get_codeset_info").ValueOf("codeset")),
-            StateCell(record, IsConnected(port))};
+            CellText(AskFor("PRName", port)->ValueOf("PRName")),
+            CellText(AskFor("codeset", port)->ValueOf("codeset")),
+            StateCell(document)};
 }
 
 void List(Output& output)
@@ -58,8 +57,8 @@ void List(Output& output)
     Json::Value document(Json::arrayValue);
     Table table{{"PORT", "INPUT", "TYPE", "NAME", "DETAIL", "PROVIDER", "CODESET", "STATE"}, {}};
     for (const int port : AllPorts()) {
-        document.append(PortDocument(port));
-        table.rows.push_back(ListRow(port));
+        const Json::Value& entry = document.append(PortDocument(port));
+        if (output.ShowsTable()) table.rows.push_back(ListRow(port, entry));
     }
     output.Write(document, table);
 }
@@ -75,9 +74,8 @@ std::vector<std::string> FieldNames()
 {
     std::vector<std::string> names;
     for (const srcwatch::RecordField& field : srcwatch::kRecordFields) names.emplace_back(field.key);
-    for (const char* const name : {"device_type", "device_info_str1", "device_info_str2", "has_codeset", "codeset",
-                                   "result_str1", "result_str2", "changed"}) {
-        names.emplace_back(name);
+    for (const std::string& name : OutputNames()) {
+        if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
     }
     return names;
 }
@@ -85,10 +83,8 @@ std::vector<std::string> FieldNames()
 // Through the library's function where one gives the field.
 Lookup Find(int port, const std::string& field)
 {
-    for (const Answer& answer : AskAll(port)) {
-        for (const AnsweredValue& value : answer.values) {
-            if (value.name == field) return {value.value, answer.result, answer.function};
-        }
+    if (const std::optional<Answer> answer = AskFor(field, port)) {
+        return {answer->ValueOf(field), answer->result, answer->function};
     }
     return {LoadRecord(port).members[field], SRCWATCH_OK, "the record"};
 }

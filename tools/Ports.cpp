@@ -57,13 +57,6 @@ std::string WhatIsWrongWithSeconds(const std::string& text)
     return good ? "" : "'" + text + "' is no number of seconds from 0 to 1000000";
 }
 
-int StoredHdmiRecords()
-{
-    int count = 0;
-    while (count < kHdmiPorts && LoadRecord(count).stored) ++count;
-    return count;
-}
-
 }  // namespace
 
 std::optional<int> ParseInt(const std::string& text)
@@ -88,7 +81,7 @@ std::string InputName(int port)
 std::vector<int> AllPorts()
 {
     const int known = get_hdmi_count();
-    const int count = known > 0 ? std::min(known, kHdmiPorts) : StoredHdmiRecords();
+    const int count = std::min(known > 0 ? known : CountStoredRecords(), kHdmiPorts);
     std::vector<int> ports(static_cast<std::size_t>(count));
     std::iota(ports.begin(), ports.end(), 0);
     ports.push_back(SRCWATCH_PORT_OPTICAL);

@@ -7,9 +7,11 @@
 #include "QDInfoAPI.h"
 #include "QDInfoActivityInfo.h"
 #include "QDInfoCommon.h"
-#include "QDInfoServerData.h"
 #include "RecordFields.h"
 #include "Settings.h"
+
+#include <algorithm>
+#include <iterator>
 
 #include <json/writer.h>
 #include <vconf.h>
@@ -23,17 +25,30 @@ namespace {
     throw Failure("the document in " + key + " cannot be read; 'srcwatchctl doctor' tells why");
 }
 
+// What is stored under "activity" in a document: records of HDMI ports as a list, or the optical one. Null when there
+// is none.
+Json::Value LoadActivity(const std::string& key)
+{
+    const std::optional<std::string> text = ReadText(key);
+    if (!text) return Json::nullValue;
+    const std::optional<Json::Value> root = srcwatch::ParseJson(*text);
+    if (!root || !(root->isNull() || root->isObject())) ThrowUnreadable(key);
+    return root->isNull() ? Json::Value() : (*root)["activity"];
+}
+
+Json::Value LoadHdmiRecords()
+{
+    Json::Value records = LoadActivity(VCONF_SOURCE_ACTIVITY);
+    if (!records.isNull() && !records.isArray()) ThrowUnreadable(VCONF_SOURCE_ACTIVITY);
+    return records;
+}
+
 // The stored value of a port's record; null when there is none.
 Json::Value LoadStored(int port)
 {
-    Json::Value record;
-    if (!ReadText(RecordKey(port))) return record;
-    qdinfo::CQDInfoServerData* const store = qdinfo::CQDInfoServerData::GetInstance();
-    if (store == nullptr) throw Failure("no memory for the store");
-    const bool loaded = port == OPTICAL_PORT ? store->t_LoadOpticalPortJsonInfoToMemory(port, record)
-                                             : store->t_LoadPortJsonInfoToMemory(port, record);
-    if (!loaded) ThrowUnreadable(RecordKey(port));
-    return record;
+    if (port == OPTICAL_PORT) return LoadActivity(VCONF_OPTICAL_SOURCE_ACTIVITY);
+    const Json::Value records = LoadHdmiRecords();
+    return records.get(static_cast<Json::ArrayIndex>(port), Json::nullValue);
 }
 
 void ForgetOptical()
@@ -63,6 +78,14 @@ StoredRecord LoadRecord(int port)
         if (member.isNull()) member = field.isNumber ? Json::Value(0) : Json::Value("");
     }
     return record;
+}
+
+int CountStoredRecords()
+{
+    const Json::Value records = LoadHdmiRecords();
+    const auto none =
+        std::find_if(records.begin(), records.end(), [](const Json::Value& value) { return value.isNull(); });
+    return static_cast<int>(std::distance(records.begin(), none));
 }
 
 void ForgetRecord(int port)

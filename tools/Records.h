@@ -19,6 +19,9 @@ struct StoredRecord {
 /// Load a port's record. Throws a Failure when the whole document cannot be read.
 StoredRecord LoadRecord(int port);
 
+/// How many records of HDMI ports are stored one after the other from the first on. Throws as LoadRecord() does.
+int CountStoredRecords();
+
 /// The settings key of the document that has a port's record.
 std::string RecordKey(int port);
 

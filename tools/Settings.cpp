@@ -2,21 +2,36 @@
 #include "Settings.h"
 
 #include "Failure.h"
+#include "QDInfoCommon.h"
+
+#include <cerrno>
 
 #include <vconf.h>
 
 namespace ctl {
 
-void ListSettings(srcwatch_host_setting_cb callback, void* user_data)
+namespace {
+
+[[noreturn]] void ThrowUnreadable()
 {
-    if (srcwatch_host_list_settings(callback, user_data) != 0) {
-        throw Failure("the settings store cannot be read; 'srcwatchctl doctor' tells why");
-    }
+    throw Failure("the settings store cannot be read; 'srcwatchctl doctor' tells why");
 }
 
+}  // namespace
+
+void ListSettings(srcwatch_host_setting_cb callback, void* user_data)
+{
+    if (srcwatch_host_list_settings(callback, user_data) != 0) ThrowUnreadable();
+}
+
+// Each key is of one of the store's databases. That it is absent or a text is no fault of the store.
 void RequireSettings()
 {
-    ListSettings([](const char*, const srcwatch_host_value*, void*) {}, nullptr);
+    for (const std::string& key : {VCONF_SOURCE_ACTIVITY, VCONF_SCAN_RESULT}) {
+        int number = 0;
+        const int result = vconf_get_int(key.c_str(), &number);
+        if (result < 0 && result != -ENOENT && result != -EPROTOTYPE) ThrowUnreadable();
+    }
 }
 
 void WriteText(const std::string& key, const std::string& text)

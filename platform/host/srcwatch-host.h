@@ -7,6 +7,9 @@
  * All functions are callable from any thread, while libraries load, in exit handlers, and in a forked child. Results
  * are 0 for success and negative otherwise; failures are logged, repeated ones once.
  *
+ * Of this platform vconf_get_int() says why it reads nothing: -ENOENT for an absent setting, -EPROTOTYPE for a text,
+ * and anything else when the store cannot be read.
+ *
  * A setting is read and written in microseconds (a durable write: as long as the disk takes), or fails after about one
  * second in which other processes kept its database locked. A damaged database is moved aside (its name gets
  * ".damaged-" and the time) and a new one begins.

@@ -56,6 +56,15 @@ TEST_F(PortCommands, ListsEveryPortOfTheTvAlsoWithoutARecord)
     EXPECT_EQ(ports[0]["record"]["DevName"], "");
 }
 
+TEST_F(PortCommands, FailWhereTheVolatileStoreCannotBeRead)
+{
+    SetVariable("SRCWATCH_RUN_DIR", "/dev/null/run");
+
+    for (const Words& command : {Words{"list"}, {"get", "0", "DevName"}, {"scan", "status"}}) {
+        EXPECT_TRUE(Fails(Run(command), 1, "cannot be read")) << testing::PrintToString(command);
+    }
+}
+
 // To the library's queries a store that cannot be read is one with nothing in it.
 TEST_F(PortCommands, FailWhereTheStoreCannotBeRead)
 {
