@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Records.h"
 
-#include "Inspection.h"
 #include "Log.h"
 #include "QDInfoAPI.h"
 #include "QDInfoCommon.h"
@@ -9,6 +8,7 @@
 #include "Settings.h"
 #include "StoredValues.h"
 
+#include <algorithm>
 #include <optional>
 
 #include <json/json.h>
@@ -23,47 +23,49 @@ using qdinfo::CQDInfoAPI;
 using qdinfo::CQDInfoData;
 using qdinfo::CQDInfoServerData;
 
-// The text fields of a record with their accessors in the table.
+// The text fields of a record: how they are read of a stored one, and written to the table.
 struct TextField {
     std::string Classification::*text;
-    const char* (CQDInfoData::*get)(int);
+    const char* (CQDInfoActivityInfo::*get)();
     bool (CQDInfoData::*set)(const char*, int);
 };
 constexpr TextField kTextFields[] = {
-    {&Classification::deviceTypeText, &CQDInfoData::GetStrDeviceType, &CQDInfoData::SetStrDeviceType},
-    {&Classification::brandName, &CQDInfoData::GetBrandName, &CQDInfoData::SetBrandName},
-    {&Classification::deviceName, &CQDInfoData::GetDeviceName, &CQDInfoData::SetDeviceName},
-    {&Classification::providerName, &CQDInfoData::GetProviderName, &CQDInfoData::SetProviderName},
-    {&Classification::codesetName, &CQDInfoData::GetCodesetName, &CQDInfoData::SetCodesetName},
-    {&Classification::cecDeviceName, &CQDInfoData::GetCECDeviceName, &CQDInfoData::SetCECDeviceName},
-    {&Classification::aksv, &CQDInfoData::GetAKSVKey, &CQDInfoData::SetAKSVKey},
-    {&Classification::unknownType, &CQDInfoData::GetUnknownType, &CQDInfoData::SetUnknownType},
-    {&Classification::manufacturerName, &CQDInfoData::GetManufacturerName, &CQDInfoData::SetManufacturerName},
-    {&Classification::modelName, &CQDInfoData::GetModelName, &CQDInfoData::SetModelName},
-    {&Classification::cecName, &CQDInfoData::GetCECName, &CQDInfoData::SetCECName},
+    {&Classification::deviceTypeText, &CQDInfoActivityInfo::GetStrDeviceType, &CQDInfoData::SetStrDeviceType},
+    {&Classification::brandName, &CQDInfoActivityInfo::GetBrandName, &CQDInfoData::SetBrandName},
+    {&Classification::deviceName, &CQDInfoActivityInfo::GetDeviceName, &CQDInfoData::SetDeviceName},
+    {&Classification::providerName, &CQDInfoActivityInfo::GetProviderName, &CQDInfoData::SetProviderName},
+    {&Classification::codesetName, &CQDInfoActivityInfo::GetCodesetName, &CQDInfoData::SetCodesetName},
+    {&Classification::cecDeviceName, &CQDInfoActivityInfo::GetCECDeviceName, &CQDInfoData::SetCECDeviceName},
+    {&Classification::aksv, &CQDInfoActivityInfo::GetAKSVKey, &CQDInfoData::SetAKSVKey},
+    {&Classification::unknownType, &CQDInfoActivityInfo::GetUnknownType, &CQDInfoData::SetUnknownType},
+    {&Classification::manufacturerName, &CQDInfoActivityInfo::GetManufacturerName, &CQDInfoData::SetManufacturerName},
+    {&Classification::modelName, &CQDInfoActivityInfo::GetModelName, &CQDInfoData::SetModelName},
+    {&Classification::cecName, &CQDInfoActivityInfo::GetCECName, &CQDInfoData::SetCECName},
 };
 
-// The number fields, with their accessors.
+// The number fields, in the same way.
 struct NumberField {
     int Record::*number;
-    int (CQDInfoData::*get)(int);
+    int (CQDInfoActivityInfo::*get)();
     bool (CQDInfoData::*set)(int, int);
 };
 constexpr NumberField kNumberFields[] = {
-    {&Record::denyCount, &CQDInfoData::GetDenyCount, &CQDInfoData::SetDenyCount},
-    {&Record::scanState, &CQDInfoData::GetScanState, &CQDInfoData::SetScanState},
-    {&Record::previousPort, &CQDInfoData::GetPrevPort, &CQDInfoData::SetPrevPort},
-    {&Record::changed, &CQDInfoData::GetChangedType, &CQDInfoData::SetChangedType},
+    {&Record::denyCount, &CQDInfoActivityInfo::GetDenyCount, &CQDInfoData::SetDenyCount},
+    {&Record::scanState, &CQDInfoActivityInfo::GetScanState, &CQDInfoData::SetScanState},
+    {&Record::previousPort, &CQDInfoActivityInfo::GetPrevPort, &CQDInfoData::SetPrevPort},
+    {&Record::changed, &CQDInfoActivityInfo::GetChangedType, &CQDInfoData::SetChangedType},
 };
 
-Record ReadTable(CQDInfoData& table, int port)
+// A copy is read, because reading completes what it reads. What cannot be read stays empty.
+Record RecordOf(Json::Value stored)
 {
     Record record;
-    record.device.deviceType = table.GetDeviceType(port);
-    record.device.method = static_cast<DetectionMethod>(table.GetDetectionMethod(port));
-    for (const NumberField& field : kNumberFields) record.*field.number = (table.*field.get)(port);
-    // The table says at each of these, for the optical source, that the source is the optical one.
-    for (const TextField& field : kTextFields) record.device.*field.text = (table.*field.get)(port);
+    CQDInfoActivityInfo info;
+    if (!stored.isNull()) (void)info.Read(stored);  // a record that is readable in part counts in part
+    record.device.deviceType = info.GetDeviceType();
+    record.device.method = static_cast<DetectionMethod>(info.GetDetectionMethod());
+    for (const NumberField& field : kNumberFields) record.*field.number = (info.*field.get)();
+    for (const TextField& field : kTextFields) record.device.*field.text = (info.*field.get)();
     return record;
 }
 
@@ -81,31 +83,15 @@ void WriteTable(CQDInfoData& table, int port, const Record& record)
     }
 }
 
-// The stored optical record, through the library's record class, which knows the members' names.
-Record ReadOptical(const Json::Value& stored)
+// The HDMI records of an activity document, as many as the TV has inputs.
+std::map<int, Record> RecordsOf(const Json::Value& document)
 {
-    CQDInfoActivityInfo info;
-    Json::Value copy = stored;
-    (void)info.Read(copy);  // what cannot be read stays empty; the text has been examined before
-    Record record;
-    record.device.deviceType = info.GetDeviceType();
-    record.device.method = static_cast<DetectionMethod>(info.GetDetectionMethod());
-    record.device.deviceTypeText = info.GetStrDeviceType();
-    record.device.brandName = info.GetBrandName();
-    record.device.deviceName = info.GetDeviceName();
-    record.device.providerName = info.GetProviderName();
-    record.device.codesetName = info.GetCodesetName();
-    record.device.cecDeviceName = info.GetCECDeviceName();
-    record.device.aksv = info.GetAKSVKey();
-    record.device.unknownType = info.GetUnknownType();
-    record.device.manufacturerName = info.GetManufacturerName();
-    record.device.modelName = info.GetModelName();
-    record.device.cecName = info.GetCECName();
-    record.denyCount = info.GetDenyCount();
-    record.scanState = info.GetScanState();
-    record.previousPort = info.GetPrevPort();
-    record.changed = info.GetChangedType();
-    return record;
+    std::map<int, Record> records;
+    const Json::Value& list = document["activity"];
+    for (int port = 0; port < HDMI_PORT_COUNT; ++port) {
+        records[port] = RecordOf(list.get(static_cast<Json::ArrayIndex>(port), Json::nullValue));
+    }
+    return records;
 }
 
 }  // namespace
@@ -118,51 +104,56 @@ std::string Records::Load()
     m_Table = CQDInfoAPI::GetQDInfoUtil();
     if (m_Table == nullptr) return "no memory for the records";
     if (!loaded) m_Table->CreateAndAddNewActivity();
-    const std::string error = LoadHdmi();
-    return error.empty() ? LoadOptical() : error;
-}
-
-// A text of which only a part can be read is kept aside too: the next save would lose the rest.
-std::string Records::LoadHdmi()
-{
-    const std::optional<std::string> text = ReadText(VCONF_SOURCE_ACTIVITY);
-    if (!text) return "";
-    m_KnownText = *text;
-    const std::string wrong = WhatIsWrong(Inspect(JsonText(*text), StoredKind::kActivity));
-    if (wrong.empty()) return "";
-    m_UnreadableText = *text;
-    if (KeepUnreadable(VCONF_SOURCE_ACTIVITY, *text, wrong)) return "";
-    return "the stored records are unreadable and cannot be kept aside";
-}
-
-std::string Records::LoadOptical()
-{
-    const std::optional<std::string> text = ReadText(VCONF_OPTICAL_SOURCE_ACTIVITY);
-    if (!text) return "";
-    const std::string wrong = WhatIsWrong(Inspect(JsonText(*text), StoredKind::kOptical));
-    if (wrong.empty()) {
-        WriteTable(*m_Table, OPTICAL_PORT, ReadOptical(Stored(OPTICAL_PORT)));
-        return "";
+    Json::Value document;
+    if (!Examine(0, VCONF_SOURCE_ACTIVITY, StoredKind::kActivity, document)) {
+        return "the stored records are unreadable and cannot be kept aside";
     }
-    m_UnreadableOpticalText = *text;
-    if (KeepUnreadable(VCONF_OPTICAL_SOURCE_ACTIVITY, *text, wrong)) return "";
-    return "the stored optical record is unreadable and cannot be kept aside";
+    ReadTable();  // what of the HDMI records was readable
+    document = Json::nullValue;
+    if (!Examine(OPTICAL_PORT, VCONF_OPTICAL_SOURCE_ACTIVITY, StoredKind::kOptical, document)) {
+        return "the stored optical record is unreadable and cannot be kept aside";
+    }
+    m_Records[OPTICAL_PORT] = RecordOf(document["activity"]);
+    if (!document["activity"].isNull()) WriteTable(*m_Table, OPTICAL_PORT, m_Records[OPTICAL_PORT]);
+    return "";
+}
+
+// Reads a document. A text of which only a part can be read is kept aside too: the next save would lose the rest. False
+// when it cannot be kept.
+bool Records::Examine(int port, const std::string& key, StoredKind kind, Json::Value& document)
+{
+    const std::optional<std::string> text = ReadText(key);
+    if (!text) return true;
+    const JsonText json(*text);
+    const std::string wrong = WhatIsWrong(Inspect(json, kind));
+    if (wrong.empty()) {
+        document = json.Root();
+        return true;
+    }
+    m_Unreadable[port] = *text;
+    return KeepUnreadable(key, *text, wrong);
+}
+
+void Records::ReadTable()
+{
+    Json::Value document;
+    (void)m_Table->GetActivityInfoToStream(document);  // without memory, the records begin empty
+    for (auto& [port, record] : RecordsOf(document)) m_Records[port] = std::move(record);
 }
 
 // What another service has restored meanwhile stays.
 void Records::Restore()
 {
-    if (m_UnreadableText && ReadText(VCONF_SOURCE_ACTIVITY) == m_UnreadableText) Save(0);
-    if (m_UnreadableOpticalText && ReadText(VCONF_OPTICAL_SOURCE_ACTIVITY) == m_UnreadableOpticalText) {
-        Save(OPTICAL_PORT);
+    for (const auto& [port, text] : m_Unreadable) {
+        const std::string& key = port == OPTICAL_PORT ? VCONF_OPTICAL_SOURCE_ACTIVITY : VCONF_SOURCE_ACTIVITY;
+        if (ReadText(key) == text) Save(port);
     }
 }
-
-Record Records::Get(int port) const { return ReadTable(*m_Table, port); }
 
 bool Records::Set(int port, const Record& record)
 {
     if (Get(port) == record) return false;
+    m_Records[port] = record;
     WriteTable(*m_Table, port, record);
     Save(port);
     return true;
@@ -179,7 +170,6 @@ void Records::Save(int port)
 {
     if (port == OPTICAL_PORT) SaveOptical();
     srcwatch_set_source_info(port, 0);
-    if (port != OPTICAL_PORT) m_KnownText = ReadText(VCONF_SOURCE_ACTIVITY).value_or("");
 }
 
 void Records::SaveOptical()
@@ -192,20 +182,26 @@ void Records::SaveOptical()
     }
 }
 
+// Notices of this service's own writes come later, perhaps several after the last of them: what counts is what is
+// stored now.
 void Records::HandleWritten()
 {
     const std::string text = ReadText(VCONF_SOURCE_ACTIVITY).value_or("");
-    if (text == m_KnownText) return;
-    const std::string wrong = WhatIsWrong(Inspect(JsonText(text), StoredKind::kActivity));
-    m_KnownText = text;
-    if (wrong.empty()) {
-        SWLOG(DLOG_INFO, "another process wrote the records; they are taken over");
-        (void)m_Table->t_LoadActivityInfoToMemory();  // has just been read, and found to be good
+    const JsonText json(text);
+    const std::string wrong = WhatIsWrong(Inspect(json, StoredKind::kActivity));
+    if (!wrong.empty()) {
+        if (!text.empty()) (void)KeepUnreadable(VCONF_SOURCE_ACTIVITY, text, wrong);  // logged; ours must be restored
+        SWLOG(DLOG_WARN, "another process spoilt the stored records; they are written again");
+        return Save(0);
+    }
+    const std::map<int, Record> stored = RecordsOf(json.Root());
+    if (std::all_of(stored.begin(), stored.end(),
+                    [&](const auto& entry) { return Get(entry.first) == entry.second; })) {
         return;
     }
-    if (!text.empty()) (void)KeepUnreadable(VCONF_SOURCE_ACTIVITY, text, wrong);  // logged; ours must be restored
-    SWLOG(DLOG_WARN, "another process spoilt the stored records; they are written again");
-    Save(0);
+    SWLOG(DLOG_INFO, "another process wrote the records; they are taken over");
+    (void)m_Table->t_LoadActivityInfoToMemory();  // has just been read, and found to be good
+    ReadTable();
 }
 
 Json::Value Records::Stored(int port)

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The records of all inputs: the library's table, and what keeps it and the settings store the same.
+// The records of all inputs: those that this service holds, and what keeps the library's table and the settings store
+// the same.
 #ifndef SRCWATCH_SERVICE_RECORDS_H
 #define SRCWATCH_SERVICE_RECORDS_H
 
+#include "Inspection.h"
 #include "Record.h"
 
-#include <optional>
+#include <map>
 #include <string>
 
 #include <json/value.h>
@@ -32,7 +34,8 @@ public:
     /// Write the records again over texts that could not be read and were kept aside.
     void Restore();
 
-    Record Get(int port) const;
+    /// The record of a port that the TV has.
+    const Record& Get(int port) const { return m_Records.at(port); }
 
     /// Make this the record of a port, save it and have it announced; nothing of it when that is the record already.
     /// @return Whether it was not.
@@ -48,15 +51,14 @@ public:
     static Json::Value Stored(int port);
 
 private:
-    std::string LoadHdmi();
-    std::string LoadOptical();
+    bool Examine(int port, const std::string& key, StoredKind kind, Json::Value& document);
+    void ReadTable();
     void Save(int port);
     void SaveOptical();
 
-    qdinfo::CQDInfoData* m_Table = nullptr;  // the library's
-    std::optional<std::string> m_UnreadableText;
-    std::optional<std::string> m_UnreadableOpticalText;
-    std::string m_KnownText;  // what this process last read from or wrote to the HDMI records' setting
+    qdinfo::CQDInfoData* m_Table = nullptr;   // the library's
+    std::map<int, Record> m_Records;          // what the table has, by port
+    std::map<int, std::string> m_Unreadable;  // texts found unreadable, by a port of the document
 };
 
 }  // namespace srcwatch
