@@ -3,7 +3,7 @@
 
 #include "Evidence.h"
 #include "Log.h"
-#include "srcwatch-api.h"
+#include "PortSet.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -97,9 +97,9 @@ Inputs::Inputs(unsigned quietMilliseconds, int hdmiCount, InputsListener& listen
     : m_QuietMilliseconds(quietMilliseconds), m_Listener(listener)
 {
     for (int port = 0; port < std::min(hdmiCount, kMostHdmiInputs); ++port) {
-        m_Inputs.push_back(std::make_unique<Input>(this, port, "hdmi" + std::to_string(port + 1)));
+        m_Inputs.push_back(std::make_unique<Input>(this, port, InputName(port)));
     }
-    m_Inputs.push_back(std::make_unique<Input>(this, SRCWATCH_PORT_OPTICAL, "optical"));
+    m_Inputs.push_back(std::make_unique<Input>(this, SRCWATCH_PORT_OPTICAL, InputName(SRCWATCH_PORT_OPTICAL)));
 }
 
 Inputs::~Inputs()

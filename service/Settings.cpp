@@ -8,6 +8,11 @@
 
 namespace srcwatch {
 
+void WriteNumber(const std::string& key, int value)
+{
+    if (vconf_set_int(key.c_str(), value) != 0) SWLOG(DLOG_ERROR, "%s could not be written", key.c_str());
+}
+
 std::string WhatIsWrong(const Inspection& inspection)
 {
     return inspection.IsReadable() ? "" : Printable(inspection.FirstUnreadable()->Text());

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Texts in the settings store that cannot be used.
+// What the service writes to the settings store, and what it does with texts there that cannot be used.
 #ifndef SRCWATCH_SERVICE_SETTINGS_H
 #define SRCWATCH_SERVICE_SETTINGS_H
 
@@ -9,6 +9,9 @@
 #include <string>
 
 namespace srcwatch {
+
+/// Write a number; a failure is logged.
+void WriteNumber(const std::string& key, int value);
 
 /// Why the library would not read all of a document, in words for the log; empty when it would.
 std::string WhatIsWrong(const Inspection& inspection);

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What applications command: scans, the TWC check, new profiles.
+#ifndef SRCWATCH_SERVICE_COMMANDS_H
+#define SRCWATCH_SERVICE_COMMANDS_H
+
+#include "Announcer.h"
+#include "Detector.h"
+#include "Glib.h"
+#include "PortSet.h"
+#include "Records.h"
+#include "Scan.h"
+#include "Twc.h"
+
+#include <functional>
+
+namespace srcwatch {
+
+class Commands : private ScanHost {
+public:
+    /// @param loadProfiles  Called before what is plugged in is detected again.
+    Commands(unsigned scanStepMilliseconds, PortSet ports, Records& records, Detector& detector, Announcer& announcer,
+             std::function<void()> loadProfiles);
+
+    /// Show that nothing that was commanded runs.
+    void Reset();
+
+    /// Obey a command, as the library writes it to the command key.
+    void Handle(int command);
+
+    /// To be called after each write to the setting that a tuned channel is reported in.
+    void HandleTunedChannel() { m_Twc.HandleTunedChannel(); }
+
+    /// Stop the first-setup scan, if one runs.
+    void Withdraw();
+
+    const Scan& FirstSetupScan() const { return m_Scan; }
+    int TwcPort() const { return m_Twc.Port(); }
+
+private:
+    void BeginScan() override;
+    bool ScanPort(int port) override { return m_Detector.Scan(port); }
+    void ShowProgress(int value, int percent, int port) override;
+    void AnnounceScanEnd(int result, int devicesFound) override { m_Announcer.ScanFinished(result, devicesFound, 0); }
+
+    void StartOpticalScan();
+    void StopOpticalScan();
+    void EndOpticalScan();
+    void HandleMbrDownloadFinished();
+    bool IsSetTopBox(int port) const;
+
+    const unsigned m_ScanStepMilliseconds;
+    const PortSet m_Ports;
+    Records& m_Records;
+    Detector& m_Detector;
+    Announcer& m_Announcer;
+    const std::function<void()> m_LoadProfiles;
+    Scan m_Scan;
+    Timer m_OpticalScan;
+    Twc m_Twc;
+};
+
+}  // namespace srcwatch
+
+#endif

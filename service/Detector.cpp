@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Detector.h"
+
+#include "Evidence.h"
+#include "Log.h"
+#include "StoredStatistics.h"
+#include "srcwatch-host.h"
+#include "srcwatch-protocol.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace srcwatch {
+
+namespace {
+
+// The TV service's identifiers of HDMI 1 to HDMI 8.
+constexpr int kSourceIds[] = {13, 14, 15, 16, 38, 39, 46, 47};
+
+void SetConnected(int port, bool connected)
+{
+    if (port < 0 || static_cast<std::size_t>(port) >= std::size(kSourceIds)) return;
+    if (srcwatch_host_set_connected(kSourceIds[port], connected) != 0) {
+        SWLOG(DLOG_ERROR, "the connection state of HDMI %d could not be set", port + 1);
+    }
+}
+
+// One line for each file, whatever is to be said of it.
+void LogRemarks(int port, const Evidence& evidence)
+{
+    const Remarks remarks = evidence.AllRemarks();
+    for (auto first = remarks.begin(); first != remarks.end();) {
+        const std::string& file = first->file;
+        const auto last = std::find_if(first, remarks.end(), [&](const Remark& remark) { return remark.file != file; });
+        SWLOG(DLOG_WARN, "%s%s: %s%s", InputName(port).c_str(), (file.empty() ? "" : "/" + file).c_str(),
+              evidence.IsRefused(file) ? "refused: " : "", InOneLine(Remarks(first, last)).c_str());
+        first = last;
+    }
+}
+
+}  // namespace
+
+Detector::Detector(unsigned quietMilliseconds, PortSet ports, Records& records, Announcer& announcer,
+                   std::function<void()> onInputsLost)
+    : m_Ports(ports),
+      m_Records(records),
+      m_Announcer(announcer),
+      m_OnInputsLost(std::move(onInputsLost)),
+      m_Inputs(quietMilliseconds, ports.hdmiCount, *this)
+{
+}
+
+void Detector::LoadProfiles(const std::vector<std::string>& paths)
+{
+    m_Profiles = Profiles();
+    for (const std::string& path : paths) m_Profiles.Load(path);
+    for (const ProfileError& error : m_Profiles.Errors()) SWLOG(DLOG_ERROR, "profile %s", error.Text().c_str());
+    SWLOG(DLOG_INFO, "%zu profile(s) loaded", m_Profiles.Count());
+}
+
+std::string Detector::Start(const std::string& inputs)
+{
+    for (const int port : m_Ports.All()) SetConnected(port, false);
+    m_Pending.Clear();
+    std::string failure = m_Inputs.Start(inputs);
+    if (!failure.empty()) return failure;
+    for (const int port : m_Ports.All()) {
+        if (!IsPlugged(port) && m_Records.Get(port).HasDevice()) OnUnplugged(port);
+    }
+    return "";
+}
+
+bool Detector::Scan(int port)
+{
+    m_Inputs.Look(port);
+    if (!IsPlugged(port)) {
+        Record record = m_Records.Get(port);
+        record.scanState = SRCWATCH_SCAN_EMPTY;
+        (void)m_Records.Set(port, record);  // scanned before with the same result
+        return false;
+    }
+    m_Inputs.ForgetSettling(port);
+    m_Pending.Begin(port);
+    Detect(port, Cause::kCommand);
+    return true;
+}
+
+void Detector::DetectAgain()
+{
+    for (const int port : m_Ports.All()) {
+        if (!IsPlugged(port) || m_Inputs.IsSettling(port)) continue;
+        m_Pending.Begin(port);
+        Detect(port, Cause::kDevice);
+    }
+}
+
+void Detector::OnPlugged(int port)
+{
+    SetConnected(port, true);
+    m_Pending.Begin(port);
+    // A record with a device means that the device was announced before this service was started anew.
+    if (!m_Records.Get(port).HasDevice()) m_Announcer.Connection(port, true);
+}
+
+void Detector::OnUnplugged(int port)
+{
+    SetConnected(port, false);
+    m_Pending.End(port);
+    (void)m_Records.Clear(port);  // it may not have been detected yet
+    m_Announcer.Connection(port, false);
+}
+
+void Detector::Detect(int port, Cause cause)
+{
+    const Evidence evidence = ReadEvidence(m_Inputs.DirectoryOf(port));
+    LogRemarks(port, evidence);
+    const Classification device = Classify(evidence, m_Profiles);
+    Statistics statistics = LoadStatistics();
+    Record record = ComposeRecord(port, m_Records.Get(port), device, statistics,
+                                  [&](int other) { return IsOccupied(other, device); });
+    if (cause == Cause::kCommand) record.scanState = SRCWATCH_SCAN_FOUND;
+
+    if (m_Records.Set(port, record) || cause == Cause::kCommand) {
+        statistics.Add(port, device, m_Pending.MillisecondsSince(port));
+        SaveStatistics(statistics);
+        SWLOG(DLOG_INFO, "%s: type %d by %s", InputName(port).c_str(), device.deviceType,
+              DetectionMethodText(device.method));
+        m_Announcer.Detected(port, record);
+    }
+    m_Pending.End(port);
+}
+
+bool Detector::IsOccupied(int port, const Classification& device) const
+{
+    return IsPlugged(port) && IdentityOf(m_Records.Get(port).device).Matches(IdentityOf(device));
+}
+
+}  // namespace srcwatch

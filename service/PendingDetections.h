@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The devices that were plugged in and are not detected yet, as applications see them in the settings.
+#ifndef SRCWATCH_SERVICE_PENDINGDETECTIONS_H
+#define SRCWATCH_SERVICE_PENDINGDETECTIONS_H
+
+#include <map>
+#include <set>
+
+#include <glib.h>
+
+namespace srcwatch {
+
+class PendingDetections {
+public:
+    void Begin(int port);
+    void End(int port);
+
+    /// Forget all of them.
+    void Clear();
+
+    /// Milliseconds since the last Begin() of a port.
+    int MillisecondsSince(int port) const;
+
+private:
+    void Show() const;
+
+    std::set<int> m_Ports;
+    std::map<int, gint64> m_Since;  // microseconds; stays when a detection ends, as a changed file begins none
+};
+
+}  // namespace srcwatch
+
+#endif

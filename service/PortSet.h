@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The inputs that the TV has.
+#ifndef SRCWATCH_SERVICE_PORTSET_H
+#define SRCWATCH_SERVICE_PORTSET_H
+
+#include "srcwatch-api.h"
+
+#include <string>
+#include <vector>
+
+namespace srcwatch {
+
+struct PortSet {
+    int hdmiCount;
+
+    bool Has(int port) const { return port == SRCWATCH_PORT_OPTICAL || (port >= 0 && port < hdmiCount); }
+
+    /// All of them, the optical one last.
+    std::vector<int> All() const
+    {
+        std::vector<int> ports;
+        for (int port = 0; port < hdmiCount; ++port) ports.push_back(port);
+        ports.push_back(SRCWATCH_PORT_OPTICAL);
+        return ports;
+    }
+};
+
+/// The name of an input in the inputs directory: "hdmi1" for port 0, "optical" for port 99.
+inline std::string InputName(int port)
+{
+    return port == SRCWATCH_PORT_OPTICAL ? "optical" : "hdmi" + std::to_string(port + 1);
+}
+
+}  // namespace srcwatch
+
+#endif

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What the service answers to the requests of srcwatch-protocol.h.
+#ifndef SRCWATCH_SERVICE_REQUESTS_H
+#define SRCWATCH_SERVICE_REQUESTS_H
+
+#include "Commands.h"
+#include "Detector.h"
+#include "PortSet.h"
+#include "Records.h"
+
+#include <json/value.h>
+
+namespace qdinfo {
+class CQDEventReciever;
+}
+
+namespace srcwatch {
+
+class Requests {
+public:
+    Requests(PortSet ports, Records& records, const Detector& detector, const Commands& commands)
+        : m_Ports(ports), m_Records(records), m_Detector(detector), m_Commands(commands)
+    {
+    }
+
+    /// Have the requests that a receiver gets answered, once Open() has been called. Before, the reply stays empty.
+    void Register(qdinfo::CQDEventReciever& receiver);
+    void Open() { m_IsOpen = true; }
+
+    Json::Value Answer(int type, int port);
+
+private:
+    static void OnRequest(void* self, srcwatch_event_s* event);
+    Json::Value AnswerStatus() const;
+    Json::Value AnswerRecord(int port) const;
+    Json::Value AnswerDeny(int port);
+
+    const PortSet m_Ports;
+    Records& m_Records;
+    const Detector& m_Detector;
+    const Commands& m_Commands;
+    bool m_IsOpen = false;
+};
+
+}  // namespace srcwatch
+
+#endif

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The TWC check of a port: whether its set-top box is tuned to a channel.
+#ifndef SRCWATCH_SERVICE_TWC_H
+#define SRCWATCH_SERVICE_TWC_H
+
+namespace srcwatch {
+
+class Twc {
+public:
+    /// Show that no check runs.
+    void Reset();
+
+    void Start(int port, bool isSetTopBox);
+    void End(int port);
+
+    /// To be called after each write to the setting that a tuned channel is reported in.
+    void HandleTunedChannel();
+
+    /// The port that is checked; -1 when none is.
+    int Port() const { return m_Port; }
+
+private:
+    int m_Port = -1;
+};
+
+}  // namespace srcwatch
+
+#endif
