@@ -6,6 +6,7 @@
 
 #include "srcwatch-api.h"
 
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -19,8 +20,8 @@ struct PortSet {
     /// All of them, the optical one last.
     std::vector<int> All() const
     {
-        std::vector<int> ports;
-        for (int port = 0; port < hdmiCount; ++port) ports.push_back(port);
+        std::vector<int> ports(static_cast<std::size_t>(hdmiCount));
+        std::iota(ports.begin(), ports.end(), 0);
         ports.push_back(SRCWATCH_PORT_OPTICAL);
         return ports;
     }

@@ -1,47 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the commands that show ports read of the store: no more than they show. The program's own definitions of the
-// store's functions, which the library uses too, count and pass on to the host platform.
+// What the commands that show ports read of the store: no more than they show.
 #include "Commands.h"
+#include "CountedStore.h"
 #include "ServiceTest.h"
-#include "srcwatch-host.h"
 
-#include <map>
-
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <vconf.h>
 
 namespace {
 
-std::map<std::string, int> g_reads;  // of texts, by key
-int g_listings = 0;
-
-template <typename Function>
-Function* Next(const char* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-}  // namespace
-
-#pragma GCC visibility push(default)
-
-char* vconf_get_str(const char* key)
-{
-    ++g_reads[key];
-    return Next<char*(const char*)>("vconf_get_str")(key);
-}
-
-int srcwatch_host_list_settings(srcwatch_host_setting_cb callback, void* user_data)
-{
-    ++g_listings;
-    return Next<int(srcwatch_host_setting_cb, void*)>("srcwatch_host_list_settings")(callback, user_data);
-}
-
-#pragma GCC visibility pop
-
-namespace {
+using srcwatch_test::TheStoreReads;
+using Texts = std::map<std::string, int>;
 
 const char* const kActivity = "db/srcwatch-service/source-activity";
 const char* const kOpticalActivity = "db/srcwatch-service/optical-source-activity";
@@ -64,8 +34,7 @@ protected:
         output.SetFormat(format);
         ctl::AddPortCommands(app, output);
         ctl::AddExplainCommand(app, output);
-        g_reads.clear();
-        g_listings = 0;
+        TheStoreReads() = {};
         testing::internal::CaptureStdout();
         app.parse(arguments);
         return testing::internal::GetCapturedStdout();
@@ -74,7 +43,7 @@ protected:
     // The one function that may itself read more than once: of a device with a name it does.
     static int ReadsOfCodeset(int port)
     {
-        g_reads.clear();
+        TheStoreReads() = {};
         bool known = false;
         char codeset[SRCWATCH_CODESET_TEXT_SIZE];
         (void)srcwatch_get_codeset_info(port, &known, codeset);
@@ -84,7 +53,7 @@ protected:
     static int Total()
     {
         int total = 0;
-        for (const auto& [key, count] : g_reads) total += count;
+        for (const auto& [key, count] : TheStoreReads().texts) total += count;
         return total;
     }
 };
@@ -92,15 +61,15 @@ protected:
 TEST_F(Reads, OfAFieldThatAFunctionGivesAreOne)
 {
     EXPECT_EQ(Run("get 0 DevType"), "6\n");
-    EXPECT_EQ(g_reads, (std::map<std::string, int>{{kActivity, 1}}));
+    EXPECT_EQ(TheStoreReads().texts, (Texts{{kActivity, 1}}));
     EXPECT_EQ(Run("get 99 device_info_str1"), "B\n");
-    EXPECT_EQ(g_reads, (std::map<std::string, int>{{kOpticalActivity, 1}}));
+    EXPECT_EQ(TheStoreReads().texts, (Texts{{kOpticalActivity, 1}}));
 }
 
 TEST_F(Reads, OfAFieldThatOnlyTheRecordHasAreOne)
 {
     EXPECT_EQ(Run("get 0 sDevType"), "GAME\n");
-    EXPECT_EQ(g_reads, (std::map<std::string, int>{{kActivity, 1}}));
+    EXPECT_EQ(TheStoreReads().texts, (Texts{{kActivity, 1}}));
 }
 
 TEST_F(Reads, OfAPortAreOneForTheRecordAndOneForEachFunction)
@@ -109,7 +78,7 @@ TEST_F(Reads, OfAPortAreOneForTheRecordAndOneForEachFunction)
 
     for (const char* const command : {"show 0", "explain 0"}) {
         Run(command);
-        EXPECT_EQ(g_reads, (std::map<std::string, int>{{kActivity, expected}})) << command;
+        EXPECT_EQ(TheStoreReads().texts, (Texts{{kActivity, expected}})) << command;
     }
 }
 
@@ -122,7 +91,7 @@ TEST_F(Reads, OfAListAreOneForEachFunctionAndPort)
 
     Run("list");
 
-    EXPECT_EQ(g_reads, (std::map<std::string, int>{{kActivity, expected}, {kOpticalActivity, expectedOptical}}));
+    EXPECT_EQ(TheStoreReads().texts, (Texts{{kActivity, expected}, {kOpticalActivity, expectedOptical}}));
 }
 
 TEST_F(Reads, OfAListOfRecordsAreOneForEachPort)
@@ -136,7 +105,7 @@ TEST_F(Reads, NeverListTheStore)
 {
     for (const char* const command : {"get 0 DevType", "get 0 sDevType", "show 0", "explain 0", "list"}) {
         Run(command);
-        EXPECT_EQ(g_listings, 0) << command;
+        EXPECT_EQ(TheStoreReads().listings, 0) << command;
     }
 }
 

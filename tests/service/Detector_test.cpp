@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Detector.h"
+
+#include "CountedStore.h"
+#include "RoomTest.h"
+#include "srcwatch-protocol.h"
+
+#include <filesystem>
+
+#include <gmock/gmock.h>
+
+namespace srcwatch_test {
+namespace {
+
+using testing::ElementsAre;
+
+class DetectorTest : public RoomTest {
+protected:
+    void PlugIn(const std::string& input, const std::string& capture)
+    {
+        LinkCapture(input, capture);
+        ASSERT_TRUE(WaitForAnnouncements(2));
+    }
+};
+
+TEST_F(DetectorTest, ReadsTheStatisticsOnceForAPluggedDevice)
+{
+    StartDetector();
+    TheStoreReads() = {};
+
+    PlugIn("hdmi1", "tivaro-one");
+
+    EXPECT_THAT(m_Announcer.events, ElementsAre("connection 0 1", "detected 0 6"));
+    EXPECT_EQ(StoredRecord(0)["Changed"], SRCWATCH_CHANGED_NEW);
+    auto reads = TheStoreReads().texts;
+    --reads[kActivityKey];  // the test's own, just now
+    EXPECT_EQ(reads, (std::map<std::string, int>{{kActivityKey, 0}, {kStatisticsKey, 1}}));
+}
+
+TEST_F(DetectorTest, ClearsTheRecordOfAnUnpluggedDevice)
+{
+    StartDetector();
+    PlugIn("hdmi1", "tivaro-one");
+
+    std::filesystem::remove(InputPath("hdmi1"));
+    ASSERT_TRUE(WaitForAnnouncements(3));
+
+    EXPECT_EQ(m_Announcer.events[2], "connection 0 0");
+    EXPECT_FALSE(m_Records.Get(0).HasDevice());
+    EXPECT_FALSE(m_Detector.IsPlugged(0));
+}
+
+TEST_F(DetectorTest, ClearsAtItsStartWhatIsNotPluggedIn)
+{
+    (void)m_Records.Set(2, RecordOfType(6));
+
+    StartDetector();
+
+    EXPECT_THAT(m_Announcer.events, ElementsAre("connection 2 0"));
+    EXPECT_FALSE(m_Records.Get(2).HasDevice());
+}
+
+TEST_F(DetectorTest, ScansAPortAtOnce)
+{
+    StartDetector();
+    EXPECT_FALSE(m_Detector.Scan(0));
+    EXPECT_EQ(m_Records.Get(0).scanState, SRCWATCH_SCAN_EMPTY);
+    LinkCapture("hdmi1", "tivaro-one");
+
+    EXPECT_TRUE(m_Detector.Scan(0));
+
+    EXPECT_THAT(m_Announcer.events, ElementsAre("connection 0 1", "detected 0 6"));
+    EXPECT_EQ(m_Records.Get(0).scanState, SRCWATCH_SCAN_FOUND);
+}
+
+TEST_F(DetectorTest, AnnouncesADeviceAgainOnlyWhenMoreIsKnown)
+{
+    StartDetector();
+    PlugIn("hdmi1", "voltana-vx-home");
+    m_Detector.DetectAgain();
+    EXPECT_EQ(m_Announcer.events.size(), 2U);
+
+    m_Detector.LoadProfiles({});
+    m_Detector.DetectAgain();
+
+    EXPECT_EQ(m_Announcer.events.size(), 3U);
+    EXPECT_EQ(m_Records.Get(0).device.providerName, "");
+}
+
+TEST_F(DetectorTest, TellsThatTheInputsAreLost)
+{
+    StartDetector();
+
+    std::filesystem::remove_all(m_Inputs.Path());
+
+    EXPECT_TRUE(RunUntil([&] { return m_InputsLost; }));
+}
+
+TEST_F(DetectorTest, DoesNotStartWithoutInputs)
+{
+    EXPECT_EQ(m_Detector.Start(m_Inputs / "nowhere"), "No such file or directory");
+}
+
+}  // namespace
+}  // namespace srcwatch_test

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The rooms of the service in the test's own process, with settings of its own and without the program.
+#ifndef SRCWATCH_TESTS_ROOMTEST_H
+#define SRCWATCH_TESTS_ROOMTEST_H
+
+#include "Announcer.h"
+#include "Detector.h"
+#include "Records.h"
+#include "ServiceTest.h"
+
+#include <string>
+#include <vector>
+
+namespace srcwatch_test {
+
+constexpr int kHdmiInputs = 4;
+
+extern const char* const kActivityKey;
+extern const char* const kStatisticsKey;
+
+/// Keeps what is announced, as one text for each event: "connection 0 1".
+class FakeAnnouncer : public srcwatch::Announcer {
+public:
+    void Connection(int port, bool connected) override { Add("connection", {port, connected ? 1 : 0}); }
+    void Detected(int port, const srcwatch::Record& record) override
+    {
+        Add("detected", {port, record.device.deviceType});
+    }
+    void ScanProgress(int percent, int port) override { Add("progress", {percent, port}); }
+    void ScanFinished(int result, int devicesFound, int port) override
+    {
+        Add("finished", {result, devicesFound, port});
+    }
+
+    std::vector<std::string> events;
+
+private:
+    void Add(std::string event, const std::vector<int>& numbers);
+};
+
+/// A record with a device of a type.
+srcwatch::Record RecordOfType(int type);
+
+class RoomTest : public ServiceTest {
+protected:
+    /// Loads the records, as they are stored.
+    RoomTest() = default;
+    void SetUp() override { ASSERT_EQ(m_Records.Load(), ""); }
+
+    /// Watch the inputs directory, with the profiles of the service.
+    void StartDetector();
+    bool WaitForAnnouncements(std::size_t count);
+
+    const srcwatch::PortSet m_Ports{kHdmiInputs};
+    srcwatch::Records m_Records;
+    FakeAnnouncer m_Announcer;
+    bool m_InputsLost = false;
+    srcwatch::Detector m_Detector{20, m_Ports, m_Records, m_Announcer, [this] { m_InputsLost = true; }};
+};
+
+}  // namespace srcwatch_test
+
+#endif

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Twc.h"
+
+#include "ServiceTest.h"
+#include "srcwatch-protocol.h"
+
+#include <vconf.h>
+
+namespace srcwatch_test {
+namespace {
+
+class Twc : public ServiceTest {
+protected:
+    // What applications see after a channel was reported.
+    int StatusAfter(int sequence, int frames)
+    {
+        vconf_set_int("memory/srcwatch-service/twc_seq_id", sequence);
+        vconf_set_int("memory/srcwatch-service/twc_frame_count", frames);
+        m_Twc.HandleTunedChannel();
+        return srcwatch_is_TWC();
+    }
+
+    srcwatch::Twc m_Twc;
+};
+
+TEST_F(Twc, WaitsForAChannelWithFrames)
+{
+    m_Twc.Start(2, true);
+    EXPECT_EQ(m_Twc.Port(), 2);
+
+    EXPECT_EQ(StatusAfter(-1, 12), SRCWATCH_TWC_WAITING);
+    EXPECT_EQ(StatusAfter(1, 0), SRCWATCH_TWC_WAITING);
+    EXPECT_EQ(StatusAfter(0, 1), SRCWATCH_TWC_TUNED);
+}
+
+TEST_F(Twc, HasNothingToCheckWithoutASetTopBox)
+{
+    m_Twc.Start(2, false);
+
+    EXPECT_EQ(StatusAfter(1, 12), SRCWATCH_TWC_NO_SET_TOP_BOX);
+}
+
+TEST_F(Twc, HearsNoChannelWhenNoCheckRuns)
+{
+    m_Twc.Reset();
+    EXPECT_EQ(StatusAfter(1, 12), -1);
+
+    m_Twc.Start(0, true);
+    m_Twc.End(0);
+
+    EXPECT_EQ(StatusAfter(1, 12), -1);
+    EXPECT_EQ(m_Twc.Port(), -1);
+}
+
+TEST_F(Twc, EndsAlsoForAnotherPort)
+{
+    m_Twc.Start(0, true);
+    m_Twc.End(1);
+
+    EXPECT_EQ(srcwatch_is_TWC(), -1);
+    EXPECT_EQ(m_Twc.Port(), -1);
+}
+
+}  // namespace
+}  // namespace srcwatch_test
