@@ -6,6 +6,9 @@
 
 #include "srcwatch-api.h"
 
+#include <iterator>
+#include <string>
+
 namespace srcwatch {
 
 /// How a device was detected: the values of the record's detection method. They are also the priority in the
@@ -20,11 +23,12 @@ enum class DetectionMethod {
     kFaulty = 6    ///< every item of evidence is faulty
 };
 
-/// Text of a detection method, for logs and tools.
-constexpr const char* DetectionMethodText(DetectionMethod method)
+/// Text of a detection method, for logs and tools; a record may also have other numbers than the methods'.
+inline std::string DetectionMethodText(int method)
 {
     constexpr const char* kTexts[] = {"none", "profile", "SPD InfoFrame", "HDMI-CEC", "AKSV", "silent", "faulty"};
-    return kTexts[static_cast<int>(method)];
+    const bool isMethod = method >= 0 && method < static_cast<int>(std::size(kTexts));
+    return isMethod ? kTexts[method] : "method " + std::to_string(method);
 }
 
 /// A device type with the text that the record has beside it. Type 2 is never given.

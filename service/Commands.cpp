@@ -37,7 +37,7 @@ Commands::Commands(unsigned scanStepMilliseconds, PortSet ports, Records& record
       m_Detector(detector),
       m_Announcer(announcer),
       m_LoadProfiles(std::move(loadProfiles)),
-      m_Scan(scanStepMilliseconds, ports.hdmiCount, *this)
+      m_Scan(scanStepMilliseconds, ports, records, detector, announcer)
 {
 }
 
@@ -73,21 +73,6 @@ void Commands::Handle(int command)
 void Commands::Withdraw()
 {
     if (m_Scan.IsRunning()) m_Scan.Stop();
-}
-
-void Commands::BeginScan()
-{
-    for (int port = 0; port < m_Ports.hdmiCount; ++port) {
-        Record record = m_Records.Get(port);
-        record.scanState = SRCWATCH_SCAN_NOT_SCANNED;
-        (void)m_Records.Set(port, record);  // most have not been scanned since they were plugged in
-    }
-}
-
-void Commands::ShowProgress(int value, int percent, int port)
-{
-    WriteNumber(VCONF_SCAN_RESULT, value);
-    if (percent >= 0) m_Announcer.ScanProgress(percent, port);
 }
 
 void Commands::StartOpticalScan()

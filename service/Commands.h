@@ -16,7 +16,7 @@
 
 namespace srcwatch {
 
-class Commands : private ScanHost {
+class Commands {
 public:
     /// @param loadProfiles  Called before what is plugged in is detected again.
     Commands(unsigned scanStepMilliseconds, PortSet ports, Records& records, Detector& detector, Announcer& announcer,
@@ -38,11 +38,6 @@ public:
     int TwcPort() const { return m_Twc.Port(); }
 
 private:
-    void BeginScan() override;
-    bool ScanPort(int port) override { return m_Detector.Scan(port); }
-    void ShowProgress(int value, int percent, int port) override;
-    void AnnounceScanEnd(int result, int devicesFound) override { m_Announcer.ScanFinished(result, devicesFound, 0); }
-
     void StartOpticalScan();
     void StopOpticalScan();
     void EndOpticalScan();

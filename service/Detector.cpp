@@ -3,7 +3,7 @@
 
 #include "Evidence.h"
 #include "Log.h"
-#include "StoredStatistics.h"
+#include "Settings.h"
 #include "srcwatch-host.h"
 #include "srcwatch-protocol.h"
 
@@ -125,7 +125,7 @@ void Detector::Detect(int port, Cause cause)
         statistics.Add(port, device, m_Pending.MillisecondsSince(port));
         SaveStatistics(statistics);
         SWLOG(DLOG_INFO, "%s: type %d by %s", InputName(port).c_str(), device.deviceType,
-              DetectionMethodText(device.method));
+              DetectionMethodText(static_cast<int>(device.method)).c_str());
         m_Announcer.Detected(port, record);
     }
     m_Pending.End(port);

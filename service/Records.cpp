@@ -104,34 +104,17 @@ std::string Records::Load()
     m_Table = CQDInfoAPI::GetQDInfoUtil();
     if (m_Table == nullptr) return "no memory for the records";
     if (!loaded) m_Table->CreateAndAddNewActivity();
-    Json::Value document;
-    if (!Examine(0, VCONF_SOURCE_ACTIVITY, StoredKind::kActivity, document)) {
-        return "the stored records are unreadable and cannot be kept aside";
-    }
+    const StoredDocument hdmi = LoadDocument(VCONF_SOURCE_ACTIVITY, StoredKind::kActivity);
+    if (!hdmi.isKept) return "the stored records are unreadable and cannot be kept aside";
+    const StoredDocument optical = LoadDocument(VCONF_OPTICAL_SOURCE_ACTIVITY, StoredKind::kOptical);
+    if (!optical.isKept) return "the stored optical record is unreadable and cannot be kept aside";
+    m_UnreadableHdmi = hdmi.unreadable;
+    m_UnreadableOptical = optical.unreadable;
     ReadTable();  // what of the HDMI records was readable
-    document = Json::nullValue;
-    if (!Examine(OPTICAL_PORT, VCONF_OPTICAL_SOURCE_ACTIVITY, StoredKind::kOptical, document)) {
-        return "the stored optical record is unreadable and cannot be kept aside";
-    }
-    m_Records[OPTICAL_PORT] = RecordOf(document["activity"]);
-    if (!document["activity"].isNull()) WriteTable(*m_Table, OPTICAL_PORT, m_Records[OPTICAL_PORT]);
+    if (!optical.root) return "";
+    m_Records[OPTICAL_PORT] = RecordOf((*optical.root)["activity"]);
+    WriteTable(*m_Table, OPTICAL_PORT, m_Records[OPTICAL_PORT]);
     return "";
-}
-
-// Reads a document. A text of which only a part can be read is kept aside too: the next save would lose the rest. False
-// when it cannot be kept.
-bool Records::Examine(int port, const std::string& key, StoredKind kind, Json::Value& document)
-{
-    const std::optional<std::string> text = ReadText(key);
-    if (!text) return true;
-    const JsonText json(*text);
-    const std::string wrong = WhatIsWrong(Inspect(json, kind));
-    if (wrong.empty()) {
-        document = json.Root();
-        return true;
-    }
-    m_Unreadable[port] = *text;
-    return KeepUnreadable(key, *text, wrong);
 }
 
 void Records::ReadTable()
@@ -144,10 +127,8 @@ void Records::ReadTable()
 // What another service has restored meanwhile stays.
 void Records::Restore()
 {
-    for (const auto& [port, text] : m_Unreadable) {
-        const std::string& key = port == OPTICAL_PORT ? VCONF_OPTICAL_SOURCE_ACTIVITY : VCONF_SOURCE_ACTIVITY;
-        if (ReadText(key) == text) Save(port);
-    }
+    if (m_UnreadableHdmi && ReadText(VCONF_SOURCE_ACTIVITY) == m_UnreadableHdmi) Save(0);
+    if (m_UnreadableOptical && ReadText(VCONF_OPTICAL_SOURCE_ACTIVITY) == m_UnreadableOptical) Save(OPTICAL_PORT);
 }
 
 bool Records::Set(int port, const Record& record)

@@ -5,10 +5,10 @@
 #ifndef SRCWATCH_SERVICE_RECORDS_H
 #define SRCWATCH_SERVICE_RECORDS_H
 
-#include "Inspection.h"
 #include "Record.h"
 
 #include <map>
+#include <optional>
 #include <string>
 
 #include <json/value.h>
@@ -51,14 +51,14 @@ public:
     static Json::Value Stored(int port);
 
 private:
-    bool Examine(int port, const std::string& key, StoredKind kind, Json::Value& document);
     void ReadTable();
     void Save(int port);
     void SaveOptical();
 
-    qdinfo::CQDInfoData* m_Table = nullptr;   // the library's
-    std::map<int, Record> m_Records;          // what the table has, by port
-    std::map<int, std::string> m_Unreadable;  // texts found unreadable, by a port of the document
+    qdinfo::CQDInfoData* m_Table = nullptr;                        // the library's
+    std::map<int, Record> m_Records{{SRCWATCH_PORT_OPTICAL, {}}};  // what the table has, by port
+    std::optional<std::string> m_UnreadableHdmi;                   // texts that were found so
+    std::optional<std::string> m_UnreadableOptical;
 };
 
 }  // namespace srcwatch

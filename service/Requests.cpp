@@ -33,12 +33,11 @@ void Requests::Register(qdinfo::CQDEventReciever& receiver)
 // A broadcast of a request's type is heard too, but has no reply: what it would write stays in the stream.
 void Requests::OnRequest(void* self, srcwatch_event_s* event)
 {
-    auto& requests = *static_cast<Requests*>(self);
     auto* const reply = static_cast<std::stringstream*>(event->ptr_args[0]);
-    if (!requests.m_IsOpen || reply == nullptr || reply->tellp() > 0) return;
+    if (reply == nullptr || reply->tellp() > 0) return;
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";
-    *reply << Json::writeString(builder, requests.Answer(event->type, event->args[0]));
+    *reply << Json::writeString(builder, static_cast<Requests*>(self)->Answer(event->type, event->args[0]));
 }
 
 Json::Value Requests::Answer(int type, int port)

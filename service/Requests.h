@@ -24,9 +24,8 @@ public:
     {
     }
 
-    /// Have the requests that a receiver gets answered, once Open() has been called. Before, the reply stays empty.
+    /// Answer the requests that a receiver gets from now on. Before, their replies stay empty.
     void Register(qdinfo::CQDEventReciever& receiver);
-    void Open() { m_IsOpen = true; }
 
     Json::Value Answer(int type, int port);
 
@@ -40,7 +39,6 @@ private:
     Records& m_Records;
     const Detector& m_Detector;
     const Commands& m_Commands;
-    bool m_IsOpen = false;
 };
 
 }  // namespace srcwatch

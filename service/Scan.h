@@ -4,26 +4,17 @@
 #ifndef SRCWATCH_SERVICE_SCAN_H
 #define SRCWATCH_SERVICE_SCAN_H
 
+#include "Announcer.h"
+#include "Detector.h"
 #include "Glib.h"
+#include "PortSet.h"
+#include "Records.h"
 
 namespace srcwatch {
 
-/// What the scan has done for it.
-class ScanHost {
-public:
-    virtual ~ScanHost() = default;
-    /// A scan begins anew.
-    virtual void BeginScan() = 0;
-    /// Look at an input and detect its device. @return Whether it has one.
-    virtual bool ScanPort(int port) = 0;
-    /// Show the progress, in the form in which applications read it, and announce it when percent is not negative.
-    virtual void ShowProgress(int value, int percent, int port) = 0;
-    virtual void AnnounceScanEnd(int result, int devicesFound) = 0;
-};
-
 class Scan {
 public:
-    Scan(unsigned stepMilliseconds, int inputs, ScanHost& host);
+    Scan(unsigned stepMilliseconds, PortSet ports, Records& records, Detector& detector, Announcer& announcer);
 
     void Start();
     void Stop();
@@ -40,11 +31,14 @@ private:
 
     void Proceed();
     void Step();
-    void End();
+    void End(State state, int result);
+    void ShowProgress(int port);
 
     const unsigned m_StepMilliseconds;
     const int m_Inputs;
-    ScanHost& m_Host;
+    Records& m_Records;
+    Detector& m_Detector;
+    Announcer& m_Announcer;
     State m_State = State::kIdle;
     int m_Next = 0;  // the port to be scanned next; the number of inputs when all have been
     int m_Found = 0;

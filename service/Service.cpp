@@ -4,7 +4,6 @@
 #include "Log.h"
 #include "QDInfoCommon.h"
 #include "Settings.h"
-#include "StoredStatistics.h"
 #include "srcwatch-host.h"
 
 #include <algorithm>
@@ -103,7 +102,6 @@ void Service::OwnName()
     m_Receiver = std::make_unique<qdinfo::CQDEventReciever>(QDINFO_CHANNEL_NAME, true);
     m_Receiver->RegisterEventCallback(SRCWATCH_EVENT_SERVICE_STARTED, checkOwnership, this);
     m_Receiver->RegisterEventCallback(SRCWATCH_EVENT_SERVICE_STOPPED, checkOwnership, this);
-    m_Requests.Register(*m_Receiver);
     m_NameDeadline.Start(kNameDeadlineMilliseconds,
                          [this] { End(std::string("the bus does not give the name ") + kBusName); });
 }
@@ -140,7 +138,7 @@ void Service::Begin()
 {
     if (std::exchange(m_Begun, true)) return;
     m_NameDeadline.Stop();
-    m_Requests.Open();
+    m_Requests.Register(*m_Receiver);
     m_Commands.Reset();
     m_Records.Restore();
     (void)LoadStatistics();  // restores them, too

@@ -3,6 +3,8 @@
 
 #include "Evidence.h"
 #include "Log.h"
+#include "QDInfoCommon.h"
+#include "StoredValues.h"
 
 #include <vconf.h>
 
@@ -18,6 +20,17 @@ std::string WhatIsWrong(const Inspection& inspection)
     return inspection.IsReadable() ? "" : Printable(inspection.FirstUnreadable()->Text());
 }
 
+StoredDocument LoadDocument(const std::string& key, StoredKind kind)
+{
+    std::optional<std::string> text = ReadText(key);
+    if (!text) return {};
+    const JsonText json(*text);
+    const std::string wrong = WhatIsWrong(Inspect(json, kind));
+    if (wrong.empty()) return {json.Root(), std::nullopt, true};
+    const bool isKept = KeepUnreadable(key, *text, wrong);
+    return {std::nullopt, std::move(text), isKept};
+}
+
 bool KeepUnreadable(const std::string& key, const std::string& text, const std::string& reason)
 {
     const std::string place = key + ".unreadable";
@@ -28,6 +41,21 @@ bool KeepUnreadable(const std::string& key, const std::string& text, const std::
     }
     SWLOG(DLOG_ERROR, "%s is unreadable (%s); the text is kept as %s", key.c_str(), reason.c_str(), place.c_str());
     return true;
+}
+
+Statistics LoadStatistics()
+{
+    const StoredDocument document = LoadDocument(VCONF_SPD_AKSV_1, StoredKind::kStatistics);
+    if (document.root) return Statistics(*document.root);
+    if (document.unreadable) SaveStatistics({});  // also when they are not kept: statistics may go
+    return {};
+}
+
+void SaveStatistics(const Statistics& statistics)
+{
+    if (vconf_set_str(VCONF_SPD_AKSV_1.c_str(), statistics.Text().c_str()) != 0) {
+        SWLOG(DLOG_ERROR, "the detection statistics could not be saved");
+    }
 }
 
 }  // namespace srcwatch

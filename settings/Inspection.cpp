@@ -153,7 +153,7 @@ private:
 
 std::string Finding::Text() const
 {
-    return (line ? "line " + std::to_string(*line) + ": " : "") + (key.empty() ? "" : key + ": ") + why;
+    return (line > 0 ? "line " + std::to_string(line) + ": " : "") + (key.empty() ? "" : key + ": ") + why;
 }
 
 const Finding* Inspection::FirstUnreadable() const

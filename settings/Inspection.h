@@ -6,7 +6,6 @@
 
 #include "JsonText.h"
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,8 +16,8 @@ namespace srcwatch {
 enum class StoredKind { kActivity, kOptical, kStatistics };
 
 struct Finding {
-    std::optional<int> line;  ///< from 1; nothing where the form has no lines
-    std::string key;          ///< path of the member; empty for the whole
+    int line;         ///< from 1; 0 where the form has no lines
+    std::string key;  ///< path of the member; empty for the whole
     std::string why;
     bool isReadable;  ///< the library makes something of it all the same
 

@@ -57,7 +57,7 @@ void JsonText::AddErrors(const std::string& messages)
     for (std::sregex_iterator it(messages.begin(), messages.end(), kError), end; it != end; ++it) {
         m_Errors.push_back({std::stoi((*it)[1]), "column " + (*it)[2].str() + ": " + (*it)[3].str()});
     }
-    if (m_Errors.empty()) m_Errors.push_back({std::nullopt, messages});
+    if (m_Errors.empty()) m_Errors.push_back({0, messages});
 }
 
 int JsonText::LineOf(const Json::Value& value) const

@@ -18,7 +18,7 @@ std::optional<Json::Value> ParseJson(const std::string& text);
 class JsonText {
 public:
     struct SyntaxError {
-        std::optional<int> line;
+        int line;  ///< from 1; 0 when it is not known
         std::string why;
     };
 

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
-#include <iterator>
 #include <utility>
 
 namespace ctl {
@@ -29,35 +28,6 @@ public:
 private:
     static constexpr char kUntouched = 0x7f;
     char m_Bytes[SRCWATCH_TEXT_SIZE];
-};
-
-struct TextFunction {
-    const char* name;
-    const char* output;
-    int (*ask)(char* dst, int port);
-};
-constexpr TextFunction kTextFunctions[] = {
-    {"srcwatch_get_result_str1_name", "result_str1", srcwatch_get_result_str1_name},
-    {"srcwatch_get_result_str2_name", "result_str2", srcwatch_get_result_str2_name},
-    {"srcwatch_get_logo_mso_name", "PRName", srcwatch_get_logo_mso_name},
-    {"srcwatch_get_codeset_name", "CName", srcwatch_get_codeset_name},
-    {"srcwatch_get_manufacturer_name", "MFName", srcwatch_get_manufacturer_name},
-    {"srcwatch_get_model_name", "ModelName", srcwatch_get_model_name},
-    {"srcwatch_get_cec_name", "CECName", srcwatch_get_cec_name},
-    {"srcwatch_get_cec_device_name", "CDevName", srcwatch_get_cec_device_name},
-    {"srcwatch_get_aksv_info", "AKSV", srcwatch_get_aksv_info},
-};
-
-struct NumberFunction {
-    const char* name;
-    const char* output;
-    int (*ask)(int port, int* number);
-};
-constexpr NumberFunction kNumberFunctions[] = {
-    {"srcwatch_get_product_type_name", "DevType", srcwatch_get_product_type_name},
-    {"srcwatch_get_denycount", "DenyCount", [](int port, int* number) { return srcwatch_get_denycount(number, port); }},
-    {"srcwatch_get_detection_moethod", "DMethod", srcwatch_get_detection_moethod},
-    {"srcwatch_get_oobe_scan_state", "ScanState", srcwatch_get_oobe_scan_state},
 };
 
 // What a function answered, its outputs in the order of their names.
@@ -86,20 +56,6 @@ Outcome AskCodeset(int port)
     return {result, {told ? Json::Value(known) : Json::Value(), codeset.Value(SRCWATCH_CODESET_TEXT_SIZE)}};
 }
 
-Outcome AskText(const TextFunction& function, int port)
-{
-    TextBuffer text;
-    const int result = function.ask(text.Get(), port);
-    return {result, {text.Value()}};
-}
-
-Outcome AskNumber(const NumberFunction& function, int port)
-{
-    int number = 0;
-    const int result = function.ask(port, &number);
-    return {result, {result == SRCWATCH_OK ? Json::Value(number) : Json::Value()}};
-}
-
 Outcome AskChanged(int port)
 {
     int previous = 0;
@@ -113,32 +69,48 @@ struct Function {
     std::string name;
     std::vector<std::string> outputs;
     std::function<Outcome(int port)> ask;
-
-    bool Gives(const std::string& output) const
-    {
-        return std::find(outputs.begin(), outputs.end(), output) != outputs.end();
-    }
 };
 
-std::vector<Function> MakeFunctions()
+Function TextFunction(const char* name, const char* output, int (*ask)(char* dst, int port))
 {
-    std::vector<Function> functions = {
-        {"srcwatch_get_device_info", {"device_type", "device_info_str1", "device_info_str2"}, AskDeviceInfo},
-        {"srcwatch_get_codeset_info", {"has_codeset", "codeset"}, AskCodeset}};
-    for (const TextFunction& text : kTextFunctions) {
-        functions.push_back({text.name, {text.output}, [&text](int port) { return AskText(text, port); }});
-    }
-    for (const NumberFunction& number : kNumberFunctions) {
-        functions.push_back({number.name, {number.output}, [&number](int port) { return AskNumber(number, port); }});
-    }
-    functions.push_back({"srcwatch_get_changed_device_info", {"PrevPort", "changed"}, AskChanged});
-    return functions;
+    return {name, {output}, [ask](int port) {
+                TextBuffer text;
+                const int result = ask(text.Get(), port);
+                return Outcome{result, {text.Value()}};
+            }};
 }
+
+Function NumberFunction(const char* name, const char* output, int (*ask)(int port, int* number))
+{
+    return {name, {output}, [ask](int port) {
+                int number = 0;
+                const int result = ask(port, &number);
+                return Outcome{result, {result == SRCWATCH_OK ? Json::Value(number) : Json::Value()}};
+            }};
+}
+
+int AskDenyCount(int port, int* number) { return srcwatch_get_denycount(number, port); }
 
 // Every function that answers about a port.
 const std::vector<Function>& Functions()
 {
-    static const std::vector<Function> kFunctions = MakeFunctions();
+    static const std::vector<Function> kFunctions = {
+        {"srcwatch_get_device_info", {"device_type", "device_info_str1", "device_info_str2"}, AskDeviceInfo},
+        {"srcwatch_get_codeset_info", {"has_codeset", "codeset"}, AskCodeset},
+        TextFunction("srcwatch_get_result_str1_name", "result_str1", srcwatch_get_result_str1_name),
+        TextFunction("srcwatch_get_result_str2_name", "result_str2", srcwatch_get_result_str2_name),
+        TextFunction("srcwatch_get_logo_mso_name", "PRName", srcwatch_get_logo_mso_name),
+        TextFunction("srcwatch_get_codeset_name", "CName", srcwatch_get_codeset_name),
+        TextFunction("srcwatch_get_manufacturer_name", "MFName", srcwatch_get_manufacturer_name),
+        TextFunction("srcwatch_get_model_name", "ModelName", srcwatch_get_model_name),
+        TextFunction("srcwatch_get_cec_name", "CECName", srcwatch_get_cec_name),
+        TextFunction("srcwatch_get_cec_device_name", "CDevName", srcwatch_get_cec_device_name),
+        TextFunction("srcwatch_get_aksv_info", "AKSV", srcwatch_get_aksv_info),
+        NumberFunction("srcwatch_get_product_type_name", "DevType", srcwatch_get_product_type_name),
+        NumberFunction("srcwatch_get_denycount", "DenyCount", AskDenyCount),
+        NumberFunction("srcwatch_get_detection_moethod", "DMethod", srcwatch_get_detection_moethod),
+        NumberFunction("srcwatch_get_oobe_scan_state", "ScanState", srcwatch_get_oobe_scan_state),
+        {"srcwatch_get_changed_device_info", {"PrevPort", "changed"}, AskChanged}};
     return kFunctions;
 }
 
@@ -236,7 +208,8 @@ std::vector<std::string> OutputNames()
 std::optional<Answer> AskFor(const std::string& output, int port)
 {
     for (const Function& function : Functions()) {
-        if (function.Gives(output)) return AskFunction(function, port);
+        const auto found = std::find(function.outputs.begin(), function.outputs.end(), output);
+        if (found != function.outputs.end()) return AskFunction(function, port);
     }
     return std::nullopt;
 }
@@ -275,13 +248,6 @@ std::string ResultText(int result)
         default:
             return "refused";
     }
-}
-
-std::string DetectionMethodName(int method)
-{
-    constexpr const char* kNames[] = {"none", "profile", "SPD InfoFrame", "HDMI-CEC", "AKSV", "silent", "faulty"};
-    if (method < 0 || method >= static_cast<int>(std::size(kNames))) return "method " + std::to_string(method);
-    return kNames[method];
 }
 
 std::string WhyAnswered(const Answer& answer, const Json::Value& record)

@@ -42,9 +42,6 @@ Json::Value AnswersToJson(const std::vector<Answer>& answers);
 /// A result of the library's functions about a port, in words.
 std::string ResultText(int result);
 
-/// Name of a detection method, as the detection service numbers them.
-std::string DetectionMethodName(int method);
-
 /// Why a function answers what it does for this record.
 std::string WhyAnswered(const Answer& answer, const Json::Value& record);
 

@@ -56,8 +56,7 @@ std::vector<srcwatch::Finding> FaultsOf(const srcwatch::Remarks& remarks)
 {
     std::vector<srcwatch::Finding> faults;
     for (const srcwatch::Remark& remark : remarks) {
-        faults.push_back(
-            {remark.line > 0 ? std::optional<int>(remark.line) : std::nullopt, remark.file, remark.text, false});
+        faults.push_back({remark.line, remark.file, remark.text, false});
     }
     return faults;
 }
@@ -67,7 +66,7 @@ std::vector<srcwatch::Finding> InspectCapture(const std::string& directory)
     const srcwatch::Evidence evidence = srcwatch::ReadEvidence(directory);
     std::vector<srcwatch::Finding> faults = FaultsOf(evidence.AllRemarks());
     if (!evidence.spd && !evidence.cec && !evidence.aksv) {
-        faults.push_back({std::nullopt, "", "has none of spd.bin, cec.log, aksv.bin", false});
+        faults.push_back({0, "", "has none of spd.bin, cec.log, aksv.bin", false});
     }
     return faults;
 }

@@ -81,7 +81,7 @@ void AddEvidence(const std::string& directory, const std::vector<std::string>& p
     json["type"] = now.deviceType;
     json["method"] = static_cast<int>(now.method);
     const std::string type = std::to_string(now.deviceType) + " (" + DeviceTypeName(now.deviceType) + ")";
-    const std::string why = std::string("by ") + srcwatch::DetectionMethodText(now.method);
+    const std::string why = "by " + srcwatch::DetectionMethodText(static_cast<int>(now.method));
     const bool same = document["record"]["DevType"] == json["type"];
     table.rows.push_back({"evidence", "leads to", "type " + type, same ? why : why + "; not what the record has"});
 }
@@ -90,7 +90,7 @@ void AddRecord(Json::Value& document, Table& table)
 {
     const Json::Value& record = document["record"];
     const std::string method = CellText(record["DMethod"]);
-    const std::string name = record["DMethod"].isInt() ? DetectionMethodName(record["DMethod"].asInt()) : "";
+    const std::string name = record["DMethod"].isInt() ? srcwatch::DetectionMethodText(record["DMethod"].asInt()) : "";
     const std::string type = record["DevType"].isInt() ? DeviceTypeName(record["DevType"].asInt()) : "";
     document["method_name"] = name;
     document["type_name"] = type;

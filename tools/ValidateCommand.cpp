@@ -21,7 +21,7 @@ Json::Value ToJson(const std::string& file, const Validation& validation)
     document["faults"] = Json::arrayValue;
     for (const srcwatch::Finding& fault : validation.faults) {
         Json::Value entry;
-        entry["line"] = fault.line ? Json::Value(*fault.line) : Json::Value();
+        entry["line"] = fault.line > 0 ? Json::Value(fault.line) : Json::Value();
         entry["key"] = fault.key;
         entry["why"] = fault.why;
         document["faults"].append(entry);
@@ -38,7 +38,7 @@ void Validate(const std::string& file, const std::string& kind, Output& output)
     }
     Table table{{"LINE", "KEY", "WHY"}, {}};
     for (const srcwatch::Finding& fault : validation.faults) {
-        table.rows.push_back({fault.line ? std::to_string(*fault.line) : "", fault.key, {fault.why, Colour::kBad}});
+        table.rows.push_back({fault.line > 0 ? std::to_string(fault.line) : "", fault.key, {fault.why, Colour::kBad}});
     }
     output.Write(document, table);
     const char* const readable = validation.readable.value_or(false) ? "; the library reads it all the same" : "";
