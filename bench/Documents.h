@@ -4,15 +4,14 @@
 #ifndef SRCWATCH_BENCH_DOCUMENTS_H
 #define SRCWATCH_BENCH_DOCUMENTS_H
 
+#include "QDInfoNames.h"
+
 #include <string>
 #include <vector>
 
 #include <json/json.h>
 
 namespace bench {
-
-constexpr const char* kActivityKey = "db/srcwatch-service/source-activity";
-constexpr const char* kStatisticsKey = "db/srcwatch-service/spd_aksv_1";
 
 /// What is stored of one device, as plain members.
 struct Record {

@@ -238,7 +238,7 @@ BENCHMARK_TEMPLATE(Event, LibrarySender)->RangeMultiplier(2)->Range(2, 64)->UseM
 // The table holds the records of the document that the other ways save.
 qdinfo::CQDInfoServerData& FilledStore()
 {
-    bench::SetText(bench::kActivityKey, bench::TextOf(bench::ActivityDocument(8)));
+    bench::SetText(qdinfo::kSourceActivityKey, bench::TextOf(bench::ActivityDocument(8)));
     qdinfo::CQDInfoServerData& store = *qdinfo::CSingleton<qdinfo::CQDInfoServerData>::GetInstance();
     bench::Require(store.t_LoadActivityInfoToMemory(), "the records cannot be loaded");
     return store;
@@ -248,9 +248,9 @@ void CheckAndSave(benchmark::State& state)
 {
     const Bus bus;
     qdinfo::CQDInfoServerData& store = FilledStore();
-    bench::SetText(bench::kActivityKey, "");
+    bench::SetText(qdinfo::kSourceActivityKey, "");
     for (auto _ : state) store.t_CheckAndSaveActivity(0);
-    if (bench::Text(bench::kActivityKey) != bench::TextOf(bench::ActivityDocument(8))) {
+    if (bench::Text(qdinfo::kSourceActivityKey) != bench::TextOf(bench::ActivityDocument(8))) {
         state.SkipWithError("other records were saved");
     }
 }
@@ -271,7 +271,7 @@ public:
     {
         std::ostringstream stream;
         m_writer->write(document, &stream);
-        vconf_set_str(bench::kActivityKey, stream.str().c_str());
+        vconf_set_str(qdinfo::kSourceActivityKey, stream.str().c_str());
         Announce(m_bus.Get());
     }
 
@@ -285,13 +285,13 @@ void WriteEmitFlush(benchmark::State& state)
 {
     const Saver saver;
     const std::vector<bench::Record> records = bench::Records(8);
-    bench::SetText(bench::kActivityKey, "");
+    bench::SetText(qdinfo::kSourceActivityKey, "");
     for (auto _ : state) {
         Json::Value document;
         for (const bench::Record& record : records) document["activity"].append(bench::Document(record));
         saver.Save(document);
     }
-    if (bench::Text(bench::kActivityKey) != bench::TextOf(bench::ActivityDocument(8))) {
+    if (bench::Text(qdinfo::kSourceActivityKey) != bench::TextOf(bench::ActivityDocument(8))) {
         state.SkipWithError("other records were saved");
     }
 }

@@ -84,7 +84,7 @@ BENCHMARK(FilteredLogLine);
 void Query(benchmark::State& state)
 {
     const std::string document = bench::TextOf(bench::ActivityDocument(static_cast<int>(state.range(0))));
-    bench::Require(vconf_set_str(bench::kActivityKey, document.c_str()) == 0, "cannot write the settings");
+    bench::Require(vconf_set_str(qdinfo::kSourceActivityKey, document.c_str()) == 0, "cannot write the settings");
     char name[SRCWATCH_TEXT_SIZE] = "";
     for (auto _ : state) {
         if (srcwatch_get_cec_name(name, 0) != SRCWATCH_OK) state.SkipWithError("the query failed");

@@ -46,7 +46,7 @@ private:
 
 void StoreActivity(int records)
 {
-    bench::SetText(bench::kActivityKey, bench::TextOf(bench::ActivityDocument(records)));
+    bench::SetText(qdinfo::kSourceActivityKey, bench::TextOf(bench::ActivityDocument(records)));
 }
 
 // A query that did not go to the store, or went there more often, is not what is to be measured.
@@ -86,7 +86,7 @@ void Ours(benchmark::State& state, const TextQuery& query, int records)
 void Floor(benchmark::State& state, const TextQuery& query, int records)
 {
     StoreActivity(records);
-    const std::string& stored = bench::Text(bench::kActivityKey);
+    const std::string& stored = bench::Text(qdinfo::kSourceActivityKey);
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     Ports ports(records);
     for (auto _ : state) {
@@ -103,7 +103,7 @@ void Floor(benchmark::State& state, const TextQuery& query, int records)
 void Naive(benchmark::State& state, const TextQuery& query, int records)
 {
     StoreActivity(records);
-    const std::string& stored = bench::Text(bench::kActivityKey);
+    const std::string& stored = bench::Text(qdinfo::kSourceActivityKey);
     Ports ports(records);
     for (auto _ : state) {
         const Copy text(strdup(stored.c_str()), &std::free);
@@ -162,7 +162,7 @@ void DocumentSize(benchmark::State& state)
         benchmark::DoNotOptimize(text);
     }
     reads.Finish(state);
-    state.counters["work"] = static_cast<double>(bench::Text(bench::kActivityKey).size());
+    state.counters["work"] = static_cast<double>(bench::Text(qdinfo::kSourceActivityKey).size());
 }
 
 void PortCount(benchmark::State& state)
@@ -173,7 +173,7 @@ void PortCount(benchmark::State& state)
 
 void Statistics(benchmark::State& state)
 {
-    bench::SetText(bench::kStatisticsKey, bench::TextOf(bench::StatisticsDocument(static_cast<int>(state.range(0)))));
+    bench::SetText(qdinfo::kStatisticsKey, bench::TextOf(bench::StatisticsDocument(static_cast<int>(state.range(0)))));
     srcwatch_kpi_info_s infos[8];
     const ReadCheck reads(1);
     for (auto _ : state) {

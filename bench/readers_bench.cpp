@@ -83,11 +83,11 @@ int RunReader(Board& board, std::size_t number, std::chrono::milliseconds pause)
 int RunWriter(Board& board)
 {
     const std::string document = bench::TextOf(bench::ActivityDocument(8));
-    bench::Require(vconf_set_str(bench::kActivityKey, document.c_str()) == 0, "cannot write the settings");
+    bench::Require(vconf_set_str(qdinfo::kSourceActivityKey, document.c_str()) == 0, "cannot write the settings");
     bench::TellReady();
     for (Clock::time_point next = Clock::now();; next += kBetweenSaves) {
         std::this_thread::sleep_until(next);
-        bench::Require(vconf_set_str(bench::kActivityKey, document.c_str()) == 0, "a save failed");
+        bench::Require(vconf_set_str(qdinfo::kSourceActivityKey, document.c_str()) == 0, "a save failed");
         ++board.saves;
     }
 }

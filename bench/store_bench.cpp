@@ -23,7 +23,7 @@ void StoreSettings()
         bench::Require(vconf_set_int(key.c_str(), i) == 0, "cannot write the settings");
     }
     const std::string document = bench::TextOf(bench::ActivityDocument(8));
-    bench::Require(vconf_set_str(bench::kActivityKey, document.c_str()) == 0, "cannot write the settings");
+    bench::Require(vconf_set_str(qdinfo::kSourceActivityKey, document.c_str()) == 0, "cannot write the settings");
 }
 
 void Queries(benchmark::State& state)

@@ -8,7 +8,8 @@ set(packageDir "${CMAKE_INSTALL_LIBDIR}/cmake/srcwatch-api")
 set(pkgconfigDir "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 
 set(libraries srcwatch-api)
-install(DIRECTORY include/ DESTINATION ${headers} COMPONENT development FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY include/ "${PROJECT_BINARY_DIR}/src/include/"
+    DESTINATION ${headers} COMPONENT development FILES_MATCHING PATTERN "*.h")
 if(SRCWATCH_PLATFORM STREQUAL "host")
     list(APPEND libraries srcwatch-host-platform)
     install(DIRECTORY platform/include/ DESTINATION ${headers}/platform

@@ -5,22 +5,22 @@
 #define SRCWATCH_DETECTION_DEVICETYPE_H
 
 #include "srcwatch-api.h"
+#include "srcwatch-protocol.h"
 
 #include <iterator>
 #include <string>
 
 namespace srcwatch {
 
-/// How a device was detected: the values of the record's detection method. They are also the priority in the
-/// statistics, where a smaller number is better evidence.
+/// How a device was detected, as in enum srcwatch_detection_method.
 enum class DetectionMethod {
-    kNone = 0,     ///< no device, or not detected yet
-    kProfile = 1,  ///< a profile matched
-    kSpd = 2,      ///< the source information of the SPD InfoFrame
-    kCec = 3,      ///< the primary device type told by HDMI-CEC
-    kAksv = 4,     ///< nothing but a valid AKSV
-    kSilent = 5,   ///< the evidence says nothing of the type
-    kFaulty = 6    ///< every item of evidence is faulty
+    kNone = SRCWATCH_METHOD_NONE,
+    kProfile = SRCWATCH_METHOD_PROFILE,
+    kSpd = SRCWATCH_METHOD_SPD,
+    kCec = SRCWATCH_METHOD_CEC,
+    kAksv = SRCWATCH_METHOD_AKSV,
+    kSilent = SRCWATCH_METHOD_SILENT,
+    kFaulty = SRCWATCH_METHOD_FAULTY
 };
 
 /// Text of a detection method, for logs and tools; a record may also have other numbers than the methods'.
@@ -31,16 +31,21 @@ inline std::string DetectionMethodText(int method)
     return isMethod ? kTexts[method] : "method " + std::to_string(method);
 }
 
-/// A device type with the text that the record has beside it. Type 2 is never given.
+/// A device type: the text that the record has beside it, and its name in words. Type 2 is never given.
 struct DeviceTypeName {
     int type;
     const char* text;
+    const char* name;
 };
 constexpr DeviceTypeName kDeviceTypes[] = {
-    {SRCWATCH_DEVICE_SET_TOP_BOX, "STB"},           {SRCWATCH_DEVICE_DISC_PLAYER, "BD"},
-    {SRCWATCH_DEVICE_HOME_THEATRE, "HTS"},          {SRCWATCH_DEVICE_STREAMING_BOX, "OTT"},
-    {SRCWATCH_DEVICE_GAME_CONSOLE, "GAME"},         {SRCWATCH_DEVICE_OTHER, "OTHER"},
-    {SRCWATCH_DEVICE_NOT_SUPPORTED, "NOT SUPPORT"}, {SRCWATCH_DEVICE_PC, "PC"},
+    {SRCWATCH_DEVICE_SET_TOP_BOX, "STB", "set-top box"},
+    {SRCWATCH_DEVICE_DISC_PLAYER, "BD", "disc player"},
+    {SRCWATCH_DEVICE_HOME_THEATRE, "HTS", "home theatre"},
+    {SRCWATCH_DEVICE_STREAMING_BOX, "OTT", "streaming box"},
+    {SRCWATCH_DEVICE_GAME_CONSOLE, "GAME", "game console"},
+    {SRCWATCH_DEVICE_OTHER, "OTHER", "other"},
+    {SRCWATCH_DEVICE_NOT_SUPPORTED, "NOT SUPPORT", "not supported"},
+    {SRCWATCH_DEVICE_PC, "PC", "PC"},
 };
 
 /// Text of a device type; null for a type that is never given.

@@ -5,14 +5,12 @@
 #ifndef SRCWATCH_FUZZ_MEMORYPLATFORM_H
 #define SRCWATCH_FUZZ_MEMORYPLATFORM_H
 
+#include "QDInfoNames.h"
+
 #include <map>
 #include <string>
 
 namespace fuzz {
-
-constexpr char kActivityKey[] = "db/srcwatch-service/source-activity";
-constexpr char kOpticalKey[] = "db/srcwatch-service/optical-source-activity";
-constexpr char kStatisticsKey[] = "db/srcwatch-service/spd_aksv_1";
 
 /// The text settings.
 std::map<std::string, std::string>& Texts();

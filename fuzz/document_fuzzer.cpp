@@ -380,16 +380,16 @@ void CheckTable(const Document& document)
     for (int port = 0; port < ports; ++port) CheckTableRecord(table, port, *StoredRecord(document, port));
 
     Require(table.t_SaveActivityInfoToFile(), "what was loaded can be saved");
-    const std::string saved = fuzz::Texts()[fuzz::kActivityKey];
+    const std::string saved = fuzz::Texts()[qdinfo::kSourceActivityKey];
     Require(table.t_LoadActivityInfoToMemory() && table.t_SaveActivityInfoToFile(), "and loaded and saved again");
-    Require(fuzz::Texts()[fuzz::kActivityKey] == saved, "and gives the same text");
+    Require(fuzz::Texts()[qdinfo::kSourceActivityKey] == saved, "and gives the same text");
 }
 
 void CheckActivity(Input& input)
 {
     const int port = kPorts[input.Below(std::size(kPorts))];
     const std::string text = DocumentText(input, RecordNames(), &ActivityText);
-    fuzz::Texts() = {{fuzz::kActivityKey, text}};
+    fuzz::Texts() = {{qdinfo::kSourceActivityKey, text}};
     const Document document = DocumentOf(text);
 
     const auto stored = StoredRecord(document, port);
@@ -403,7 +403,7 @@ void CheckActivity(Input& input)
 void CheckOptical(Input& input)
 {
     const std::string text = DocumentText(input, RecordNames(), &OpticalText);
-    fuzz::Texts() = {{fuzz::kOpticalKey, text}};
+    fuzz::Texts() = {{qdinfo::kOpticalActivityKey, text}};
 
     const auto stored = StoredRecord(DocumentOf(text), std::nullopt);
     Json::Value loaded("before");
@@ -502,7 +502,7 @@ void CheckStatistics(Input& input)
 {
     const int port = kPorts[input.Below(std::size(kPorts))];
     const std::string text = DocumentText(input, kStatisticsNames, &StatisticsText);
-    fuzz::Texts() = {{fuzz::kStatisticsKey, text}};
+    fuzz::Texts() = {{qdinfo::kStatisticsKey, text}};
     const Document document = DocumentOf(text);
     CheckOneKpi(document, port);
     CheckAllKpi(document);

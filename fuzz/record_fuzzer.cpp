@@ -111,7 +111,7 @@ void CheckOptical(CQDInfoServerData& table, const Record& expected)
     Require(table.GetOpticalActivityInfoToStream(root) && root.size() == 1, "the optical record is written");
     Require(RecordOf(root["activity"]) == expected, "the optical document is the optical record");
     CheckRecord(root["activity"]);
-    fuzz::Texts()[fuzz::kOpticalKey] = Json::writeString(Json::StreamWriterBuilder(), root);
+    fuzz::Texts()[qdinfo::kOpticalActivityKey] = Json::writeString(Json::StreamWriterBuilder(), root);
     Json::Value loaded;
     Require(table.t_LoadOpticalPortJsonInfoToMemory(kOptical, loaded), "the optical document can be loaded");
     if (IsUtf8(expected)) Require(loaded == root["activity"], "it is loaded as it was saved");
@@ -120,7 +120,7 @@ void CheckOptical(CQDInfoServerData& table, const Record& expected)
 void CheckStored(CQDInfoServerData& table, const std::vector<Record>& records)
 {
     Require(table.t_SaveActivityInfoToFile(), "the table is saved");
-    const std::string saved = fuzz::Texts()[fuzz::kActivityKey];
+    const std::string saved = fuzz::Texts()[qdinfo::kSourceActivityKey];
     CQDInfoServerData other;
     Require(other.t_LoadActivityInfoToMemory(), "what was saved can be loaded");
     for (std::size_t i = 0; i < records.size(); ++i) {
@@ -132,7 +132,7 @@ void CheckStored(CQDInfoServerData& table, const std::vector<Record>& records)
         Require(RecordOf(object) == records[i], "one record is loaded as it was saved");
     }
     Require(other.t_SaveActivityInfoToFile(), "what was loaded can be saved");
-    Require(fuzz::Texts()[fuzz::kActivityKey] == saved, "and gives the same text");
+    Require(fuzz::Texts()[qdinfo::kSourceActivityKey] == saved, "and gives the same text");
 }
 
 Record EmptyRecord()

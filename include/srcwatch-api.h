@@ -21,6 +21,8 @@
  * the member is an array or an object                             | 1, untouched     | 1, untouched
  * the record is neither null nor an object                        | 1, untouched     | 1, untouched
  *
+ * srcwatch-protocol.h has the values that records, events and commands hold, srcwatch-version.h the version.
+ *
  * Every query reads the settings store afresh and may be called from any thread. Events are delivered by the GLib main
  * loop of the host process. The library starts no thread.
  */

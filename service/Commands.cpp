@@ -13,19 +13,10 @@ namespace srcwatch {
 
 namespace {
 
-constexpr int kScanStart = 2001;
-constexpr int kScanStop = 2002;
-constexpr int kScanResume = 2003;
-constexpr int kTwcStart = 2010;  // plus the port
-constexpr int kTwcEnd = 2020;    // plus the port
 constexpr int kTwcPorts = 8;
-constexpr int kMbrDownloadFinished = 3001;
-constexpr int kOpticalStart = 5001;
-constexpr int kOpticalStop = 5002;
-
 constexpr int kMbrModeReady = 1;
 
-bool IsTwcCommand(int command, int first) { return command >= first && command < first + kTwcPorts; }
+bool IsTwcPort(int port) { return port >= 0 && port < kTwcPorts; }
 
 }  // namespace
 
@@ -50,23 +41,25 @@ void Commands::Reset()
 void Commands::Handle(int command)
 {
     switch (command) {
-        case kScanStart:
+        case SCAN_COMMAND_OOBE_START:
             return m_Scan.Start();
-        case kScanStop:
+        case SCAN_COMMAND_OOBE_STOP:
             return m_Scan.Stop();
-        case kScanResume:
+        case SCAN_COMMAND_OOBE_RESUME:
             return m_Scan.Resume();
-        case kOpticalStart:
+        case SCAN_COMMAND_OPTICAL_START:
             return StartOpticalScan();
-        case kOpticalStop:
+        case SCAN_COMMAND_OPTICAL_STOP:
             return StopOpticalScan();
-        case kMbrDownloadFinished:
+        case SCAN_COMMAND_MBR_DOWNLOAD_FINISHED:
             return HandleMbrDownloadFinished();
         default:
             break;
     }
-    if (IsTwcCommand(command, kTwcStart)) return m_Twc.Start(command - kTwcStart, IsSetTopBox(command - kTwcStart));
-    if (IsTwcCommand(command, kTwcEnd)) return m_Twc.End(command - kTwcEnd);
+    const int started = command - SCAN_COMMAND_TWC_CHECK_START;
+    if (IsTwcPort(started)) return m_Twc.Start(started, IsSetTopBox(started));
+    const int ended = command - SCAN_COMMAND_TWC_CHECK_END;
+    if (IsTwcPort(ended)) return m_Twc.End(ended);
     SWLOG(DLOG_ERROR, "unknown command %d", command);
 }
 

@@ -2,7 +2,9 @@
 #include "Detector.h"
 
 #include "Evidence.h"
+#include "InputName.h"
 #include "Log.h"
+#include "QDInfoNames.h"
 #include "Settings.h"
 #include "srcwatch-host.h"
 #include "srcwatch-protocol.h"
@@ -15,13 +17,10 @@ namespace srcwatch {
 
 namespace {
 
-// The TV service's identifiers of HDMI 1 to HDMI 8.
-constexpr int kSourceIds[] = {13, 14, 15, 16, 38, 39, 46, 47};
-
 void SetConnected(int port, bool connected)
 {
-    if (port < 0 || static_cast<std::size_t>(port) >= std::size(kSourceIds)) return;
-    if (srcwatch_host_set_connected(kSourceIds[port], connected) != 0) {
+    if (port < 0 || static_cast<std::size_t>(port) >= std::size(qdinfo::HDMI_SOURCE_IDS)) return;
+    if (srcwatch_host_set_connected(qdinfo::HDMI_SOURCE_IDS[port], connected) != 0) {
         SWLOG(DLOG_ERROR, "the connection state of HDMI %d could not be set", port + 1);
     }
 }

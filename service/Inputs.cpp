@@ -2,6 +2,7 @@
 #include "Inputs.h"
 
 #include "Evidence.h"
+#include "InputName.h"
 #include "Log.h"
 #include "PortSet.h"
 

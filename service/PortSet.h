@@ -7,7 +7,6 @@
 #include "srcwatch-api.h"
 
 #include <numeric>
-#include <string>
 #include <vector>
 
 namespace srcwatch {
@@ -26,12 +25,6 @@ struct PortSet {
         return ports;
     }
 };
-
-/// The name of an input in the inputs directory: "hdmi1" for port 0, "optical" for port 99.
-inline std::string InputName(int port)
-{
-    return port == SRCWATCH_PORT_OPTICAL ? "optical" : "hdmi" + std::to_string(port + 1);
-}
 
 }  // namespace srcwatch
 

@@ -3,6 +3,7 @@
 
 #include "QDInfoEventManager.h"
 #include "srcwatch-protocol.h"
+#include "srcwatch-version.h"
 
 #include <limits>
 #include <sstream>

@@ -5,6 +5,7 @@
 #include "QDInfoCommon.h"
 #include "Settings.h"
 #include "srcwatch-host.h"
+#include "srcwatch-protocol.h"
 
 #include <algorithm>
 #include <csignal>
@@ -18,7 +19,6 @@ namespace srcwatch {
 
 namespace {
 
-constexpr const char* kBusName = "org.nalto.tv.qdinfo";
 // A bus answers within milliseconds; when it refuses the name, nothing is heard at all.
 constexpr unsigned kNameDeadlineMilliseconds = 5000;
 
@@ -103,7 +103,7 @@ void Service::OwnName()
     m_Receiver->RegisterEventCallback(SRCWATCH_EVENT_SERVICE_STARTED, checkOwnership, this);
     m_Receiver->RegisterEventCallback(SRCWATCH_EVENT_SERVICE_STOPPED, checkOwnership, this);
     m_NameDeadline.Start(kNameDeadlineMilliseconds,
-                         [this] { End(std::string("the bus does not give the name ") + kBusName); });
+                         [this] { End("the bus does not give the name " SRCWATCH_BUS_NAME); });
 }
 
 // Both events are heard by every service on the bus, whichever of them they are about: the bus knows.
@@ -117,7 +117,7 @@ void Service::CheckOwnership()
         if (reply != nullptr) g_variant_unref(reply);
     };
     g_dbus_connection_call(m_Bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                           "GetNameOwner", g_variant_new("(s)", kBusName), G_VARIANT_TYPE("(s)"),
+                           "GetNameOwner", g_variant_new("(s)", SRCWATCH_BUS_NAME), G_VARIANT_TYPE("(s)"),
                            G_DBUS_CALL_FLAGS_NONE, -1, nullptr, onOwner, this);
 }
 
@@ -127,9 +127,9 @@ void Service::HandleOwner(const std::string& owner)
     if (self != nullptr && owner == self) return Begin();
     if (m_Begun) {
         m_TakenOver = true;
-        End(std::string("another service has taken over the name ") + kBusName + "; this one ends");
+        End("another service has taken over the name " SRCWATCH_BUS_NAME "; this one ends");
     } else if (!owner.empty()) {
-        End(std::string("another service holds the name ") + kBusName + " and does not give it up");
+        End("another service holds the name " SRCWATCH_BUS_NAME " and does not give it up");
     }
 }
 

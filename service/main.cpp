@@ -3,6 +3,7 @@
 // srcwatch-service: command line, and the end of the program.
 #include "Log.h"
 #include "Service.h"
+#include "srcwatch-version.h"
 
 #include <cstdio>
 #include <exception>

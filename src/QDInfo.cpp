@@ -8,9 +8,11 @@
 #include "QDInfoEventManager.h"
 #include "QDInfoServerData.h"
 #include "srcwatch-api.h"
+#include "srcwatch-protocol.h"
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -515,17 +517,6 @@ int srcwatch_get_all_device_kpi_info(srcwatch_kpi_info_s* infos)
 
 namespace {
 
-enum ScanCommand {
-    SCAN_COMMAND_OOBE_START = 2001,
-    SCAN_COMMAND_OOBE_STOP = 2002,
-    SCAN_COMMAND_OOBE_RESUME = 2003,
-    SCAN_COMMAND_TWC_CHECK_START = 2010,  // + port
-    SCAN_COMMAND_TWC_CHECK_END = 2020,    // + port
-    SCAN_COMMAND_MBR_DOWNLOAD_FINISHED = 3001,
-    SCAN_COMMAND_OPTICAL_START = 5001,
-    SCAN_COMMAND_OPTICAL_STOP = 5002,
-};
-
 int g_nOpticalScanState = 0;
 int g_nRunningScanType = 0;
 
@@ -633,9 +624,7 @@ int srcwatch_get_oobe_stb_scan_progress(int* progress)
 
 namespace {
 
-// Source identifiers of HDMI 1 to HDMI 8 in the TV service.
-constexpr int HDMI_SOURCE_IDS[] = {13, 14, 15, 16, 38, 39, 46, 47};
-constexpr int kSourceIds = sizeof(HDMI_SOURCE_IDS) / sizeof(HDMI_SOURCE_IDS[0]);
+using qdinfo::HDMI_SOURCE_IDS;
 
 constexpr int kTwcPorts = 8;
 constexpr int kTwcStatusUnknown = -1;
@@ -734,7 +723,7 @@ bool srcwatch_is_no_device(void)
 
     ISourceControl* control = GetSourceControl();  // Deliberate: not released, it is the TV service's own.
     bool connected = false;                        // Deliberate: never reset, and looked at also after a failed query.
-    for (int i = 0; i < std::min(HDMI_PORT_COUNT, kSourceIds); ++i) {
+    for (int i = 0; i < std::min(HDMI_PORT_COUNT, static_cast<int>(std::size(HDMI_SOURCE_IDS))); ++i) {
         if (control != nullptr && control->IsExternalSourceConnected(HDMI_SOURCE_IDS[i], &connected) < 1) {
             QDLOG(QDLOG_ERROR, "Get Ext Source Info Fail\n");
         }

@@ -2,6 +2,7 @@
 #include "Bus.h"
 
 #include "Failure.h"
+#include "srcwatch-protocol.h"
 
 namespace ctl {
 
@@ -54,7 +55,7 @@ Connection ConnectBus()
 std::optional<BusOwner> ServiceOwner(GDBusConnection* connection)
 {
     ErrorPtr error;
-    const VariantPtr reply = AskBus(connection, "GetNameOwner", kServiceBusName, "(s)", error);
+    const VariantPtr reply = AskBus(connection, "GetNameOwner", SRCWATCH_BUS_NAME, "(s)", error);
     if (!reply && g_error_matches(error.get(), G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER)) return std::nullopt;
     if (!reply) throw Failure(std::string("the system bus does not answer: ") + error->message);
 
@@ -74,7 +75,7 @@ std::optional<BusOwner> ServiceOwner(GDBusConnection* connection)
 void RequireService(GDBusConnection* connection)
 {
     if (ServiceOwner(connection)) return;
-    throw Failure(std::string("no detection service is running: nobody owns ") + kServiceBusName + " on the bus");
+    throw Failure("no detection service is running: nobody owns " SRCWATCH_BUS_NAME " on the bus");
 }
 
 // Any question will do: the bus handles the messages of a connection one after the other.

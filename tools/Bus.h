@@ -17,9 +17,6 @@ struct ObjectDeleter {
 };
 using Connection = std::unique_ptr<GDBusConnection, ObjectDeleter>;
 
-/// The name that the detection service owns.
-constexpr const char* kServiceBusName = "org.nalto.tv.qdinfo";
-
 /// Connect to the system bus. Throws a Failure that names the bus and the reason. It is the process's shared
 /// connection, which the library uses too; the process outlives it.
 Connection ConnectBus();

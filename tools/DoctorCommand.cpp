@@ -11,6 +11,7 @@
 #include "Settings.h"
 #include "srcwatch-api.h"
 #include "srcwatch-host.h"
+#include "srcwatch-protocol.h"
 
 #include <functional>
 
@@ -93,8 +94,8 @@ std::string Describe(const BusOwner& owner)
 Finding CheckName()
 {
     const std::optional<BusOwner> owner = ServiceOwner(ConnectBus().get());
-    if (owner) return Well(std::string(kServiceBusName) + " is owned by " + Describe(*owner));
-    return Ill(std::string("nobody owns ") + kServiceBusName, "start srcwatch-service");
+    if (owner) return Well(SRCWATCH_BUS_NAME " is owned by " + Describe(*owner));
+    return Ill("nobody owns " SRCWATCH_BUS_NAME, "start srcwatch-service");
 }
 
 // An event that nobody else sends, which comes back to its sender.
@@ -128,7 +129,7 @@ Finding CheckEvents()
     (void)ConnectBus();  // without a bus there is nothing to probe
     if (Probe().Run()) return Well("an event was sent and received");
     return Ill("an event was sent and did not arrive",
-               std::string("let the bus's policy allow signals of the interface ") + kServiceBusName);
+               "let the bus's policy allow signals of the interface " SRCWATCH_BUS_NAME);
 }
 
 /* ---- all of it ---- */

@@ -5,6 +5,7 @@
 #include "Classification.h"
 #include "Commands.h"
 #include "Evidence.h"
+#include "InputName.h"
 #include "Inputs.h"
 #include "PortDocument.h"
 #include "Ports.h"
@@ -119,7 +120,7 @@ void Explain(int port, const std::string& inputs, const std::vector<std::string>
     Json::Value document = PortDocument(port);
     Table table{{"FROM", "NAME", "VALUE", "WHY"}, {}};
     document["evidence"] = Json::nullValue;
-    const std::string directory = inputs + "/" + InputName(port);
+    const std::string directory = inputs + "/" + srcwatch::InputName(port);
     if (IsDirectory(directory)) AddEvidence(directory, profiles, document, table);
     AddRecord(document, table);
     AddAnswers(port, document, table);

@@ -3,6 +3,7 @@
 // plug, unplug: devices of the reference detection service, which are directories of captures.
 #include "Commands.h"
 #include "Failure.h"
+#include "InputName.h"
 #include "Inputs.h"
 #include "Ports.h"
 
@@ -52,7 +53,7 @@ void Plug(int port, const std::string& capture, const std::string& inputs, const
 {
     RequireInputs(inputs);
     const std::string device = FindCapture(capture, captures);
-    const std::string input = inputs + "/" + InputName(port);
+    const std::string input = inputs + "/" + srcwatch::InputName(port);
     // Creating the link is the test: whatever has the name stays as it is.
     if (symlink(device.c_str(), input.c_str()) != 0) {
         if (errno == EEXIST) throw Failure("something is plugged into " + PortName(port) + " already: " + input);
@@ -69,7 +70,7 @@ void Plug(int port, const std::string& capture, const std::string& inputs, const
 void Unplug(int port, const std::string& inputs, Output& output)
 {
     RequireInputs(inputs);
-    const std::string input = inputs + "/" + InputName(port);
+    const std::string input = inputs + "/" + srcwatch::InputName(port);
     std::error_code error;
     const auto status = std::filesystem::symlink_status(input, error);
     if (!std::filesystem::exists(status)) throw Failure("nothing is plugged into " + PortName(port));

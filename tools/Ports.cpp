@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Ports.h"
 
+#include "DeviceType.h"
 #include "Failure.h"
+#include "QDInfoNames.h"
 #include "Records.h"
 #include "srcwatch-api.h"
 
@@ -10,6 +12,7 @@
 #include <numeric>
 
 #include <TVServiceAPI.h>
+#include <glib.h>
 
 namespace ctl {
 
@@ -17,26 +20,16 @@ namespace {
 
 constexpr int kHdmiPorts = 8;  // that the library's functions accept
 constexpr double kLongestTimeout = 1e6;
+constexpr char kNoDevice[] = "none";  // the name of type 0
 
-// The TV service's identifiers of HDMI 1 to HDMI 8.
-constexpr int kSourceIds[kHdmiPorts] = {13, 14, 15, 16, 38, 39, 46, 47};
-
-struct TypeName {
-    int type;
-    const char* name;      // in words
-    const char* argument;  // on the command line
-};
-constexpr TypeName kTypeNames[] = {
-    {0, "none", "none"},
-    {SRCWATCH_DEVICE_SET_TOP_BOX, "set-top box", "set-top-box"},
-    {SRCWATCH_DEVICE_DISC_PLAYER, "disc player", "disc-player"},
-    {SRCWATCH_DEVICE_HOME_THEATRE, "home theatre", "home-theatre"},
-    {SRCWATCH_DEVICE_STREAMING_BOX, "streaming box", "streaming-box"},
-    {SRCWATCH_DEVICE_GAME_CONSOLE, "game console", "game-console"},
-    {SRCWATCH_DEVICE_OTHER, "other", "other"},
-    {SRCWATCH_DEVICE_NOT_SUPPORTED, "not supported", "not-supported"},
-    {SRCWATCH_DEVICE_PC, "PC", "pc"},
-};
+// The name of a device type on the command line.
+std::string ArgumentOf(const char* name)
+{
+    std::string argument = name;
+    std::transform(argument.begin(), argument.end(), argument.begin(),
+                   [](char c) { return c == ' ' ? '-' : g_ascii_tolower(c); });
+    return argument;
+}
 
 bool IsPort(int port) { return port == SRCWATCH_PORT_OPTICAL || (port >= 0 && port < kHdmiPorts); }
 
@@ -73,11 +66,6 @@ std::string PortName(int port)
     return port == SRCWATCH_PORT_OPTICAL ? "optical" : "HDMI " + std::to_string(port + 1);
 }
 
-std::string InputName(int port)
-{
-    return port == SRCWATCH_PORT_OPTICAL ? "optical" : "hdmi" + std::to_string(port + 1);
-}
-
 std::vector<int> AllPorts()
 {
     const int known = get_hdmi_count();
@@ -96,14 +84,15 @@ std::optional<bool> IsConnected(int port)
         return std::nullopt;
     }
     bool connected = false;
-    if (control->IsExternalSourceConnected(kSourceIds[port], &connected) < 1) return std::nullopt;
+    if (control->IsExternalSourceConnected(qdinfo::HDMI_SOURCE_IDS[port], &connected) < 1) return std::nullopt;
     return connected;
 }
 
 std::string DeviceTypeName(int type)
 {
-    for (const TypeName& name : kTypeNames) {
-        if (name.type == type) return name.name;
+    if (type == 0) return kNoDevice;
+    for (const srcwatch::DeviceTypeName& known : srcwatch::kDeviceTypes) {
+        if (known.type == type) return known.name;
     }
     return "error type " + std::to_string(type);
 }
@@ -111,10 +100,11 @@ std::string DeviceTypeName(int type)
 int ParseDeviceType(const std::string& text)
 {
     if (const std::optional<int> number = ParseInt(text)) return *number;
-    std::string known;
-    for (const TypeName& name : kTypeNames) {
-        if (text == name.argument) return name.type;
-        known += (known.empty() ? "" : ", ") + std::string(name.argument);
+    if (text == kNoDevice) return 0;
+    std::string known = kNoDevice;
+    for (const srcwatch::DeviceTypeName& type : srcwatch::kDeviceTypes) {
+        if (text == ArgumentOf(type.name)) return type.type;
+        known += ", " + ArgumentOf(type.name);
     }
     throw Failure("'" + text + "' is no device type: a number, or one of " + known, kUsage);
 }

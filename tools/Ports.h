@@ -18,9 +18,6 @@ std::optional<int> ParseInt(const std::string& text);
 /// "HDMI 1" for port 0, "optical" for port 99.
 std::string PortName(int port);
 
-/// The name under which a port's device stands in the inputs directory: "hdmi1" for port 0, "optical" for port 99.
-std::string InputName(int port);
-
 /// The ports of this TV, the optical one last. Where the number of HDMI inputs is unknown, those with a record.
 std::vector<int> AllPorts();
 

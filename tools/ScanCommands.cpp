@@ -31,13 +31,13 @@ struct ScanCommand {
     int code;  // that the library writes
 };
 constexpr ScanCommand kScanCommands[] = {
-    {"start", "Start the first-setup scan", srcwatch_oobe_scan_start, 2001},
-    {"stop", "Stop the first-setup scan", srcwatch_oobe_scan_stop, 2002},
-    {"resume", "Resume the first-setup scan where it was stopped", srcwatch_oobe_scan_resume, 2003},
+    {"start", "Start the first-setup scan", srcwatch_oobe_scan_start, SCAN_COMMAND_OOBE_START},
+    {"stop", "Stop the first-setup scan", srcwatch_oobe_scan_stop, SCAN_COMMAND_OOBE_STOP},
+    {"resume", "Resume the first-setup scan where it was stopped", srcwatch_oobe_scan_resume, SCAN_COMMAND_OOBE_RESUME},
 };
 constexpr ScanCommand kOpticalCommands[] = {
-    {"start", "Start the scan of the optical source", srcwatch_optical_scan_start, 5001},
-    {"stop", "Stop the scan of the optical source", srcwatch_optical_scan_stop, 5002},
+    {"start", "Start the scan of the optical source", srcwatch_optical_scan_start, SCAN_COMMAND_OPTICAL_START},
+    {"stop", "Stop the scan of the optical source", srcwatch_optical_scan_stop, SCAN_COMMAND_OPTICAL_STOP},
 };
 
 // The library does not tell whether its write succeeded.
@@ -208,7 +208,7 @@ private:
 class ServiceWatch {
 public:
     ServiceWatch(GDBusConnection* connection, GBusNameVanishedCallback callback, void* user_data)
-        : m_Id(g_bus_watch_name_on_connection(connection, kServiceBusName, G_BUS_NAME_WATCHER_FLAGS_NONE, nullptr,
+        : m_Id(g_bus_watch_name_on_connection(connection, SRCWATCH_BUS_NAME, G_BUS_NAME_WATCHER_FLAGS_NONE, nullptr,
                                               callback, user_data, nullptr))
     {
     }

@@ -107,9 +107,6 @@ void ShowTwc(Output& output)
                                    CellText(document["frames"])}}});
 }
 
-constexpr int kTwcStart = 2010;  // plus the port
-constexpr int kTwcEnd = 2020;    // plus the port
-
 // The library does not tell whether its writes succeeded.
 void Require(const std::string& key, int value)
 {
@@ -127,14 +124,14 @@ void SayTwc(const char* command, int port, Output& output)
 void StartTwc(int port, Output& output)
 {
     srcwatch_TWC_check_start(port);
-    Require(VCONF_SCAN_PROGRESS, kTwcStart + port);
+    Require(VCONF_SCAN_PROGRESS, SCAN_COMMAND_TWC_CHECK_START + port);
     SayTwc("start", port, output);
 }
 
 void EndTwc(int port, Output& output)
 {
     srcwatch_TWC_check_end(port);
-    Require(VCONF_SCAN_PROGRESS, kTwcEnd + port);
+    Require(VCONF_SCAN_PROGRESS, SCAN_COMMAND_TWC_CHECK_END + port);
     SayTwc("end", port, output);
 }
 

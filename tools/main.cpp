@@ -5,6 +5,7 @@
 #include "Escape.h"
 #include "Failure.h"
 #include "Output.h"
+#include "srcwatch-version.h"
 
 #include <clocale>
 #include <cstdio>

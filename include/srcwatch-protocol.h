@@ -1,7 +1,8 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /**
  * @file
- * What srcwatch-service answers and announces beyond the library's own events.
+ * What the detection service and those who talk to it agree on beyond the library's functions: names, command codes,
+ * the values in records and events, and the requests that srcwatch-service answers. C11 and C++.
  *
  * A request is a method call on the channel "qdinfo" (CQDEventSender::Call) with one of the types below. The reply is
  * one JSON object as text. Whatever cannot be done is answered {"error": TEXT}, with nothing changed.
@@ -10,6 +11,39 @@
  */
 #ifndef SRCWATCH_PROTOCOL_H
 #define SRCWATCH_PROTOCOL_H
+
+/** The service's name on the bus, which is also that of its interface. */
+#define SRCWATCH_BUS_NAME "org.nalto.tv.qdinfo"
+
+/** Names of the inputs in the inputs directory: the first is followed by the number, 1 for port 0. */
+#define SRCWATCH_INPUT_HDMI "hdmi"
+#define SRCWATCH_INPUT_OPTICAL "optical" /**< port 99 */
+
+/** Commands to the service, as the library's functions write them to "memory/srcwatch-service/scan_progress". */
+enum srcwatch_scan_command {
+    SCAN_COMMAND_OOBE_START = 2001,
+    SCAN_COMMAND_OOBE_STOP = 2002,
+    SCAN_COMMAND_OOBE_RESUME = 2003,
+    SCAN_COMMAND_TWC_CHECK_START = 2010, /**< plus the port, 0 to 7 */
+    SCAN_COMMAND_TWC_CHECK_END = 2020,   /**< plus the port, 0 to 7 */
+    SCAN_COMMAND_MBR_DOWNLOAD_FINISHED = 3001,
+    SCAN_COMMAND_OPTICAL_START = 5001,
+    SCAN_COMMAND_OPTICAL_STOP = 5002
+};
+
+/**
+ * Values of a record's "DMethod": how the device was detected. They are also the priority in the statistics, where a
+ * smaller number is better evidence.
+ */
+enum srcwatch_detection_method {
+    SRCWATCH_METHOD_NONE = 0,    /**< no device, or not detected yet */
+    SRCWATCH_METHOD_PROFILE = 1, /**< a profile matched */
+    SRCWATCH_METHOD_SPD = 2,     /**< the source information of the SPD InfoFrame (CTA-861) */
+    SRCWATCH_METHOD_CEC = 3,     /**< the primary device type of HDMI-CEC */
+    SRCWATCH_METHOD_AKSV = 4,    /**< nothing but a valid AKSV (HDCP) */
+    SRCWATCH_METHOD_SILENT = 5,  /**< the evidence does not include the type */
+    SRCWATCH_METHOD_FAULTY = 6   /**< every item of evidence is faulty */
+};
 
 /** Types of requests. */
 enum srcwatch_request {

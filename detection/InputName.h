@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The names of the inputs.
+#ifndef SRCWATCH_DETECTION_INPUTNAME_H
+#define SRCWATCH_DETECTION_INPUTNAME_H
+
+#include "srcwatch-api.h"
+#include "srcwatch-protocol.h"
+
+#include <string>
+
+namespace srcwatch {
+
+/// The name of an input in the inputs directory: "hdmi1" for port 0, "optical" for port 99.
+inline std::string InputName(int port)
+{
+    return port == SRCWATCH_PORT_OPTICAL ? SRCWATCH_INPUT_OPTICAL : SRCWATCH_INPUT_HDMI + std::to_string(port + 1);
+}
+
+}  // namespace srcwatch
+
+#endif
