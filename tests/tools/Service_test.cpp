@@ -175,9 +175,11 @@ TEST_F(WithService, CommandsTheOpticalSource)
     Plug("99", "ambrelle-soundbar");
     const auto monitor = Start({"monitor", "--type", "scan-finished", "--count", "1"});
 
+    // The monitor may not listen yet when the first scan ends; and a start interrupts a scan that runs.
+    const auto isMonitored = [&] { return !monitor->Output().empty(); };
     EXPECT_TRUE(RunUntil([&] {
         (void)Run({"optical", "start"});
-        return !monitor->Output().empty();
+        return RunUntil(isMonitored, std::chrono::seconds(2));
     }));
 
     EXPECT_EQ(monitor->Wait().code, 0);
