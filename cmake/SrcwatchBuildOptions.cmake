@@ -3,6 +3,8 @@
 add_library(srcwatch-build-options INTERFACE)
 
 target_compile_features(srcwatch-build-options INTERFACE cxx_std_17 c_std_11)
+# The owners of C libraries' handles, which every room uses.
+target_include_directories(srcwatch-build-options INTERFACE "${CMAKE_SOURCE_DIR}/handle")
 
 target_compile_options(srcwatch-build-options INTERFACE
     -Werror -Wall -Wextra -Wconversion -Wsign-conversion -Wshadow -Wformat=2 -Wundef -Wcast-align -Wcast-qual

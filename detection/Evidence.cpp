@@ -23,17 +23,17 @@ constexpr std::size_t kPrintableLimit = 200;
 
 class FileDescriptor {
 public:
-    explicit FileDescriptor(int fd) : m_Fd(fd) {}
+    explicit FileDescriptor(int fd) : m_fd(fd) {}
     ~FileDescriptor()
     {
-        if (m_Fd >= 0) (void)close(m_Fd);  // opened for reading: nothing can be lost
+        if (m_fd >= 0) (void)close(m_fd);  // opened for reading: nothing can be lost
     }
     FileDescriptor(const FileDescriptor&) = delete;
     FileDescriptor& operator=(const FileDescriptor&) = delete;
-    int Get() const { return m_Fd; }
+    int Get() const { return m_fd; }
 
 private:
-    int m_Fd;
+    int m_fd;
 };
 
 Fault SystemFault(const char* what) { return Fault{std::string(what) + ": " + std::strerror(errno)}; }

@@ -132,7 +132,7 @@ void Profiles::LoadDirectory(const std::string& path)
     for (std::filesystem::directory_iterator it(path, error), end; !error && it != end; it.increment(error)) {
         if (it->path().extension() == ".json") files.push_back(it->path().string());
     }
-    if (error) m_Errors.push_back(ProfileError{path, -1, error.message()});
+    if (error) m_errors.push_back(ProfileError{path, -1, error.message()});
     std::sort(files.begin(), files.end());
     for (const std::string& file : files) LoadFile(file);
 }
@@ -141,9 +141,9 @@ void Profiles::LoadFile(const std::string& path)
 {
     const auto bytes = ReadBoundedFile(path, kFileLimit);
     if (!bytes) {
-        m_Errors.push_back(ProfileError{path, -1, "there is no such file"});
+        m_errors.push_back(ProfileError{path, -1, "there is no such file"});
     } else if (const auto* fault = std::get_if<Fault>(&*bytes)) {
-        m_Errors.push_back(ProfileError{path, -1, InOneLine(fault->remarks)});
+        m_errors.push_back(ProfileError{path, -1, InOneLine(fault->remarks)});
     } else {
         const Bytes& text = std::get<Bytes>(*bytes);
         LoadText(std::string(text.begin(), text.end()), path);
@@ -157,26 +157,26 @@ void Profiles::LoadText(const std::string& text, const std::string& file)
     try {
         entries = Parse(text);
     } catch (const Refusal& refusal) {
-        m_Errors.push_back(ProfileError{file, entry, refusal.reason});
+        m_errors.push_back(ProfileError{file, entry, refusal.reason});
     } catch (const Json::Exception& e) {  // nested too deep
-        m_Errors.push_back(ProfileError{file, entry, "not JSON: " + Printable(e.what())});
+        m_errors.push_back(ProfileError{file, entry, "not JSON: " + Printable(e.what())});
     }
     for (const Json::Value& value : entries) {
         ++entry;
         try {
-            m_Profiles.push_back(ReadEntry(value));
+            m_profiles.push_back(ReadEntry(value));
         } catch (const Refusal& refusal) {
-            m_Errors.push_back(ProfileError{file, entry, refusal.reason});
+            m_errors.push_back(ProfileError{file, entry, refusal.reason});
         }
     }
 }
 
 const Profile* Profiles::Find(const std::string& vendor, const std::string& product, const std::string& osd) const
 {
-    const auto profile = std::find_if(m_Profiles.begin(), m_Profiles.end(), [&](const Profile& candidate) {
+    const auto profile = std::find_if(m_profiles.begin(), m_profiles.end(), [&](const Profile& candidate) {
         return Matches(candidate.vendor, vendor) && Matches(candidate.product, product) && Matches(candidate.osd, osd);
     });
-    return profile == m_Profiles.end() ? nullptr : &*profile;
+    return profile == m_profiles.end() ? nullptr : &*profile;
 }
 
 }  // namespace srcwatch

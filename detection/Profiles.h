@@ -45,15 +45,15 @@ public:
     /// The first that matches these names, or null. Valid until the next load.
     const Profile* Find(const std::string& vendor, const std::string& product, const std::string& osd) const;
 
-    std::size_t Count() const { return m_Profiles.size(); }
-    const std::vector<ProfileError>& Errors() const { return m_Errors; }
+    std::size_t Count() const { return m_profiles.size(); }
+    const std::vector<ProfileError>& Errors() const { return m_errors; }
 
 private:
     void LoadFile(const std::string& path);
     void LoadDirectory(const std::string& path);
 
-    std::vector<Profile> m_Profiles;
-    std::vector<ProfileError> m_Errors;
+    std::vector<Profile> m_profiles;
+    std::vector<ProfileError> m_errors;
 };
 
 }  // namespace srcwatch

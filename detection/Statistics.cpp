@@ -68,11 +68,11 @@ void Trim(Json::Value& entries, int port)
 
 }  // namespace
 
-Statistics::Statistics() : m_Document(Json::objectValue) { m_Document[kEntries] = Json::arrayValue; }
+Statistics::Statistics() : m_document(Json::objectValue) { m_document[kEntries] = Json::arrayValue; }
 
-Statistics::Statistics(Json::Value document) : m_Document(std::move(document)) {}
+Statistics::Statistics(Json::Value document) : m_document(std::move(document)) {}
 
-std::string Statistics::Text() const { return Json::writeString(Json::StreamWriterBuilder(), m_Document); }
+std::string Statistics::Text() const { return Json::writeString(Json::StreamWriterBuilder(), m_document); }
 
 void Statistics::Add(int port, const Classification& classification, int milliseconds)
 {
@@ -83,14 +83,14 @@ void Statistics::Add(int port, const Classification& classification, int millise
     entry["spd"] = TextList(classification.manufacturerName, classification.modelName, classification.cecName);
     entry["result"] = ResultTexts(classification);
     entry["aksv"] = classification.aksv;
-    m_Document[kEntries].append(entry);
-    Trim(m_Document[kEntries], port);
+    m_document[kEntries].append(entry);
+    Trim(m_document[kEntries], port);
 }
 
 Past Statistics::Remember(int port, const Identity& identity, const std::function<bool(int)>& isOccupied) const
 {
     // From the last entry backwards: the last one of this port, the last one of the device elsewhere.
-    const Json::Value& entries = m_Document[kEntries];
+    const Json::Value& entries = m_document[kEntries];
     bool portSeen = false;
     bool sameAsLastHere = false;
     int previousPort = -1;

@@ -38,7 +38,7 @@ public:
     Past Remember(int port, const Identity& identity, const std::function<bool(int)>& isOccupied) const;
 
 private:
-    Json::Value m_Document;
+    Json::Value m_document;
 };
 
 }  // namespace srcwatch

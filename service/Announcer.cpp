@@ -7,25 +7,25 @@ namespace srcwatch {
 
 void BusAnnouncer::Connection(int port, bool connected)
 {
-    m_Sender.SendEvent(SRCWATCH_EVENT_CONNECTION, port, connected ? 1 : 0, 0);
+    m_sender.SendEvent(SRCWATCH_EVENT_CONNECTION, port, connected ? 1 : 0, 0);
 }
 
 void BusAnnouncer::Detected(int port, const Record& record)
 {
-    m_Sender.ClearEvent();
-    m_Sender.AppendArgs(port, record.device.deviceType, record.changed == SRCWATCH_CHANGED_NOT ? 0 : 1, 0);
-    m_Sender.AppendArgs(record.device.deviceName, record.device.brandName, record.device.providerName);
-    m_Sender.SendEvent(SRCWATCH_EVENT_DETECTED);
+    m_sender.ClearEvent();
+    m_sender.AppendArgs(port, record.device.deviceType, record.changed == SRCWATCH_CHANGED_NOT ? 0 : 1, 0);
+    m_sender.AppendArgs(record.device.deviceName, record.device.brandName, record.device.providerName);
+    m_sender.SendEvent(SRCWATCH_EVENT_DETECTED);
 }
 
 void BusAnnouncer::ScanProgress(int percent, int port)
 {
-    m_Sender.SendEvent(SRCWATCH_EVENT_SCAN_PROGRESS, percent, port, 0);
+    m_sender.SendEvent(SRCWATCH_EVENT_SCAN_PROGRESS, percent, port, 0);
 }
 
 void BusAnnouncer::ScanFinished(int result, int devicesFound, int port)
 {
-    m_Sender.SendEvent(SRCWATCH_EVENT_SCAN_FINISHED, result, devicesFound, port);
+    m_sender.SendEvent(SRCWATCH_EVENT_SCAN_FINISHED, result, devicesFound, port);
 }
 
 }  // namespace srcwatch

@@ -29,7 +29,7 @@ public:
     void ScanFinished(int result, int devicesFound, int port) override;
 
 private:
-    qdinfo::CQDEventSender m_Sender{QDINFO_CHANNEL_NAME};
+    qdinfo::CQDEventSender m_sender{QDINFO_CHANNEL_NAME};
 };
 
 }  // namespace srcwatch

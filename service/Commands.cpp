@@ -22,31 +22,31 @@ bool IsTwcPort(int port) { return port >= 0 && port < kTwcPorts; }
 
 Commands::Commands(unsigned scanStepMilliseconds, PortSet ports, Records& records, Detector& detector,
                    Announcer& announcer, std::function<void()> loadProfiles)
-    : m_ScanStepMilliseconds(scanStepMilliseconds),
-      m_Ports(ports),
-      m_Records(records),
-      m_Detector(detector),
-      m_Announcer(announcer),
-      m_LoadProfiles(std::move(loadProfiles)),
-      m_Scan(scanStepMilliseconds, ports, records, detector, announcer)
+    : m_scanStepMilliseconds(scanStepMilliseconds),
+      m_ports(ports),
+      m_records(records),
+      m_detector(detector),
+      m_announcer(announcer),
+      m_loadProfiles(std::move(loadProfiles)),
+      m_scan(scanStepMilliseconds, ports, records, detector, announcer)
 {
 }
 
 void Commands::Reset()
 {
     WriteNumber(VCONF_SCAN_RESULT, 0);
-    m_Twc.Reset();
+    m_twc.Reset();
 }
 
 void Commands::Handle(int command)
 {
     switch (command) {
         case SCAN_COMMAND_OOBE_START:
-            return m_Scan.Start();
+            return m_scan.Start();
         case SCAN_COMMAND_OOBE_STOP:
-            return m_Scan.Stop();
+            return m_scan.Stop();
         case SCAN_COMMAND_OOBE_RESUME:
-            return m_Scan.Resume();
+            return m_scan.Resume();
         case SCAN_COMMAND_OPTICAL_START:
             return StartOpticalScan();
         case SCAN_COMMAND_OPTICAL_STOP:
@@ -57,50 +57,50 @@ void Commands::Handle(int command)
             break;
     }
     const int started = command - SCAN_COMMAND_TWC_CHECK_START;
-    if (IsTwcPort(started)) return m_Twc.Start(started, IsSetTopBox(started));
+    if (IsTwcPort(started)) return m_twc.Start(started, IsSetTopBox(started));
     const int ended = command - SCAN_COMMAND_TWC_CHECK_END;
-    if (IsTwcPort(ended)) return m_Twc.End(ended);
+    if (IsTwcPort(ended)) return m_twc.End(ended);
     SWLOG(DLOG_ERROR, "unknown command %d", command);
 }
 
 void Commands::Withdraw()
 {
-    if (m_Scan.IsRunning()) m_Scan.Stop();
+    if (m_scan.IsRunning()) m_scan.Stop();
 }
 
 void Commands::StartOpticalScan()
 {
-    m_Announcer.ScanProgress(0, OPTICAL_PORT);
-    m_OpticalScan.Start(m_ScanStepMilliseconds, [this] { EndOpticalScan(); });
+    m_announcer.ScanProgress(0, OPTICAL_PORT);
+    m_opticalScan.Start(m_scanStepMilliseconds, [this] { EndOpticalScan(); });
 }
 
 void Commands::StopOpticalScan()
 {
-    if (!m_OpticalScan.IsRunning()) {
+    if (!m_opticalScan.IsRunning()) {
         SWLOG(DLOG_WARN, "no optical scan runs that could be stopped");
         return;
     }
-    m_OpticalScan.Stop();
-    m_Announcer.ScanFinished(SRCWATCH_SCAN_STOPPED, 0, OPTICAL_PORT);
+    m_opticalScan.Stop();
+    m_announcer.ScanFinished(SRCWATCH_SCAN_STOPPED, 0, OPTICAL_PORT);
 }
 
 void Commands::EndOpticalScan()
 {
-    const bool found = m_Detector.Scan(OPTICAL_PORT);
-    m_Announcer.ScanFinished(found ? SRCWATCH_SCAN_DONE : SRCWATCH_SCAN_NOTHING_FOUND, found ? 1 : 0, OPTICAL_PORT);
+    const bool found = m_detector.Scan(OPTICAL_PORT);
+    m_announcer.ScanFinished(found ? SRCWATCH_SCAN_DONE : SRCWATCH_SCAN_NOTHING_FOUND, found ? 1 : 0, OPTICAL_PORT);
 }
 
 // The codesets come with new profiles: what is plugged may be known better now.
 void Commands::HandleMbrDownloadFinished()
 {
     CQDInfoSettingUtil::SetQDInfoMode(kMbrModeReady);
-    m_LoadProfiles();
-    m_Detector.DetectAgain();
+    m_loadProfiles();
+    m_detector.DetectAgain();
 }
 
 bool Commands::IsSetTopBox(int port) const
 {
-    return m_Ports.Has(port) && m_Records.Get(port).device.deviceType == SRCWATCH_DEVICE_SET_TOP_BOX;
+    return m_ports.Has(port) && m_records.Get(port).device.deviceType == SRCWATCH_DEVICE_SET_TOP_BOX;
 }
 
 }  // namespace srcwatch

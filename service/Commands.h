@@ -6,10 +6,10 @@
 
 #include "Announcer.h"
 #include "Detector.h"
-#include "Glib.h"
 #include "PortSet.h"
 #include "Records.h"
 #include "Scan.h"
+#include "Timer.h"
 #include "Twc.h"
 
 #include <functional>
@@ -29,13 +29,13 @@ public:
     void Handle(int command);
 
     /// To be called after each write to the setting that a tuned channel is reported in.
-    void HandleTunedChannel() { m_Twc.HandleTunedChannel(); }
+    void HandleTunedChannel() { m_twc.HandleTunedChannel(); }
 
     /// Stop the first-setup scan, if one runs.
     void Withdraw();
 
-    const Scan& FirstSetupScan() const { return m_Scan; }
-    int TwcPort() const { return m_Twc.Port(); }
+    const Scan& FirstSetupScan() const { return m_scan; }
+    int TwcPort() const { return m_twc.Port(); }
 
 private:
     void StartOpticalScan();
@@ -44,15 +44,15 @@ private:
     void HandleMbrDownloadFinished();
     bool IsSetTopBox(int port) const;
 
-    const unsigned m_ScanStepMilliseconds;
-    const PortSet m_Ports;
-    Records& m_Records;
-    Detector& m_Detector;
-    Announcer& m_Announcer;
-    const std::function<void()> m_LoadProfiles;
-    Scan m_Scan;
-    Timer m_OpticalScan;
-    Twc m_Twc;
+    const unsigned m_scanStepMilliseconds;
+    const PortSet m_ports;
+    Records& m_records;
+    Detector& m_detector;
+    Announcer& m_announcer;
+    const std::function<void()> m_loadProfiles;
+    Scan m_scan;
+    Timer m_opticalScan;
+    Twc m_twc;
 };
 
 }  // namespace srcwatch

@@ -42,54 +42,54 @@ void LogRemarks(int port, const Evidence& evidence)
 
 Detector::Detector(unsigned quietMilliseconds, PortSet ports, Records& records, Announcer& announcer,
                    std::function<void()> onInputsLost)
-    : m_Ports(ports),
-      m_Records(records),
-      m_Announcer(announcer),
-      m_OnInputsLost(std::move(onInputsLost)),
-      m_Inputs(quietMilliseconds, ports.hdmiCount, *this)
+    : m_ports(ports),
+      m_records(records),
+      m_announcer(announcer),
+      m_onInputsLost(std::move(onInputsLost)),
+      m_inputs(quietMilliseconds, ports.hdmiCount, *this)
 {
 }
 
 void Detector::LoadProfiles(const std::vector<std::string>& paths)
 {
-    m_Profiles = Profiles();
-    for (const std::string& path : paths) m_Profiles.Load(path);
-    for (const ProfileError& error : m_Profiles.Errors()) SWLOG(DLOG_ERROR, "profile %s", error.Text().c_str());
-    SWLOG(DLOG_INFO, "%zu profile(s) loaded", m_Profiles.Count());
+    m_profiles = Profiles();
+    for (const std::string& path : paths) m_profiles.Load(path);
+    for (const ProfileError& error : m_profiles.Errors()) SWLOG(DLOG_ERROR, "profile %s", error.Text().c_str());
+    SWLOG(DLOG_INFO, "%zu profile(s) loaded", m_profiles.Count());
 }
 
 std::string Detector::Start(const std::string& inputs)
 {
-    for (const int port : m_Ports.All()) SetConnected(port, false);
-    m_Pending.Clear();
-    std::string failure = m_Inputs.Start(inputs);
+    for (const int port : m_ports.All()) SetConnected(port, false);
+    m_pending.Clear();
+    std::string failure = m_inputs.Start(inputs);
     if (!failure.empty()) return failure;
-    for (const int port : m_Ports.All()) {
-        if (!IsPlugged(port) && m_Records.Get(port).HasDevice()) OnUnplugged(port);
+    for (const int port : m_ports.All()) {
+        if (!IsPlugged(port) && m_records.Get(port).HasDevice()) OnUnplugged(port);
     }
     return "";
 }
 
 bool Detector::Scan(int port)
 {
-    m_Inputs.Look(port);
+    m_inputs.Look(port);
     if (!IsPlugged(port)) {
-        Record record = m_Records.Get(port);
+        Record record = m_records.Get(port);
         record.scanState = SRCWATCH_SCAN_EMPTY;
-        (void)m_Records.Set(port, record);  // scanned before with the same result
+        (void)m_records.Set(port, record);  // scanned before with the same result
         return false;
     }
-    m_Inputs.ForgetSettling(port);
-    m_Pending.Begin(port);
+    m_inputs.ForgetSettling(port);
+    m_pending.Begin(port);
     Detect(port, Cause::kCommand);
     return true;
 }
 
 void Detector::DetectAgain()
 {
-    for (const int port : m_Ports.All()) {
-        if (!IsPlugged(port) || m_Inputs.IsSettling(port)) continue;
-        m_Pending.Begin(port);
+    for (const int port : m_ports.All()) {
+        if (!IsPlugged(port) || m_inputs.IsSettling(port)) continue;
+        m_pending.Begin(port);
         Detect(port, Cause::kDevice);
     }
 }
@@ -97,42 +97,42 @@ void Detector::DetectAgain()
 void Detector::OnPlugged(int port)
 {
     SetConnected(port, true);
-    m_Pending.Begin(port);
+    m_pending.Begin(port);
     // A record with a device means that the device was announced before this service was started anew.
-    if (!m_Records.Get(port).HasDevice()) m_Announcer.Connection(port, true);
+    if (!m_records.Get(port).HasDevice()) m_announcer.Connection(port, true);
 }
 
 void Detector::OnUnplugged(int port)
 {
     SetConnected(port, false);
-    m_Pending.End(port);
-    (void)m_Records.Clear(port);  // it may not have been detected yet
-    m_Announcer.Connection(port, false);
+    m_pending.End(port);
+    (void)m_records.Clear(port);  // it may not have been detected yet
+    m_announcer.Connection(port, false);
 }
 
 void Detector::Detect(int port, Cause cause)
 {
-    const Evidence evidence = ReadEvidence(m_Inputs.DirectoryOf(port));
+    const Evidence evidence = ReadEvidence(m_inputs.DirectoryOf(port));
     LogRemarks(port, evidence);
-    const Classification device = Classify(evidence, m_Profiles);
+    const Classification device = Classify(evidence, m_profiles);
     Statistics statistics = LoadStatistics();
-    Record record = ComposeRecord(port, m_Records.Get(port), device, statistics,
+    Record record = ComposeRecord(port, m_records.Get(port), device, statistics,
                                   [&](int other) { return IsOccupied(other, device); });
     if (cause == Cause::kCommand) record.scanState = SRCWATCH_SCAN_FOUND;
 
-    if (m_Records.Set(port, record) || cause == Cause::kCommand) {
-        statistics.Add(port, device, m_Pending.MillisecondsSince(port));
+    if (m_records.Set(port, record) || cause == Cause::kCommand) {
+        statistics.Add(port, device, m_pending.MillisecondsSince(port));
         SaveStatistics(statistics);
         SWLOG(DLOG_INFO, "%s: type %d by %s", InputName(port).c_str(), device.deviceType,
               DetectionMethodText(static_cast<int>(device.method)).c_str());
-        m_Announcer.Detected(port, record);
+        m_announcer.Detected(port, record);
     }
-    m_Pending.End(port);
+    m_pending.End(port);
 }
 
 bool Detector::IsOccupied(int port, const Classification& device) const
 {
-    return IsPlugged(port) && IdentityOf(m_Records.Get(port).device).Matches(IdentityOf(device));
+    return IsPlugged(port) && IdentityOf(m_records.Get(port).device).Matches(IdentityOf(device));
 }
 
 }  // namespace srcwatch

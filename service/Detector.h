@@ -25,13 +25,13 @@ public:
 
     /// Replace the profiles by those of files or directories; the first wins.
     void LoadProfiles(const std::vector<std::string>& paths);
-    std::size_t ProfileCount() const { return m_Profiles.Count(); }
+    std::size_t ProfileCount() const { return m_profiles.Count(); }
 
     /// Begin to watch the inputs; clears what was unplugged while no service ran. @return Why it is not possible, or
     /// empty.
     std::string Start(const std::string& inputs);
 
-    bool IsPlugged(int port) const { return m_Inputs.IsPlugged(port); }
+    bool IsPlugged(int port) const { return m_inputs.IsPlugged(port); }
 
     /// Look at an input now and detect its device, as commanded. @return Whether it has one.
     bool Scan(int port);
@@ -40,7 +40,7 @@ public:
     void DetectAgain();
 
     /// Show that nothing is being detected any more.
-    void Withdraw() { m_Pending.Clear(); }
+    void Withdraw() { m_pending.Clear(); }
 
 private:
     enum class Cause { kDevice, kCommand };
@@ -48,18 +48,18 @@ private:
     void OnPlugged(int port) override;
     void OnUnplugged(int port) override;
     void OnSettled(int port) override { Detect(port, Cause::kDevice); }
-    void OnInputsLost() override { m_OnInputsLost(); }
+    void OnInputsLost() override { m_onInputsLost(); }
 
     void Detect(int port, Cause cause);
     bool IsOccupied(int port, const Classification& device) const;
 
-    const PortSet m_Ports;
-    Records& m_Records;
-    Announcer& m_Announcer;
-    const std::function<void()> m_OnInputsLost;
-    Profiles m_Profiles;
-    PendingDetections m_Pending;
-    Inputs m_Inputs;
+    const PortSet m_ports;
+    Records& m_records;
+    Announcer& m_announcer;
+    const std::function<void()> m_onInputsLost;
+    Profiles m_profiles;
+    PendingDetections m_pending;
+    Inputs m_inputs;
 };
 
 }  // namespace srcwatch

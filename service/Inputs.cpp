@@ -2,6 +2,7 @@
 #include "Inputs.h"
 
 #include "Evidence.h"
+#include "Handle.h"
 #include "InputName.h"
 #include "Log.h"
 #include "PortSet.h"
@@ -30,7 +31,7 @@ struct Resolved {
 
 Resolved Resolve(const std::string& path)
 {
-    const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(path.c_str(), nullptr), &std::free);
+    const Handle<char, std::free> resolved(realpath(path.c_str(), nullptr));
     if (!resolved) return Resolved{"", errno};
     return Resolved{resolved.get(), 0};
 }
@@ -50,17 +51,17 @@ bool Contains(const std::string& directory, const std::string& other)
 std::string BaseNameOf(GFile* file)
 {
     if (file == nullptr) return "";
-    const GTextPtr name(g_file_get_basename(file));
+    const Handle<char, g_free> name(g_file_get_basename(file));
     return name ? name.get() : "";
 }
 
-GObjectPtr<GFileMonitor> MonitorDirectory(const std::string& path, std::string& error)
+Handle<GFileMonitor, g_object_unref> MonitorDirectory(const std::string& path, std::string& error)
 {
-    const GObjectPtr<GFile> file(g_file_new_for_path(path.c_str()));
+    const Handle<GFile, g_object_unref> file(g_file_new_for_path(path.c_str()));
     GError* failure = nullptr;
-    GObjectPtr<GFileMonitor> monitor(
+    Handle<GFileMonitor, g_object_unref> monitor(
         g_file_monitor_directory(file.get(), G_FILE_MONITOR_WATCH_MOVES, nullptr, &failure));
-    const GErrorPtr owner(failure);
+    const Handle<GError, g_error_free> owner(failure);
     if (!monitor) {
         error = failure->message;
         return nullptr;
@@ -84,7 +85,7 @@ struct Inputs::Input {
     std::string directory;  // empty while nothing is plugged
     dev_t device = 0;
     ino_t inode = 0;
-    GObjectPtr<GFileMonitor> monitor;
+    Handle<GFileMonitor, g_object_unref> monitor;
     Timer quiet;
     std::string refusal;  // the last reason told, so that it is told once
 
@@ -95,18 +96,18 @@ struct Inputs::Input {
 };
 
 Inputs::Inputs(unsigned quietMilliseconds, int hdmiCount, InputsListener& listener)
-    : m_QuietMilliseconds(quietMilliseconds), m_Listener(listener)
+    : m_quietMilliseconds(quietMilliseconds), m_listener(listener)
 {
     for (int port = 0; port < std::min(hdmiCount, kMostHdmiInputs); ++port) {
-        m_Inputs.push_back(std::make_unique<Input>(this, port, InputName(port)));
+        m_inputs.push_back(std::make_unique<Input>(this, port, InputName(port)));
     }
-    m_Inputs.push_back(std::make_unique<Input>(this, SRCWATCH_PORT_OPTICAL, InputName(SRCWATCH_PORT_OPTICAL)));
+    m_inputs.push_back(std::make_unique<Input>(this, SRCWATCH_PORT_OPTICAL, InputName(SRCWATCH_PORT_OPTICAL)));
 }
 
 Inputs::~Inputs()
 {
-    if (m_Monitor) g_signal_handlers_disconnect_by_data(m_Monitor.get(), this);
-    for (const auto& input : m_Inputs) {
+    if (m_monitor) g_signal_handlers_disconnect_by_data(m_monitor.get(), this);
+    for (const auto& input : m_inputs) {
         if (input->monitor) g_signal_handlers_disconnect_by_data(input->monitor.get(), input.get());
     }
 }
@@ -115,14 +116,14 @@ std::string Inputs::Start(const std::string& path)
 {
     const Resolved resolved = Resolve(path);
     if (resolved.error != 0) return std::strerror(resolved.error);
-    m_Path = resolved.path;
+    m_path = resolved.path;
     std::string error;
-    m_Monitor = MonitorDirectory(m_Path, error);
-    if (!m_Monitor) return error;
-    g_signal_connect(m_Monitor.get(), "changed", G_CALLBACK(OnInputsEvent), this);
+    m_monitor = MonitorDirectory(m_path, error);
+    if (!m_monitor) return error;
+    g_signal_connect(m_monitor.get(), "changed", G_CALLBACK(OnInputsEvent), this);
 
     error = NoteUnknownThere();
-    for (const auto& input : m_Inputs) Look(*input);
+    for (const auto& input : m_inputs) Look(*input);
     return error;
 }
 
@@ -151,9 +152,9 @@ void Inputs::ForgetSettling(int port)
 void Inputs::OnInputsEvent(GFileMonitor* /*monitor*/, GFile* file, GFile* other, GFileMonitorEvent event, gpointer self)
 {
     auto* const inputs = static_cast<Inputs*>(self);
-    const GTextPtr path(g_file_get_path(file));
-    if (path && inputs->m_Path == path.get()) {
-        if (!Exists(inputs->m_Path)) inputs->m_Listener.OnInputsLost();
+    const Handle<char, g_free> path(g_file_get_path(file));
+    if (path && inputs->m_path == path.get()) {
+        if (!Exists(inputs->m_path)) inputs->m_listener.OnInputsLost();
         return;
     }
     inputs->HandleInputsEvent(BaseNameOf(file), BaseNameOf(other), event);
@@ -208,20 +209,20 @@ void Inputs::HandleAttributes(const std::string& name)
 Inputs::Input* Inputs::Find(const std::string& name) const
 {
     const auto input =
-        std::find_if(m_Inputs.begin(), m_Inputs.end(), [&](const auto& candidate) { return candidate->name == name; });
-    return input == m_Inputs.end() ? nullptr : input->get();
+        std::find_if(m_inputs.begin(), m_inputs.end(), [&](const auto& candidate) { return candidate->name == name; });
+    return input == m_inputs.end() ? nullptr : input->get();
 }
 
 Inputs::Input* Inputs::Find(int port) const
 {
     const auto input =
-        std::find_if(m_Inputs.begin(), m_Inputs.end(), [&](const auto& candidate) { return candidate->port == port; });
-    return input == m_Inputs.end() ? nullptr : input->get();
+        std::find_if(m_inputs.begin(), m_inputs.end(), [&](const auto& candidate) { return candidate->port == port; });
+    return input == m_inputs.end() ? nullptr : input->get();
 }
 
 void Inputs::Look(Input& input)
 {
-    const std::string path = m_Path + "/" + input.name;
+    const std::string path = m_path + "/" + input.name;
     if (!Exists(path)) {
         input.refusal.clear();
         return Unplug(input);
@@ -231,7 +232,7 @@ void Inputs::Look(Input& input)
     struct stat status {};
     if (stat(resolved.path.c_str(), &status) != 0) return Refuse(input, std::strerror(errno));
     if (!S_ISDIR(status.st_mode)) return Refuse(input, "not a directory");
-    if (Contains(resolved.path, m_Path)) return Refuse(input, "a link loop: it leads to the inputs directory");
+    if (Contains(resolved.path, m_path)) return Refuse(input, "a link loop: it leads to the inputs directory");
     Plug(input, resolved.path, status.st_dev, status.st_ino);
 }
 
@@ -245,7 +246,7 @@ void Inputs::Plug(Input& input, const std::string& directory, dev_t device, ino_
     input.inode = inode;
     WatchDevice(input);
     BeginQuiet(input);
-    m_Listener.OnPlugged(input.port);
+    m_listener.OnPlugged(input.port);
 }
 
 void Inputs::Unplug(Input& input)
@@ -255,7 +256,7 @@ void Inputs::Unplug(Input& input)
     input.monitor.reset();
     input.quiet.Stop();
     input.directory.clear();
-    m_Listener.OnUnplugged(input.port);
+    m_listener.OnUnplugged(input.port);
 }
 
 void Inputs::Refuse(Input& input, const std::string& reason)
@@ -284,7 +285,7 @@ void Inputs::OnDeviceEvent(GFileMonitor* /*monitor*/, GFile* file, GFile* other,
                            gpointer input)
 {
     auto* const device = static_cast<Input*>(input);
-    const GTextPtr path(g_file_get_path(file));
+    const Handle<char, g_free> path(g_file_get_path(file));
     if (path && device->directory == path.get()) {
         if (event != G_FILE_MONITOR_EVENT_ATTRIBUTE_CHANGED) device->owner->Look(*device);
         return;
@@ -294,27 +295,27 @@ void Inputs::OnDeviceEvent(GFileMonitor* /*monitor*/, GFile* file, GFile* other,
 
 void Inputs::BeginQuiet(Input& input)
 {
-    input.quiet.Start(m_QuietMilliseconds, [this, port = input.port] { m_Listener.OnSettled(port); });
+    input.quiet.Start(m_quietMilliseconds, [this, port = input.port] { m_listener.OnSettled(port); });
 }
 
 // Thousands of names may come at once: they are told together.
 void Inputs::NoteUnknown(const std::string& name)
 {
     if (IsHidden(name)) return;
-    if (m_UnknownCount++ == 0) m_FirstUnknown = name;
-    m_UnknownTimer.Start(m_QuietMilliseconds, [this] { TellUnknown(); });
+    if (m_unknownCount++ == 0) m_firstUnknown = name;
+    m_unknownTimer.Start(m_quietMilliseconds, [this] { TellUnknown(); });
 }
 
 void Inputs::TellUnknown()
 {
-    SWLOG(DLOG_WARN, "%zu unknown name(s) in the inputs directory ignored, such as '%s'", m_UnknownCount,
-          Printable(m_FirstUnknown).c_str());
-    m_UnknownCount = 0;
+    SWLOG(DLOG_WARN, "%zu unknown name(s) in the inputs directory ignored, such as '%s'", m_unknownCount,
+          Printable(m_firstUnknown).c_str());
+    m_unknownCount = 0;
 }
 
 std::string Inputs::NoteUnknownThere()
 {
-    const std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir(m_Path.c_str()), closedir);
+    const Handle<DIR, closedir> dir(opendir(m_path.c_str()));
     if (!dir) return std::strerror(errno);
     while (const dirent* entry = readdir(dir.get())) {
         if (Find(entry->d_name) == nullptr) NoteUnknown(entry->d_name);

@@ -4,7 +4,8 @@
 #ifndef SRCWATCH_SERVICE_INPUTS_H
 #define SRCWATCH_SERVICE_INPUTS_H
 
-#include "Glib.h"
+#include "Handle.h"
+#include "Timer.h"
 
 #include <cstddef>
 #include <memory>
@@ -12,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include <gio/gio.h>
 #include <sys/types.h>
 
 namespace srcwatch {
@@ -76,14 +78,14 @@ private:
     void TellUnknown();
     std::string NoteUnknownThere();
 
-    const unsigned m_QuietMilliseconds;
-    InputsListener& m_Listener;
-    std::string m_Path;
-    std::vector<std::unique_ptr<Input>> m_Inputs;
-    GObjectPtr<GFileMonitor> m_Monitor;
-    std::size_t m_UnknownCount = 0;
-    std::string m_FirstUnknown;
-    Timer m_UnknownTimer;
+    const unsigned m_quietMilliseconds;
+    InputsListener& m_listener;
+    std::string m_path;
+    std::vector<std::unique_ptr<Input>> m_inputs;
+    Handle<GFileMonitor, g_object_unref> m_monitor;
+    std::size_t m_unknownCount = 0;
+    std::string m_firstUnknown;
+    Timer m_unknownTimer;
 };
 
 }  // namespace srcwatch

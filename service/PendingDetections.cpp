@@ -8,31 +8,31 @@ namespace srcwatch {
 
 void PendingDetections::Begin(int port)
 {
-    m_Since[port] = g_get_monotonic_time();
-    if (m_Ports.insert(port).second) Show();
+    m_since[port] = g_get_monotonic_time();
+    if (m_ports.insert(port).second) Show();
 }
 
 void PendingDetections::End(int port)
 {
-    if (m_Ports.erase(port) > 0) Show();
+    if (m_ports.erase(port) > 0) Show();
 }
 
 void PendingDetections::Clear()
 {
-    m_Ports.clear();
+    m_ports.clear();
     Show();
 }
 
 int PendingDetections::MillisecondsSince(int port) const
 {
-    return static_cast<int>((g_get_monotonic_time() - m_Since.at(port)) / 1000);
+    return static_cast<int>((g_get_monotonic_time() - m_since.at(port)) / 1000);
 }
 
 // The notification is shown, as the activity index tells, while a device that was plugged in is being detected.
 void PendingDetections::Show() const
 {
-    WriteNumber(VCONF_HOTPLUG_PROGRESS, m_Ports.empty() ? 0 : 1);
-    WriteNumber(VCONF_SOURCE_ACTIVITY_INDEX, m_Ports.empty() ? 0 : *m_Ports.begin() + 1);
+    WriteNumber(VCONF_HOTPLUG_PROGRESS, m_ports.empty() ? 0 : 1);
+    WriteNumber(VCONF_SOURCE_ACTIVITY_INDEX, m_ports.empty() ? 0 : *m_ports.begin() + 1);
 }
 
 }  // namespace srcwatch

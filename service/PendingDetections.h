@@ -25,8 +25,8 @@ public:
 private:
     void Show() const;
 
-    std::set<int> m_Ports;
-    std::map<int, gint64> m_Since;  // microseconds; stays when a detection ends, as a changed file begins none
+    std::set<int> m_ports;
+    std::map<int, gint64> m_since;  // microseconds; stays when a detection ends, as a changed file begins none
 };
 
 }  // namespace srcwatch

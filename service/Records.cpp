@@ -101,41 +101,41 @@ Records::~Records() { CQDInfoAPI::Destroy(); }
 std::string Records::Load()
 {
     const bool loaded = CQDInfoAPI::Create(true);
-    m_Table = CQDInfoAPI::GetQDInfoUtil();
-    if (m_Table == nullptr) return "no memory for the records";
-    if (!loaded) m_Table->CreateAndAddNewActivity();
+    m_table = CQDInfoAPI::GetQDInfoUtil();
+    if (m_table == nullptr) return "no memory for the records";
+    if (!loaded) m_table->CreateAndAddNewActivity();
     const StoredDocument hdmi = LoadDocument(VCONF_SOURCE_ACTIVITY, StoredKind::kActivity);
     if (!hdmi.isKept) return "the stored records are unreadable and cannot be kept aside";
     const StoredDocument optical = LoadDocument(VCONF_OPTICAL_SOURCE_ACTIVITY, StoredKind::kOptical);
     if (!optical.isKept) return "the stored optical record is unreadable and cannot be kept aside";
-    m_UnreadableHdmi = hdmi.unreadable;
-    m_UnreadableOptical = optical.unreadable;
+    m_unreadableHdmi = hdmi.unreadable;
+    m_unreadableOptical = optical.unreadable;
     ReadTable();  // what of the HDMI records was readable
     if (!optical.root) return "";
-    m_Records[OPTICAL_PORT] = RecordOf((*optical.root)["activity"]);
-    WriteTable(*m_Table, OPTICAL_PORT, m_Records[OPTICAL_PORT]);
+    m_records[OPTICAL_PORT] = RecordOf((*optical.root)["activity"]);
+    WriteTable(*m_table, OPTICAL_PORT, m_records[OPTICAL_PORT]);
     return "";
 }
 
 void Records::ReadTable()
 {
     Json::Value document;
-    (void)m_Table->GetActivityInfoToStream(document);  // without memory, the records begin empty
-    for (auto& [port, record] : RecordsOf(document)) m_Records[port] = std::move(record);
+    (void)m_table->GetActivityInfoToStream(document);  // without memory, the records begin empty
+    for (auto& [port, record] : RecordsOf(document)) m_records[port] = std::move(record);
 }
 
 // What another service has restored meanwhile stays.
 void Records::Restore()
 {
-    if (m_UnreadableHdmi && ReadText(VCONF_SOURCE_ACTIVITY) == m_UnreadableHdmi) Save(0);
-    if (m_UnreadableOptical && ReadText(VCONF_OPTICAL_SOURCE_ACTIVITY) == m_UnreadableOptical) Save(OPTICAL_PORT);
+    if (m_unreadableHdmi && ReadText(VCONF_SOURCE_ACTIVITY) == m_unreadableHdmi) Save(0);
+    if (m_unreadableOptical && ReadText(VCONF_OPTICAL_SOURCE_ACTIVITY) == m_unreadableOptical) Save(OPTICAL_PORT);
 }
 
 bool Records::Set(int port, const Record& record)
 {
     if (Get(port) == record) return false;
-    m_Records[port] = record;
-    WriteTable(*m_Table, port, record);
+    m_records[port] = record;
+    WriteTable(*m_table, port, record);
     Save(port);
     return true;
 }
@@ -156,7 +156,7 @@ void Records::Save(int port)
 void Records::SaveOptical()
 {
     Json::Value root;
-    if (!m_Table->GetOpticalActivityInfoToStream(root)) return;  // logged by the table
+    if (!m_table->GetOpticalActivityInfoToStream(root)) return;  // logged by the table
     const std::string text = Json::writeString(Json::StreamWriterBuilder(), root);
     if (vconf_set_str(VCONF_OPTICAL_SOURCE_ACTIVITY.c_str(), text.c_str()) != 0) {
         SWLOG(DLOG_ERROR, "the optical record could not be saved");
@@ -181,7 +181,7 @@ void Records::HandleWritten()
         return;
     }
     SWLOG(DLOG_INFO, "another process wrote the records; they are taken over");
-    (void)m_Table->t_LoadActivityInfoToMemory();  // has just been read, and found to be good
+    (void)m_table->t_LoadActivityInfoToMemory();  // has just been read, and found to be good
     ReadTable();
 }
 

@@ -35,7 +35,7 @@ public:
     void Restore();
 
     /// The record of a port that the TV has.
-    const Record& Get(int port) const { return m_Records.at(port); }
+    const Record& Get(int port) const { return m_records.at(port); }
 
     /// Make this the record of a port, save it and have it announced; nothing of it when that is the record already.
     /// @return Whether it was not.
@@ -55,10 +55,10 @@ private:
     void Save(int port);
     void SaveOptical();
 
-    qdinfo::CQDInfoData* m_Table = nullptr;                        // the library's
-    std::map<int, Record> m_Records{{SRCWATCH_PORT_OPTICAL, {}}};  // what the table has, by port
-    std::optional<std::string> m_UnreadableHdmi;                   // texts that were found so
-    std::optional<std::string> m_UnreadableOptical;
+    qdinfo::CQDInfoData* m_table = nullptr;                        // the library's
+    std::map<int, Record> m_records{{SRCWATCH_PORT_OPTICAL, {}}};  // what the table has, by port
+    std::optional<std::string> m_unreadableHdmi;                   // texts that were found so
+    std::optional<std::string> m_unreadableOptical;
 };
 
 }  // namespace srcwatch

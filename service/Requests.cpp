@@ -44,9 +44,9 @@ void Requests::OnRequest(void* self, srcwatch_event_s* event)
 Json::Value Requests::Answer(int type, int port)
 {
     if (type == SRCWATCH_REQUEST_STATUS) return AnswerStatus();
-    if (!m_Ports.Has(port)) return Error("there is no port " + std::to_string(port));
+    if (!m_ports.Has(port)) return Error("there is no port " + std::to_string(port));
     if (type == SRCWATCH_REQUEST_DENY) return AnswerDeny(port);
-    if (type == SRCWATCH_REQUEST_FORGET) (void)m_Records.Clear(port);  // it may have nothing to forget
+    if (type == SRCWATCH_REQUEST_FORGET) (void)m_records.Clear(port);  // it may have nothing to forget
     return AnswerRecord(port);
 }
 
@@ -54,16 +54,16 @@ Json::Value Requests::AnswerStatus() const
 {
     Json::Value answer;
     answer["version"] = SRCWATCH_VERSION;
-    answer["inputs"] = m_Ports.hdmiCount;
+    answer["inputs"] = m_ports.hdmiCount;
     answer["plugged"] = Json::arrayValue;
-    for (const int port : m_Ports.All()) {
-        if (m_Detector.IsPlugged(port)) answer["plugged"].append(port);
+    for (const int port : m_ports.All()) {
+        if (m_detector.IsPlugged(port)) answer["plugged"].append(port);
     }
-    answer["profiles"] = static_cast<Json::UInt64>(m_Detector.ProfileCount());
-    answer["scan"]["state"] = m_Commands.FirstSetupScan().StateText();
-    answer["scan"]["percent"] = m_Commands.FirstSetupScan().Percent();
-    answer["scan"]["found"] = m_Commands.FirstSetupScan().DevicesFound();
-    answer["twc"]["port"] = m_Commands.TwcPort();
+    answer["profiles"] = static_cast<Json::UInt64>(m_detector.ProfileCount());
+    answer["scan"]["state"] = m_commands.FirstSetupScan().StateText();
+    answer["scan"]["percent"] = m_commands.FirstSetupScan().Percent();
+    answer["scan"]["found"] = m_commands.FirstSetupScan().DevicesFound();
+    answer["twc"]["port"] = m_commands.TwcPort();
     return answer;
 }
 
@@ -71,17 +71,17 @@ Json::Value Requests::AnswerRecord(int port) const
 {
     Json::Value answer;
     answer["port"] = port;
-    answer["plugged"] = m_Detector.IsPlugged(port);
+    answer["plugged"] = m_detector.IsPlugged(port);
     answer["record"] = Records::Stored(port);
     return answer;
 }
 
 Json::Value Requests::AnswerDeny(int port)
 {
-    Record record = m_Records.Get(port);
+    Record record = m_records.Get(port);
     if (!record.HasDevice()) return Error("nothing was detected on port " + std::to_string(port));
     if (record.denyCount < std::numeric_limits<int>::max()) ++record.denyCount;
-    (void)m_Records.Set(port, record);  // differs by the count
+    (void)m_records.Set(port, record);  // differs by the count
     return AnswerRecord(port);
 }
 

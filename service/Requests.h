@@ -20,7 +20,7 @@ namespace srcwatch {
 class Requests {
 public:
     Requests(PortSet ports, Records& records, const Detector& detector, const Commands& commands)
-        : m_Ports(ports), m_Records(records), m_Detector(detector), m_Commands(commands)
+        : m_ports(ports), m_records(records), m_detector(detector), m_commands(commands)
     {
     }
 
@@ -35,10 +35,10 @@ private:
     Json::Value AnswerRecord(int port) const;
     Json::Value AnswerDeny(int port);
 
-    const PortSet m_Ports;
-    Records& m_Records;
-    const Detector& m_Detector;
-    const Commands& m_Commands;
+    const PortSet m_ports;
+    Records& m_records;
+    const Detector& m_detector;
+    const Commands& m_commands;
 };
 
 }  // namespace srcwatch

@@ -6,9 +6,9 @@
 
 #include "Announcer.h"
 #include "Detector.h"
-#include "Glib.h"
 #include "PortSet.h"
 #include "Records.h"
+#include "Timer.h"
 
 namespace srcwatch {
 
@@ -22,9 +22,9 @@ public:
 
     /// "idle", "running" or "stopped".
     const char* StateText() const;
-    bool IsRunning() const { return m_State == State::kRunning; }
+    bool IsRunning() const { return m_state == State::kRunning; }
     int Percent() const;
-    int DevicesFound() const { return m_Found; }
+    int DevicesFound() const { return m_found; }
 
 private:
     enum class State { kIdle, kRunning, kStopped };
@@ -34,15 +34,15 @@ private:
     void End(State state, int result);
     void ShowProgress(int port);
 
-    const unsigned m_StepMilliseconds;
-    const int m_Inputs;
-    Records& m_Records;
-    Detector& m_Detector;
-    Announcer& m_Announcer;
-    State m_State = State::kIdle;
-    int m_Next = 0;  // the port to be scanned next; the number of inputs when all have been
-    int m_Found = 0;
-    Timer m_Timer;
+    const unsigned m_stepMilliseconds;
+    const int m_inputs;
+    Records& m_records;
+    Detector& m_detector;
+    Announcer& m_announcer;
+    State m_state = State::kIdle;
+    int m_next = 0;  // the port to be scanned next; the number of inputs when all have been
+    int m_found = 0;
+    Timer m_timer;
 };
 
 }  // namespace srcwatch

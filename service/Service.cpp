@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Service.h"
 
+#include "Handle.h"
 #include "Log.h"
 #include "QDInfoCommon.h"
 #include "Settings.h"
@@ -25,21 +26,21 @@ constexpr unsigned kNameDeadlineMilliseconds = 5000;
 }  // namespace
 
 Service::Service(Options options)
-    : m_Options(std::move(options)),
-      m_Ports{std::max(get_hdmi_count(), 0)},
-      m_Detector(m_Options.quietMilliseconds, m_Ports, m_Records, m_Announcer,
-                 [this] { End("the inputs directory " + m_Options.inputs + " is gone"); }),
-      m_Commands(m_Options.scanStepMilliseconds, m_Ports, m_Records, m_Detector, m_Announcer,
+    : m_options(std::move(options)),
+      m_ports{std::max(get_hdmi_count(), 0)},
+      m_detector(m_options.quietMilliseconds, m_ports, m_records, m_announcer,
+                 [this] { End("the inputs directory " + m_options.inputs + " is gone"); }),
+      m_commands(m_options.scanStepMilliseconds, m_ports, m_records, m_detector, m_announcer,
                  [this] { LoadProfiles(); }),
-      m_Requests(m_Ports, m_Records, m_Detector, m_Commands),
-      m_Loop(g_main_loop_new(nullptr, FALSE), g_main_loop_unref)
+      m_requests(m_ports, m_records, m_detector, m_commands),
+      m_loop(g_main_loop_new(nullptr, FALSE))
 {
 }
 
 Service::~Service()
 {
-    for (const unsigned id : m_Watches) srcwatch_host_unwatch_setting(id);
-    if (m_Bus) g_signal_handlers_disconnect_by_data(m_Bus.get(), this);
+    for (const unsigned id : m_watches) srcwatch_host_unwatch_setting(id);
+    if (m_bus) g_signal_handlers_disconnect_by_data(m_bus.get(), this);
 }
 
 std::string Service::Run()
@@ -53,56 +54,56 @@ std::string Service::Run()
     const unsigned onTerm = g_unix_signal_add(SIGTERM, quit, this);
     const unsigned onInt = g_unix_signal_add(SIGINT, quit, this);
     OwnName();
-    g_main_loop_run(m_Loop.get());
+    g_main_loop_run(m_loop.get());
     g_source_remove(onTerm);
     g_source_remove(onInt);
     (void)sd_notify(0, "STOPPING=1");  // no supervisor is no fault
     WithdrawStates();
-    return m_Failure;
+    return m_failure;
 }
 
 std::string Service::Prepare()
 {
-    if (!std::filesystem::is_directory(m_Options.inputs)) {
-        return "the inputs directory " + m_Options.inputs + " is not there or is no directory";
+    if (!std::filesystem::is_directory(m_options.inputs)) {
+        return "the inputs directory " + m_options.inputs + " is not there or is no directory";
     }
     LoadProfiles();
     const std::string failure = ConnectToBus();
-    return failure.empty() ? m_Records.Load() : failure;
+    return failure.empty() ? m_records.Load() : failure;
 }
 
 void Service::LoadProfiles()
 {
-    std::vector<std::string> paths = m_Options.profiles;
+    std::vector<std::string> paths = m_options.profiles;
     if (paths.empty()) {
         // The integrator's come first, so that they win.
         if (std::filesystem::is_directory(SRCWATCH_PROFILES_DIR)) paths.emplace_back(SRCWATCH_PROFILES_DIR);
         paths.emplace_back(SRCWATCH_PROFILES_FILE);
     }
-    m_Detector.LoadProfiles(paths);
+    m_detector.LoadProfiles(paths);
 }
 
 std::string Service::ConnectToBus()
 {
     GError* failure = nullptr;
-    m_Bus.reset(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &failure));
-    const GErrorPtr owner(failure);
-    if (!m_Bus) return std::string("cannot connect to the system bus: ") + failure->message;
-    g_dbus_connection_set_exit_on_close(m_Bus.get(), FALSE);
+    m_bus.reset(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &failure));
+    const Handle<GError, g_error_free> owner(failure);
+    if (!m_bus) return std::string("cannot connect to the system bus: ") + failure->message;
+    g_dbus_connection_set_exit_on_close(m_bus.get(), FALSE);
     const auto onClosed = +[](GDBusConnection*, gboolean, GError*, gpointer self) {
         static_cast<Service*>(self)->End("the connection to the system bus is lost");
     };
-    g_signal_connect(m_Bus.get(), "closed", G_CALLBACK(onClosed), this);
+    g_signal_connect(m_bus.get(), "closed", G_CALLBACK(onClosed), this);
     return "";
 }
 
 void Service::OwnName()
 {
     const auto checkOwnership = [](void* self, srcwatch_event_s*) { static_cast<Service*>(self)->CheckOwnership(); };
-    m_Receiver = std::make_unique<qdinfo::CQDEventReciever>(QDINFO_CHANNEL_NAME, true);
-    m_Receiver->RegisterEventCallback(SRCWATCH_EVENT_SERVICE_STARTED, checkOwnership, this);
-    m_Receiver->RegisterEventCallback(SRCWATCH_EVENT_SERVICE_STOPPED, checkOwnership, this);
-    m_NameDeadline.Start(kNameDeadlineMilliseconds,
+    m_receiver = std::make_unique<qdinfo::CQDEventReciever>(QDINFO_CHANNEL_NAME, true);
+    m_receiver->RegisterEventCallback(SRCWATCH_EVENT_SERVICE_STARTED, checkOwnership, this);
+    m_receiver->RegisterEventCallback(SRCWATCH_EVENT_SERVICE_STOPPED, checkOwnership, this);
+    m_nameDeadline.Start(kNameDeadlineMilliseconds,
                          [this] { End("the bus does not give the name " SRCWATCH_BUS_NAME); });
 }
 
@@ -116,17 +117,17 @@ void Service::CheckOwnership()
         static_cast<Service*>(self)->HandleOwner(owner);
         if (reply != nullptr) g_variant_unref(reply);
     };
-    g_dbus_connection_call(m_Bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+    g_dbus_connection_call(m_bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                            "GetNameOwner", g_variant_new("(s)", SRCWATCH_BUS_NAME), G_VARIANT_TYPE("(s)"),
                            G_DBUS_CALL_FLAGS_NONE, -1, nullptr, onOwner, this);
 }
 
 void Service::HandleOwner(const std::string& owner)
 {
-    const char* const self = g_dbus_connection_get_unique_name(m_Bus.get());
+    const char* const self = g_dbus_connection_get_unique_name(m_bus.get());
     if (self != nullptr && owner == self) return Begin();
-    if (m_Begun) {
-        m_TakenOver = true;
+    if (m_begun) {
+        m_takenOver = true;
         End("another service has taken over the name " SRCWATCH_BUS_NAME "; this one ends");
     } else if (!owner.empty()) {
         End("another service holds the name " SRCWATCH_BUS_NAME " and does not give it up");
@@ -136,35 +137,35 @@ void Service::HandleOwner(const std::string& owner)
 // From here on this is the service, and nobody else writes what it writes.
 void Service::Begin()
 {
-    if (std::exchange(m_Begun, true)) return;
-    m_NameDeadline.Stop();
-    m_Requests.Register(*m_Receiver);
-    m_Commands.Reset();
-    m_Records.Restore();
+    if (std::exchange(m_begun, true)) return;
+    m_nameDeadline.Stop();
+    m_requests.Register(*m_receiver);
+    m_commands.Reset();
+    m_records.Restore();
     (void)LoadStatistics();  // restores them, too
     ShowSupport(true);
     WatchSettings();
-    const std::string failure = m_Detector.Start(m_Options.inputs);
-    if (!failure.empty()) return End("the inputs directory " + m_Options.inputs + " cannot be watched: " + failure);
-    SWLOG(DLOG_INFO, "serving %d HDMI input(s) from %s", m_Ports.hdmiCount, Printable(m_Options.inputs).c_str());
+    const std::string failure = m_detector.Start(m_options.inputs);
+    if (!failure.empty()) return End("the inputs directory " + m_options.inputs + " cannot be watched: " + failure);
+    SWLOG(DLOG_INFO, "serving %d HDMI input(s) from %s", m_ports.hdmiCount, Printable(m_options.inputs).c_str());
     (void)sd_notify(0, "READY=1");  // no supervisor is no fault
 }
 
 void Service::WatchSettings()
 {
     const auto onCommand = [](const char*, const srcwatch_host_value* value, void* self) {
-        if (value != nullptr && value->text == nullptr) static_cast<Service*>(self)->m_Commands.Handle(value->number);
+        if (value != nullptr && value->text == nullptr) static_cast<Service*>(self)->m_commands.Handle(value->number);
     };
     const auto onRecords = [](const char*, const srcwatch_host_value*, void* self) {
-        static_cast<Service*>(self)->m_Records.HandleWritten();
+        static_cast<Service*>(self)->m_records.HandleWritten();
     };
     const auto onTuned = [](const char*, const srcwatch_host_value*, void* self) {
-        static_cast<Service*>(self)->m_Commands.HandleTunedChannel();
+        static_cast<Service*>(self)->m_commands.HandleTunedChannel();
     };
-    m_Watches = {srcwatch_host_watch_setting(VCONF_SCAN_PROGRESS.c_str(), onCommand, this),
+    m_watches = {srcwatch_host_watch_setting(VCONF_SCAN_PROGRESS.c_str(), onCommand, this),
                  srcwatch_host_watch_setting(VCONF_SOURCE_ACTIVITY.c_str(), onRecords, this),
                  srcwatch_host_watch_setting(VCONF_TWC_FRAME_COUNT.c_str(), onTuned, this)};
-    if (std::count(m_Watches.begin(), m_Watches.end(), 0U) > 0) End("the settings store cannot be watched");
+    if (std::count(m_watches.begin(), m_watches.end(), 0U) > 0) End("the settings store cannot be watched");
 }
 
 void Service::ShowSupport(bool supported)
@@ -175,17 +176,17 @@ void Service::ShowSupport(bool supported)
 
 void Service::End(const std::string& failure)
 {
-    if (m_Failure.empty()) m_Failure = failure;
-    g_main_loop_quit(m_Loop.get());
+    if (m_failure.empty()) m_failure = failure;
+    g_main_loop_quit(m_loop.get());
 }
 
 // Without a service nothing is detected. After a takeover there is one, and these are its own.
 void Service::WithdrawStates()
 {
-    if (!m_Begun || m_TakenOver) return;
-    m_Commands.Withdraw();
+    if (!m_begun || m_takenOver) return;
+    m_commands.Withdraw();
     ShowSupport(false);
-    m_Detector.Withdraw();
+    m_detector.Withdraw();
 }
 
 }  // namespace srcwatch

@@ -7,14 +7,17 @@
 #include "Announcer.h"
 #include "Commands.h"
 #include "Detector.h"
-#include "Glib.h"
+#include "Handle.h"
 #include "PortSet.h"
 #include "Records.h"
 #include "Requests.h"
+#include "Timer.h"
 
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <gio/gio.h>
 
 namespace srcwatch {
 
@@ -37,7 +40,7 @@ public:
     std::string Run();
 
     /// Whether the end was that another service took over.
-    bool WasTakenOver() const { return m_TakenOver; }
+    bool WasTakenOver() const { return m_takenOver; }
 
 private:
     std::string Prepare();
@@ -52,22 +55,22 @@ private:
     void End(const std::string& failure);
     void WithdrawStates();
 
-    const Options m_Options;
-    const PortSet m_Ports;
-    Records m_Records;
-    BusAnnouncer m_Announcer;
-    Detector m_Detector;
-    Commands m_Commands;
-    Requests m_Requests;
+    const Options m_options;
+    const PortSet m_ports;
+    Records m_records;
+    BusAnnouncer m_announcer;
+    Detector m_detector;
+    Commands m_commands;
+    Requests m_requests;
 
-    bool m_Begun = false;
-    bool m_TakenOver = false;
-    std::string m_Failure;
-    Timer m_NameDeadline;
-    std::vector<unsigned> m_Watches;
-    GObjectPtr<GDBusConnection> m_Bus;
-    std::unique_ptr<qdinfo::CQDEventReciever> m_Receiver;
-    std::unique_ptr<GMainLoop, void (*)(GMainLoop*)> m_Loop;
+    bool m_begun = false;
+    bool m_takenOver = false;
+    std::string m_failure;
+    Timer m_nameDeadline;
+    std::vector<unsigned> m_watches;
+    Handle<GDBusConnection, g_object_unref> m_bus;
+    std::unique_ptr<qdinfo::CQDEventReciever> m_receiver;
+    Handle<GMainLoop, g_main_loop_unref> m_loop;
 };
 
 }  // namespace srcwatch

@@ -17,27 +17,27 @@ constexpr int kStatusNone = -1;
 
 void Twc::Reset()
 {
-    m_Port = -1;
+    m_port = -1;
     WriteNumber(VCONF_TWC_STATUS_INTERNAL, kStatusNone);
 }
 
 void Twc::Start(int port, bool isSetTopBox)
 {
-    m_Port = port;
+    m_port = port;
     WriteNumber(VCONF_TWC_STATUS_INTERNAL, isSetTopBox ? SRCWATCH_TWC_WAITING : SRCWATCH_TWC_NO_SET_TOP_BOX);
 }
 
 // The library clears the status too, but a channel reported just before may have set it again.
 void Twc::End(int port)
 {
-    if (m_Port != port) SWLOG(DLOG_WARN, "the TWC check of HDMI %d ends without having been started", port + 1);
+    if (m_port != port) SWLOG(DLOG_WARN, "the TWC check of HDMI %d ends without having been started", port + 1);
     Reset();
 }
 
 // Numbers that cannot be read: no check, nothing tuned.
 void Twc::HandleTunedChannel()
 {
-    const bool isWaiting = m_Port >= 0 && ReadNumber(VCONF_TWC_STATUS_INTERNAL) == SRCWATCH_TWC_WAITING;
+    const bool isWaiting = m_port >= 0 && ReadNumber(VCONF_TWC_STATUS_INTERNAL) == SRCWATCH_TWC_WAITING;
     if (!isWaiting || ReadNumber(VCONF_TWC_SEQ_ID).value_or(-1) < 0) return;
     if (ReadNumber(VCONF_TWC_FRAME_COUNT).value_or(0) < 1) return;
     WriteNumber(VCONF_TWC_STATUS_INTERNAL, SRCWATCH_TWC_TUNED);

@@ -18,10 +18,10 @@ public:
     void HandleTunedChannel();
 
     /// The port that is checked; -1 when none is.
-    int Port() const { return m_Port; }
+    int Port() const { return m_port; }
 
 private:
-    int m_Port = -1;
+    int m_port = -1;
 };
 
 }  // namespace srcwatch

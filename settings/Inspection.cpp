@@ -21,11 +21,11 @@ std::string At(const std::string& path, Json::ArrayIndex index) { return path + 
 
 class Inspector {
 public:
-    explicit Inspector(const JsonText& json) : m_Json(json) {}
+    explicit Inspector(const JsonText& json) : m_json(json) {}
 
     void InspectActivity()
     {
-        const Json::Value& root = m_Json.Root();
+        const Json::Value& root = m_json.Root();
         if (root.isNull()) return;  // an empty table is saved so
         const Json::Value* const records = FindArray("activity");
         if (records == nullptr) return;
@@ -64,14 +64,14 @@ public:
 
     Inspection Take()
     {
-        for (Finding& finding : SyntaxFindings(m_Json)) m_Inspection.findings.push_back(std::move(finding));
-        return std::move(m_Inspection);
+        for (Finding& finding : SyntaxFindings(m_json)) m_inspection.findings.push_back(std::move(finding));
+        return std::move(m_inspection);
     }
 
 private:
     void Add(const Json::Value& value, const std::string& key, const std::string& why, bool isReadable)
     {
-        m_Inspection.findings.push_back({m_Json.LineOf(value), key, why, isReadable});
+        m_inspection.findings.push_back({m_json.LineOf(value), key, why, isReadable});
     }
     void AddUnreadable(const Json::Value& value, const std::string& key, const std::string& why)
     {
@@ -81,7 +81,7 @@ private:
     // The one member that a document has.
     const Json::Value* FindBody(const char* name)
     {
-        const Json::Value& root = m_Json.Root();
+        const Json::Value& root = m_json.Root();
         if (root.isObject() && root.isMember(name)) return &root[name];
         if (root.isObject()) {
             AddUnreadable(root, name, "is missing");
@@ -145,8 +145,8 @@ private:
         }
     }
 
-    const JsonText& m_Json;
-    Inspection m_Inspection;
+    const JsonText& m_json;
+    Inspection m_inspection;
 };
 
 }  // namespace

@@ -32,11 +32,11 @@ std::optional<Json::Value> ParseJson(const std::string& text)
     return root;
 }
 
-JsonText::JsonText(std::string text) : m_Text(std::move(text))
+JsonText::JsonText(std::string text) : m_text(std::move(text))
 {
-    const std::optional<Json::Value> root = ParseJson(m_Text);
-    m_IsJson = root.has_value();
-    m_Root = root.value_or(Json::nullValue);
+    const std::optional<Json::Value> root = ParseJson(m_text);
+    m_isJson = root.has_value();
+    m_root = root.value_or(Json::nullValue);
     ReadStrictly();
 }
 
@@ -47,7 +47,7 @@ void JsonText::ReadStrictly()
     builder["rejectDupKeys"] = true;
     Json::Value root;
     std::string messages;
-    if (!Read(builder, m_Text, root, messages)) AddErrors(messages);
+    if (!Read(builder, m_text, root, messages)) AddErrors(messages);
 }
 
 // The reader gives its errors as "* Line 3, Column 5", with the message on the next line.
@@ -55,16 +55,16 @@ void JsonText::AddErrors(const std::string& messages)
 {
     static const std::regex kError("\\* Line ([0-9]+), Column ([0-9]+)\n  ([^\n]*)");
     for (std::sregex_iterator it(messages.begin(), messages.end(), kError), end; it != end; ++it) {
-        m_Errors.push_back({std::stoi((*it)[1]), "column " + (*it)[2].str() + ": " + (*it)[3].str()});
+        m_errors.push_back({std::stoi((*it)[1]), "column " + (*it)[2].str() + ": " + (*it)[3].str()});
     }
-    if (m_Errors.empty()) m_Errors.push_back({0, messages});
+    if (m_errors.empty()) m_errors.push_back({0, messages});
 }
 
 int JsonText::LineOf(const Json::Value& value) const
 {
     const auto offset =
-        std::clamp<std::ptrdiff_t>(value.getOffsetStart(), 0, static_cast<std::ptrdiff_t>(m_Text.size()));
-    return 1 + static_cast<int>(std::count(m_Text.begin(), m_Text.begin() + offset, '\n'));
+        std::clamp<std::ptrdiff_t>(value.getOffsetStart(), 0, static_cast<std::ptrdiff_t>(m_text.size()));
+    return 1 + static_cast<int>(std::count(m_text.begin(), m_text.begin() + offset, '\n'));
 }
 
 }  // namespace srcwatch

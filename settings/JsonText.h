@@ -25,13 +25,13 @@ public:
     explicit JsonText(std::string text);
 
     /// Whether the library can read it.
-    bool IsJson() const { return m_IsJson; }
+    bool IsJson() const { return m_isJson; }
 
     /// What a strict reader finds: nothing may follow the value, and no member may be given twice.
-    const std::vector<SyntaxError>& Errors() const { return m_Errors; }
+    const std::vector<SyntaxError>& Errors() const { return m_errors; }
 
     /// The value as the library reads it; null when it is no JSON.
-    const Json::Value& Root() const { return m_Root; }
+    const Json::Value& Root() const { return m_root; }
 
     /// The line on which a value begins that was read from this text.
     int LineOf(const Json::Value& value) const;
@@ -40,10 +40,10 @@ private:
     void ReadStrictly();
     void AddErrors(const std::string& messages);
 
-    std::string m_Text;
-    bool m_IsJson;
-    Json::Value m_Root;
-    std::vector<SyntaxError> m_Errors;
+    std::string m_text;
+    bool m_isJson;
+    Json::Value m_root;
+    std::vector<SyntaxError> m_errors;
 };
 
 }  // namespace srcwatch

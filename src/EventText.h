@@ -5,6 +5,7 @@
 #ifndef SRCWATCH_EVENTTEXT_H
 #define SRCWATCH_EVENTTEXT_H
 
+#include "Handle.h"
 #include "QDInfoNames.h"
 #include "srcwatch-api.h"
 
@@ -13,7 +14,6 @@
 #include <cstdint>
 #include <cstring>
 #include <locale>
-#include <memory>
 #include <sstream>
 #include <string>
 
@@ -97,8 +97,7 @@ inline void SetTexts(srcwatch_event_s& event, EventWords words)
 inline void MakeValidUtf8(std::string& text)
 {
     if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) != FALSE) return;
-    const std::unique_ptr<char, decltype(&g_free)> valid(
-        g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())), &g_free);
+    const srcwatch::Handle<char, g_free> valid(g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())));
     text = valid.get();
 }
 

@@ -5,6 +5,7 @@
 #include "QDInfoEventManager.h"
 
 #include "EventText.h"
+#include "Handle.h"
 #include "QDInfoCommon.h"
 #include "SystemBus.h"
 
@@ -32,10 +33,7 @@ struct Address {
     std::string busName;
 };
 
-struct VariantUnref {
-    void operator()(GVariant* variant) const { g_variant_unref(variant); }
-};
-using Variant = std::unique_ptr<GVariant, VariantUnref>;
+using Variant = srcwatch::Handle<GVariant, g_variant_unref>;
 
 Variant EventBody(int type, const std::string& message)
 {
@@ -561,7 +559,7 @@ void CQDEventReciever::m_MethodCallHandler(GDBusConnection* connection, const ch
                                            void* receiver)
 {
     // Dropped without a reply on every early return; returning a value takes it over.
-    std::unique_ptr<GDBusMethodInvocation, ObjectUnref> owned(invocation);
+    srcwatch::Handle<GDBusMethodInvocation, g_object_unref> owned(invocation);
     if (receiver == nullptr) return QDLOG(QDLOG_ERROR, "Assertion failed");
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
     const std::shared_ptr<State> state = State::Of(receiver);

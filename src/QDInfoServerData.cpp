@@ -3,6 +3,7 @@
 // The store: JSON documents in the settings store, in and out of the table of records. Nothing is cached.
 #include "QDInfoServerData.h"
 
+#include "Handle.h"
 #include "QDInfoEventManager.h"
 
 #include <cstdlib>
@@ -23,9 +24,9 @@ namespace {
 
 constexpr long kRecordsSaved = SRCWATCH_EVENT_RECORDS_SAVED;
 
-using Text = std::unique_ptr<char, decltype(&std::free)>;
+using Text = srcwatch::Handle<char, std::free>;
 
-Text ReadText(const char* key) { return Text(vconf_get_str(key), &std::free); }
+Text ReadText(const char* key) { return Text(vconf_get_str(key)); }
 
 // One reader per thread, as making one costs as much as parsing a record. A GPrivate, unlike a thread_local, is still
 // there for a query from a static destructor of the host.

@@ -3,10 +3,10 @@
 // The MBR settings of the detection service. Writes are deliberately unchecked: nothing could be done about a failure.
 #include "QDInfoSettingUtil.h"
 
+#include "Handle.h"
 #include "QDInfoCommon.h"
 
 #include <cstdlib>
-#include <memory>
 
 #include <vconf.h>
 
@@ -22,7 +22,7 @@ constexpr char kProviderName[] = "db/mbr/ProviderName";
 // Leaves text as it is when the key cannot be read.
 void ReadText(const char* key, std::string& text)
 {
-    const std::unique_ptr<char, decltype(&std::free)> stored(vconf_get_str(key), &std::free);
+    const srcwatch::Handle<char, std::free> stored(vconf_get_str(key));
     if (stored) text = stored.get();
 }
 

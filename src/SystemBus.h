@@ -5,9 +5,10 @@
 #ifndef SRCWATCH_SYSTEMBUS_H
 #define SRCWATCH_SYSTEMBUS_H
 
+#include "Handle.h"
+
 #include <atomic>
 #include <cstdlib>
-#include <memory>
 
 #include <gio/gio.h>
 #include <unistd.h>
@@ -31,10 +32,7 @@ private:
     const char* m_reason = "invalid argument";  // GIO refuses a name that D-Bus does not allow without an error
 };
 
-struct ObjectUnref {
-    void operator()(gpointer object) const { g_object_unref(object); }
-};
-using Connection = std::unique_ptr<GDBusConnection, ObjectUnref>;
+using Connection = srcwatch::Handle<GDBusConnection, g_object_unref>;
 
 class SystemBus {
 public:

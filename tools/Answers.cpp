@@ -15,19 +15,19 @@ namespace {
 // A buffer that tells whether it was written to: only a text of a hundred DEL characters would look untouched.
 class TextBuffer {
 public:
-    TextBuffer() { std::memset(m_Bytes, kUntouched, sizeof m_Bytes); }
-    char* Get() { return m_Bytes; }
+    TextBuffer() { std::memset(m_bytes, kUntouched, sizeof m_bytes); }
+    char* Get() { return m_bytes; }
 
     Json::Value Value(std::size_t size = SRCWATCH_TEXT_SIZE) const
     {
-        const auto* const end = m_Bytes + sizeof m_Bytes;
-        if (std::all_of(m_Bytes, end, [](char c) { return c == kUntouched; })) return Json::nullValue;
-        return std::string(m_Bytes, strnlen(m_Bytes, size));
+        const auto* const end = m_bytes + sizeof m_bytes;
+        if (std::all_of(m_bytes, end, [](char c) { return c == kUntouched; })) return Json::nullValue;
+        return std::string(m_bytes, strnlen(m_bytes, size));
     }
 
 private:
     static constexpr char kUntouched = 0x7f;
-    char m_Bytes[SRCWATCH_TEXT_SIZE];
+    char m_bytes[SRCWATCH_TEXT_SIZE];
 };
 
 // What a function answered, its outputs in the order of their names.

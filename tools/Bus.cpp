@@ -2,6 +2,7 @@
 #include "Bus.h"
 
 #include "Failure.h"
+#include "Handle.h"
 #include "srcwatch-protocol.h"
 
 namespace ctl {
@@ -10,15 +11,8 @@ namespace {
 
 constexpr int kTimeoutMs = 5000;
 
-struct ErrorDeleter {
-    void operator()(GError* error) const { g_error_free(error); }
-};
-using ErrorPtr = std::unique_ptr<GError, ErrorDeleter>;
-
-struct VariantDeleter {
-    void operator()(GVariant* variant) const { g_variant_unref(variant); }
-};
-using VariantPtr = std::unique_ptr<GVariant, VariantDeleter>;
+using ErrorPtr = srcwatch::Handle<GError, g_error_free>;
+using VariantPtr = srcwatch::Handle<GVariant, g_variant_unref>;
 
 // Asks the bus itself a question about a name.
 VariantPtr AskBus(GDBusConnection* connection, const char* method, const char* name, const char* replyType,

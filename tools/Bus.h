@@ -4,7 +4,8 @@
 #ifndef SRCWATCH_TOOLS_BUS_H
 #define SRCWATCH_TOOLS_BUS_H
 
-#include <memory>
+#include "Handle.h"
+
 #include <optional>
 #include <string>
 
@@ -12,10 +13,7 @@
 
 namespace ctl {
 
-struct ObjectDeleter {
-    void operator()(void* object) const { g_object_unref(object); }
-};
-using Connection = std::unique_ptr<GDBusConnection, ObjectDeleter>;
+using Connection = srcwatch::Handle<GDBusConnection, g_object_unref>;
 
 /// Connect to the system bus. Throws a Failure that names the bus and the reason. It is the process's shared
 /// connection, which the library uses too; the process outlives it.

@@ -106,8 +106,8 @@ public:
         qdinfo::CQDEventReciever receiver("", false);
         receiver.RegisterEventCallback(kType, OnEvent, this);
         qdinfo::CQDEventSender sender("");
-        sender.SendEvent(kType, getpid(), m_Token, 0);
-        return m_Loop.Run(kSeconds) == Loop::End::kDone;
+        sender.SendEvent(kType, getpid(), m_token, 0);
+        return m_loop.Run(kSeconds) == Loop::End::kDone;
     }
 
 private:
@@ -117,11 +117,11 @@ private:
     static void OnEvent(void* self, srcwatch_event_s* event)
     {
         auto& probe = *static_cast<Probe*>(self);
-        if (event->args[0] == getpid() && event->args[1] == probe.m_Token) probe.m_Loop.Quit();
+        if (event->args[0] == getpid() && event->args[1] == probe.m_token) probe.m_loop.Quit();
     }
 
-    const int m_Token = g_random_int_range(1, G_MAXINT32);
-    Loop m_Loop;
+    const int m_token = g_random_int_range(1, G_MAXINT32);
+    Loop m_loop;
 };
 
 Finding CheckEvents()

@@ -17,7 +17,6 @@
 
 #include <cstring>
 #include <iterator>
-#include <memory>
 
 namespace ctl {
 
@@ -28,23 +27,23 @@ namespace {
 // A receiver of its own, because the library's callback hears four types only.
 class Monitor {
 public:
-    Monitor(Output& output, unsigned long count) : m_Output(output), m_Count(count) {}
+    Monitor(Output& output, unsigned long count) : m_output(output), m_count(count) {}
 
     Loop::End Run(const std::vector<int>& types, std::optional<double> seconds)
     {
         const Connection connection = ConnectBus();
         const auto onClosed = +[](GDBusConnection*, gboolean, GError*, void* self) {
             auto& monitor = *static_cast<Monitor*>(self);
-            monitor.m_Loop.Guard([] { throw Failure("the connection to the system bus is lost"); });
+            monitor.m_loop.Guard([] { throw Failure("the connection to the system bus is lost"); });
         };
         const unsigned long handler = g_signal_connect(connection.get(), "closed", G_CALLBACK(onClosed), this);
         qdinfo::CQDEventReciever receiver("", false);
         for (const int type : types) receiver.RegisterEventCallback(type, OnEvent, this);
         SyncWithBus(connection.get());
-        m_Output.BeginStream();
-        const Loop::End end = m_Loop.Run(seconds);
+        m_output.BeginStream();
+        const Loop::End end = m_loop.Run(seconds);
         g_signal_handler_disconnect(connection.get(), handler);
-        m_Output.EndStream();
+        m_output.EndStream();
         return end;
     }
 
@@ -52,19 +51,19 @@ private:
     static void OnEvent(void* self, srcwatch_event_s* event)
     {
         auto& monitor = *static_cast<Monitor*>(self);
-        monitor.m_Loop.Guard([&] { monitor.Show(*event); });
+        monitor.m_loop.Guard([&] { monitor.Show(*event); });
     }
 
     void Show(const srcwatch_event_s& event)
     {
-        m_Output.Element(EventToJson(event), EventToRow(event));
-        if (m_Count != 0 && ++m_Shown == m_Count) m_Loop.Quit();
+        m_output.Element(EventToJson(event), EventToRow(event));
+        if (m_count != 0 && ++m_shown == m_count) m_loop.Quit();
     }
 
-    Output& m_Output;
-    const unsigned long m_Count;  // of events to show; 0 means all that come
-    unsigned long m_Shown = 0;
-    Loop m_Loop;
+    Output& m_output;
+    const unsigned long m_count;  // of events to show; 0 means all that come
+    unsigned long m_shown = 0;
+    Loop m_loop;
 };
 
 struct MonitorOptions {
@@ -107,33 +106,33 @@ struct WaitOptions {
 // Looks again after every write of the records. Needs no bus, and hears of a service that starts later.
 class TypeWait {
 public:
-    TypeWait(int port, std::optional<int> type) : m_Port(port), m_Type(type) {}
+    TypeWait(int port, std::optional<int> type) : m_port(port), m_type(type) {}
 
     Loop::End Run(std::optional<double> seconds)
     {
-        const std::string key = RecordKey(m_Port);
+        const std::string key = RecordKey(m_port);
         const SettingsWatch watch(key.c_str(), OnWritten, this);
         Look();
-        return m_Loop.Run(seconds);
+        return m_loop.Run(seconds);
     }
 
 private:
     static void OnWritten(const char* /*key*/, const srcwatch_host_value* /*value*/, void* self)
     {
         auto& wait = *static_cast<TypeWait*>(self);
-        wait.m_Loop.Guard([&] { wait.Look(); });
+        wait.m_loop.Guard([&] { wait.Look(); });
     }
 
     void Look()
     {
         int type = 0;
-        if (srcwatch_get_product_type_name(m_Port, &type) != SRCWATCH_OK) return;
-        if (m_Type ? type == *m_Type : type != 0) m_Loop.Quit();
+        if (srcwatch_get_product_type_name(m_port, &type) != SRCWATCH_OK) return;
+        if (m_type ? type == *m_type : type != 0) m_loop.Quit();
     }
 
-    const int m_Port;
-    const std::optional<int> m_Type;  // any device, when there is none
-    Loop m_Loop;
+    const int m_port;
+    const std::optional<int> m_type;  // any device, when there is none
+    Loop m_loop;
 };
 
 void RunWait(const WaitOptions& options, Output& output)

@@ -2,10 +2,10 @@
 #include "Events.h"
 
 #include "Failure.h"
+#include "Handle.h"
 #include "Ports.h"
 
 #include <cstring>
-#include <memory>
 
 #include <glib.h>
 
@@ -77,14 +77,10 @@ Row SayAll(const srcwatch_event_s& event)
     return row;
 }
 
-struct DateTimeDeleter {
-    void operator()(GDateTime* time) const { g_date_time_unref(time); }
-};
-
 std::string FormatNow(GDateTime* (*now)(), const char* format)
 {
-    const std::unique_ptr<GDateTime, DateTimeDeleter> time(now());
-    const std::unique_ptr<char, decltype(&g_free)> text(g_date_time_format(time.get(), format), g_free);
+    const srcwatch::Handle<GDateTime, g_date_time_unref> time(now());
+    const srcwatch::Handle<char, g_free> text(g_date_time_format(time.get(), format));
     char milliseconds[16];
     (void)std::snprintf(milliseconds, sizeof milliseconds, ".%03d", g_date_time_get_microsecond(time.get()) / 1000);
     return text.get() + std::string(milliseconds);

@@ -20,11 +20,11 @@ enum ExitCode {
 /// Ends the command: the text becomes the one line on standard error, escaped there.
 class Failure : public std::runtime_error {
 public:
-    explicit Failure(const std::string& text, ExitCode code = kFailed) : std::runtime_error(text), m_Code(code) {}
-    ExitCode Code() const { return m_Code; }
+    explicit Failure(const std::string& text, ExitCode code = kFailed) : std::runtime_error(text), m_code(code) {}
+    ExitCode Code() const { return m_code; }
 
 private:
-    ExitCode m_Code;
+    ExitCode m_code;
 };
 
 }  // namespace ctl

@@ -23,7 +23,7 @@ gboolean OnTimeout(void* loop)
 
 }  // namespace
 
-Loop::Loop() : m_Loop(g_main_loop_new(nullptr, FALSE))
+Loop::Loop() : m_loop(g_main_loop_new(nullptr, FALSE))
 {
     AddSource(g_unix_signal_source_new(SIGINT), OnSignal);
     AddSource(g_unix_signal_source_new(SIGTERM), OnSignal);
@@ -31,40 +31,40 @@ Loop::Loop() : m_Loop(g_main_loop_new(nullptr, FALSE))
 
 Loop::~Loop()
 {
-    for (const unsigned source : m_Sources) g_source_remove(source);
-    g_main_loop_unref(m_Loop);
+    for (const unsigned source : m_sources) g_source_remove(source);
+    g_main_loop_unref(m_loop);
 }
 
 void Loop::AddSource(GSource* source, GSourceFunc callback)
 {
     g_source_set_callback(source, callback, this, nullptr);
-    m_Sources.push_back(g_source_attach(source, nullptr));
+    m_sources.push_back(g_source_attach(source, nullptr));
     g_source_unref(source);
 }
 
 Loop::End Loop::Run(std::optional<double> seconds)
 {
     if (seconds) AddSource(g_timeout_source_new(static_cast<unsigned>(*seconds * 1000)), OnTimeout);
-    if (!m_Ended) g_main_loop_run(m_Loop);
-    if (m_Exception) std::rethrow_exception(m_Exception);
-    return m_End;
+    if (!m_ended) g_main_loop_run(m_loop);
+    if (m_exception) std::rethrow_exception(m_exception);
+    return m_end;
 }
 
 void Loop::Quit(End end)
 {
-    if (m_Ended) return;
-    m_Ended = true;
-    m_End = end;
-    g_main_loop_quit(m_Loop);
+    if (m_ended) return;
+    m_ended = true;
+    m_end = end;
+    g_main_loop_quit(m_loop);
 }
 
 void Loop::Guard(const std::function<void()>& body)
 {
-    if (m_Ended) return;  // what arrives late is not wanted any more
+    if (m_ended) return;  // what arrives late is not wanted any more
     try {
         body();
     } catch (...) {
-        m_Exception = std::current_exception();
+        m_exception = std::current_exception();
         Quit();
     }
 }

@@ -35,11 +35,11 @@ public:
 private:
     void AddSource(GSource* source, GSourceFunc callback);
 
-    GMainLoop* const m_Loop;
-    std::vector<unsigned> m_Sources;
-    bool m_Ended = false;
-    End m_End = End::kDone;
-    std::exception_ptr m_Exception;
+    GMainLoop* const m_loop;
+    std::vector<unsigned> m_sources;
+    bool m_ended = false;
+    End m_end = End::kDone;
+    std::exception_ptr m_exception;
 };
 
 }  // namespace ctl

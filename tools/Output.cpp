@@ -3,12 +3,12 @@
 
 #include "Escape.h"
 #include "Failure.h"
+#include "Handle.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 
 #include <json/writer.h>
 #include <libsmartcols.h>
@@ -18,10 +18,7 @@ namespace ctl {
 
 namespace {
 
-struct TableDeleter {
-    void operator()(libscols_table* table) const { scols_unref_table(table); }
-};
-using TablePtr = std::unique_ptr<libscols_table, TableDeleter>;
+using TablePtr = srcwatch::Handle<libscols_table, scols_unref_table>;
 
 // The writer leaves DEL, which is a control character, as it is; it can only stand inside a text.
 std::string WithoutDel(std::string json)
@@ -92,7 +89,7 @@ void Output::WriteLine(const std::string& line)
 
 void Output::WriteJson(const Json::Value& document)
 {
-    if (m_Format == Format::kJson) return WriteLine(ToJson(document, "  "));
+    if (m_format == Format::kJson) return WriteLine(ToJson(document, "  "));
     if (!document.isArray()) return WriteLine(CompactJson(document));
     for (const Json::Value& element : document) WriteLine(CompactJson(element));
 }
@@ -118,7 +115,7 @@ void Output::WriteTable(const Table& table)
 
     char* text = nullptr;
     if (scols_print_table_to_string(printed.get(), &text) != 0) ThrowNoMemory();
-    const std::unique_ptr<char, decltype(&std::free)> owned(text, std::free);
+    const srcwatch::Handle<char, std::free> owned(text);
     std::string lines = text;
     while (!lines.empty() && lines.back() == '\n') lines.pop_back();
     WriteLine(lines);
@@ -127,7 +124,7 @@ void Output::WriteTable(const Table& table)
 void Output::Write(const Json::Value& document, const Table& table)
 {
     if (!ShowsTable()) return WriteJson(document);
-    if (m_Format == Format::kRaw || table.titles.empty()) {
+    if (m_format == Format::kRaw || table.titles.empty()) {
         for (const Row& row : table.rows) WriteRow(row, "\t");
     } else if (!table.rows.empty()) {
         WriteTable(table);
@@ -143,18 +140,18 @@ void Output::WriteText(const Json::Value& document, const std::string& text)
 void Output::Say(const Json::Value& document, const std::string& sentence)
 {
     if (!ShowsTable()) return WriteJson(document);
-    if (m_Format == Format::kTable) WriteLine(Escape(sentence));
+    if (m_format == Format::kTable) WriteLine(Escape(sentence));
 }
 
 void Output::BeginStream()
 {
-    m_First = true;
-    if (m_Format == Format::kJson) WriteLine("[");
+    m_first = true;
+    if (m_format == Format::kJson) WriteLine("[");
 }
 
 void Output::Element(const Json::Value& element, const Row& row)
 {
-    switch (m_Format) {
+    switch (m_format) {
         case Format::kTable:
             return WriteRow(row, "  ");
         case Format::kRaw:
@@ -162,15 +159,15 @@ void Output::Element(const Json::Value& element, const Row& row)
         case Format::kJsonl:
             return WriteLine(CompactJson(element));
         case Format::kJson:
-            WriteLine((m_First ? "  " : ", ") + CompactJson(element));
-            m_First = false;
+            WriteLine((m_first ? "  " : ", ") + CompactJson(element));
+            m_first = false;
             return;
     }
 }
 
 void Output::EndStream()
 {
-    if (m_Format == Format::kJson) WriteLine("]");
+    if (m_format == Format::kJson) WriteLine("]");
 }
 
 }  // namespace ctl

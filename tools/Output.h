@@ -47,11 +47,11 @@ std::string CellText(const Json::Value& value);
 /// Writes in the chosen format. Standard output is flushed after each call, so that a reader sees all there is.
 class Output {
 public:
-    void SetFormat(Format format) { m_Format = format; }
-    Format GetFormat() const { return m_Format; }
+    void SetFormat(Format format) { m_format = format; }
+    Format GetFormat() const { return m_format; }
 
     /// Whether a document's table is written, and not the document itself.
-    bool ShowsTable() const { return m_Format == Format::kTable || m_Format == Format::kRaw; }
+    bool ShowsTable() const { return m_format == Format::kTable || m_format == Format::kRaw; }
 
     /// Write a document whose form for people is a table.
     void Write(const Json::Value& document, const Table& table);
@@ -75,8 +75,8 @@ private:
     void WriteTable(const Table& table);
     void WriteRow(const Row& row, const char* separator);
 
-    Format m_Format = Format::kTable;
-    bool m_First = true;  // of the elements of a stream
+    Format m_format = Format::kTable;
+    bool m_first = true;  // of the elements of a stream
 };
 
 }  // namespace ctl

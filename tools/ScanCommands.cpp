@@ -14,7 +14,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 
 #include <unistd.h>
 
@@ -126,43 +125,43 @@ const char* OutcomeText(int result)
 class Progress {
 public:
     explicit Progress(Output& output)
-        : m_Output(output), m_Bar(output.GetFormat() == Format::kTable && isatty(STDOUT_FILENO) == 1)
+        : m_output(output), m_bar(output.GetFormat() == Format::kTable && isatty(STDOUT_FILENO) == 1)
     {
     }
 
     void Begin()
     {
-        if (!m_Bar) m_Output.BeginStream();
+        if (!m_bar) m_output.BeginStream();
     }
 
     void Show(int percent, int port)
     {
-        if (m_Bar) return Draw(percent, PortName(port));
+        if (m_bar) return Draw(percent, PortName(port));
         Json::Value element;
         element["percent"] = percent;
         element["port"] = port;
-        m_Output.Element(element, {std::to_string(percent) + " %", PortName(port)});
+        m_output.Element(element, {std::to_string(percent) + " %", PortName(port)});
     }
 
     void Finish(int result, int devices)
     {
         const std::string outcome =
             std::string(OutcomeText(result)) + ", " + std::to_string(devices) + " device(s) found";
-        if (m_Bar) return FinishBar(result, outcome);
+        if (m_bar) return FinishBar(result, outcome);
         Json::Value element;
         element["result"] = result;
         element["devices"] = devices;
-        m_Output.Element(element, {outcome});
-        m_Output.EndStream();
+        m_output.Element(element, {outcome});
+        m_output.EndStream();
     }
 
     // The scan did not come to its end.
     void Abandon()
     {
-        if (m_Bar) {
+        if (m_bar) {
             FinishBar(SRCWATCH_SCAN_FAILED, "");
         } else {
-            m_Output.EndStream();
+            m_output.EndStream();
         }
     }
 
@@ -185,45 +184,45 @@ private:
         (void)std::printf("\n");
     }
 
-    Output& m_Output;
-    const bool m_Bar;
+    Output& m_output;
+    const bool m_bar;
 };
 
 // The library's callback, for as long as the object lives. Nobody else in this process registers one.
 class Registration {
 public:
-    Registration(srcwatch_event_cb callback, void* user_data) : m_Callback(callback)
+    Registration(srcwatch_event_cb callback, void* user_data) : m_callback(callback)
     {
         (void)srcwatch_register_event_callback(callback, user_data);  // cannot be refused
     }
     Registration(const Registration&) = delete;
     Registration& operator=(const Registration&) = delete;
-    ~Registration() { (void)srcwatch_unregister_event_callback(m_Callback); }  // was registered above
+    ~Registration() { (void)srcwatch_unregister_event_callback(m_callback); }  // was registered above
 
 private:
-    const srcwatch_event_cb m_Callback;
+    const srcwatch_event_cb m_callback;
 };
 
 // Calls back when nobody owns the service's name any more, for as long as the object lives.
 class ServiceWatch {
 public:
     ServiceWatch(GDBusConnection* connection, GBusNameVanishedCallback callback, void* user_data)
-        : m_Id(g_bus_watch_name_on_connection(connection, SRCWATCH_BUS_NAME, G_BUS_NAME_WATCHER_FLAGS_NONE, nullptr,
+        : m_id(g_bus_watch_name_on_connection(connection, SRCWATCH_BUS_NAME, G_BUS_NAME_WATCHER_FLAGS_NONE, nullptr,
                                               callback, user_data, nullptr))
     {
     }
     ServiceWatch(const ServiceWatch&) = delete;
     ServiceWatch& operator=(const ServiceWatch&) = delete;
-    ~ServiceWatch() { g_bus_unwatch_name(m_Id); }
+    ~ServiceWatch() { g_bus_unwatch_name(m_id); }
 
 private:
-    const unsigned m_Id;
+    const unsigned m_id;
 };
 
 // Starts the scan and follows it to its end.
 class ScanRun {
 public:
-    explicit ScanRun(Output& output) : m_Progress(output) {}
+    explicit ScanRun(Output& output) : m_progress(output) {}
     ScanRun(const ScanRun&) = delete;
     ScanRun& operator=(const ScanRun&) = delete;
 
@@ -233,51 +232,51 @@ public:
         const ServiceWatch watch(connection, OnServiceGone, this);
         SyncWithBus(connection);  // a scan that ends at once must be heard too
         Send(kScanCommands[0]);
-        m_Progress.Begin();
+        m_progress.Begin();
         try {
             Follow(seconds);
         } catch (const Failure&) {
-            m_Progress.Abandon();
+            m_progress.Abandon();
             throw;
         }
-        return m_Result;
+        return m_result;
     }
 
 private:
     void Follow(std::optional<double> seconds)
     {
-        const Loop::End end = m_Loop.Run(seconds);
+        const Loop::End end = m_loop.Run(seconds);
         if (end == Loop::End::kTimedOut) throw Failure("the scan did not finish in time", kTimedOut);
         if (end == Loop::End::kInterrupted) throw Failure("interrupted; the scan goes on in the service");
     }
 
     static void OnServiceGone(GDBusConnection* /*connection*/, const char* /*name*/, void* self)
     {
-        static_cast<ScanRun*>(self)->m_Loop.Guard([] { throw Failure("the detection service ended during the scan"); });
+        static_cast<ScanRun*>(self)->m_loop.Guard([] { throw Failure("the detection service ended during the scan"); });
     }
 
     static void OnEvent(void* self, srcwatch_event_s* event)
     {
         auto& run = *static_cast<ScanRun*>(self);
-        run.m_Loop.Guard([&] { run.Handle(*event); });
+        run.m_loop.Guard([&] { run.Handle(*event); });
     }
 
     // The scan of the optical source announces itself by the same events, with its port.
     void Handle(const srcwatch_event_s& event)
     {
         if (event.type == SRCWATCH_EVENT_SCAN_PROGRESS && event.args[1] != SRCWATCH_PORT_OPTICAL) {
-            m_Progress.Show(event.args[0], event.args[1]);
+            m_progress.Show(event.args[0], event.args[1]);
         }
         if (event.type == SRCWATCH_EVENT_SCAN_FINISHED && event.args[2] != SRCWATCH_PORT_OPTICAL) {
-            m_Result = event.args[0];
-            m_Progress.Finish(m_Result, event.args[1]);
-            m_Loop.Quit();
+            m_result = event.args[0];
+            m_progress.Finish(m_result, event.args[1]);
+            m_loop.Quit();
         }
     }
 
-    Progress m_Progress;
-    int m_Result = SRCWATCH_SCAN_FAILED;
-    Loop m_Loop;
+    Progress m_progress;
+    int m_result = SRCWATCH_SCAN_FAILED;
+    Loop m_loop;
 };
 
 void RunScan(std::optional<double> seconds, Output& output)

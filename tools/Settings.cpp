@@ -45,11 +45,11 @@ void WriteNumber(const std::string& key, int number)
 }
 
 SettingsWatch::SettingsWatch(const char* key, srcwatch_host_setting_cb callback, void* user_data)
-    : m_Id(srcwatch_host_watch_setting(key, callback, user_data))
+    : m_id(srcwatch_host_watch_setting(key, callback, user_data))
 {
-    if (m_Id == 0) throw Failure("the settings store cannot be watched; 'srcwatchctl doctor' tells why");
+    if (m_id == 0) throw Failure("the settings store cannot be watched; 'srcwatchctl doctor' tells why");
 }
 
-SettingsWatch::~SettingsWatch() { srcwatch_host_unwatch_setting(m_Id); }
+SettingsWatch::~SettingsWatch() { srcwatch_host_unwatch_setting(m_id); }
 
 }  // namespace ctl

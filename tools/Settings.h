@@ -34,7 +34,7 @@ public:
     ~SettingsWatch();
 
 private:
-    const unsigned m_Id;
+    const unsigned m_id;
 };
 
 }  // namespace ctl

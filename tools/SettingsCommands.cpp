@@ -7,7 +7,6 @@
 #include "Ports.h"
 #include "Settings.h"
 
-#include <memory>
 #include <string>
 
 #include <glib.h>
@@ -108,14 +107,14 @@ void Set(const std::string& key, const std::string& value, ValueType type, Outpu
 
 class Watch {
 public:
-    Watch(Output& output, unsigned long count) : m_Output(output), m_Count(count) {}
+    Watch(Output& output, unsigned long count) : m_output(output), m_count(count) {}
 
     Loop::End Run(const std::string& key, std::optional<double> seconds)
     {
         const SettingsWatch watch(key.empty() ? nullptr : key.c_str(), OnWritten, this);
-        m_Output.BeginStream();
-        const Loop::End end = m_Loop.Run(seconds);
-        m_Output.EndStream();
+        m_output.BeginStream();
+        const Loop::End end = m_loop.Run(seconds);
+        m_output.EndStream();
         return end;
     }
 
@@ -123,20 +122,20 @@ private:
     static void OnWritten(const char* key, const srcwatch_host_value* value, void* self)
     {
         auto& watch = *static_cast<Watch*>(self);
-        watch.m_Loop.Guard([&] { watch.Show(key, value); });
+        watch.m_loop.Guard([&] { watch.Show(key, value); });
     }
 
     void Show(const char* key, const srcwatch_host_value* value)
     {
-        m_Output.Element(SettingToJson(key, value),
+        m_output.Element(SettingToJson(key, value),
                          {key, value == nullptr ? "removed" : TypeName(value), CellText(ValueToJson(value))});
-        if (m_Count != 0 && ++m_Shown == m_Count) m_Loop.Quit();
+        if (m_count != 0 && ++m_shown == m_count) m_loop.Quit();
     }
 
-    Output& m_Output;
-    const unsigned long m_Count;  // of writes to show; 0 means all that come
-    unsigned long m_Shown = 0;
-    Loop m_Loop;
+    Output& m_output;
+    const unsigned long m_count;  // of writes to show; 0 means all that come
+    unsigned long m_shown = 0;
+    Loop m_loop;
 };
 
 void RunWatch(const std::string& key, unsigned long count, std::optional<double> seconds, Output& output)

@@ -13,6 +13,7 @@
 
 #include "Clock.h"
 #include "Guarded.h"
+#include "Handle.h"
 #include "Paths.h"
 
 #include <atomic>
@@ -349,7 +350,7 @@ __attribute__((format(printf, 1, 0))) bool Format(const char* format, va_list ar
     const int length = vasprintf(&text, format, arguments);
     if (length < 0) return false;
 
-    const std::unique_ptr<char, decltype(&free)> owner(text, free);
+    const srcwatch::Handle<char, free> owner(text);
     message->assign(text, static_cast<size_t>(length));
     return true;
 }

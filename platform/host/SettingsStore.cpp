@@ -4,6 +4,7 @@
 #include "Connection.h"
 #include "Fork.h"
 #include "Guarded.h"
+#include "Handle.h"
 #include "Leaked.h"
 #include "Paths.h"
 #include "vconf.h"
@@ -13,7 +14,6 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 
 namespace host {
 namespace {
@@ -179,10 +179,7 @@ int DecodeNumber(const Row& row, int column, int* number)
     return 0;
 }
 
-struct Free {
-    void operator()(char* text) const { free(text); }
-};
-using CText = std::unique_ptr<char, Free>;
+using CText = srcwatch::Handle<char, free>;
 
 int DecodeText(const Row& row, CText* text)
 {

@@ -5,6 +5,7 @@
 // gone for a while, a database that is locked.
 #include "Fork.h"
 #include "Guarded.h"
+#include "Handle.h"
 #include "Leaked.h"
 #include "Log.h"
 #include "Paths.h"
@@ -253,10 +254,7 @@ void FinalizeHub(GSource* source)
 
 GSourceFuncs g_hubFunctions = {nullptr, nullptr, DispatchHub, FinalizeHub, nullptr, nullptr};
 
-struct ContextUnref {
-    void operator()(GMainContext* context) const { g_main_context_unref(context); }
-};
-using Context = std::unique_ptr<GMainContext, ContextUnref>;
+using Context = srcwatch::Handle<GMainContext, g_main_context_unref>;
 
 // The context owns the source; the caller may use it as long as it is not destroyed.
 HubSource* CreateHub(GMainContext* context)

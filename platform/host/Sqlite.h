@@ -8,6 +8,8 @@
 
 namespace host {
 
+// The names are SQLite's own, without its prefix.
+// NOLINTBEGIN(readability-identifier-naming)
 struct Sqlite {
     decltype(&sqlite3_open_v2) open_v2;
     decltype(&sqlite3_close) close;
@@ -31,6 +33,7 @@ struct Sqlite {
     decltype(&sqlite3_last_insert_rowid) last_insert_rowid;
     decltype(&sqlite3_changes) changes;
 };
+// NOLINTEND(readability-identifier-naming)
 
 // Null, after a log line, when it cannot be loaded.
 const Sqlite* LoadSqlite();

@@ -10,13 +10,13 @@
 #include "Clock.h"
 #include "Fork.h"
 #include "Guarded.h"
+#include "Handle.h"
 #include "Leaked.h"
 #include "Log.h"
 #include "Paths.h"
 #include "system_info.h"
 
 #include <cerrno>
-#include <memory>
 #include <mutex>
 #include <set>
 #include <string>
@@ -30,15 +30,8 @@ namespace {
 // A file that changed this recently may change again within the same tick of its time stamp.
 constexpr int64_t kSettledMs = 100;
 
-struct KeyFileFree {
-    void operator()(GKeyFile* file) const { g_key_file_unref(file); }
-};
-using KeyFile = std::unique_ptr<GKeyFile, KeyFileFree>;
-
-struct ErrorFree {
-    void operator()(GError* error) const { g_error_free(error); }
-};
-using Error = std::unique_ptr<GError, ErrorFree>;
+using KeyFile = srcwatch::Handle<GKeyFile, g_key_file_unref>;
+using Error = srcwatch::Handle<GError, g_error_free>;
 
 // The configuration file as last read.
 struct ConfFile {

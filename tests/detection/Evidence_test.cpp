@@ -21,7 +21,7 @@ protected:
     // All remarks in one line each: file, line, "refused" or "used", text.
     std::vector<std::string> Remarks() const
     {
-        const Evidence evidence = ReadEvidence(m_Directory.Path());
+        const Evidence evidence = ReadEvidence(m_directory.Path());
         std::vector<std::string> lines;
         for (const Remark& remark : evidence.AllRemarks()) {
             const char* const use = evidence.IsRefused(remark.file) ? " refused: " : " used: ";
@@ -30,18 +30,18 @@ protected:
         return lines;
     }
 
-    TempDirectory m_Directory;
+    TempDirectory m_directory;
 };
 
 using Lines = std::vector<std::string>;
 
 TEST_F(EvidenceTest, IsDecodedFromTheFiles)
 {
-    WriteFile(m_Directory / "spd.bin", SpdFrame("ACME", "Box", 1));
-    WriteFile(m_Directory / "cec.log", "40:47:41\n");
-    WriteFile(m_Directory / "aksv.bin", FromHex("b70361f714"));
+    WriteFile(m_directory / "spd.bin", SpdFrame("ACME", "Box", 1));
+    WriteFile(m_directory / "cec.log", "40:47:41\n");
+    WriteFile(m_directory / "aksv.bin", FromHex("b70361f714"));
 
-    const Evidence evidence = ReadEvidence(m_Directory.Path());
+    const Evidence evidence = ReadEvidence(m_directory.Path());
 
     ASSERT_NE(evidence.Spd(), nullptr);
     EXPECT_EQ(evidence.Spd()->vendor, "ACME");
@@ -54,7 +54,7 @@ TEST_F(EvidenceTest, IsDecodedFromTheFiles)
 
 TEST_F(EvidenceTest, IsAbsentWithoutFiles)
 {
-    const Evidence evidence = ReadEvidence(m_Directory.Path());
+    const Evidence evidence = ReadEvidence(m_directory.Path());
 
     EXPECT_FALSE(evidence.spd || evidence.cec || evidence.aksv);
     EXPECT_EQ(Remarks(), Lines{});
@@ -62,9 +62,9 @@ TEST_F(EvidenceTest, IsAbsentWithoutFiles)
 
 TEST_F(EvidenceTest, GetsRemarksForEachMalformedFile)
 {
-    WriteFile(m_Directory / "spd.bin", "junk");
-    WriteFile(m_Directory / "cec.log", "junk\njunk\n");
-    WriteFile(m_Directory / "aksv.bin", "junk");
+    WriteFile(m_directory / "spd.bin", "junk");
+    WriteFile(m_directory / "cec.log", "junk\njunk\n");
+    WriteFile(m_directory / "aksv.bin", "junk");
 
     EXPECT_EQ(
         Remarks(),
@@ -74,24 +74,24 @@ TEST_F(EvidenceTest, GetsRemarksForEachMalformedFile)
 
 TEST_F(EvidenceTest, GetsARemarkForAFileOnlyPartlyUsed)
 {
-    WriteFile(m_Directory / "spd.bin", SpdFrame("AC\xff", "Box", 1));
+    WriteFile(m_directory / "spd.bin", SpdFrame("AC\xff", "Box", 1));
 
     EXPECT_EQ(Remarks(), Lines{"spd.bin 0 used: vendor name: 1 byte(s) outside 0x20 to 0x7e dropped"});
 }
 
 TEST_F(EvidenceTest, RefusesAFileOfAGigabyteWithoutReadingIt)
 {
-    WriteFile(m_Directory / "spd.bin", "");
-    ASSERT_EQ(truncate((m_Directory / "spd.bin").c_str(), 1024L * 1024 * 1024), 0);
+    WriteFile(m_directory / "spd.bin", "");
+    ASSERT_EQ(truncate((m_directory / "spd.bin").c_str(), 1024L * 1024 * 1024), 0);
 
     EXPECT_EQ(Remarks(), Lines{"spd.bin 0 refused: 1073741824 bytes, more than 256"});
 }
 
 TEST_F(EvidenceTest, RefusesWhatIsNoRegularFileWithoutWaiting)
 {
-    ASSERT_EQ(mkfifo((m_Directory / "spd.bin").c_str(), 0600), 0);
-    ASSERT_EQ(mkdir((m_Directory / "cec.log").c_str(), 0700), 0);
-    ASSERT_EQ(symlink("aksv.bin", (m_Directory / "aksv.bin").c_str()), 0);
+    ASSERT_EQ(mkfifo((m_directory / "spd.bin").c_str(), 0600), 0);
+    ASSERT_EQ(mkdir((m_directory / "cec.log").c_str(), 0700), 0);
+    ASSERT_EQ(symlink("aksv.bin", (m_directory / "aksv.bin").c_str()), 0);
 
     EXPECT_EQ(Remarks(), (Lines{"spd.bin 0 refused: not a regular file", "cec.log 0 refused: not a regular file",
                                 "aksv.bin 0 refused: cannot be opened: Too many levels of symbolic links"}));
@@ -100,15 +100,15 @@ TEST_F(EvidenceTest, RefusesWhatIsNoRegularFileWithoutWaiting)
 TEST_F(EvidenceTest, RefusesAFileWithoutPermission)
 {
     if (geteuid() == 0) GTEST_SKIP() << "root may read everything";
-    WriteFile(m_Directory / "spd.bin", SpdFrame("ACME", "Box", 1));
-    ASSERT_EQ(chmod((m_Directory / "spd.bin").c_str(), 0), 0);
+    WriteFile(m_directory / "spd.bin", SpdFrame("ACME", "Box", 1));
+    ASSERT_EQ(chmod((m_directory / "spd.bin").c_str(), 0), 0);
 
     EXPECT_EQ(Remarks(), Lines{"spd.bin 0 refused: cannot be opened: Permission denied"});
 }
 
 TEST_F(EvidenceTest, RefusesADirectoryThatIsNotThereWithOneRemark)
 {
-    const Evidence evidence = ReadEvidence(m_Directory / "nowhere");
+    const Evidence evidence = ReadEvidence(m_directory / "nowhere");
 
     ASSERT_EQ(evidence.AllRemarks().size(), 1U);
     EXPECT_TRUE(evidence.IsRefused(""));
@@ -119,23 +119,23 @@ TEST_F(EvidenceTest, FollowsLinksToFiles)
 {
     const TempDirectory elsewhere;
     WriteFile(elsewhere / "frame", SpdFrame("ACME", "Box", 1));
-    ASSERT_EQ(symlink((elsewhere / "frame").c_str(), (m_Directory / "spd.bin").c_str()), 0);
+    ASSERT_EQ(symlink((elsewhere / "frame").c_str(), (m_directory / "spd.bin").c_str()), 0);
 
-    EXPECT_NE(ReadEvidence(m_Directory.Path()).Spd(), nullptr);
+    EXPECT_NE(ReadEvidence(m_directory.Path()).Spd(), nullptr);
 }
 
 TEST_F(EvidenceTest, GetsNoRemarkForKnownNames)
 {
-    for (const char* name : {"spd.bin", "cec.log", "aksv.bin", "edid.bin"}) WriteFile(m_Directory / name, "");
+    for (const char* name : {"spd.bin", "cec.log", "aksv.bin", "edid.bin"}) WriteFile(m_directory / name, "");
 
-    EXPECT_FALSE(ReadEvidence(m_Directory.Path()).otherFiles.has_value());
+    EXPECT_FALSE(ReadEvidence(m_directory.Path()).otherFiles.has_value());
 }
 
 TEST_F(EvidenceTest, GetsOneRemarkForAllOtherNames)
 {
-    WriteFile(m_Directory / "evil\n\x1b[2Jname", "");
+    WriteFile(m_directory / "evil\n\x1b[2Jname", "");
 
-    const auto remark = ReadEvidence(m_Directory.Path()).otherFiles;
+    const auto remark = ReadEvidence(m_directory.Path()).otherFiles;
 
     ASSERT_TRUE(remark.has_value());
     EXPECT_EQ(remark->text, R"(1 file(s) of other names ignored, such as 'evil\x0a\x1b[2Jname')");
@@ -143,9 +143,9 @@ TEST_F(EvidenceTest, GetsOneRemarkForAllOtherNames)
 
 TEST_F(EvidenceTest, StopsCountingInADirectoryOfTenThousandFiles)
 {
-    for (int i = 0; i < 10000; ++i) WriteFile(m_Directory / ("f" + std::to_string(i)), "");
+    for (int i = 0; i < 10000; ++i) WriteFile(m_directory / ("f" + std::to_string(i)), "");
 
-    const auto remark = ReadEvidence(m_Directory.Path()).otherFiles;
+    const auto remark = ReadEvidence(m_directory.Path()).otherFiles;
 
     ASSERT_TRUE(remark.has_value());
     EXPECT_NE(remark->text.find(" or more file(s) of other names ignored"), std::string::npos) << remark->text;

@@ -38,14 +38,14 @@ const Classification kNameless = Device("", "", "");
 
 class Memory : public testing::Test {
 protected:
-    void Seen(int port, const Classification& device) { m_Statistics.Add(port, device, 1); }
+    void Seen(int port, const Classification& device) { m_statistics.Add(port, device, 1); }
     Past Appears(int port, const Classification& device) const
     {
-        return m_Statistics.Remember(port, IdentityOf(device), [this](int other) { return other == m_Occupied; });
+        return m_statistics.Remember(port, IdentityOf(device), [this](int other) { return other == m_occupied; });
     }
 
-    Statistics m_Statistics;
-    int m_Occupied = -1;
+    Statistics m_statistics;
+    int m_occupied = -1;
 };
 
 testing::AssertionResult Is(const Past& past, int previousPort, int changed)
@@ -174,7 +174,7 @@ TEST_F(Memory, NamesTheLastOfSeveralPorts)
 TEST_F(Memory, DoesNotTakeADeviceFromAPortThatStillHasIt)
 {
     Seen(2, kConsole);
-    m_Occupied = 2;
+    m_occupied = 2;
 
     EXPECT_TRUE(Is(Appears(0, kConsole), -1, SRCWATCH_CHANGED_NEW));
 }

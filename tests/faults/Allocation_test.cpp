@@ -249,10 +249,10 @@ void Print(const std::string& name, const Shared& shared)
 // A process that keeps the settings open, so that the others need not put their index together again.
 class Keeper {
 public:
-    Keeper() : m_Id(fork())
+    Keeper() : m_id(fork())
     {
-        if (m_Id < 0) throw std::runtime_error("cannot fork");
-        if (m_Id > 0) return;
+        if (m_id < 0) throw std::runtime_error("cannot fork");
+        if (m_id > 0) return;
         (void)prctl(PR_SET_PDEATHSIG, SIGKILL);
         static_cast<void>(ReadSettings());
         for (;;) pause();
@@ -261,12 +261,12 @@ public:
     Keeper& operator=(const Keeper&) = delete;
     ~Keeper()
     {
-        (void)kill(m_Id, SIGKILL);
-        (void)waitpid(m_Id, nullptr, 0);
+        (void)kill(m_id, SIGKILL);
+        (void)waitpid(m_id, nullptr, 0);
     }
 
 private:
-    pid_t m_Id;
+    pid_t m_id;
 };
 
 class AllocationFaults : public testing::Test {
@@ -284,7 +284,7 @@ protected:
             vconf_set_int(key, 1);
         }
         vconf_set_str("db/mbr/HeadendID", "an identifier that is too long to be kept in place");
-        m_Before = ReadSettings();
+        m_before = ReadSettings();
     }
     ~AllocationFaults() override { RestoreSettings({}); }
 
@@ -298,7 +298,7 @@ protected:
         });
         shared.Report(TroubleOf(status));
         Print(function.name, shared);
-        RestoreSettings(m_Before);
+        RestoreSettings(m_before);
         return shared->trouble;
     }
 
@@ -311,7 +311,7 @@ protected:
         for (long point = 1; point < kManyPoints && shared->trouble[0] == '\0'; ++point) {
             shared->point = point;
             TryInProcess(function, reference, shortage, isOpen, shared);
-            RestoreSettings(m_Before);
+            RestoreSettings(m_before);
             if (!shared->hasFailed) break;
             shared->points[shared->isLasting] = point;
         }
@@ -326,13 +326,13 @@ protected:
             (void)std::snprintf(shared->result, sizeof shared->result, "%s", result.c_str());
         });
         shared.Report(TroubleOf(status));
-        const Reference reference = {shared->result, m_Before, ReadSettings()};
-        RestoreSettings(m_Before);
+        const Reference reference = {shared->result, m_before, ReadSettings()};
+        RestoreSettings(m_before);
         return reference;
     }
 
-    const Keeper m_Keeper;
-    Settings m_Before;
+    const Keeper m_keeper;
+    Settings m_before;
 };
 
 TEST_F(AllocationFaults, OfAFunctionLeaveWhatIsStoredAndLoseNoMemory)

@@ -47,24 +47,24 @@ Worker::Worker(const std::function<void()>& body)
 {
     (void)std::fflush(nullptr);
     const pid_t parent = getpid();
-    m_Id = fork();
-    if (m_Id < 0) throw std::runtime_error("cannot fork");
-    if (m_Id == 0) RunWorker(parent, body);
+    m_id = fork();
+    if (m_id < 0) throw std::runtime_error("cannot fork");
+    if (m_id == 0) RunWorker(parent, body);
 }
 
 Worker::~Worker()
 {
-    if (m_Id < 0) return;
-    (void)kill(m_Id, SIGKILL);
-    (void)waitpid(m_Id, nullptr, 0);
+    if (m_id < 0) return;
+    (void)kill(m_id, SIGKILL);
+    (void)waitpid(m_id, nullptr, 0);
 }
 
 bool Worker::EndsWell()
 {
     int status = 0;
-    const pid_t id = m_Id;
+    const pid_t id = m_id;
     if (!WaitUntil([id, &status] { return waitpid(id, &status, WNOHANG) == id; })) return false;
-    m_Id = -1;
+    m_id = -1;
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
@@ -100,7 +100,7 @@ void Raise(std::atomic<std::int64_t>& maximum, std::int64_t value)
 void Report::Require(bool holds, const std::string& otherwise)
 {
     if (holds) return;
-    m_Found = true;
+    m_found = true;
     std::printf("FOUND: %s\n", otherwise.c_str());
 }
 

@@ -30,17 +30,17 @@ Type& Share()
 class Worker {
 public:
     explicit Worker(const std::function<void()>& body);
-    Worker(Worker&& other) noexcept : m_Id(other.m_Id) { other.m_Id = -1; }
+    Worker(Worker&& other) noexcept : m_id(other.m_id) { other.m_id = -1; }
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
     ~Worker();
 
-    pid_t Id() const { return m_Id; }
+    pid_t Id() const { return m_id; }
     /// Whether it has ended by itself and well.
     bool EndsWell();
 
 private:
-    pid_t m_Id;
+    pid_t m_id;
 };
 
 /// Waits until the condition holds; false when that takes more than the time.
@@ -59,10 +59,10 @@ void Raise(std::atomic<std::int64_t>& maximum, std::int64_t value);
 class Report {
 public:
     void Require(bool holds, const std::string& otherwise);
-    int Result() const { return m_Found ? 1 : 0; }
+    int Result() const { return m_found ? 1 : 0; }
 
 private:
-    bool m_Found = false;
+    bool m_found = false;
 };
 
 /// The number after an option such as "--seconds", or the default; and whether there is an option.

@@ -24,12 +24,12 @@ protected:
     Outcome Run(std::vector<std::string> arguments, const std::map<std::string, std::string>& environment = {}) const
     {
         arguments.insert(arguments.begin(), SRCWATCH_SERVICE_PROGRAM);
-        Process process(arguments, m_Directory / "program", environment);
+        Process process(arguments, m_directory / "program", environment);
         const int code = process.Wait().value_or(-1);
         return Outcome{code, process.Output(), process.Errors()};
     }
 
-    TempDirectory m_Directory;
+    TempDirectory m_directory;
 };
 
 TEST_F(CommandLine, TellsTheVersion)
@@ -110,7 +110,7 @@ TEST_F(CommandLine, RefusesWrongUsageWithTwo)
 
 TEST_F(CommandLine, RefusesAnInputsDirectoryThatIsNotThere)
 {
-    const std::string missing = m_Directory / "missing";
+    const std::string missing = m_directory / "missing";
 
     const Outcome outcome = Run({"--inputs", missing});
 
@@ -121,15 +121,15 @@ TEST_F(CommandLine, RefusesAnInputsDirectoryThatIsNotThere)
 
 TEST_F(CommandLine, RefusesAFileAsInputsDirectory)
 {
-    WriteFile(m_Directory / "file", "");
+    WriteFile(m_directory / "file", "");
 
-    EXPECT_EQ(Run({"--inputs", m_Directory / "file"}).code, 1);
+    EXPECT_EQ(Run({"--inputs", m_directory / "file"}).code, 1);
 }
 
 TEST_F(CommandLine, EndsWithOneLineWithoutABus)
 {
     const Outcome outcome =
-        Run({"--inputs", m_Directory.Path()}, {{"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + (m_Directory / "nobus")}});
+        Run({"--inputs", m_directory.Path()}, {{"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + (m_directory / "nobus")}});
 
     EXPECT_EQ(outcome.code, 1);
     EXPECT_EQ(outcome.errors,
@@ -141,7 +141,7 @@ TEST_F(CommandLine, EndsWithOneLineWhenTheBusRefusesTheName)
     const std::unique_ptr<PrivateBus> bus = MakeSecondBus(kSystemBusRules);
 
     const Outcome outcome =
-        Run({"--inputs", m_Directory.Path()}, {{"DBUS_SYSTEM_BUS_ADDRESS", bus->Address()}, {"SRCWATCH_LOG", "none"}});
+        Run({"--inputs", m_directory.Path()}, {{"DBUS_SYSTEM_BUS_ADDRESS", bus->Address()}, {"SRCWATCH_LOG", "none"}});
 
     EXPECT_EQ(outcome.code, 1);
     EXPECT_EQ(outcome.errors, "srcwatch-service: the bus does not give the name org.nalto.tv.qdinfo\n");
@@ -149,9 +149,9 @@ TEST_F(CommandLine, EndsWithOneLineWhenTheBusRefusesTheName)
 
 TEST_F(CommandLine, EndsWithOneLineWhenTheSettingsCannotBeStored)
 {
-    WriteFile(m_Directory / "file", "");
+    WriteFile(m_directory / "file", "");
 
-    const Outcome outcome = Run({"--inputs", m_Directory.Path()}, {{"SRCWATCH_RUN_DIR", m_Directory / "file/run"}});
+    const Outcome outcome = Run({"--inputs", m_directory.Path()}, {{"SRCWATCH_RUN_DIR", m_directory / "file/run"}});
 
     EXPECT_EQ(outcome.code, 1);
     EXPECT_EQ(outcome.errors, "srcwatch-service: the settings store cannot be watched\n");

@@ -30,7 +30,7 @@ TEST_F(DetectorTest, ReadsTheStatisticsOnceForAPluggedDevice)
 
     PlugIn("hdmi1", "tivaro-one");
 
-    EXPECT_THAT(m_Announcer.events, ElementsAre("connection 0 1", "detected 0 6"));
+    EXPECT_THAT(m_announcer.events, ElementsAre("connection 0 1", "detected 0 6"));
     EXPECT_EQ(StoredRecord(0)["Changed"], SRCWATCH_CHANGED_NEW);
     auto reads = TheStoreReads().texts;
     --reads[kActivityKey];  // the test's own, just now
@@ -45,60 +45,60 @@ TEST_F(DetectorTest, ClearsTheRecordOfAnUnpluggedDevice)
     std::filesystem::remove(InputPath("hdmi1"));
     ASSERT_TRUE(WaitForAnnouncements(3));
 
-    EXPECT_EQ(m_Announcer.events[2], "connection 0 0");
-    EXPECT_FALSE(m_Records.Get(0).HasDevice());
-    EXPECT_FALSE(m_Detector.IsPlugged(0));
+    EXPECT_EQ(m_announcer.events[2], "connection 0 0");
+    EXPECT_FALSE(m_records.Get(0).HasDevice());
+    EXPECT_FALSE(m_detector.IsPlugged(0));
 }
 
 TEST_F(DetectorTest, ClearsAtItsStartWhatIsNotPluggedIn)
 {
-    (void)m_Records.Set(2, RecordOfType(6));
+    (void)m_records.Set(2, RecordOfType(6));
 
     StartDetector();
 
-    EXPECT_THAT(m_Announcer.events, ElementsAre("connection 2 0"));
-    EXPECT_FALSE(m_Records.Get(2).HasDevice());
+    EXPECT_THAT(m_announcer.events, ElementsAre("connection 2 0"));
+    EXPECT_FALSE(m_records.Get(2).HasDevice());
 }
 
 TEST_F(DetectorTest, ScansAPortAtOnce)
 {
     StartDetector();
-    EXPECT_FALSE(m_Detector.Scan(0));
-    EXPECT_EQ(m_Records.Get(0).scanState, SRCWATCH_SCAN_EMPTY);
+    EXPECT_FALSE(m_detector.Scan(0));
+    EXPECT_EQ(m_records.Get(0).scanState, SRCWATCH_SCAN_EMPTY);
     LinkCapture("hdmi1", "tivaro-one");
 
-    EXPECT_TRUE(m_Detector.Scan(0));
+    EXPECT_TRUE(m_detector.Scan(0));
 
-    EXPECT_THAT(m_Announcer.events, ElementsAre("connection 0 1", "detected 0 6"));
-    EXPECT_EQ(m_Records.Get(0).scanState, SRCWATCH_SCAN_FOUND);
+    EXPECT_THAT(m_announcer.events, ElementsAre("connection 0 1", "detected 0 6"));
+    EXPECT_EQ(m_records.Get(0).scanState, SRCWATCH_SCAN_FOUND);
 }
 
 TEST_F(DetectorTest, AnnouncesADeviceAgainOnlyWhenMoreIsKnown)
 {
     StartDetector();
     PlugIn("hdmi1", "voltana-vx-home");
-    m_Detector.DetectAgain();
-    EXPECT_EQ(m_Announcer.events.size(), 2U);
+    m_detector.DetectAgain();
+    EXPECT_EQ(m_announcer.events.size(), 2U);
 
-    m_Detector.LoadProfiles({});
-    m_Detector.DetectAgain();
+    m_detector.LoadProfiles({});
+    m_detector.DetectAgain();
 
-    EXPECT_EQ(m_Announcer.events.size(), 3U);
-    EXPECT_EQ(m_Records.Get(0).device.providerName, "");
+    EXPECT_EQ(m_announcer.events.size(), 3U);
+    EXPECT_EQ(m_records.Get(0).device.providerName, "");
 }
 
 TEST_F(DetectorTest, TellsThatTheInputsAreLost)
 {
     StartDetector();
 
-    std::filesystem::remove_all(m_Inputs.Path());
+    std::filesystem::remove_all(m_inputs.Path());
 
-    EXPECT_TRUE(RunUntil([&] { return m_InputsLost; }));
+    EXPECT_TRUE(RunUntil([&] { return m_inputsLost; }));
 }
 
 TEST_F(DetectorTest, DoesNotStartWithoutInputs)
 {
-    EXPECT_EQ(m_Detector.Start(m_Inputs / "nowhere"), "No such file or directory");
+    EXPECT_EQ(m_detector.Start(m_inputs / "nowhere"), "No such file or directory");
 }
 
 }  // namespace

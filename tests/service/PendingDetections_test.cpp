@@ -15,40 +15,40 @@ protected:
                std::to_string(NumberSetting("memory/srcwatch-service/source-activity-index").value_or(-1));
     }
 
-    srcwatch::PendingDetections m_Pending;
+    srcwatch::PendingDetections m_pending;
 };
 
 TEST_F(PendingDetections, ShowTheFirstPortUntilTheLastHasEnded)
 {
-    m_Pending.Begin(3);
+    m_pending.Begin(3);
     EXPECT_EQ(Shown(), "1 4");
-    m_Pending.Begin(1);
+    m_pending.Begin(1);
     EXPECT_EQ(Shown(), "1 2");
-    m_Pending.End(1);
+    m_pending.End(1);
     EXPECT_EQ(Shown(), "1 4");
-    m_Pending.End(3);
+    m_pending.End(3);
     EXPECT_EQ(Shown(), "0 0");
 }
 
 TEST_F(PendingDetections, ShowNothingWhenCleared)
 {
-    m_Pending.Clear();
+    m_pending.Clear();
     EXPECT_EQ(Shown(), "0 0");
-    m_Pending.Begin(SRCWATCH_PORT_OPTICAL);
+    m_pending.Begin(SRCWATCH_PORT_OPTICAL);
     EXPECT_EQ(Shown(), "1 100");
-    m_Pending.Clear();
+    m_pending.Clear();
     EXPECT_EQ(Shown(), "0 0");
 }
 
 TEST_F(PendingDetections, CountFromTheirBeginningAlsoAfterTheirEnd)
 {
-    m_Pending.Begin(0);
-    m_Pending.End(0);
-    ASSERT_TRUE(RunUntil([&] { return m_Pending.MillisecondsSince(0) >= 50; }));
+    m_pending.Begin(0);
+    m_pending.End(0);
+    ASSERT_TRUE(RunUntil([&] { return m_pending.MillisecondsSince(0) >= 50; }));
 
     const gint64 again = g_get_monotonic_time();
-    m_Pending.Begin(0);
-    const int since = m_Pending.MillisecondsSince(0);
+    m_pending.Begin(0);
+    const int since = m_pending.MillisecondsSince(0);
 
     EXPECT_LE(since, (g_get_monotonic_time() - again) / 1000);
 }

@@ -54,15 +54,15 @@ GVariant* Message() { return g_variant_new("(is)", SRCWATCH_EVENT_CONNECTION, "0
 class Policies : public ServiceTest {
 protected:
     // Also gives every user access to the sockets' and programs' output.
-    void UseBus(const std::string& user, const std::string& group) { m_Bus = MakeSecondBus(Policy(user, group)); }
+    void UseBus(const std::string& user, const std::string& group) { m_bus = MakeSecondBus(Policy(user, group)); }
 
-    void LaunchOnBus() { m_Service = LaunchService({}, {{"DBUS_SYSTEM_BUS_ADDRESS", m_Bus->Address()}}); }
+    void LaunchOnBus() { m_service = LaunchService({}, {{"DBUS_SYSTEM_BUS_ADDRESS", m_bus->Address()}}); }
 
     // Whether a signal of an interface that one peer sends reaches another.
     bool IsDelivered(const std::string& interface) const
     {
-        BusPeer sender(m_Bus->Address());
-        BusPeer receiver(m_Bus->Address());
+        BusPeer sender(m_bus->Address());
+        BusPeer receiver(m_bus->Address());
         receiver.Listen(interface);
         sender.Emit(kPath, interface, kMember, Message());
         sender.Sync();
@@ -70,7 +70,7 @@ protected:
         return !receiver.Signals().empty();
     }
 
-    std::unique_ptr<PrivateBus> m_Bus;
+    std::unique_ptr<PrivateBus> m_bus;
 };
 
 TEST_F(Policies, LetTheServicesUserOwnTheNameAndSend)
@@ -79,7 +79,7 @@ TEST_F(Policies, LetTheServicesUserOwnTheNameAndSend)
     LaunchOnBus();
     ASSERT_TRUE(WaitUntilServing());
 
-    EXPECT_NE(BusPeer(m_Bus->Address()).OwnerOf(kName), "");
+    EXPECT_NE(BusPeer(m_bus->Address()).OwnerOf(kName), "");
     EXPECT_TRUE(IsDelivered(kName));
 }
 
@@ -87,17 +87,17 @@ TEST_F(Policies, RefuseTheNameToEveryOtherUser)
 {
     UseBus(kNobody, kNobodysGroup);
 
-    EXPECT_EQ(BusPeer(m_Bus->Address()).RequestName(kName), kRefused);
+    EXPECT_EQ(BusPeer(m_bus->Address()).RequestName(kName), kRefused);
     LaunchOnBus();
-    EXPECT_EQ(m_Service->Wait(), 1);
-    EXPECT_EQ(m_Service->Errors(), "srcwatch-service: the bus does not give the name org.nalto.tv.qdinfo\n");
+    EXPECT_EQ(m_service->Wait(), 1);
+    EXPECT_EQ(m_service->Errors(), "srcwatch-service: the bus does not give the name org.nalto.tv.qdinfo\n");
 }
 
 TEST_F(Policies, RefuseTheNameToMembersOfTheGroup)
 {
     UseBus(kNobody, getgrgid(getegid())->gr_name);
 
-    EXPECT_EQ(BusPeer(m_Bus->Address()).RequestName(kName), kRefused);
+    EXPECT_EQ(BusPeer(m_bus->Address()).RequestName(kName), kRefused);
 }
 
 TEST_F(Policies, LetMembersOfTheGroupSendSignals)
@@ -140,7 +140,7 @@ protected:
 
     std::unique_ptr<Process> CallAsNobody(const std::string& method, const std::vector<std::string>& arguments) const
     {
-        std::vector<std::string> command = {"gdbus", "call",          "--address", m_Bus->Address(), "--dest",
+        std::vector<std::string> command = {"gdbus", "call",          "--address", m_bus->Address(), "--dest",
                                             kName,   "--object-path", kPath,       "--method",       method};
         command.insert(command.end(), arguments.begin(), arguments.end());
         return RunAsNobody(command);
@@ -190,7 +190,7 @@ TEST_F(PoliciesForOthers, LetStrangersHearTheService)
 {
     Serve("daemon");
     const auto monitor =
-        RunAsNobody({"gdbus", "monitor", "--address", m_Bus->Address(), "--dest", kName, "--object-path", kPath});
+        RunAsNobody({"gdbus", "monitor", "--address", m_bus->Address(), "--dest", kName, "--object-path", kPath});
     ASSERT_TRUE(RunUntil([&] { return monitor->Output().find("is owned by") != std::string::npos; }));
 
     LinkCapture("hdmi1", "tivaro-one");
@@ -225,7 +225,7 @@ protected:
     bool MayCall(const std::string& destination, const std::string& path, const std::string& method,
                  const std::vector<std::string>& arguments) const
     {
-        std::vector<std::string> command = {"gdbus",     "call",          "--address", m_Bus->Address(), "--dest",
+        std::vector<std::string> command = {"gdbus",     "call",          "--address", m_bus->Address(), "--dest",
                                             destination, "--object-path", path,        "--method",       method};
         command.insert(command.end(), arguments.begin(), arguments.end());
         const auto call = RunAs(GetParam().user, command);
@@ -239,7 +239,7 @@ protected:
     {
         // Given as an address, gdbus would not greet the bus before it sends.
         const auto emit =
-            RunAs(GetParam().user, {"env", "DBUS_SYSTEM_BUS_ADDRESS=" + m_Bus->Address(), "gdbus", "emit", "--system",
+            RunAs(GetParam().user, {"env", "DBUS_SYSTEM_BUS_ADDRESS=" + m_bus->Address(), "gdbus", "emit", "--system",
                                     "--object-path", kPath, "--signal", signal, "10", "text"});
         EXPECT_EQ(emit->Wait(), 0) << emit->Errors();
     }
@@ -248,7 +248,7 @@ protected:
     bool MaySignal() const
     {
         constexpr const char* kOther = "org.nalto.tv.other";
-        BusPeer receiver(m_Bus->Address());
+        BusPeer receiver(m_bus->Address());
         receiver.Listen(kName);
         receiver.Listen(kOther);
         Emit(std::string(kName) + ".forged");

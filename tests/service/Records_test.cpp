@@ -13,61 +13,61 @@ class RecordsTest : public RoomTest {};
 
 TEST_F(RecordsTest, AreSavedWhenTheyDiffer)
 {
-    EXPECT_TRUE(m_Records.Set(1, RecordOfType(6)));
-    EXPECT_FALSE(m_Records.Set(1, RecordOfType(6)));
-    EXPECT_TRUE(m_Records.Set(SRCWATCH_PORT_OPTICAL, RecordOfType(4)));
+    EXPECT_TRUE(m_records.Set(1, RecordOfType(6)));
+    EXPECT_FALSE(m_records.Set(1, RecordOfType(6)));
+    EXPECT_TRUE(m_records.Set(SRCWATCH_PORT_OPTICAL, RecordOfType(4)));
 
     EXPECT_EQ(StoredRecord(1)["DevType"], 6);
     EXPECT_EQ(StoredRecord(SRCWATCH_PORT_OPTICAL)["DevType"], 4);
-    EXPECT_EQ(m_Records.Get(0).device.deviceType, 0);
-    EXPECT_EQ(m_Records.Get(SRCWATCH_PORT_OPTICAL).device.deviceType, 4);
+    EXPECT_EQ(m_records.Get(0).device.deviceType, 0);
+    EXPECT_EQ(m_records.Get(SRCWATCH_PORT_OPTICAL).device.deviceType, 4);
 }
 
 TEST_F(RecordsTest, KeepTheDenyCountWhenCleared)
 {
     srcwatch::Record record = RecordOfType(6);
     record.denyCount = 2;
-    (void)m_Records.Set(1, record);
+    (void)m_records.Set(1, record);
 
-    EXPECT_TRUE(m_Records.Clear(1));
+    EXPECT_TRUE(m_records.Clear(1));
 
-    EXPECT_FALSE(m_Records.Get(1).HasDevice());
+    EXPECT_FALSE(m_records.Get(1).HasDevice());
     EXPECT_EQ(StoredRecord(1)["DenyCount"], 2);
 }
 
 // The first of two notices comes when the second write is stored already.
 TEST_F(RecordsTest, KnowTheirOwnWritesByOneReadForEachNotice)
 {
-    (void)m_Records.Set(1, RecordOfType(6));
-    (void)m_Records.Set(1, RecordOfType(3));
+    (void)m_records.Set(1, RecordOfType(6));
+    (void)m_records.Set(1, RecordOfType(3));
     TheStoreReads() = {};
 
-    m_Records.HandleWritten();
-    m_Records.HandleWritten();
+    m_records.HandleWritten();
+    m_records.HandleWritten();
 
-    EXPECT_EQ(m_Records.Get(1).device.deviceType, 3);
+    EXPECT_EQ(m_records.Get(1).device.deviceType, 3);
     EXPECT_EQ(TheStoreReads().texts, (std::map<std::string, int>{{kActivityKey, 2}}));
 }
 
 TEST_F(RecordsTest, TakeOverWhatAnotherProcessWrote)
 {
-    (void)m_Records.Set(0, RecordOfType(6));
+    (void)m_records.Set(0, RecordOfType(6));
     vconf_set_str(kActivityKey, R"({"activity":[{},{"DevType":3,"DevName":"Theirs"}]})");
 
-    m_Records.HandleWritten();
+    m_records.HandleWritten();
 
-    EXPECT_FALSE(m_Records.Get(0).HasDevice());
-    EXPECT_EQ(m_Records.Get(1).device.deviceName, "Theirs");
-    (void)m_Records.Set(2, RecordOfType(9));
+    EXPECT_FALSE(m_records.Get(0).HasDevice());
+    EXPECT_EQ(m_records.Get(1).device.deviceName, "Theirs");
+    (void)m_records.Set(2, RecordOfType(9));
     EXPECT_EQ(StoredRecord(1)["DevName"], "Theirs");
 }
 
 TEST_F(RecordsTest, RestoreWhatAnotherProcessSpoilt)
 {
-    (void)m_Records.Set(0, RecordOfType(6));
+    (void)m_records.Set(0, RecordOfType(6));
     vconf_set_str(kActivityKey, R"({"activity":[[]]})");
 
-    m_Records.HandleWritten();
+    m_records.HandleWritten();
 
     EXPECT_EQ(StoredRecord(0)["DevType"], 6);
     EXPECT_EQ(TextSetting(std::string(kActivityKey) + ".unreadable"), R"({"activity":[[]]})");
@@ -84,10 +84,10 @@ protected:
 
 TEST_F(UnreadableRecords, AreLeftUntilTheyAreRestored)
 {
-    EXPECT_EQ(m_Records.Get(0).device.deviceType, 6);
+    EXPECT_EQ(m_records.Get(0).device.deviceType, 6);
     EXPECT_EQ(TextSetting(kActivityKey), R"({"activity":[{"DevType":6},[]]})");
 
-    m_Records.Restore();
+    m_records.Restore();
 
     EXPECT_EQ(StoredRecord(0)["DevType"], 6);
     EXPECT_EQ(StoredRecord(1)["DevType"], 0);
@@ -98,7 +98,7 @@ TEST_F(UnreadableRecords, StayAsAnotherServiceRestoredThem)
     const std::string theirs = R"({"activity":[{"DevType":9}]})";
     vconf_set_str(kActivityKey, theirs.c_str());
 
-    m_Records.Restore();
+    m_records.Restore();
 
     EXPECT_EQ(TextSetting(kActivityKey), theirs);
 }

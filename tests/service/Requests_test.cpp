@@ -11,8 +11,8 @@ namespace {
 
 class RequestsTest : public RoomTest {
 protected:
-    srcwatch::Commands m_Commands{10, m_Ports, m_Records, m_Detector, m_Announcer, [] {}};
-    srcwatch::Requests m_Requests{m_Ports, m_Records, m_Detector, m_Commands};
+    srcwatch::Commands m_commands{10, m_ports, m_records, m_detector, m_announcer, [] {}};
+    srcwatch::Requests m_requests{m_ports, m_records, m_detector, m_commands};
 };
 
 TEST_F(RequestsTest, AnswerHowTheServiceIs)
@@ -21,7 +21,7 @@ TEST_F(RequestsTest, AnswerHowTheServiceIs)
     LinkCapture("hdmi2", "tivaro-one");
     ASSERT_TRUE(WaitForAnnouncements(2));
 
-    const Json::Value status = m_Requests.Answer(SRCWATCH_REQUEST_STATUS, -5);
+    const Json::Value status = m_requests.Answer(SRCWATCH_REQUEST_STATUS, -5);
 
     EXPECT_EQ(status["inputs"], kHdmiInputs);
     ASSERT_EQ(status["plugged"].size(), 1U);
@@ -35,7 +35,7 @@ TEST_F(RequestsTest, RefusePortsThatTheTvDoesNotHave)
 {
     for (const int type : {SRCWATCH_REQUEST_RECORD, SRCWATCH_REQUEST_FORGET, SRCWATCH_REQUEST_DENY}) {
         for (const int port : {-1, kHdmiInputs, 98}) {
-            EXPECT_EQ(m_Requests.Answer(type, port)["error"], "there is no port " + std::to_string(port)) << type;
+            EXPECT_EQ(m_requests.Answer(type, port)["error"], "there is no port " + std::to_string(port)) << type;
         }
     }
 }
@@ -44,24 +44,24 @@ TEST_F(RequestsTest, CountDenialsAndForgetAllElse)
 {
     srcwatch::Record record = RecordOfType(6);
     record.denyCount = std::numeric_limits<int>::max() - 1;
-    (void)m_Records.Set(0, record);
+    (void)m_records.Set(0, record);
 
     for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(m_Requests.Answer(SRCWATCH_REQUEST_DENY, 0)["record"]["DenyCount"], std::numeric_limits<int>::max());
+        EXPECT_EQ(m_requests.Answer(SRCWATCH_REQUEST_DENY, 0)["record"]["DenyCount"], std::numeric_limits<int>::max());
     }
-    const Json::Value forgotten = m_Requests.Answer(SRCWATCH_REQUEST_FORGET, 0);
+    const Json::Value forgotten = m_requests.Answer(SRCWATCH_REQUEST_FORGET, 0);
 
     EXPECT_EQ(forgotten["record"]["DevType"], 0);
     EXPECT_EQ(forgotten["record"]["DenyCount"], std::numeric_limits<int>::max());
-    EXPECT_EQ(m_Requests.Answer(SRCWATCH_REQUEST_DENY, 0)["error"], "nothing was detected on port 0");
+    EXPECT_EQ(m_requests.Answer(SRCWATCH_REQUEST_DENY, 0)["error"], "nothing was detected on port 0");
 }
 
 TEST_F(RequestsTest, AnswerARecordAsStored)
 {
-    EXPECT_TRUE(m_Requests.Answer(SRCWATCH_REQUEST_RECORD, 3)["record"].isNull());
-    (void)m_Records.Set(3, RecordOfType(9));
+    EXPECT_TRUE(m_requests.Answer(SRCWATCH_REQUEST_RECORD, 3)["record"].isNull());
+    (void)m_records.Set(3, RecordOfType(9));
 
-    const Json::Value answer = m_Requests.Answer(SRCWATCH_REQUEST_RECORD, 3);
+    const Json::Value answer = m_requests.Answer(SRCWATCH_REQUEST_RECORD, 3);
 
     EXPECT_EQ(answer["port"], 3);
     EXPECT_EQ(answer["plugged"], false);

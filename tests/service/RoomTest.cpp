@@ -21,13 +21,13 @@ srcwatch::Record RecordOfType(int type)
 
 void RoomTest::StartDetector()
 {
-    m_Detector.LoadProfiles({SRCWATCH_PROFILES_FILE});
-    ASSERT_EQ(m_Detector.Start(m_Inputs.Path()), "");
+    m_detector.LoadProfiles({SRCWATCH_PROFILES_FILE});
+    ASSERT_EQ(m_detector.Start(m_inputs.Path()), "");
 }
 
 bool RoomTest::WaitForAnnouncements(std::size_t count)
 {
-    return RunUntil([&] { return m_Announcer.events.size() >= count; });
+    return RunUntil([&] { return m_announcer.events.size() >= count; });
 }
 
 }  // namespace srcwatch_test

@@ -46,17 +46,17 @@ class RoomTest : public ServiceTest {
 protected:
     /// Loads the records, as they are stored.
     RoomTest() = default;
-    void SetUp() override { ASSERT_EQ(m_Records.Load(), ""); }
+    void SetUp() override { ASSERT_EQ(m_records.Load(), ""); }
 
     /// Watch the inputs directory, with the profiles of the service.
     void StartDetector();
     bool WaitForAnnouncements(std::size_t count);
 
-    const srcwatch::PortSet m_Ports{kHdmiInputs};
-    srcwatch::Records m_Records;
-    FakeAnnouncer m_Announcer;
-    bool m_InputsLost = false;
-    srcwatch::Detector m_Detector{20, m_Ports, m_Records, m_Announcer, [this] { m_InputsLost = true; }};
+    const srcwatch::PortSet m_ports{kHdmiInputs};
+    srcwatch::Records m_records;
+    FakeAnnouncer m_announcer;
+    bool m_inputsLost = false;
+    srcwatch::Detector m_detector{20, m_ports, m_records, m_announcer, [this] { m_inputsLost = true; }};
 };
 
 }  // namespace srcwatch_test

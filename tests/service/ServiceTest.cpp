@@ -136,29 +136,29 @@ ServiceTest::ServiceTest()
 {
     RemoveAllSettings();
     std::filesystem::remove(HomePath("log"));
-    m_SaveReceiver = std::make_unique<qdinfo::CQDEventReciever>("qdinfo", false);
-    m_SaveReceiver->RegisterEventCallback(SRCWATCH_EVENT_RECORDS_SAVED, OnSaved, this);
+    m_saveReceiver = std::make_unique<qdinfo::CQDEventReciever>("qdinfo", false);
+    m_saveReceiver->RegisterEventCallback(SRCWATCH_EVENT_RECORDS_SAVED, OnSaved, this);
     EXPECT_EQ(srcwatch_register_event_callback(OnEvent, this), 1);
 }
 
 ServiceTest::~ServiceTest()
 {
-    m_Service.reset();
+    m_service.reset();
     EXPECT_EQ(srcwatch_unregister_event_callback(OnEvent), 1);
     for (const char* file : {"service.out", "service.err"}) std::filesystem::remove(HomePath(file));
 }
 
 void ServiceTest::StartService(const std::vector<std::string>& options)
 {
-    m_Service = LaunchService(options);
-    ASSERT_TRUE(WaitUntilServing()) << m_Service->Errors();
+    m_service = LaunchService(options);
+    ASSERT_TRUE(WaitUntilServing()) << m_service->Errors();
 }
 
 std::unique_ptr<Process> ServiceTest::LaunchService(const std::vector<std::string>& options,
                                                     const std::map<std::string, std::string>& environment)
 {
-    std::vector<std::string> command = m_Launcher;
-    for (const std::string& word : {std::string(SRCWATCH_SERVICE_PROGRAM), std::string("--inputs"), m_Inputs.Path(),
+    std::vector<std::string> command = m_launcher;
+    for (const std::string& word : {std::string(SRCWATCH_SERVICE_PROGRAM), std::string("--inputs"), m_inputs.Path(),
                                     std::string("--profiles"), std::string(SRCWATCH_PROFILES_FILE)}) {
         command.push_back(word);
     }
@@ -166,22 +166,22 @@ std::unique_ptr<Process> ServiceTest::LaunchService(const std::vector<std::strin
     std::map<std::string, std::string> variables = environment;
     variables.try_emplace("SRCWATCH_LOG", "file:" + HomePath("log"));
     variables.try_emplace("DBUS_SYSTEM_BUS_ADDRESS", TheBus().Address());
-    m_ServingBefore = LogLinesWith(kServing);
+    m_servingBefore = LogLinesWith(kServing);
     return std::make_unique<Process>(command, HomePath("service"), variables);
 }
 
 bool ServiceTest::WaitUntilServing()
 {
-    return RunUntil([&] { return m_Service->Result() || LogLinesWith(kServing) > m_ServingBefore; }) &&
-           !m_Service->Result();
+    return RunUntil([&] { return m_service->Result() || LogLinesWith(kServing) > m_servingBefore; }) &&
+           !m_service->Result();
 }
 
 int ServiceTest::StopService(int signal)
 {
-    m_Service->Signal(signal);
-    const std::optional<int> result = m_Service->Wait();
+    m_service->Signal(signal);
+    const std::optional<int> result = m_service->Wait();
     EXPECT_TRUE(result.has_value()) << "the service does not end";
-    m_Service.reset();
+    m_service.reset();
     return result.value_or(-1);
 }
 
@@ -229,7 +229,7 @@ std::optional<int> ServiceTest::NumberSetting(const std::string& key)
 std::vector<Event> ServiceTest::EventsOf(int type) const
 {
     std::vector<Event> events;
-    std::copy_if(m_Events.begin(), m_Events.end(), std::back_inserter(events),
+    std::copy_if(m_events.begin(), m_events.end(), std::back_inserter(events),
                  [&](const Event& event) { return event.type == type; });
     return events;
 }
@@ -262,9 +262,9 @@ void ServiceTest::OnEvent(void* self, srcwatch_event_s* event)
 {
     Event copy{event->type, {event->args[0], event->args[1], event->args[2]}, {}};
     for (const auto& text : event->str_args) copy.texts.emplace_back(text);
-    static_cast<ServiceTest*>(self)->m_Events.push_back(copy);
+    static_cast<ServiceTest*>(self)->m_events.push_back(copy);
 }
 
-void ServiceTest::OnSaved(void* self, srcwatch_event_s* /*event*/) { ++static_cast<ServiceTest*>(self)->m_Saves; }
+void ServiceTest::OnSaved(void* self, srcwatch_event_s* /*event*/) { ++static_cast<ServiceTest*>(self)->m_saves; }
 
 }  // namespace srcwatch_test

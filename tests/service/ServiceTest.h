@@ -59,7 +59,7 @@ protected:
     std::unique_ptr<Process> LaunchService(const std::vector<std::string>& options = {},
                                            const std::map<std::string, std::string>& environment = {});
     /// Have the program started by this command instead of by itself.
-    void SetLauncher(std::vector<std::string> launcher) { m_Launcher = std::move(launcher); }
+    void SetLauncher(std::vector<std::string> launcher) { m_launcher = std::move(launcher); }
     bool WaitUntilServing();
     /// End it with a signal and give its exit code.
     int StopService(int signal);
@@ -68,7 +68,7 @@ protected:
     void Plug(const std::string& input, const std::string& capture);
     void LinkCapture(const std::string& input, const std::string& capture) const;
     void Unplug(const std::string& input);
-    std::string InputPath(const std::string& name) const { return m_Inputs / name; }
+    std::string InputPath(const std::string& name) const { return m_inputs / name; }
 
     /// A port's stored record; null when there is none.
     static Json::Value StoredRecord(int port);
@@ -80,7 +80,7 @@ protected:
     std::size_t CountOf(int type) const { return EventsOf(type).size(); }
     bool WaitForEvents(int type, std::size_t count);
     /// How often the service announced a save.
-    std::size_t Saves() const { return m_Saves; }
+    std::size_t Saves() const { return m_saves; }
 
     /// A request's reply.
     static Json::Value Call(int type, int port);
@@ -89,18 +89,18 @@ protected:
     static std::string Log();
     static int LogLinesWith(const std::string& text);
 
-    TempDirectory m_Inputs;
-    std::unique_ptr<Process> m_Service;
-    std::vector<Event> m_Events;
+    TempDirectory m_inputs;
+    std::unique_ptr<Process> m_service;
+    std::vector<Event> m_events;
 
 private:
     static void OnEvent(void* self, srcwatch_event_s* event);
     static void OnSaved(void* self, srcwatch_event_s* event);
 
-    std::size_t m_Saves = 0;
-    int m_ServingBefore = 0;
-    std::vector<std::string> m_Launcher;
-    std::unique_ptr<qdinfo::CQDEventReciever> m_SaveReceiver;
+    std::size_t m_saves = 0;
+    int m_servingBefore = 0;
+    std::vector<std::string> m_launcher;
+    std::unique_ptr<qdinfo::CQDEventReciever> m_saveReceiver;
 };
 
 }  // namespace srcwatch_test

@@ -341,12 +341,12 @@ TEST_F(Service, SaysNothingOfDevicesThatItKnewBeforeItsRestart)
     Plug("hdmi1", "tivaro-one");
     const Json::Value before = StoredRecord(0);
     ASSERT_EQ(StopService(SIGTERM), 0);
-    m_Events.clear();
+    m_events.clear();
 
     StartService();
     RunFor(std::chrono::milliseconds(400));
 
-    EXPECT_EQ(m_Events, std::vector<Event>{});
+    EXPECT_EQ(m_events, std::vector<Event>{});
     EXPECT_EQ(StoredRecord(0), before);
 }
 
@@ -358,12 +358,12 @@ TEST_F(Service, ClearsAtItsStartWhatWasUnpluggedMeanwhile)
     ASSERT_EQ(StopService(SIGTERM), 0);
     std::filesystem::remove(InputPath("hdmi1"));
     std::filesystem::remove(InputPath("optical"));
-    m_Events.clear();
+    m_events.clear();
 
     StartService();
     ASSERT_TRUE(WaitForEvents(kConnection, 2));
 
-    EXPECT_EQ(m_Events,
+    EXPECT_EQ(m_events,
               (std::vector<Event>{{kConnection, {0, 0, 0}, kNoTexts}, {kConnection, {kOptical, 0, 0}, kNoTexts}}));
     EXPECT_EQ(QueryType(0), 0);
     EXPECT_EQ(QueryType(kOptical), 0);
@@ -386,9 +386,9 @@ TEST_F(Service, EndsCleanlyOnSigtermAndSigint)
 {
     for (const int signal : {SIGTERM, SIGINT}) {
         StartService();
-        m_Service->Signal(signal);
-        EXPECT_EQ(m_Service->Wait(), 0);
-        EXPECT_EQ(m_Service->Errors(), "");
+        m_service->Signal(signal);
+        EXPECT_EQ(m_service->Wait(), 0);
+        EXPECT_EQ(m_service->Errors(), "");
     }
 }
 
@@ -410,7 +410,7 @@ TEST_F(Service, TellsSystemdWhenItIsReadyAndWhenItStops)
         });
     };
 
-    m_Service = LaunchService({}, {{"NOTIFY_SOCKET", directory / "notify"}});
+    m_service = LaunchService({}, {{"NOTIFY_SOCKET", directory / "notify"}});
     EXPECT_TRUE(hears("READY=1")) << heard;
     EXPECT_EQ(StopService(SIGTERM), 0);
     EXPECT_TRUE(hears("STOPPING=1")) << heard;
@@ -422,7 +422,7 @@ TEST_F(Service, GivesItsNameToASecondOneAndEndsWithAClearMessage)
 {
     StartService();
     Plug("hdmi1", "tivaro-one");
-    const std::unique_ptr<Process> first = std::move(m_Service);
+    const std::unique_ptr<Process> first = std::move(m_service);
 
     StartService();
 
@@ -431,7 +431,7 @@ TEST_F(Service, GivesItsNameToASecondOneAndEndsWithAClearMessage)
                                    "this one ends\n"),
               std::string::npos)
         << first->Errors();
-    EXPECT_FALSE(m_Service->Result().has_value());
+    EXPECT_FALSE(m_service->Result().has_value());
     EXPECT_TRUE(srcwatch_is_HotPlug_enable());
     Plug("hdmi2", "darvex-dvd");
     EXPECT_EQ(QueryType(0), SRCWATCH_DEVICE_GAME_CONSOLE);
@@ -442,22 +442,22 @@ TEST_F(Service, EndsWithAClearMessageWhenTheInputsDirectoryGoes)
 {
     StartService();
 
-    std::filesystem::remove_all(m_Inputs.Path());
+    std::filesystem::remove_all(m_inputs.Path());
 
-    EXPECT_EQ(m_Service->Wait(), 1);
-    EXPECT_EQ(m_Service->Errors(), "srcwatch-service: the inputs directory " + m_Inputs.Path() + " is gone\n");
+    EXPECT_EQ(m_service->Wait(), 1);
+    EXPECT_EQ(m_service->Errors(), "srcwatch-service: the inputs directory " + m_inputs.Path() + " is gone\n");
 }
 
 TEST_F(Service, EndsWithAClearMessageWhenTheBusDies)
 {
     const std::unique_ptr<PrivateBus> bus = MakeSecondBus();
-    m_Service = LaunchService({}, {{"DBUS_SYSTEM_BUS_ADDRESS", bus->Address()}});
+    m_service = LaunchService({}, {{"DBUS_SYSTEM_BUS_ADDRESS", bus->Address()}});
     ASSERT_TRUE(WaitUntilServing());
 
     bus->Kill();
 
-    EXPECT_EQ(m_Service->Wait(), 1);
-    EXPECT_EQ(m_Service->Errors(), "srcwatch-service: the connection to the system bus is lost\n");
+    EXPECT_EQ(m_service->Wait(), 1);
+    EXPECT_EQ(m_service->Errors(), "srcwatch-service: the connection to the system bus is lost\n");
 }
 
 /* ---- What its log tells ---- */
@@ -480,7 +480,7 @@ TEST_F(Service, LogsNeitherKeySelectionVectorsNorDocuments)
 
 TEST_F(Service, LogsDocumentsWhenAskedToDebug)
 {
-    m_Service = LaunchService({}, {{"SRCWATCH_LOG_LEVEL", "debug"}});
+    m_service = LaunchService({}, {{"SRCWATCH_LOG_LEVEL", "debug"}});
     ASSERT_TRUE(WaitUntilServing());
     Plug("hdmi1", "tivaro-one");
 
@@ -647,25 +647,25 @@ TEST_F(Service, FindsNothingOnAnOpticalInputWithoutADevice)
 class ScanService : public ServiceTest {
 protected:
     ScanService()
-        : m_Watch(srcwatch_host_watch_setting(
+        : m_watch(srcwatch_host_watch_setting(
               kScanResult.c_str(),
               [](const char*, const srcwatch_host_value* value, void* self) {
-                  if (value != nullptr) static_cast<ScanService*>(self)->m_Values.push_back(value->number);
+                  if (value != nullptr) static_cast<ScanService*>(self)->m_values.push_back(value->number);
               },
               this))
     {
     }
-    ~ScanService() override { srcwatch_host_unwatch_setting(m_Watch); }
+    ~ScanService() override { srcwatch_host_unwatch_setting(m_watch); }
 
     bool WaitForValue(int value)
     {
-        return RunUntil([&] { return !m_Values.empty() && m_Values.back() == value; });
+        return RunUntil([&] { return !m_values.empty() && m_values.back() == value; });
     }
 
-    std::vector<int> m_Values;
+    std::vector<int> m_values;
 
 private:
-    unsigned m_Watch;
+    unsigned m_watch;
 };
 
 TEST_F(ScanService, WalksAllInputsAndShowsItsProgress)
@@ -675,13 +675,13 @@ TEST_F(ScanService, WalksAllInputsAndShowsItsProgress)
     StartService({"--scan-step-ms", "50"});
     ASSERT_TRUE(WaitForEvents(kDetected, 2));
     ASSERT_TRUE(WaitForValue(0));
-    m_Values.clear();
+    m_values.clear();
 
     srcwatch_oobe_scan_start();
     ASSERT_TRUE(WaitForEvents(kFinished, 1));
     ASSERT_TRUE(WaitForValue(0));
 
-    EXPECT_EQ(m_Values, (std::vector<int>{100, 122, 145, 167, 190, 2, 0}));
+    EXPECT_EQ(m_values, (std::vector<int>{100, 122, 145, 167, 190, 2, 0}));
     EXPECT_EQ(EventsOf(kProgress), (std::vector<Event>{{kProgress, {0, 0, 0}, kNoTexts},
                                                        {kProgress, {22, 0, 0}, kNoTexts},
                                                        {kProgress, {45, 1, 0}, kNoTexts},
@@ -750,13 +750,13 @@ TEST_F(ScanService, CanBeStoppedAndResumedWhereItWas)
     ASSERT_TRUE(WaitForEvents(kFinished, 1));
     EXPECT_EQ(EventsOf(kFinished).back().args, (std::vector<int>{-1, 1, 0}));
     RunFor(std::chrono::milliseconds(400));
-    EXPECT_EQ(m_Values.back(), -1);
-    m_Values.clear();
+    EXPECT_EQ(m_values.back(), -1);
+    m_values.clear();
     srcwatch_oobe_scan_resume();
     ASSERT_TRUE(WaitForEvents(kFinished, 2));
     ASSERT_TRUE(WaitForValue(0));
 
-    EXPECT_EQ(m_Values, (std::vector<int>{145, 167, 190, 1, 0}));
+    EXPECT_EQ(m_values, (std::vector<int>{145, 167, 190, 1, 0}));
     EXPECT_EQ(EventsOf(kFinished).back().args, (std::vector<int>{0, 1, 0}));
 }
 
@@ -765,12 +765,12 @@ TEST_F(ScanService, ObeysTheSameCommandTwice)
     StartService({"--scan-step-ms", "100"});
     srcwatch_oobe_scan_start();
     ASSERT_TRUE(WaitForValue(122));
-    m_Values.clear();
+    m_values.clear();
 
     srcwatch_oobe_scan_start();
     ASSERT_TRUE(WaitForEvents(kFinished, 1));
 
-    EXPECT_EQ(m_Values, (std::vector<int>{100, 122, 145, 167, 190, -3}));
+    EXPECT_EQ(m_values, (std::vector<int>{100, 122, 145, 167, 190, -3}));
 }
 
 TEST_F(ScanService, IgnoresStopAndResumeWhenThereIsNothingToStopOrResume)
@@ -1071,7 +1071,7 @@ TEST_F(Service, IsNotDisturbedByOddMessages)
     }
     for (int i = 0; i < 100; ++i) sender.SendEvent(SRCWATCH_REQUEST_STATUS);
     EXPECT_TRUE(Call(SRCWATCH_REQUEST_STATUS, 0).isMember("scan"));
-    EXPECT_FALSE(m_Service->Result().has_value());
+    EXPECT_FALSE(m_service->Result().has_value());
 }
 
 }  // namespace

@@ -36,12 +36,12 @@ long TolerableGrowthKiB(pid_t process)
 class Soak : public ServiceTest {
 protected:
     Soak()
-        : m_Watch(srcwatch_host_watch_setting(
+        : m_watch(srcwatch_host_watch_setting(
               "db/srcwatch-service/source-activity",
-              [](const char*, const srcwatch_host_value*, void* self) { ++static_cast<Soak*>(self)->m_Writes; }, this))
+              [](const char*, const srcwatch_host_value*, void* self) { ++static_cast<Soak*>(self)->m_writes; }, this))
     {
     }
-    ~Soak() override { srcwatch_host_unwatch_setting(m_Watch); }
+    ~Soak() override { srcwatch_host_unwatch_setting(m_watch); }
 
     static std::string InputOf(int cycle) { return "hdmi" + std::to_string(cycle % kPorts + 1); }
 
@@ -52,22 +52,22 @@ protected:
         std::filesystem::create_directory(InputPath("." + InputOf(cycle)));
         WriteFile(InputPath("." + InputOf(cycle)) + "/spd.bin", SpdFrame("ACME", "Box " + std::to_string(cycle), 8));
         std::filesystem::rename(InputPath("." + InputOf(cycle)), InputPath(InputOf(cycle)));
-        ++m_Plugged;
-        ASSERT_TRUE(WaitForEvents(SRCWATCH_EVENT_DETECTED, m_Plugged)) << cycle;
+        ++m_plugged;
+        ASSERT_TRUE(WaitForEvents(SRCWATCH_EVENT_DETECTED, m_plugged)) << cycle;
         const std::string next = InputPath(InputOf(cycle + 1));
         if (!std::filesystem::exists(next)) return;
         std::filesystem::rename(next, InputPath(".gone"));
         std::filesystem::remove_all(InputPath(".gone"));
-        ++m_Unplugged;
-        ASSERT_TRUE(WaitForEvents(SRCWATCH_EVENT_CONNECTION, m_Plugged + m_Unplugged)) << cycle;
+        ++m_unplugged;
+        ASSERT_TRUE(WaitForEvents(SRCWATCH_EVENT_CONNECTION, m_plugged + m_unplugged)) << cycle;
     }
 
-    std::size_t m_Plugged = 0;
-    std::size_t m_Unplugged = 0;
-    std::size_t m_Writes = 0;
+    std::size_t m_plugged = 0;
+    std::size_t m_unplugged = 0;
+    std::size_t m_writes = 0;
 
 private:
-    unsigned m_Watch;
+    unsigned m_watch;
 };
 
 TEST_F(Soak, TellsEachOfAThousandChangesOnceAndDoesNotGrow)
@@ -75,17 +75,17 @@ TEST_F(Soak, TellsEachOfAThousandChangesOnceAndDoesNotGrow)
     StartService({"--quiet-ms", "1"});
     Footprint before;
     for (int cycle = 0; cycle < kCycles; ++cycle) {
-        if (cycle == kWarmUpCycles) before = Measure(m_Service->Id());
+        if (cycle == kWarmUpCycles) before = Measure(m_service->Id());
         RunCycle(cycle);
         if (HasFatalFailure()) return;
     }
     RunFor(std::chrono::milliseconds(300));  // for what might be told twice
-    const Footprint after = Measure(m_Service->Id());
+    const Footprint after = Measure(m_service->Id());
 
-    EXPECT_EQ(CountOf(SRCWATCH_EVENT_DETECTED), m_Plugged);
-    EXPECT_EQ(CountOf(SRCWATCH_EVENT_CONNECTION), m_Plugged + m_Unplugged);
-    EXPECT_LE(Saves(), m_Plugged + m_Unplugged);
-    EXPECT_LE(m_Writes, m_Plugged + m_Unplugged);
+    EXPECT_EQ(CountOf(SRCWATCH_EVENT_DETECTED), m_plugged);
+    EXPECT_EQ(CountOf(SRCWATCH_EVENT_CONNECTION), m_plugged + m_unplugged);
+    EXPECT_LE(Saves(), m_plugged + m_unplugged);
+    EXPECT_LE(m_writes, m_plugged + m_unplugged);
     for (int port = 0; port < kPorts; ++port) {
         const bool plugged = std::filesystem::exists(InputPath("hdmi" + std::to_string(port + 1)));
         EXPECT_EQ(StoredRecord(port)["DevType"].asInt(), plugged ? SRCWATCH_DEVICE_GAME_CONSOLE : 0) << port;
@@ -93,7 +93,7 @@ TEST_F(Soak, TellsEachOfAThousandChangesOnceAndDoesNotGrow)
     const std::string last = "Box " + std::to_string(kCycles - 1);
     EXPECT_EQ(StoredRecord((kCycles - 1) % kPorts)["ModelName"].asString(), last);
     EXPECT_EQ(after.descriptors, before.descriptors);
-    EXPECT_LE(after.anonymousKiB, before.anonymousKiB + TolerableGrowthKiB(m_Service->Id()));
+    EXPECT_LE(after.anonymousKiB, before.anonymousKiB + TolerableGrowthKiB(m_service->Id()));
     RecordProperty("rss_anon_kib_before", static_cast<int>(before.anonymousKiB));
     RecordProperty("rss_anon_kib_after", static_cast<int>(after.anonymousKiB));
 }

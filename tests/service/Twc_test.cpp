@@ -16,17 +16,17 @@ protected:
     {
         vconf_set_int("memory/srcwatch-service/twc_seq_id", sequence);
         vconf_set_int("memory/srcwatch-service/twc_frame_count", frames);
-        m_Twc.HandleTunedChannel();
+        m_twc.HandleTunedChannel();
         return srcwatch_is_TWC();
     }
 
-    srcwatch::Twc m_Twc;
+    srcwatch::Twc m_twc;
 };
 
 TEST_F(Twc, WaitsForAChannelWithFrames)
 {
-    m_Twc.Start(2, true);
-    EXPECT_EQ(m_Twc.Port(), 2);
+    m_twc.Start(2, true);
+    EXPECT_EQ(m_twc.Port(), 2);
 
     EXPECT_EQ(StatusAfter(-1, 12), SRCWATCH_TWC_WAITING);
     EXPECT_EQ(StatusAfter(1, 0), SRCWATCH_TWC_WAITING);
@@ -35,30 +35,30 @@ TEST_F(Twc, WaitsForAChannelWithFrames)
 
 TEST_F(Twc, HasNothingToCheckWithoutASetTopBox)
 {
-    m_Twc.Start(2, false);
+    m_twc.Start(2, false);
 
     EXPECT_EQ(StatusAfter(1, 12), SRCWATCH_TWC_NO_SET_TOP_BOX);
 }
 
 TEST_F(Twc, HearsNoChannelWhenNoCheckRuns)
 {
-    m_Twc.Reset();
+    m_twc.Reset();
     EXPECT_EQ(StatusAfter(1, 12), -1);
 
-    m_Twc.Start(0, true);
-    m_Twc.End(0);
+    m_twc.Start(0, true);
+    m_twc.End(0);
 
     EXPECT_EQ(StatusAfter(1, 12), -1);
-    EXPECT_EQ(m_Twc.Port(), -1);
+    EXPECT_EQ(m_twc.Port(), -1);
 }
 
 TEST_F(Twc, EndsAlsoForAnotherPort)
 {
-    m_Twc.Start(0, true);
-    m_Twc.End(1);
+    m_twc.Start(0, true);
+    m_twc.End(1);
 
     EXPECT_EQ(srcwatch_is_TWC(), -1);
-    EXPECT_EQ(m_Twc.Port(), -1);
+    EXPECT_EQ(m_twc.Port(), -1);
 }
 
 }  // namespace

@@ -5,11 +5,12 @@
 #ifndef SRCWATCH_TESTS_PRIVATEBUS_H
 #define SRCWATCH_TESTS_PRIVATEBUS_H
 
+#include "Handle.h"
+
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -62,10 +63,7 @@ bool RunUntil(const std::function<bool()>& condition, std::chrono::milliseconds 
 /// Waits, without running any main context, until the condition holds. False when the deadline came first.
 bool WaitUntil(const std::function<bool()>& condition, std::chrono::milliseconds deadline = kDeadline);
 
-struct VariantUnref {
-    void operator()(GVariant* variant) const { g_variant_unref(variant); }
-};
-using Variant = std::unique_ptr<GVariant, VariantUnref>;
+using Variant = srcwatch::Handle<GVariant, g_variant_unref>;
 
 /// A message that arrived at a peer.
 struct BusMessage {

@@ -64,7 +64,7 @@ int OpenOutput(const std::string& path)
 
 Process::Process(const std::vector<std::string>& command, const std::string& outputPath,
                  const std::map<std::string, std::string>& environment)
-    : m_Id(-1), m_OutputPath(outputPath)
+    : m_id(-1), m_outputPath(outputPath)
 {
     std::vector<std::string> arguments = command;
     std::vector<std::string> variables = Environment(environment);
@@ -72,11 +72,11 @@ Process::Process(const std::vector<std::string>& command, const std::string& out
     const std::vector<char*> variablePointers = Pointers(variables);
     const int output = OpenOutput(outputPath + ".out");
     const int errors = OpenOutput(outputPath + ".err");
-    m_Id = fork();
-    if (m_Id == 0) Execute(argumentPointers.data(), variablePointers.data(), output, errors);
+    m_id = fork();
+    if (m_id == 0) Execute(argumentPointers.data(), variablePointers.data(), output, errors);
     (void)close(output);
     (void)close(errors);
-    if (m_Id < 0) throw std::runtime_error("cannot start " + command[0]);
+    if (m_id < 0) throw std::runtime_error("cannot start " + command[0]);
 }
 
 Process::~Process()
@@ -86,15 +86,15 @@ Process::~Process()
     (void)Wait();
 }
 
-void Process::Signal(int number) const { (void)kill(m_Id, number); }
+void Process::Signal(int number) const { (void)kill(m_id, number); }
 
 std::optional<int> Process::Result()
 {
     int status = 0;
-    if (!m_Result && waitpid(m_Id, &status, WNOHANG) == m_Id) {
-        m_Result = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    if (!m_result && waitpid(m_id, &status, WNOHANG) == m_id) {
+        m_result = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
     }
-    return m_Result;
+    return m_result;
 }
 
 std::optional<int> Process::Wait(std::chrono::milliseconds time)
@@ -103,12 +103,12 @@ std::optional<int> Process::Wait(std::chrono::milliseconds time)
     while (!Result() && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
-    return m_Result;
+    return m_result;
 }
 
-std::string Process::Output() const { return ReadFile(m_OutputPath + ".out"); }
+std::string Process::Output() const { return ReadFile(m_outputPath + ".out"); }
 
-std::string Process::Errors() const { return ReadFile(m_OutputPath + ".err"); }
+std::string Process::Errors() const { return ReadFile(m_outputPath + ".err"); }
 
 Footprint Measure(pid_t process)
 {

@@ -25,7 +25,7 @@ public:
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
-    pid_t Id() const { return m_Id; }
+    pid_t Id() const { return m_id; }
     void Signal(int number) const;
 
     /// The exit code once the program has ended, 128 plus the signal's number after a signal; nothing while it runs.
@@ -37,9 +37,9 @@ public:
     std::string Errors() const;
 
 private:
-    pid_t m_Id;
-    std::string m_OutputPath;
-    std::optional<int> m_Result;
+    pid_t m_id;
+    std::string m_outputPath;
+    std::optional<int> m_result;
 };
 
 /// What a process holds.

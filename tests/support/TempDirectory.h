@@ -18,21 +18,21 @@ public:
     {
         std::string name = (std::filesystem::temp_directory_path() / "srcwatch-test-XXXXXX").string();
         if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a temporary directory");
-        m_Path = name;
+        m_path = name;
     }
     ~TempDirectory()
     {
         std::error_code ignored;  // nothing more can be done about what stays
-        std::filesystem::remove_all(m_Path, ignored);
+        std::filesystem::remove_all(m_path, ignored);
     }
     TempDirectory(const TempDirectory&) = delete;
     TempDirectory& operator=(const TempDirectory&) = delete;
 
-    const std::string& Path() const { return m_Path; }
-    std::string operator/(const std::string& name) const { return m_Path + "/" + name; }
+    const std::string& Path() const { return m_path; }
+    std::string operator/(const std::string& name) const { return m_path + "/" + name; }
 
 private:
-    std::string m_Path;
+    std::string m_path;
 };
 
 template <typename Container>

@@ -19,7 +19,7 @@ namespace srcwatch_test {
 
 class FakeService {
 public:
-    FakeService() : m_Receiver("qdinfo", true)
+    FakeService() : m_receiver("qdinfo", true)
     {
         EXPECT_TRUE(RunUntil([] { return !BusPeer().OwnerOf("org.nalto.tv.qdinfo").empty(); }));
     }
@@ -27,8 +27,8 @@ public:
     /// Reply to method calls of a type.
     void Answer(int type, const std::string& reply)
     {
-        m_Replies[type] = reply;
-        m_Receiver.RegisterEventCallback(type, OnCall, this);
+        m_replies[type] = reply;
+        m_receiver.RegisterEventCallback(type, OnCall, this);
     }
 
     /// The calls that arrived, with what followed them.
@@ -56,11 +56,11 @@ private:
         std::string extra;
         std::getline(request >> std::ws, extra, '\t');
         service.calls.push_back({*event, extra});
-        *static_cast<std::stringstream*>(event->ptr_args[0]) << service.m_Replies[event->type];
+        *static_cast<std::stringstream*>(event->ptr_args[0]) << service.m_replies[event->type];
     }
 
-    std::map<int, std::string> m_Replies;
-    qdinfo::CQDEventReciever m_Receiver;
+    std::map<int, std::string> m_replies;
+    qdinfo::CQDEventReciever m_receiver;
 };
 
 }  // namespace srcwatch_test

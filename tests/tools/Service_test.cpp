@@ -17,17 +17,17 @@ class BesideService : public ToolTest {
 protected:
     void StartService()
     {
-        m_Service = std::make_unique<Program>(Words{SRCWATCH_SERVICE_PROGRAM, "--inputs", Path("inputs"), "--profiles",
+        m_service = std::make_unique<Program>(Words{SRCWATCH_SERVICE_PROGRAM, "--inputs", Path("inputs"), "--profiles",
                                                     SRCWATCH_PROFILES_FILE, "--scan-step-ms", "20", "--quiet-ms", "20"},
                                               Environment(), Path("service"));
         // It serves once it answers.
-        EXPECT_TRUE(RunUntil([&] { return Run({"call", "status"}).code == 0; })) << m_Service->Errors();
+        EXPECT_TRUE(RunUntil([&] { return Run({"call", "status"}).code == 0; })) << m_service->Errors();
     }
     ~BesideService() override
     {
-        if (m_Service == nullptr) return;
-        m_Service->Signal(SIGTERM);
-        EXPECT_EQ(m_Service->Wait().code, 0);
+        if (m_service == nullptr) return;
+        m_service->Signal(SIGTERM);
+        EXPECT_EQ(m_service->Wait().code, 0);
     }
 
     void Plug(const std::string& port, const std::string& capture)
@@ -37,7 +37,7 @@ protected:
     }
 
 private:
-    std::unique_ptr<Program> m_Service;
+    std::unique_ptr<Program> m_service;
 };
 
 class WithService : public BesideService {

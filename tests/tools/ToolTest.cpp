@@ -54,21 +54,21 @@ std::string ReadTerminal(int terminal)
 class SchemaChecker {
 public:
     SchemaChecker()
-        : m_Process(g_subprocess_new(
+        : m_process(g_subprocess_new(
               static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDIN_PIPE | G_SUBPROCESS_FLAGS_STDOUT_PIPE), nullptr,
               "/usr/bin/python3", SRCWATCHCTL_CHECK_SCHEMA, SRCWATCHCTL_SCHEMA, nullptr))
     {
-        if (m_Process == nullptr) throw std::runtime_error("there is no /usr/bin/python3");
-        m_Answers = g_data_input_stream_new(g_subprocess_get_stdout_pipe(m_Process));
+        if (m_process == nullptr) throw std::runtime_error("there is no /usr/bin/python3");
+        m_answers = g_data_input_stream_new(g_subprocess_get_stdout_pipe(m_process));
     }
     SchemaChecker(const SchemaChecker&) = delete;
     SchemaChecker& operator=(const SchemaChecker&) = delete;
     ~SchemaChecker()
     {
-        (void)g_output_stream_close(g_subprocess_get_stdin_pipe(m_Process), nullptr, nullptr);
-        (void)g_subprocess_wait(m_Process, nullptr, nullptr);
-        g_object_unref(m_Answers);
-        g_object_unref(m_Process);
+        (void)g_output_stream_close(g_subprocess_get_stdin_pipe(m_process), nullptr, nullptr);
+        (void)g_subprocess_wait(m_process, nullptr, nullptr);
+        g_object_unref(m_answers);
+        g_object_unref(m_process);
     }
 
     // What is wrong with a document; empty when nothing is.
@@ -80,18 +80,18 @@ public:
         Json::StreamWriterBuilder inOneLine;
         inOneLine["indentation"] = "";
         const std::string line = Json::writeString(inOneLine, question) + "\n";
-        GOutputStream* const questions = g_subprocess_get_stdin_pipe(m_Process);
+        GOutputStream* const questions = g_subprocess_get_stdin_pipe(m_process);
         if (!g_output_stream_write_all(questions, line.data(), line.size(), nullptr, nullptr, nullptr))
             return "no checker";
         const std::unique_ptr<char, decltype(&g_free)> answer(
-            g_data_input_stream_read_line(m_Answers, nullptr, nullptr, nullptr), g_free);
+            g_data_input_stream_read_line(m_answers, nullptr, nullptr, nullptr), g_free);
         if (!answer) return "no answer of the checker";
         return ParseText(answer.get()).asString();
     }
 
 private:
-    GSubprocess* const m_Process;
-    GDataInputStream* m_Answers = nullptr;
+    GSubprocess* const m_process;
+    GDataInputStream* m_answers = nullptr;
 };
 
 void DieWithParent(void* /*data*/) { (void)prctl(PR_SET_PDEATHSIG, SIGKILL); }
@@ -117,7 +117,7 @@ testing::AssertionResult Fails(const Outcome& outcome, int code, const std::stri
 
 Program::Program(const Words& command, const std::map<std::string, std::string>& environment,
                  const std::string& directory, int output)
-    : m_OutputPath(directory + ".out"), m_ErrorPath(directory + ".err")
+    : m_outputPath(directory + ".out"), m_errorPath(directory + ".err")
 {
     GSubprocessLauncher* const launcher = g_subprocess_launcher_new(G_SUBPROCESS_FLAGS_NONE);
     for (const auto& [name, value] : environment) {
@@ -127,54 +127,54 @@ Program::Program(const Words& command, const std::map<std::string, std::string>&
     if (output >= 0) {
         g_subprocess_launcher_take_stdout_fd(launcher, output);
     } else {
-        g_subprocess_launcher_set_stdout_file_path(launcher, m_OutputPath.c_str());
+        g_subprocess_launcher_set_stdout_file_path(launcher, m_outputPath.c_str());
     }
-    g_subprocess_launcher_set_stderr_file_path(launcher, m_ErrorPath.c_str());
+    g_subprocess_launcher_set_stderr_file_path(launcher, m_errorPath.c_str());
     g_subprocess_launcher_set_child_setup(launcher, DieWithParent, nullptr, nullptr);
 
     std::vector<const char*> arguments;
     for (const std::string& word : command) arguments.push_back(word.c_str());
     arguments.push_back(nullptr);
-    m_Process = g_subprocess_launcher_spawnv(launcher, arguments.data(), nullptr);
+    m_process = g_subprocess_launcher_spawnv(launcher, arguments.data(), nullptr);
     g_object_unref(launcher);
-    if (m_Process == nullptr) throw std::runtime_error("cannot start " + command.front());
-    g_subprocess_wait_async(m_Process, nullptr, OnEnd, this);
+    if (m_process == nullptr) throw std::runtime_error("cannot start " + command.front());
+    g_subprocess_wait_async(m_process, nullptr, OnEnd, this);
 }
 
 Program::~Program()
 {
-    if (!m_Ended) {
-        g_subprocess_force_exit(m_Process);
-        (void)RunUntil([this] { return m_Ended; });
+    if (!m_ended) {
+        g_subprocess_force_exit(m_process);
+        (void)RunUntil([this] { return m_ended; });
     }
-    g_object_unref(m_Process);
+    g_object_unref(m_process);
 }
 
 void Program::OnEnd(GObject* process, GAsyncResult* result, void* self)
 {
     (void)g_subprocess_wait_finish(G_SUBPROCESS(process), result, nullptr);
-    static_cast<Program*>(self)->m_Ended = true;
+    static_cast<Program*>(self)->m_ended = true;
 }
 
-std::string Program::Output() const { return ReadFile(m_OutputPath); }
+std::string Program::Output() const { return ReadFile(m_outputPath); }
 
-std::string Program::Errors() const { return ReadFile(m_ErrorPath); }
+std::string Program::Errors() const { return ReadFile(m_errorPath); }
 
 bool Program::WaitForOutput(const std::string& text)
 {
-    return RunUntil([&] { return m_Ended || Output().find(text) != std::string::npos; }) &&
+    return RunUntil([&] { return m_ended || Output().find(text) != std::string::npos; }) &&
            Output().find(text) != std::string::npos;
 }
 
 Outcome Program::Wait()
 {
-    if (!RunUntil([this] { return m_Ended; })) {
-        g_subprocess_force_exit(m_Process);
+    if (!RunUntil([this] { return m_ended; })) {
+        g_subprocess_force_exit(m_process);
         ADD_FAILURE() << "a program does not end; its errors: " << Errors();
-        (void)RunUntil([this] { return m_Ended; });
+        (void)RunUntil([this] { return m_ended; });
     }
-    const int code = g_subprocess_get_if_exited(m_Process) ? g_subprocess_get_exit_status(m_Process)
-                                                           : 128 + g_subprocess_get_term_sig(m_Process);
+    const int code = g_subprocess_get_if_exited(m_process) ? g_subprocess_get_exit_status(m_process)
+                                                           : 128 + g_subprocess_get_term_sig(m_process);
     return {code, Output(), Errors()};
 }
 
@@ -184,10 +184,10 @@ ToolTest::ToolTest()
 {
     std::string name = (std::filesystem::temp_directory_path() / "srcwatchctl-test-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a temporary directory");
-    m_Home = name;
+    m_home = name;
     std::filesystem::create_directory(Path("inputs"));
     WriteFile("platform.conf", "[hdmi]\ninputs=4\n[features]\ncom.korvane/featureconf/bt_profile_bt_calvix=true\n");
-    m_Environment = {{"SRCWATCH_STATE_DIR", Path("state")},
+    m_environment = {{"SRCWATCH_STATE_DIR", Path("state")},
                      {"SRCWATCH_RUN_DIR", Path("run")},
                      {"SRCWATCH_PLATFORM_CONF", Path("platform.conf")},
                      {"SRCWATCH_INPUTS", Path("inputs")},
@@ -200,14 +200,14 @@ ToolTest::ToolTest()
 ToolTest::~ToolTest()
 {
     std::error_code ignored;  // nothing more can be done about what stays
-    std::filesystem::remove_all(m_Home, ignored);
+    std::filesystem::remove_all(m_home, ignored);
 }
 
 std::unique_ptr<Program> ToolTest::Start(const Words& arguments)
 {
     Words command = {SRCWATCHCTL_PROGRAM};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    return std::make_unique<Program>(command, m_Environment, Path("run-" + std::to_string(++m_Started)));
+    return std::make_unique<Program>(command, m_environment, Path("run-" + std::to_string(++m_started)));
 }
 
 Outcome ToolTest::Run(const Words& arguments) { return Start(arguments)->Wait(); }
@@ -220,7 +220,7 @@ Outcome ToolTest::RunOnTerminal(const Words& arguments)
     (void)fcntl(terminal, F_SETFD, FD_CLOEXEC);
     Words command = {SRCWATCHCTL_PROGRAM};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    Program program(command, m_Environment, Path("terminal-" + std::to_string(++m_Started)), slave);
+    Program program(command, m_environment, Path("terminal-" + std::to_string(++m_started)), slave);
     Outcome outcome = program.Wait();
     outcome.out = ReadTerminal(terminal);
     return outcome;

@@ -39,7 +39,7 @@ public:
 
     std::string Output() const;
     std::string Errors() const;
-    void Signal(int number) { g_subprocess_send_signal(m_Process, number); }
+    void Signal(int number) { g_subprocess_send_signal(m_process, number); }
 
     /// Run the main loop until the output has a text. False when the deadline came first.
     bool WaitForOutput(const std::string& text);
@@ -49,10 +49,10 @@ public:
 private:
     static void OnEnd(GObject* process, GAsyncResult* result, void* self);
 
-    std::string m_OutputPath;
-    std::string m_ErrorPath;
-    GSubprocess* m_Process = nullptr;
-    bool m_Ended = false;
+    std::string m_outputPath;
+    std::string m_errorPath;
+    GSubprocess* m_process = nullptr;
+    bool m_ended = false;
 };
 
 /// A home of its own for each test: settings, four HDMI inputs, an inputs directory.
@@ -80,16 +80,16 @@ protected:
     /// Store this as the record of a port, with none before it.
     void StoreRecord(int port, const Json::Value& record);
 
-    std::string Path(const std::string& name) const { return m_Home + "/" + name; }
+    std::string Path(const std::string& name) const { return m_home + "/" + name; }
     void WriteFile(const std::string& name, const std::string& content) const;
-    void RemoveVariable(const std::string& name) { m_Environment.erase(name); }
-    void SetVariable(const std::string& name, const std::string& value) { m_Environment[name] = value; }
-    const std::map<std::string, std::string>& Environment() const { return m_Environment; }
+    void RemoveVariable(const std::string& name) { m_environment.erase(name); }
+    void SetVariable(const std::string& name, const std::string& value) { m_environment[name] = value; }
+    const std::map<std::string, std::string>& Environment() const { return m_environment; }
 
 private:
-    std::string m_Home;
-    std::map<std::string, std::string> m_Environment;
-    int m_Started = 0;
+    std::string m_home;
+    std::map<std::string, std::string> m_environment;
+    int m_started = 0;
 };
 
 extern const char* const kActivityKey;
