@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Where the detection service gets the store from.
+// The detection service's access to the store.
 #ifndef SRCWATCH_QDINFOAPI_H
 #define SRCWATCH_QDINFOAPI_H
 
@@ -18,20 +18,20 @@ namespace qdinfo {
 class SRCWATCH_API CQDInfoAPI {
 public:
     /**
-     * Declare the mode, and load the stored records in server mode.
+     * Declares the mode, and loads the stored records in server mode.
      *
-     * @return False in client mode, and when the records could not be loaded: the store is there all the same.
+     * @return False in client mode, and if the records could not be loaded; the store exists in that case too.
      */
     static bool Create(bool bServerPart);
 
-    /// The store, made on first use in server mode; null in client mode and when there is no memory.
+    /// Returns the store, which is created at first use in server mode; null in client mode and without memory for it.
     static CQDInfoData* GetQDInfoUtil();
 
-    /// Give up the store; destroy it in server mode. The mode stays.
+    /// Releases the store, and destroys it in server mode. The mode stays.
     static void Destroy();
 
 private:
-    static CQDInfoData* m_pUtil;  // the singleton's object, not owned
+    static CQDInfoData* m_pUtil;  // the singleton's object, which is not owned
     static bool m_bServerPart;
 };
 

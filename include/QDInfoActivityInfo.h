@@ -27,7 +27,7 @@ public:
     ~CQDInfoActivityInfo();
 
     /**
-     * Fill the fields from a JSON object.
+     * Fills the fields from a JSON object.
      *
      * A missing member reads as 0 or the empty text, and is added to obj as null.
      *
@@ -36,16 +36,16 @@ public:
      */
     bool Read(Json::Value& obj);
 
-    /// Read(), and whether memory ran out. For the library's own use.
+    /// Reads like Read(), and reports whether memory ran out. For the library's own use.
     SRCWATCH_LOCAL bool TryRead(Json::Value& obj, bool& outOfMemory);
 
-    /// Store the fields as members of obj, which is null or an object. @return False, after a log line, if it is not.
+    /// Stores the fields as members of obj, which is null or an object. @return False, after a log line, if it is not.
     bool Write(Json::Value& obj);
 
-    /// Set all fields to 0 or empty.
+    /// Sets all fields to 0 or empty.
     void Clear();
 
-    /// Set all fields to 0 or empty, except the deny count.
+    /// Sets all fields to 0 or empty, except the deny count.
     void ResetSourceInfo();
 
     int GetDeviceType();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What every source file of the library and the detection service share: the names of the settings keys, the number of
-// HDMI inputs, the log macro and the singleton template.
+// Shared by every source file of the library and of the detection service: the names of the settings keys, the number
+// of HDMI inputs, the log macro and the singleton template.
 #ifndef SRCWATCH_QDINFOCOMMON_H
 #define SRCWATCH_QDINFOCOMMON_H
 
@@ -74,7 +74,7 @@ const std::string QDINFO_SERVICE_NAME = "org.nalto.srcwatch-service.service";
 
 namespace qdinfo {
 
-/// The part of a source file's path after its last '/'.
+/// Returns the part of a path after its last '/'.
 constexpr const char* BaseName(const char* path)
 {
     const char* name = path;
@@ -84,7 +84,7 @@ constexpr const char* BaseName(const char* path)
     return name;
 }
 
-/// Where a log line comes from. A helper that logs for its callers takes one, by default its caller's own.
+/// The place that a log line names. A helper that logs for its callers takes one, by default its caller's own.
 struct CallSite {
     const char* file;
     const char* function;
@@ -97,7 +97,7 @@ struct CallSite {
     }
 };
 
-/// Milliseconds of the wall clock, deliberately in 32 bits: the value wraps around.
+/// Returns the milliseconds of the wall clock, deliberately in 32 bits: the value wraps around.
 inline long LogStamp()
 {
     timeval now{};
@@ -112,28 +112,28 @@ inline long LogStamp()
 /// Priorities of the library's log lines, as the platform log numbers them.
 enum QDLogPriority { QDLOG_DEBUG = 3, QDLOG_ERROR = 6 };
 
-/// What each line begins with: file, function, line number and time.
+/// The beginning of each line: file, function, line number and time.
 #define QDLOG_PREFIX "%s: %s(%d) > <%ld> "
 
-/// Log a line for another place than this one. The text is a literal, which the compiler checks the arguments against.
+/// Logs a line for another place than this one. The text is a literal, which the compiler checks the arguments against.
 #define QDLOG_AT(site, priority, text, ...)                                                                       \
     static_cast<void>(__dlog_print(0, (priority), "qdinfo", QDLOG_PREFIX text "\n", (site).file, (site).function, \
                                    (site).line, qdinfo::LogStamp(), ##__VA_ARGS__))
 
-/// Log a line to the platform log, with the place of the call and the time before it.
+/// Logs a line to the platform log, with the place of the call and the time before it.
 #define QDLOG(priority, text, ...)                                                                              \
     static_cast<void>(__dlog_print(0, (priority), "qdinfo", QDLOG_PREFIX text "\n", qdinfo::BaseName(__FILE__), \
                                    __func__, __LINE__, qdinfo::LogStamp(), ##__VA_ARGS__))
 
 namespace qdinfo {
 
-/// Gives T one instance in a process, made on first use. T derives from CSingleton<T>.
+/// Base class of a T that has one instance in a process, created at first use: T derives from CSingleton<T>.
 template <typename T>
 class SRCWATCH_API CSingleton {
 public:
     virtual ~CSingleton() {}
 
-    /// The instance, made if there is none. Null when there is no memory for it. Callable from any thread.
+    /// Returns the instance, which is created if there is none; null without memory for it. Callable from any thread.
     static T* GetInstance()
     {
         std::lock_guard<std::mutex> lock(t_mtx);
@@ -148,7 +148,7 @@ public:
         return static_cast<T*>(m_pInstance);
     }
 
-    /// Destroy the instance, if there is one. Pointers to it are invalid from then on.
+    /// Destroys the instance, if there is one. Pointers to it are invalid from then on.
     static void DestroyInstance()
     {
         std::lock_guard<std::mutex> lock(t_mtx);

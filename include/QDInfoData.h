@@ -17,7 +17,7 @@ namespace qdinfo {
  * The records of all inputs: one per HDMI port, and that of the optical source (port 99).
  *
  * Members that take a port forward to the accessor of the same name of that port's record; setters return true. A port
- * outside the table has no record: getters then give 0 or an empty text, setters change nothing. The table is empty
+ * outside the table has no record: getters then return 0 or an empty text, setters change nothing. The table is empty
  * until CreateAndAddNewActivity() or SetActivityInfoFromStream() fills it. Not synchronised.
  */
 class SRCWATCH_API CQDInfoData {
@@ -38,25 +38,27 @@ public:
     virtual bool t_LoadPortJsonKPIInfoToMemory(int port, Json::Value& out);
     virtual bool t_LoadAllJsonKPIInfoToMemory(Json::Value* out);
 
-    /// Append one default record per HDMI input and make the optical record a default one. A second call appends again.
+    /// Appends one default record per HDMI input and resets the optical record to its defaults. A second call appends
+    /// again.
     bool CreateAndAddNewActivity();
 
-    /// Set all fields of a port's record to 0 or empty, except the deny count.
+    /// Sets all fields of a port's record to 0 or empty, except the deny count.
     void ResetSourceInfo(int port);
 
     /**
-     * Store the HDMI records as the array "activity" of root, which is null or an object. An empty table leaves root
+     * Stores the HDMI records as the array "activity" of root, which is null or an object. An empty table leaves root
      * as it is. Logs the number of records. @return False, after a log line, when root cannot take them or memory runs
      * out.
      */
     bool GetActivityInfoToStream(Json::Value& root);
 
-    /// Store the optical record as the member "activity" of root. @return False, after a log line, if root cannot.
+    /// Stores the optical record as the member "activity" of root. @return False, after a log line, if root cannot take
+    /// it.
     bool GetOpticalActivityInfoToStream(Json::Value& root);
 
     /**
-     * Replace the HDMI records by those of the array "activity" of root, one per HDMI input: a missing element gives a
-     * default record, further elements are ignored, and root is completed with nulls on the way.
+     * Replaces the HDMI records by those of the array "activity" of root, one per HDMI input: a missing element becomes
+     * a default record, further elements are ignored, and root is completed with nulls on the way.
      *
      * @return False, after a log line, when root is not an object or "activity" not an array: the table then holds the
      *         records before the failure.
@@ -100,7 +102,7 @@ public:
     int GetChangedType(int port);
     bool SetChangedType(int value, int port);
 
-    /// Whether the table holds a record of the port. For the library's own use.
+    /// Returns true if the table holds a record of the port. For the library's own use.
     SRCWATCH_LOCAL bool HasPort(int port) { return Find(port) != nullptr; }
 
 private:

@@ -21,12 +21,12 @@ namespace qdinfo {
 class Error;
 
 /**
- * Sends events on a channel: as a signal to everybody, or as a method call to the service.
+ * Sends events on a channel: as a signal to all receivers, or as a method call to the service.
  *
  * A sender keeps one current event, which AppendArgs() and ClearEvent() fill and every send sends. It connects to the
  * bus at its first use and keeps the process's shared connection (which is set not to end the process when the bus
  * dies) until it is destroyed. A connection that closed meanwhile is not replaced: use a new sender, after the main
- * loop has run, in which GLib learns of the end of the connection that everybody shares.
+ * loop has run, in which GLib learns that the shared connection has ended.
  *
  * Results are 1 for success and 0 for failure, with the reason in the log. Callable from any thread; at most one sender
  * of the process sends at a time. Text that is not valid UTF-8 is sent with U+FFFD in place of what is wrong.
@@ -44,33 +44,33 @@ public:
     CQDEventSender& operator=(const CQDEventSender&) = delete;
     virtual ~CQDEventSender();
 
-    /// Replace the whole current event. Alone of all, this one does not lock: not for a sender that threads share.
+    /// Replaces the whole current event. Unlike all others it does not lock: not for a sender that threads share.
     void AppendArgs(const srcwatch_event_s& event);
-    /// Set args[0] to args[3], each reduced to 32 bits.
+    /// Sets args[0] to args[3], each reduced to 32 bits.
     void AppendArgs(long a0, long a1, long a2, long a3);
-    /// Set the three texts; each is cut after 99 bytes.
+    /// Sets the three texts; each is cut after 99 bytes.
     void AppendArgs(const std::string& s0, const std::string& s1, const std::string& s2);
-    /// Set the four pointers, which are never transmitted.
+    /// Sets the four pointers, which are never transmitted.
     void AppendArgs(void* p0, void* p1, void* p2, void* p3);
-    /// Set the whole current event to zeros.
+    /// Sets the whole current event to zeros.
     void ClearEvent();
 
-    /// Broadcast the current event with this type, which it keeps.
+    /// Broadcasts the current event with this type, which it keeps.
     void SendEvent(long type);
-    /// Broadcast an event of this type and these numbers, which becomes the current one.
+    /// Broadcasts an event of this type and these numbers, which becomes the current one.
     void SendEvent(long type, long a0, long a1, long a2);
 
-    /// Broadcast the current event as one of this type, with the content of extra and a tab after it.
+    /// Broadcasts the current event as one of this type, with the content of extra and a tab after it.
     int SendSignal(int type, const std::stringstream& extra);
     int SendSignal(int type);
 
-    /// Call the service with the current event as one of this type. The reply's text replaces the content of reply,
+    /// Calls the service with the current event as one of this type. The reply's text replaces the content of reply,
     /// which stays as it is on failure.
     int Call(int type, const std::stringstream& extra, std::stringstream& reply);
     int Call(int type, std::stringstream& reply);
     int Call(int type);
 
-    /// Ask the bus once whether a service owns the channel's name; blocks up to 5 s.
+    /// Asks the bus once whether a service owns the channel's name; blocks up to 5 s.
     int IsServiceAvailable();
 
 private:
@@ -98,30 +98,29 @@ private:
  * On the service side it also owns the channel's bus name, which a later service may take over, exports the object that
  * answers method calls, and broadcasts SRCWATCH_EVENT_SERVICE_STARTED and _STOPPED when the name is gained or lost.
  *
- * Everything is delivered by the GLib main context that was thread-default where the receiver was constructed, so the
- * host must run a main loop there. Callbacks run with a lock held that all receivers of the process share; they may
+ * Events are delivered in the GLib main context that was thread-default where the receiver was constructed, so the host
+ * must run a main loop there. Callbacks run with a lock held that all receivers of the process share; they may
  * register, unregister, send, delete this receiver, and end their thread. What a callback writes into the stream behind
  * ptr_args[0] is the reply to a method call; what the caller appended can be read from that behind ptr_args[1]. The
- * event and its streams are valid until the callback returns, whatever becomes of the receiver. Exceptions that leave a
- * callback are logged.
+ * event and its streams are valid until the callback returns, even if the receiver is deleted meanwhile. Exceptions
+ * that leave a callback are logged.
  *
- * Failures are only logged. When the bus dies, the process goes on, and no event arrives any more: destroy the
- * receiver, let the main loop run, and construct a new one when the bus is back. GLib hands out the broken connection
- * for as long as anybody in the process holds it.
+ * Failures are only logged. When the bus dies, the process goes on, and no more events arrive: destroy the receiver,
+ * let the main loop run, and construct a new one when the bus is back. GLib returns the broken connection for as long
+ * as any part of the process holds it.
  */
 class SRCWATCH_API CQDEventReciever {  // sic
 public:
-    /// @param name  The channel; "qdinfo" when empty.  @param service  Whether this is the service side.
+    /// @param name  The channel; "qdinfo" when empty.  @param service  True for the service side.
     CQDEventReciever(const std::string& name, bool service);
     CQDEventReciever(const CQDEventReciever&) = delete;
     CQDEventReciever& operator=(const CQDEventReciever&) = delete;
-    /// Ends the receiver at once, and waits for nothing: a callback that runs in another thread goes on until it
-    /// returns.
+    /// Ends the receiver at once, without waiting: a callback that runs in another thread goes on until it returns.
     virtual ~CQDEventReciever();
 
-    /// Call callback(user_data, event) for events of a type. The first callback of a type stays.
+    /// Registers callback(user_data, event) for events of a type. The first callback of a type stays.
     void RegisterEventCallback(int type, srcwatch_event_cb callback, void* user_data);
-    /// Call nothing any more for events of a type; -1 means all types.
+    /// Removes the callback of a type; -1 means all types.
     void UnregisterEventCallback(int type);
 
 private:

@@ -10,41 +10,42 @@
 namespace qdinfo {
 
 /**
- * Keeps the activity records as JSON text in the settings store, and hands out what is stored there.
+ * Keeps the activity records as JSON text in the settings store, and reads the records that are stored there.
  *
- * One per process, obtained through GetInstance(). The loaders that give a Json::Value read and parse the stored text
- * at each call and never touch the table in memory. A false result means: no text, not JSON, or JSON of another shape;
- * only the first and the last are logged. Not synchronised; the settings store serialises single reads and writes.
+ * One per process, obtained through GetInstance(). The loaders with an output of Json::Value read and parse the stored
+ * text at each call and never touch the table in memory. A false result means: no text, not JSON, or JSON of another
+ * shape; only the first and the last are logged. Not synchronised; the settings store serialises single reads and
+ * writes.
  */
 class SRCWATCH_API CQDInfoServerData : public CQDInfoData, public CSingleton<CQDInfoServerData> {
 public:
     CQDInfoServerData();
     ~CQDInfoServerData() override;
 
-    /// Load the HDMI records into the table.
+    /// Loads the HDMI records into the table.
     bool t_Initialize() override;
     void t_UnInitialize() override;
 
     /**
-     * Save all HDMI records, unless port is 99, then broadcast SRCWATCH_EVENT_RECORDS_SAVED, also after a failed save.
-     * The announcement has left the process when the call returns.
+     * Saves all HDMI records, unless port is 99, then broadcasts SRCWATCH_EVENT_RECORDS_SAVED, also after a failed
+     * save. The announcement has left the process when the call returns.
      */
     void t_CheckAndSaveActivity(int port) override;
-    /// The same.
+    /// Does the same.
     void t_CheckAndSaveActivityWithNotify(int port) override;
 
-    /// Replace the table's HDMI records by the stored ones. The table keeps its records when there is no JSON text.
+    /// Replaces the table's HDMI records by the stored ones. The table keeps its records when there is no JSON text.
     bool t_LoadActivityInfoToMemory() override;
-    /// Get the stored record of an HDMI port; null, with a true result, when the port is beyond the stored ones.
+    /// Reads the stored record of an HDMI port; null, with a true result, when the port is beyond the stored ones.
     bool t_LoadPortJsonInfoToMemory(int port, Json::Value& out) override;
-    /// Get the stored record of the optical source, whatever the port.
+    /// Reads the stored record of the optical source; the port does not matter.
     bool t_LoadOpticalPortJsonInfoToMemory(int port, Json::Value& out) override;
-    /// Get the last statistics entry of a port with a priority of at most 9; out is untouched when there is none.
+    /// Reads the last statistics entry of a port with a priority of at most 9; out is untouched when there is none.
     bool t_LoadPortJsonKPIInfoToMemory(int port, Json::Value& out) override;
-    /// The same for every HDMI port, into out[port]: out points to at least HDMI_PORT_COUNT values.
+    /// Does the same for every HDMI port, into out[port]: out points to at least HDMI_PORT_COUNT values.
     bool t_LoadAllJsonKPIInfoToMemory(Json::Value* out) override;
 
-    /// Write the table's HDMI records to the settings store.
+    /// Writes the table's HDMI records to the settings store.
     virtual bool t_SaveActivityInfoToFile();
 };
 

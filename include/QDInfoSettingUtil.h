@@ -27,7 +27,7 @@ public:
     /// Kept for old callers; does nothing.
     static void SetQDInfoState(int state);
 
-    /// Get the activate data; an output that cannot be read stays as it is. @return Always true.
+    /// Reads the activate data; an output that cannot be read stays as it is. @return Always true.
     static bool GetQDInfoActivateData(int& stateFrom, std::string& headendId, std::string& deviceType,
                                       std::string& providerName);
     static void SetQDInfoActivateData(int stateFrom, const std::string& headendId, const std::string& deviceType,

@@ -6,7 +6,7 @@
  * Usable from C11 and from C++14 on. Nothing here throws in C terms; in C++ only std::bad_alloc can pass.
  *
  * Ports are indexes: 0 is HDMI 1, 99 (SRCWATCH_PORT_OPTICAL) is the optical source. Queries about a port accept 0 to 7
- * and 99, whatever number of inputs the TV has. What they make of what is stored (result, output):
+ * and 99, independently of the number of inputs of the TV. Results and outputs for what may be stored:
  *
  * stored                                                          | query for a text | query for a number
  * --------------------------------------------------------------- | ---------------- | ------------------
@@ -85,49 +85,49 @@ enum srcwatch_device_type {
  *   SRCWATCH_ERROR_JSON when the record or the member cannot be read as text (dst is then untouched).
  */
 
-/** Copy the HDMI-CEC name of the device ("Set OSD Name", HDMI-CEC 1.4). */
+/** Copies the HDMI-CEC name of the device ("Set OSD Name", HDMI-CEC 1.4). */
 SRCWATCH_API int srcwatch_get_cec_name(char* dst, int port);
 
-/** Copy the model name: the product description of the SPD InfoFrame (CTA-861). */
+/** Copies the model name: the product description of the SPD InfoFrame (CTA-861). */
 SRCWATCH_API int srcwatch_get_model_name(char* dst, int port);
 
-/** Copy the manufacturer name: the vendor name of the SPD InfoFrame (CTA-861). */
+/** Copies the manufacturer name: the vendor name of the SPD InfoFrame (CTA-861). */
 SRCWATCH_API int srcwatch_get_manufacturer_name(char* dst, int port);
 
-/** Copy the full name of the remote-control codeset; srcwatch_get_codeset_info() gives its short form. */
+/** Copies the full name of the remote-control codeset; srcwatch_get_codeset_info() returns its short form. */
 SRCWATCH_API int srcwatch_get_codeset_name(char* dst, int port);
 
-/** Copy the provider (logo, MSO) name. */
+/** Copies the provider (logo, MSO) name. */
 SRCWATCH_API int srcwatch_get_logo_mso_name(char* dst, int port);
 
-/** Copy the device name that was derived from HDMI-CEC. */
+/** Copies the device name that was derived from HDMI-CEC. */
 SRCWATCH_API int srcwatch_get_cec_device_name(char* dst, int port);
 
-/** Copy the HDCP key selection vector (AKSV) as text: ten hexadecimal digits for its 40 bits. */
+/** Copies the HDCP key selection vector (AKSV) as text: ten hexadecimal digits for its 40 bits. */
 SRCWATCH_API int srcwatch_get_aksv_info(char* dst, int port);
 
 /* ---------------------------------------------------------------------------------------------------------------------
  * One number of a port's record
  *
- * The argument orders differ; they are kept so for the callers there are. A missing member reads as 0.
+ * The argument orders differ, and are kept for existing callers. A missing member reads as 0.
  *   Result: SRCWATCH_OK; SRCWATCH_ERROR_PORT (tested first); SRCWATCH_ERROR_NULL when the output is null;
  *   SRCWATCH_ERROR_JSON when the record or the member cannot be read as a 32-bit integer (output untouched).
  */
 
-/** Get the device type (enum srcwatch_device_type) of the device on a port. Port first, output second. */
+/** Reads the device type (enum srcwatch_device_type) of the device on a port. Port first, output second. */
 SRCWATCH_API int srcwatch_get_product_type_name(int port, int* device_type);
 
-/** Get how often the user denied the detection result of a port. Output first, port second. */
+/** Reads how often the user denied the detection result of a port. Output first, port second. */
 SRCWATCH_API int srcwatch_get_denycount(int* deny_count, int port);
 
-/** Get the method by which the device was detected, as the detection service numbers them. Port first. */
+/** Reads the method by which the device was detected, as the detection service numbers them. Port first. */
 SRCWATCH_API int srcwatch_get_detection_moethod(int port, int* method); /* sic */
 
-/** Get the scan state of a port in the first-setup scan. Port first; the output may be null. Logs the value. */
+/** Reads the scan state of a port in the first-setup scan. Port first; the output may be null. Logs the value. */
 SRCWATCH_API int srcwatch_get_oobe_scan_state(int port, int* scan_state);
 
 /**
- * Tell whether the device on a port changed, and on which port it was seen before.
+ * Reads whether the device on a port changed, and on which port it was seen before.
  *
  * @param port       0 to 7, or 99.
  * @param prev_port  Receives the recorded previous port index, unless null.
@@ -144,7 +144,7 @@ SRCWATCH_API int srcwatch_get_current_aksv_info(void);
  */
 
 /**
- * Get the device type and the two strings to show for the device on a port.
+ * Reads the device type and composes the two strings to show for the device on a port.
  *
  * type     | device_info_str1                                         | device_info_str2
  * -------- | -------------------------------------------------------- | ------------------------
@@ -159,7 +159,7 @@ SRCWATCH_API int srcwatch_get_current_aksv_info(void);
  * other types a buffer that began with a zero byte reads "Unknown", and any other buffer keeps the caller's text.
  *
  * @param port              0 to 7, or 99.
- * @param device_type       Receives the stored type, whatever it is, before the strings are composed; unless null.
+ * @param device_type       Receives the stored type, also an unknown one, before the strings are composed; unless null.
  * @param device_info_str1  Buffer of at least 100 bytes; zero-filled to 100, not terminated at 100 bytes or more.
  * @param device_info_str2  The same.
  * @return SRCWATCH_OK, also for an error type; SRCWATCH_ERROR_PORT; SRCWATCH_ERROR_NULL when a string is null;
@@ -169,13 +169,13 @@ SRCWATCH_API int srcwatch_get_current_aksv_info(void);
 SRCWATCH_API int srcwatch_get_device_info(int port, int* device_type, char* device_info_str1, char* device_info_str2);
 
 /**
- * Get the short name of the device's remote-control codeset.
+ * Copies the short name of the device's remote-control codeset.
  *
  * A device that is known only generically has none: its first string of srcwatch_get_device_info() begins with
  * "Unknown" or "STB".
  *
  * @param port         0 to 7, or 99.
- * @param has_codeset  Receives whether a codeset is known, unless null; written only with the results 0 and 3.
+ * @param has_codeset  Receives true if a codeset is known, unless null; written only with the results 0 and 3.
  * @param dst          Buffer of at least 10 bytes; exactly 10 are written on success, the name and then zeros. It is
  *                     NOT terminated when the name has 10 bytes or more.
  * @return SRCWATCH_OK; SRCWATCH_NO_CODESET (dst untouched); SRCWATCH_ERROR_PORT; SRCWATCH_ERROR_NULL when dst is null;
@@ -185,8 +185,8 @@ SRCWATCH_API int srcwatch_get_device_info(int port, int* device_type, char* devi
 SRCWATCH_API int srcwatch_get_codeset_info(int port, bool* has_codeset, char* dst);
 
 /**
- * Copy the first string of a detection result: the provider name of type 1, the device name of types 3, 4, 5, 6 and 9.
- * The choice is deliberately not that of srcwatch_get_device_info().
+ * Copies the first string of a detection result: the provider name of type 1, the device name of types 3, 4, 5, 6
+ * and 9. The choice is deliberately not that of srcwatch_get_device_info().
  *
  * @param dst   Buffer of at least 100 bytes, filled as for the text queries; untouched for every other type.
  * @param port  0 to 7, or 99.
@@ -194,7 +194,7 @@ SRCWATCH_API int srcwatch_get_codeset_info(int port, bool* has_codeset, char* ds
  */
 SRCWATCH_API int srcwatch_get_result_str1_name(char* dst, int port);
 
-/** Copy the second string of a detection result: the brand name of types 3 to 6. Otherwise as the first. */
+/** Copies the second string of a detection result: the brand name of types 3 to 6. Otherwise as the first. */
 SRCWATCH_API int srcwatch_get_result_str2_name(char* dst, int port);
 
 /* ---------------------------------------------------------------------------------------------------------------------
@@ -202,7 +202,7 @@ SRCWATCH_API int srcwatch_get_result_str2_name(char* dst, int port);
  */
 
 /**
- * Save the table of records of this process and announce it.
+ * Saves the table of records of this process and announces it.
  *
  * @param port       The port that changed; 99 announces without saving.
  * @param save_mode  0 or 1, which do the same; any other value does nothing.
@@ -213,7 +213,7 @@ SRCWATCH_API int srcwatch_get_result_str2_name(char* dst, int port);
 SRCWATCH_API void srcwatch_set_source_info(int port, int save_mode);
 
 /**
- * Load the stored records, clear that of a port, all but its deny count, save all HDMI records and announce it.
+ * Loads the stored records, clears that of a port except its deny count, saves all HDMI records and announces it.
  *
  * @param port  A port of the table of records, or 99. Any other port is silently ignored.
  * @note Does nothing in a process that did not declare itself the service. With an empty table (no HDMI input is
@@ -222,20 +222,20 @@ SRCWATCH_API void srcwatch_set_source_info(int port, int save_mode);
 SRCWATCH_API void srcwatch_remove_source_info(int port);
 
 /* ---------------------------------------------------------------------------------------------------------------------
- * Scans: commands to the detection service, which watches for them. Nothing tells whether it runs.
+ * Scans: commands to the detection service, which watches for them. The caller does not learn whether a service runs.
  */
 
-/** Start the first-setup scan. */
+/** Starts the first-setup scan. */
 SRCWATCH_API void srcwatch_oobe_scan_start(void);
-/** Stop the first-setup scan. */
+/** Stops the first-setup scan. */
 SRCWATCH_API void srcwatch_oobe_scan_stop(void);
-/** Resume the first-setup scan where it was stopped. */
+/** Resumes the first-setup scan where it was stopped. */
 SRCWATCH_API void srcwatch_oobe_scan_resume(void);
-/** Start the scan of the optical source. */
+/** Starts the scan of the optical source. */
 SRCWATCH_API void srcwatch_optical_scan_start(void);
-/** Stop the scan of the optical source. */
+/** Stops the scan of the optical source. */
 SRCWATCH_API void srcwatch_optical_scan_stop(void);
-/** Report that the codesets of the multi-brand remote (MBR) have been downloaded. */
+/** Reports that the codesets of the multi-brand remote (MBR) have been downloaded. */
 SRCWATCH_API void srcwatch_set_MBR_download_finished(void);
 
 /** Results of srcwatch_get_oobe_stb_scan_progress() that are errors; every other value is a state. */
@@ -245,7 +245,7 @@ enum {
 };
 
 /**
- * Get the progress of the first-setup scan.
+ * Reads the progress of the first-setup scan.
  *
  * @param progress  Receives the percentage, 0 to 90, with a result of 0 or more; otherwise untouched.
  * @return 0 while the scan runs or before any scan; 1 to the number of HDMI inputs: the final stage, at 90 per cent;
@@ -254,46 +254,47 @@ enum {
  */
 SRCWATCH_API int srcwatch_get_oobe_stb_scan_progress(int* progress);
 
-/** Note in this process whether the optical source is being scanned. Not shared with other processes. */
+/** Keeps in this process whether the optical source is being scanned. Not shared with other processes. */
 SRCWATCH_API void srcwatch_set_optical_scan_state(int state);
-/** Get whether the noted optical scan state is non-zero. @return Always 0. */
+/** Reads whether the kept optical scan state is non-zero. @return Always 0. */
 SRCWATCH_API int srcwatch_is_optical_scan(bool* result);
-/** Note in this process the type of the running scan. Not shared with other processes. */
+/** Keeps in this process the type of the running scan. Not shared with other processes. */
 SRCWATCH_API void srcwatch_set_running_scan_type(int type);
-/** Get the noted type of the running scan. @return Always 0. */
+/** Reads the kept type of the running scan. @return Always 0. */
 SRCWATCH_API int srcwatch_get_running_scan_type(int* type);
 
 /* ---------------------------------------------------------------------------------------------------------------------
  * Features and states of the TV
  */
 
-/** Tell whether a hot-plug detection is running. False also when that cannot be read. */
+/** Returns true if a hot-plug detection is running; false also when that cannot be read. */
 SRCWATCH_API bool srcwatch_is_HotPlug_progress(void);
-/** Tell whether hot-plug detection is switched on. False also when that cannot be read. */
+/** Returns true if hot-plug detection is switched on; false also when that cannot be read. */
 SRCWATCH_API bool srcwatch_is_HotPlug_enable(void);
-/** Tell whether MVPD detection is switched on. False also when that cannot be read. */
+/** Returns true if MVPD detection is switched on; false also when that cannot be read. */
 SRCWATCH_API bool srcwatch_is_MVPD_enable(void);
-/** Tell whether the TV's HDMI notification is shown. False also when that cannot be read. */
+/** Returns true if the TV's HDMI notification is shown; false also when that cannot be read. */
 SRCWATCH_API bool srcwatch_Is_hdmi_notification_running(void); /* sic */
 
 /**
- * Tell that no HDMI device is, or can be, found.
+ * Returns true if no HDMI device is, or can be, found.
  *
- * True when the TV supports neither the Calvix remote nor the infrared one; when MVPD detection is off and no hot-plug
- * detection runs; or when the TV service reports no cable on any HDMI input. Queries the TV service for each input.
+ * That is so when the TV supports neither the Calvix remote nor the infrared one; when MVPD detection is off and no
+ * hot-plug detection runs; or when the TV service reports no cable on any HDMI input. Queries the TV service for each
+ * input.
  */
 SRCWATCH_API bool srcwatch_is_no_device(void);
 
-/** Get the status of the TWC check. @return The service's value; -1 when unknown. */
+/** Returns the status of the TWC check. @return The service's value; -1 when unknown. */
 SRCWATCH_API int srcwatch_is_TWC(void);
-/** Start the TWC check of an HDMI port. @param port 0 to 7; another port clears the status and commands nothing. */
+/** Starts the TWC check of an HDMI port. @param port 0 to 7; another port clears the status and commands nothing. */
 SRCWATCH_API void srcwatch_TWC_check_start(int port);
-/** End the TWC check of an HDMI port. @param port 0 to 7; another port resets the check's values only. */
+/** Ends the TWC check of an HDMI port. @param port 0 to 7; another port resets the check's values only. */
 SRCWATCH_API void srcwatch_TWC_check_end(int port);
-/** Report a tuned channel to the TWC check: its sequence identifier and its frame count. */
+/** Reports a tuned channel to the TWC check: its sequence identifier and its frame count. */
 SRCWATCH_API void srcwatch_TWC_is_channeltuned(int twc_seq_id, int twc_frame_count);
 
-/** Get the number of HDMI inputs. @return At least 1, or -1 when unknown. Asks the platform at each call. */
+/** Returns the number of HDMI inputs. @return At least 1, or -1 when unknown. Asks the platform at each call. */
 SRCWATCH_API int get_hdmi_count(void);
 
 /* ---------------------------------------------------------------------------------------------------------------------
@@ -314,7 +315,7 @@ enum srcwatch_event_type {
 /** One event. Its layout is fixed. */
 typedef struct srcwatch_event_s {
     int32_t type;          /**< enum srcwatch_event_type, or a number of the service's own */
-    int32_t args[10];      /**< numbers; 0 where nobody set one */
+    int32_t args[10];      /**< numbers; 0 where none was set */
     char str_args[3][100]; /**< texts, each terminated: at most 99 bytes */
     void* ptr_args[4];     /**< never transmitted; on a received event in C++, [0] is the std::stringstream of the reply
                                 to a method call and [1] that of the request's remaining text */
@@ -332,8 +333,8 @@ SRCWATCH_ASSERT_LAYOUT(sizeof(srcwatch_event_s) == 344 + 4 * sizeof(void*));
 #undef SRCWATCH_ASSERT_LAYOUT
 
 /**
- * Called for each event, in the GLib main context that was thread-default where the callback was registered, with the
- * library's receiver lock held.
+ * Type of the function that is called for each event, in the GLib main context that was thread-default where the
+ * callback was registered, with the library's receiver lock held.
  *
  * @param user_data  As given at registration.
  * @param event      Valid only during the call.
@@ -341,7 +342,7 @@ SRCWATCH_ASSERT_LAYOUT(sizeof(srcwatch_event_s) == 344 + 4 * sizeof(void*));
 typedef void (*srcwatch_event_cb)(void* user_data, srcwatch_event_s* event);
 
 /**
- * Receive the detection events, those marked * in enum srcwatch_event_type. A process has one event callback at a time.
+ * Registers for the detection events, those marked * in enum srcwatch_event_type. A process has one callback at a time.
  *
  * Connects to the D-Bus system bus, which blocks for as long as the bus takes to answer. Without a bus the result is
  * still 1 and no event arrives. The process's shared bus connection is set not to end the process when the bus dies;
@@ -359,11 +360,11 @@ typedef void (*srcwatch_event_cb)(void* user_data, srcwatch_event_s* event);
 SRCWATCH_API int srcwatch_register_event_callback(srcwatch_event_cb callback, void* user_data);
 
 /**
- * Receive no more events.
+ * Removes the event callback.
  *
- * Inside the callback this is safe: the event and its streams stay valid until the callback returns.
+ * Safe inside the callback: the event and its streams stay valid until the callback returns.
  *
- * @param callback  Not null; otherwise not looked at.
+ * @param callback  Not null; otherwise ignored.
  * @return 1 unregistered; 0 refused (callback is null, or none is registered).
  */
 SRCWATCH_API int srcwatch_unregister_event_callback(srcwatch_event_cb callback);
@@ -391,7 +392,7 @@ struct srcwatch_kpi_info_s {
 extern "C" {
 
 /**
- * Look up the statistics entry of a port.
+ * Looks up the statistics entry of a port.
  *
  * Deliberately ends with SRCWATCH_ERROR_JSON for every entry that is found, with *info untouched: callers depend on it.
  * Use srcwatch_get_all_device_kpi_info().
@@ -403,7 +404,7 @@ extern "C" {
 SRCWATCH_API int srcwatch_get_device_kpi_info(int port, srcwatch_kpi_info_s* info);
 
 /**
- * Get the statistics entries of the HDMI ports 0 to 7.
+ * Reads the statistics entries of the HDMI ports 0 to 7.
  *
  * @param infos  Array of eight records, or null, when the entries are only logged. Record i is untouched when port i
  * has no entry; texts that an entry does not have stay as they were.

@@ -1,11 +1,11 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /**
  * @file
- * What the detection service and those who talk to it agree on beyond the library's functions: names, command codes,
- * the values in records and events, and the requests that srcwatch-service answers. C11 and C++.
+ * The contract between the detection service and its clients beyond the library's functions: names, command codes, the
+ * values in records and events, and the requests that srcwatch-service answers. C11 and C++.
  *
  * A request is a method call on the channel "qdinfo" (CQDEventSender::Call) with one of the types below. The reply is
- * one JSON object as text. Whatever cannot be done is answered {"error": TEXT}, with nothing changed.
+ * one JSON object as text. A request that fails is answered {"error": TEXT}, and changes nothing.
  *
  * Requests about a port take its index in args[0]: 0 to the number of HDMI inputs - 1, or 99.
  */
@@ -48,22 +48,23 @@ enum srcwatch_detection_method {
 /** Types of requests. */
 enum srcwatch_request {
     /**
-     * How the service is: {"version": TEXT, "inputs": NUMBER, "plugged": [PORT...], "profiles": NUMBER,
+     * Reads the state of the service: {"version": TEXT, "inputs": NUMBER, "plugged": [PORT...], "profiles": NUMBER,
      * "scan": {"state": "idle" | "running" | "stopped", "percent": NUMBER, "found": NUMBER},
      * "twc": {"port": NUMBER, -1 when no check runs}}
      */
     SRCWATCH_REQUEST_STATUS = 0x2001,
 
-    /** A port's record: {"port": PORT, "plugged": BOOLEAN, "record": OBJECT}; record as stored, null without one. */
+    /** Reads a port's record: {"port": PORT, "plugged": BOOLEAN, "record": OBJECT}; record as stored, null without one.
+     */
     SRCWATCH_REQUEST_RECORD = 0x2002,
 
     /**
-     * Clear a port's record, all but its deny count, save and announce it. A device that stays plugged is detected
-     * again when it changes, is plugged anew or is scanned. Answered like SRCWATCH_REQUEST_RECORD.
+     * Clears a port's record except its deny count, saves and announces it. A device that stays plugged is detected
+     * again when it changes, is plugged again or is scanned. Answered like SRCWATCH_REQUEST_RECORD.
      */
     SRCWATCH_REQUEST_FORGET = 0x2003,
 
-    /** Note that the user denied what was detected on a port. Answered like SRCWATCH_REQUEST_RECORD. */
+    /** Counts that the user denied what was detected on a port. Answered like SRCWATCH_REQUEST_RECORD. */
     SRCWATCH_REQUEST_DENY = 0x2004
 };
 
@@ -89,7 +90,7 @@ enum srcwatch_scan_result {
     SRCWATCH_SCAN_NOTHING_FOUND = -3 /**< no input has a device */
 };
 
-/** Values that srcwatch_is_TWC() gives while a check runs; -1 otherwise. */
+/** Values of srcwatch_is_TWC() while a check runs; -1 otherwise. */
 enum srcwatch_twc_status {
     SRCWATCH_TWC_NO_SET_TOP_BOX = 0, /**< the port has no set-top box: there is nothing to check */
     SRCWATCH_TWC_WAITING = 1,        /**< waiting for a tuned channel */

@@ -93,7 +93,7 @@ inline void SetTexts(srcwatch_event_s& event, EventWords words)
     }
 }
 
-/// Replaces what is not UTF-8, which is all that the bus takes, by U+FFFD.
+/// Replaces what is not valid UTF-8, which the bus refuses, by U+FFFD.
 inline void MakeValidUtf8(std::string& text)
 {
     if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) != FALSE) return;

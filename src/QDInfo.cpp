@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The exported C functions. Each is a signature and what is its own; what they share stands once, in front of them.
-// All log at ERROR, routine lines included, so that they can be seen on a TV as shipped.
+// The exported C functions. What several of them share stands once, in front of them. All log at ERROR, routine lines
+// included, so that the lines are visible on a TV as shipped.
 #include "LineFormat.h"
 #include "QDInfoAPI.h"
 #include "QDInfoCommon.h"
@@ -630,7 +630,7 @@ constexpr int kTwcPorts = 8;
 constexpr int kTwcStatusUnknown = -1;
 constexpr int kTwcFrameCount = 3;
 
-// Whether a switch is on, which only 1 is; logs which of the two states it is in, or that it cannot be read.
+// Returns true if a switch is on, which only 1 means; logs its state, or that it cannot be read.
 bool ReadSwitch(const char* key, LineFormat<> onFormat, LineFormat<> offFormat, CallSite site = CallSite::Here())
 {
     int value = 0;
@@ -668,7 +668,7 @@ ISourceControl* GetSourceControl(CallSite site = CallSite::Here())
     return control;
 }
 
-// Writes the command of a TWC port, or logs that there is no such port.
+// Writes the command for a TWC port, or logs that the port is unknown.
 void CommandTwc(int command, int port, CallSite site = CallSite::Here())
 {
     if (port < 0 || port >= kTwcPorts) {

@@ -99,7 +99,7 @@ bool CQDInfoActivityInfo::TryRead(Json::Value& obj, bool& outOfMemory)
         }
         return true;
     } catch (const Json::Exception& e) {
-        // So JsonCpp says that there is no memory, where nothing is parsed.
+        // Outside of parsing, JsonCpp reports with this type that memory ran out.
         outOfMemory = dynamic_cast<const Json::RuntimeError*>(&e) != nullptr;
         const CallSite site = CallSite::Here(__FILE__, "Read");
         QDLOG_AT(site, QDLOG_ERROR, "Exception Handled by CQDInfoActivityInfo::Read: %s", e.what());

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The table of records in memory. Persistence is the business of the store that derives from it.
+// The table of records in memory. The store that derives from it makes it persistent.
 #include "QDInfoData.h"
 
 #include "QDInfoCommon.h"
@@ -48,7 +48,7 @@ Info* CQDInfoData::Find(int port)
     return isInTable ? &t_ActivityInfo[static_cast<std::size_t>(port)] : nullptr;
 }
 
-// For getters: outside the table, a record that is always empty.
+// The record of a port for getters; outside the table, one that is always empty.
 Info& CQDInfoData::At(int port)
 {
     static Info& empty = *new Info;  // outlives static destructors
@@ -80,7 +80,7 @@ bool CQDInfoData::GetActivityInfoToStream(Json::Value& root)
         QDLOG(QDLOG_ERROR, "t_ActivityInfo.size() = %zu ", t_ActivityInfo.size());
         for (std::size_t i = 0; i < t_ActivityInfo.size(); ++i) {
             Json::Value record;
-            if (!t_ActivityInfo[i].Write(record)) return false;  // no memory: a part of a record is none
+            if (!t_ActivityInfo[i].Write(record)) return false;  // no memory: part of a record would be wrong
             root["activity"][static_cast<Json::ArrayIndex>(i)] = std::move(record);
         }
         return true;

@@ -1,19 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Events on the D-Bus system bus: one line of text a message, without version, length or checksum, as every service and
-// application of the channel speaks it.
+// Events on the D-Bus system bus. A message is one line of text without version, length or checksum: the form that
+// every service and application of the channel uses.
 #include "QDInfoEventManager.h"
 
+#include "Channel.h"
 #include "EventText.h"
 #include "Handle.h"
 #include "QDInfoCommon.h"
+#include "ReceiverState.h"
 #include "SystemBus.h"
 
-#include <atomic>
 #include <cstdio>
 #include <exception>
-#include <functional>
-#include <map>
 #include <utility>
 
 namespace qdinfo {
@@ -21,36 +20,6 @@ namespace {
 
 constexpr int kCallTimeoutMs = 5000;
 constexpr int kAllTypes = -1;
-
-// Where a channel is on the bus. Its interface has the name of its bus name, its method and its signal that of the
-// channel.
-struct Address {
-    explicit Address(const std::string& channel) : path("/org/nalto/tv/" + channel), busName("org.nalto.tv." + channel)
-    {
-    }
-
-    std::string path;
-    std::string busName;
-};
-
-using Variant = srcwatch::Handle<GVariant, g_variant_unref>;
-
-Variant EventBody(int type, const std::string& message)
-{
-    return Variant(g_variant_ref_sink(g_variant_new("(is)", type, message.c_str())));
-}
-
-// Queues an event as a signal; what is queued leaves with a flush.
-bool Emit(GDBusConnection* connection, const Address& address, const std::string& channel, int type,
-          const std::string& message, Error& error)
-{
-    if (g_dbus_connection_emit_signal(connection, nullptr, address.path.c_str(), address.busName.c_str(),
-                                      channel.c_str(), EventBody(type, message).get(), error.Out()) == FALSE) {
-        return false;
-    }
-    SystemBus::FlushAtExit(connection);
-    return true;
-}
 
 }  // namespace
 
@@ -285,7 +254,7 @@ bool CQDEventSender::m_BuildMessage(const std::stringstream& extra, std::string&
     message = m_MsgStream.str();
     MakeValidUtf8(message);  // the bus takes nothing else
     if (m_MsgStream.good()) return true;
-    error.SetReason("no memory for the message");  // which the stream keeps to itself
+    error.SetReason("no memory for the message");  // which the stream does not report
     return false;
 }
 
@@ -300,70 +269,6 @@ void CQDEventSender::m_ConvertEventToStream()
 // ---------------------------------------------------------------------------------------------------------------------
 // Receiver
 
-namespace {
-
-unsigned Subscribe(GDBusConnection* connection, const std::string& channel, GDBusSignalCallback handler, void* receiver)
-{
-    const Address address(channel);
-    return g_dbus_connection_signal_subscribe(connection, nullptr, address.busName.c_str(), channel.c_str(),
-                                              address.path.c_str(), nullptr, G_DBUS_SIGNAL_FLAGS_NONE, handler,
-                                              receiver, nullptr);
-}
-
-}  // namespace
-
-// What a receiver shares with its handlers. GLib hands them the receiver as a bare pointer, also while another thread
-// or their own callback deletes it: so each looks up the state, and holds on to it until it is done.
-struct SRCWATCH_LOCAL CQDEventReciever::State {
-    State(const std::string& name, bool service) : m_Name(name), m_bService(service)
-    {
-        g_weak_ref_init(&m_Borrowed, nullptr);
-        Reset(m_OutStream);  // written to by callbacks of signals before any method call resets it
-    }
-    State(const State&) = delete;
-    State& operator=(const State&) = delete;
-    ~State() { g_weak_ref_clear(&m_Borrowed); }
-
-    // The states of the receivers that live. Outlives static receivers of the host.
-    static std::map<const void*, std::shared_ptr<State>>& Living()
-    {
-        static auto& living = *new std::map<const void*, std::shared_ptr<State>>;
-        return living;
-    }
-    static std::shared_ptr<State> Of(const void* receiver)
-    {
-        const std::lock_guard<std::mutex> lock(t_mutex);
-        const auto found = Living().find(receiver);
-        return found != Living().end() ? found->second : nullptr;
-    }
-    static void Announce(const void* receiver, int type)
-    {
-        const std::shared_ptr<State> state = Of(receiver);
-        if (state != nullptr) CQDEventSender(state->m_Name).SendEvent(type);
-    }
-
-    void HandleMessage(int type, const char* text);
-    void m_ConvertStreamToEvent(srcwatch_event_s& event);
-    void m_ProcessHandleEvent(srcwatch_event_s* event);
-
-    // Guards the living and that a receiver ends while its handler registers it with GDBus. Taken last; nothing that is
-    // called under it calls back.
-    inline static std::mutex t_mutex;
-
-    std::map<int, std::function<void(srcwatch_event_s*)>> m_EventCallbackTable;
-    const std::string m_Name;
-    std::stringstream m_InStream;
-    std::stringstream m_OutStream;
-    GDBusNodeInfo* m_pNodeInfo = nullptr;
-    unsigned m_OwnerId = 0;
-    const bool m_bService;
-    GDBusConnection* m_pConnection = nullptr;  // client side: one reference
-    GWeakRef m_Borrowed;                       // service side: GLib makes no new connection while a broken one is held
-    unsigned m_SubscriptionId = 0;
-    unsigned m_ObjectId = 0;
-    std::atomic<bool> m_bEnded{false};
-};
-
 std::recursive_mutex CQDEventReciever::m_Mutex;
 
 const GDBusInterfaceVTable CQDEventReciever::m_vTable = {&CQDEventReciever::m_MethodCallHandler, nullptr, nullptr, {}};
@@ -371,10 +276,10 @@ const GDBusInterfaceVTable CQDEventReciever::m_vTable = {&CQDEventReciever::m_Me
 CQDEventReciever::CQDEventReciever(std::shared_ptr<State> state) : m_pState(std::move(state))
 {
     const std::lock_guard<std::mutex> lock(State::t_mutex);
-    State::Living().emplace(this, m_pState);
+    State::Registry().emplace(this, m_pState);
 }
 
-// After the constructor above, the destructor undoes whatever was done, also when this one throws.
+// Once the constructor above is done, the destructor runs even if this one throws.
 CQDEventReciever::CQDEventReciever(const std::string& name, bool service)
     : CQDEventReciever(std::make_shared<State>(name.empty() ? kChannelName : name, service))
 {
@@ -389,7 +294,7 @@ CQDEventReciever::~CQDEventReciever()
 {
     {
         const std::lock_guard<std::mutex> lock(State::t_mutex);
-        State::Living().erase(this);
+        State::Registry().erase(this);
         m_pState->m_bEnded = true;
     }
     if (m_pState->m_bService) {
@@ -398,7 +303,7 @@ CQDEventReciever::~CQDEventReciever()
         m_UnRegisterQDInfoClientEvent();
     }
     QDLOG(QDLOG_ERROR, "m_EventCallbackTable");
-    // Nothing looks the ended receiver's table up any more; it goes with the last handler that runs.
+    // No handler looks up an ended receiver's table; the last one that still runs destroys it.
     QDLOG(QDLOG_ERROR, "end");
 }
 
@@ -468,7 +373,7 @@ void CQDEventReciever::m_RegisterQDInfoClientEvent()
 void CQDEventReciever::m_UnRegisterQDInfoServiceEvent()
 {
     State& state = *m_pState;
-    // A connection that broke may go at any moment, in GDBus's thread.
+    // GDBus's thread may release a broken connection at any moment.
     const Connection connection(static_cast<GDBusConnection*>(g_weak_ref_get(&state.m_Borrowed)));
     if (state.m_SubscriptionId != 0 && connection != nullptr) {
         g_dbus_connection_signal_unsubscribe(connection.get(), state.m_SubscriptionId);
@@ -542,7 +447,7 @@ void CQDEventReciever::m_SignalHandler(GDBusConnection*, const char*, const char
     const std::shared_ptr<State> state = State::Of(receiver);
     if (state == nullptr) return;
     QDLOG(QDLOG_DEBUG, "Received signal");
-    // Anybody may emit the signal with another body.
+    // Any process may emit the signal with another body.
     if (parameters == nullptr || g_variant_is_of_type(parameters, G_VARIANT_TYPE("(is)")) == FALSE)
         return QDLOG(QDLOG_ERROR, "Assertion failed");
     int type = 0;
@@ -580,7 +485,8 @@ void CQDEventReciever::m_MethodCallHandler(GDBusConnection* connection, const ch
     QDLOG(QDLOG_ERROR, "Replying");
     const Connection held(g_object_ref(connection));
     g_dbus_method_invocation_return_value(owned.release(), g_variant_new("(s)", reply.c_str()));
-    if (state->m_bEnded) SystemBus::Flush(connection);  // the end of the receiver may be that of the connection
+    if (state->m_bEnded)
+        SystemBus::Flush(connection);  // the receiver may have held the last reference to the connection
 }
 
 // Decodes a message and calls the callback of its type.
@@ -621,7 +527,7 @@ void CQDEventReciever::State::m_ProcessHandleEvent(srcwatch_event_s* event)
     } catch (const std::exception& e) {  // no exception may unwind through GLib
         QDLOG(QDLOG_ERROR, "Exception Handled by m_ProcessHandleEvent: %s", e.what());
     } catch (...) {
-        if (std::current_exception() == nullptr) throw;  // none: the callback ends its thread
+        if (std::current_exception() == nullptr) throw;  // not an exception: the callback ends its thread
         QDLOG(QDLOG_ERROR, "Exception Handled by m_ProcessHandleEvent: %s", "unknown exception");
     }
 }

@@ -47,7 +47,7 @@ bool Parse(Text text, Json::Value& root)
     return ThreadReader().parse(text.get(), text.get() + std::strlen(text.get()), &root, &errors);
 }
 
-// Reads the text under key and logs it, or that there is none; for the activity documents.
+// Reads and parses an activity document; logs its text, or that there is none.
 bool LoadActivityDocument(const char* key, Json::Value& root, CallSite site = CallSite::Here())
 {
     Text text = ReadText(key);
@@ -77,7 +77,7 @@ bool IsWorthTaking(const Json::Value& entry)
     return entry.get("pri", kNoPriority).asInt() < kNoPriority;
 }
 
-// The text of a document; false when there was no memory for all of it, which the stream keeps to itself.
+// Writes a document as text. Returns false if memory ran out, which the stream does not report.
 bool Write(const Json::Value& root, std::string& text)
 {
     static const Json::StreamWriterBuilder& builder = *new Json::StreamWriterBuilder;  // outlives static destructors

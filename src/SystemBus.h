@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The process's connection to the D-Bus system bus. GLib shares one among all in the process that ask, closes it with
-// its last reference, and only queues what is sent: what is not flushed is lost with the connection or the process.
+// The process's connection to the D-Bus system bus. GLib shares one connection in the process, closes it with its last
+// reference, and only queues what is sent: messages that are not flushed are lost with the connection or the process.
 #ifndef SRCWATCH_SYSTEMBUS_H
 #define SRCWATCH_SYSTEMBUS_H
 
@@ -36,7 +36,7 @@ using Connection = srcwatch::Handle<GDBusConnection, g_object_unref>;
 
 class SystemBus {
 public:
-    /// Returns a reference to the connection, or null with the error.
+    /// Returns a reference to the connection; null with the error.
     static GDBusConnection* Connect(Error& error)
     {
         GDBusConnection* connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, error.Out());
@@ -44,7 +44,7 @@ public:
         return connection;
     }
 
-    /// Prepares a connection that GLib handed over: the end of the bus is not the end of the host process.
+    /// Prepares a connection that GLib created: the end of the bus must not end the host process.
     static void Adopt(GDBusConnection* connection)
     {
         g_dbus_connection_set_exit_on_close(connection, FALSE);
@@ -52,7 +52,8 @@ public:
         g_object_set_data(G_OBJECT(connection), kProcess, GINT_TO_POINTER(getpid()));
     }
 
-    /// Waits until what was queued has left the process. Does nothing in a forked child, which lacks GDBus's thread.
+    /// Waits until all queued messages have left the process. Does nothing in a forked child, which lacks GDBus's
+    /// thread.
     static void Flush(GDBusConnection* connection)
     {
         if (g_object_get_data(G_OBJECT(connection), kProcess) != GINT_TO_POINTER(getpid())) return;

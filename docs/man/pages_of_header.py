@@ -5,7 +5,7 @@
     pages_of_header.py HEADER OUTPUT_DIRECTORY --version VERSION --date YYYY-MM-DD
 
 A function's page has the text of its comment, with @param, @return and @note in sections of their own, and what the
-comment of its group says for all of them. A function without a comment is an error. Prints the names of the pages,
+comment of its group says about all of them. A function without a comment is an error. Prints the names of the pages,
 separated by semicolons.
 """
 import argparse
@@ -40,7 +40,7 @@ def lines_of(comment):
 def paragraphs_of(lines):
     """Paragraphs as one line each; the rows of a table together as a list; an indented "name  text" as a pair."""
     paragraphs = []
-    going_on = False  # whether the next line belongs to the last paragraph
+    going_on = False  # True if the next line belongs to the last paragraph
     for line in lines:
         indent = len(line) - len(line.lstrip())
         item = re.fullmatch(r"(\w+)  +(.*)", line.strip()) if 0 < indent <= 3 else None

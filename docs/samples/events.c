@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* An application with an event callback: prints the detection events of the TV until it is told to end. */
+/* An application with an event callback: prints the detection events of the TV until SIGINT or SIGTERM. */
 #include <glib-unix.h>
 #include <srcwatch-api.h>
 #include <stdio.h>
