@@ -49,7 +49,7 @@ struct Malformed {
 
 class MalformedFile : public BadInput, public testing::WithParamInterface<Malformed> {};
 
-TEST_P(MalformedFile, IsToldInOneLine)
+TEST_P(MalformedFile, IsLoggedInOneLine)
 {
     StartService();
 
@@ -72,7 +72,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Malformed{"OnesAksv", "aksv.bin", Frame(5, 0xff), "40 of 40 bits set, not 20"}),
     [](const auto& test) { return test.param.name; });
 
-TEST_F(BadInput, AFileOfOneGigabyteIsToldInOneLine)
+TEST_F(BadInput, AFileOfOneGigabyteIsLoggedInOneLine)
 {
     StartService();
     std::filesystem::create_directory(InputPath(".hdmi1"));
@@ -84,7 +84,7 @@ TEST_F(BadInput, AFileOfOneGigabyteIsToldInOneLine)
     ExpectOneComplaint("hdmi1/spd.bin: refused: 1073741824 bytes, more than 256");
 }
 
-TEST_F(BadInput, ADeviceDirectoryOfTenThousandFilesIsToldInOneLine)
+TEST_F(BadInput, ADeviceOfTenThousandFilesIsLoggedInOneLine)
 {
     StartService();
     std::filesystem::create_directory(InputPath("hdmi1"));
@@ -96,7 +96,7 @@ TEST_F(BadInput, ADeviceDirectoryOfTenThousandFilesIsToldInOneLine)
     EXPECT_LE(LogLinesWith("file(s) of other names ignored, such as 'file"), 2);  // each detection tells it
 }
 
-TEST_F(BadInput, TenThousandUnknownNamesAreToldInOneLine)
+TEST_F(BadInput, TenThousandUnknownNamesAreLoggedInOneLine)
 {
     StartService({"--quiet-ms", "1000"});  // a slow machine pauses while it makes them
 
@@ -105,7 +105,7 @@ TEST_F(BadInput, TenThousandUnknownNamesAreToldInOneLine)
     ExpectOneComplaint("10000 unknown name(s) in the inputs directory ignored, such as 'other");
 }
 
-TEST_F(BadInput, UnknownNamesThatAreThereAtTheStartAreToldInOneLine)
+TEST_F(BadInput, UnknownNamesAtTheStartAreLoggedInOneLine)
 {
     for (const char* name : {"hdmi0", "hdmi5", "hdmi9", "hdmi01", "HDMI1", "hdmi", "optical2"}) {
         std::filesystem::create_directory(InputPath(name));
@@ -126,7 +126,7 @@ TEST_F(BadInput, AnUnknownNameCannotForgeALogLine)
     EXPECT_EQ(Log().find('\x1b'), std::string::npos);
 }
 
-TEST_F(BadInput, ALinkToItselfIsToldInOneLine)
+TEST_F(BadInput, ALinkToItselfIsLoggedInOneLine)
 {
     StartService();
 
@@ -135,7 +135,7 @@ TEST_F(BadInput, ALinkToItselfIsToldInOneLine)
     ExpectOneComplaint("hdmi1 refused: Too many levels of symbolic links");
 }
 
-TEST_F(BadInput, ALinkToTheInputsDirectoryIsToldInOneLine)
+TEST_F(BadInput, ALinkToTheInputsDirectoryIsLoggedInOneLine)
 {
     StartService();
 
@@ -144,7 +144,7 @@ TEST_F(BadInput, ALinkToTheInputsDirectoryIsToldInOneLine)
     ExpectOneComplaint("hdmi1 refused: a link loop: it leads to the inputs directory");
 }
 
-TEST_F(BadInput, ALinkToNowhereIsToldInOneLine)
+TEST_F(BadInput, ALinkToNowhereIsLoggedInOneLine)
 {
     StartService();
 
@@ -153,7 +153,7 @@ TEST_F(BadInput, ALinkToNowhereIsToldInOneLine)
     ExpectOneComplaint("hdmi1 refused: No such file or directory");
 }
 
-TEST_F(BadInput, AFileInPlaceOfADirectoryIsToldInOneLine)
+TEST_F(BadInput, AFileInPlaceOfADirectoryIsLoggedInOneLine)
 {
     StartService();
 
@@ -162,7 +162,7 @@ TEST_F(BadInput, AFileInPlaceOfADirectoryIsToldInOneLine)
     ExpectOneComplaint("hdmi1 refused: not a directory");
 }
 
-TEST_F(BadInput, APipeInPlaceOfAFileIsToldInOneLine)
+TEST_F(BadInput, APipeInPlaceOfAFileIsLoggedInOneLine)
 {
     StartService();
     std::filesystem::create_directory(InputPath(".hdmi1"));
@@ -187,7 +187,7 @@ protected:
     }
 };
 
-TEST_F(Unreadable, AFileIsToldInOneLine)
+TEST_F(Unreadable, AFileIsLoggedInOneLine)
 {
     StartService();
     std::filesystem::create_directory(InputPath(".hdmi1"));
@@ -199,7 +199,7 @@ TEST_F(Unreadable, AFileIsToldInOneLine)
     ExpectOneComplaint("hdmi1/spd.bin: refused: cannot be opened: Permission denied");
 }
 
-TEST_F(Unreadable, ADirectoryIsToldInOneLine)
+TEST_F(Unreadable, ADirectoryIsLoggedInOneLine)
 {
     StartService();
     std::filesystem::create_directory(InputPath(".hdmi1"));
@@ -228,5 +228,3 @@ TEST_F(Unreadable, ADirectoryIsReadOnceItMayBe)
 
 }  // namespace
 }  // namespace srcwatch_test
-
-int main(int argc, char** argv) { return srcwatch_test::RunInHome(argc, argv, 4); }

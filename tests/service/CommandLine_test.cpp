@@ -32,7 +32,7 @@ protected:
     TempDirectory m_directory;
 };
 
-TEST_F(CommandLine, TellsTheVersion)
+TEST_F(CommandLine, PrintsTheVersion)
 {
     const Outcome outcome = Run({"--version"});
 
@@ -41,7 +41,7 @@ TEST_F(CommandLine, TellsTheVersion)
     EXPECT_EQ(outcome.errors, "");
 }
 
-TEST_F(CommandLine, TellsItsOptions)
+TEST_F(CommandLine, PrintsItsOptions)
 {
     const Outcome outcome = Run({"--help"});
 
@@ -159,5 +159,3 @@ TEST_F(CommandLine, EndsWithOneLineWhenTheSettingsCannotBeStored)
 
 }  // namespace
 }  // namespace srcwatch_test
-
-int main(int argc, char** argv) { return srcwatch_test::RunInHome(argc, argv, 4); }

@@ -87,7 +87,7 @@ TEST_F(DetectorTest, AnnouncesADeviceAgainOnlyWhenMoreIsKnown)
     EXPECT_EQ(m_records.Get(0).device.providerName, "");
 }
 
-TEST_F(DetectorTest, TellsThatTheInputsAreLost)
+TEST_F(DetectorTest, ReportsThatTheInputsAreLost)
 {
     StartDetector();
 

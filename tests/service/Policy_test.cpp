@@ -176,7 +176,7 @@ TEST_F(PoliciesForOthers, RefuseCallsOfStrangers)
     EXPECT_NE(call->Errors().find("org.freedesktop.DBus.Error.AccessDenied"), std::string::npos) << call->Errors();
 }
 
-TEST_F(PoliciesForOthers, LetStrangersAskWhatThereIs)
+TEST_F(PoliciesForOthers, LetStrangersIntrospect)
 {
     Serve("daemon");
 
@@ -186,7 +186,7 @@ TEST_F(PoliciesForOthers, LetStrangersAskWhatThereIs)
     EXPECT_NE(call->Output().find("interface name=\"org.nalto.tv.qdinfo\""), std::string::npos) << call->Output();
 }
 
-TEST_F(PoliciesForOthers, LetStrangersHearTheService)
+TEST_F(PoliciesForOthers, LetStrangersReceiveSignals)
 {
     Serve("daemon");
     const auto monitor =
@@ -269,7 +269,7 @@ protected:
     }
 };
 
-TEST_P(PolicyMatrix, GivesEachUserWhatIsHis)
+TEST_P(PolicyMatrix, GrantsEachUserItsRights)
 {
     Serve(kNobodysGroup);
     const Rights& rights = GetParam();
@@ -287,5 +287,3 @@ INSTANTIATE_TEST_SUITE_P(Users, PolicyMatrix, testing::ValuesIn(kRights),
 
 }  // namespace
 }  // namespace srcwatch_test
-
-int main(int argc, char** argv) { return srcwatch_test::RunInHome(argc, argv, 4); }

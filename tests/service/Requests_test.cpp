@@ -15,7 +15,7 @@ protected:
     srcwatch::Requests m_requests{m_ports, m_records, m_detector, m_commands};
 };
 
-TEST_F(RequestsTest, AnswerHowTheServiceIs)
+TEST_F(RequestsTest, AnswerTheStatus)
 {
     StartDetector();
     LinkCapture("hdmi2", "tivaro-one");

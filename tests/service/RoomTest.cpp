@@ -31,5 +31,3 @@ bool RoomTest::WaitForAnnouncements(std::size_t count)
 }
 
 }  // namespace srcwatch_test
-
-int main(int argc, char** argv) { return srcwatch_test::RunInHome(argc, argv, srcwatch_test::kHdmiInputs); }

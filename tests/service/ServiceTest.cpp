@@ -267,4 +267,33 @@ void ServiceTest::OnEvent(void* self, srcwatch_event_s* event)
 
 void ServiceTest::OnSaved(void* self, srcwatch_event_s* /*event*/) { ++static_cast<ServiceTest*>(self)->m_saves; }
 
+std::string Service::Query(int (*query)(char*, int), int port)
+{
+    char text[SRCWATCH_TEXT_SIZE + 1] = {};
+    EXPECT_EQ(query(text, port), SRCWATCH_OK);
+    return text;
+}
+
+int Service::QueryType(int port)
+{
+    int type = -1;
+    EXPECT_EQ(srcwatch_get_product_type_name(port, &type), SRCWATCH_OK);
+    return type;
+}
+
+std::pair<int, bool> Service::QueryChange(int port)
+{
+    int previousPort = -99;
+    bool changed = false;
+    EXPECT_EQ(srcwatch_get_changed_device_info(port, &previousPort, &changed), SRCWATCH_OK);
+    return {previousPort, changed};
+}
+
+std::vector<int> Service::FirstArgs(const std::vector<Event>& events)
+{
+    std::vector<int> args;
+    for (const Event& event : events) args.push_back(event.args[0]);
+    return args;
+}
+
 }  // namespace srcwatch_test

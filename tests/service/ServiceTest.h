@@ -15,6 +15,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -101,6 +102,32 @@ private:
     int m_servingBefore = 0;
     std::vector<std::string> m_launcher;
     std::unique_ptr<qdinfo::CQDEventReciever> m_saveReceiver;
+};
+
+/// The service from outside: raw captures in, what applications see out.
+class Service : public ServiceTest {
+protected:
+    static constexpr int kConnection = SRCWATCH_EVENT_CONNECTION;
+    static constexpr int kDetected = SRCWATCH_EVENT_DETECTED;
+    static constexpr int kProgress = SRCWATCH_EVENT_SCAN_PROGRESS;
+    static constexpr int kFinished = SRCWATCH_EVENT_SCAN_FINISHED;
+    static constexpr int kOptical = SRCWATCH_PORT_OPTICAL;
+
+    static inline const std::string kActivity = "db/srcwatch-service/source-activity";
+    static inline const std::string kOpticalActivity = "db/srcwatch-service/optical-source-activity";
+    static inline const std::string kStatistics = "db/srcwatch-service/spd_aksv_1";
+    static inline const std::string kScanResult = "memory/srcwatch-service/scan_result";
+
+    static inline const std::vector<std::string> kNoTexts = {"", "", ""};
+
+    /// The library's answers about a port. They must succeed.
+    static std::string Query(int (*query)(char*, int), int port);
+    static int QueryType(int port);
+    /// The port that the device was on before, and whether it changed.
+    static std::pair<int, bool> QueryChange(int port);
+
+    /// The ports of events, or what else stands first in them.
+    static std::vector<int> FirstArgs(const std::vector<Event>& events);
 };
 
 }  // namespace srcwatch_test

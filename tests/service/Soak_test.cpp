@@ -70,7 +70,7 @@ private:
     unsigned m_watch;
 };
 
-TEST_F(Soak, TellsEachOfAThousandChangesOnceAndDoesNotGrow)
+TEST_F(Soak, AnnouncesEachOfAThousandChangesOnce)
 {
     StartService({"--quiet-ms", "1"});
     Footprint before;

@@ -40,7 +40,7 @@ TEST_F(Twc, HasNothingToCheckWithoutASetTopBox)
     EXPECT_EQ(StatusAfter(1, 12), SRCWATCH_TWC_NO_SET_TOP_BOX);
 }
 
-TEST_F(Twc, HearsNoChannelWhenNoCheckRuns)
+TEST_F(Twc, IgnoresChannelsWhenNoCheckRuns)
 {
     m_twc.Reset();
     EXPECT_EQ(StatusAfter(1, 12), -1);
