@@ -5,12 +5,12 @@
 
 namespace srcwatch {
 
-void BusAnnouncer::Connection(int port, bool connected)
+void Announcer::AnnounceConnection(int port, bool connected)
 {
     m_sender.SendEvent(SRCWATCH_EVENT_CONNECTION, port, connected ? 1 : 0, 0);
 }
 
-void BusAnnouncer::Detected(int port, const Record& record)
+void Announcer::AnnounceDevice(int port, const Record& record)
 {
     m_sender.ClearEvent();
     m_sender.AppendArgs(port, record.device.deviceType, record.changed == SRCWATCH_CHANGED_NOT ? 0 : 1, 0);
@@ -18,12 +18,12 @@ void BusAnnouncer::Detected(int port, const Record& record)
     m_sender.SendEvent(SRCWATCH_EVENT_DETECTED);
 }
 
-void BusAnnouncer::ScanProgress(int percent, int port)
+void Announcer::AnnounceScanProgress(int percent, int port)
 {
     m_sender.SendEvent(SRCWATCH_EVENT_SCAN_PROGRESS, percent, port, 0);
 }
 
-void BusAnnouncer::ScanFinished(int result, int devicesFound, int port)
+void Announcer::AnnounceScanEnd(int result, int devicesFound, int port)
 {
     m_sender.SendEvent(SRCWATCH_EVENT_SCAN_FINISHED, result, devicesFound, port);
 }

@@ -10,23 +10,15 @@
 
 namespace srcwatch {
 
+/// Announces on the system bus. Its functions are virtual so that tests can listen.
 class Announcer {
 public:
     virtual ~Announcer() = default;
-    virtual void Connection(int port, bool connected) = 0;
-    virtual void Detected(int port, const Record& record) = 0;
-    virtual void ScanProgress(int percent, int port) = 0;
+    virtual void AnnounceConnection(int port, bool connected);
+    virtual void AnnounceDevice(int port, const Record& record);
+    virtual void AnnounceScanProgress(int percent, int port);
     /// @param port  99 for the scan of the optical source, otherwise 0.
-    virtual void ScanFinished(int result, int devicesFound, int port) = 0;
-};
-
-/// Announces on the system bus.
-class BusAnnouncer : public Announcer {
-public:
-    void Connection(int port, bool connected) override;
-    void Detected(int port, const Record& record) override;
-    void ScanProgress(int percent, int port) override;
-    void ScanFinished(int result, int devicesFound, int port) override;
+    virtual void AnnounceScanEnd(int result, int devicesFound, int port);
 
 private:
     qdinfo::CQDEventSender m_sender{QDINFO_CHANNEL_NAME};

@@ -63,34 +63,34 @@ void Commands::Handle(int command)
     SWLOG(DLOG_ERROR, "unknown command %d", command);
 }
 
-void Commands::Withdraw()
+void Commands::StopScan()
 {
     if (m_scan.IsRunning()) m_scan.Stop();
 }
 
 void Commands::StartOpticalScan()
 {
-    m_announcer.ScanProgress(0, OPTICAL_PORT);
+    m_announcer.AnnounceScanProgress(0, OPTICAL_PORT);
     m_opticalScan.Start(m_scanStepMilliseconds, [this] { EndOpticalScan(); });
 }
 
 void Commands::StopOpticalScan()
 {
     if (!m_opticalScan.IsRunning()) {
-        SWLOG(DLOG_WARN, "no optical scan runs that could be stopped");
+        SWLOG(DLOG_WARN, "no optical scan to stop");
         return;
     }
     m_opticalScan.Stop();
-    m_announcer.ScanFinished(SRCWATCH_SCAN_STOPPED, 0, OPTICAL_PORT);
+    m_announcer.AnnounceScanEnd(SRCWATCH_SCAN_STOPPED, 0, OPTICAL_PORT);
 }
 
 void Commands::EndOpticalScan()
 {
     const bool found = m_detector.Scan(OPTICAL_PORT);
-    m_announcer.ScanFinished(found ? SRCWATCH_SCAN_DONE : SRCWATCH_SCAN_NOTHING_FOUND, found ? 1 : 0, OPTICAL_PORT);
+    m_announcer.AnnounceScanEnd(found ? SRCWATCH_SCAN_DONE : SRCWATCH_SCAN_NOTHING_FOUND, found ? 1 : 0, OPTICAL_PORT);
 }
 
-// The codesets come with new profiles: what is plugged may be known better now.
+// The codesets come with new profiles, by which more may be known about the plugged devices.
 void Commands::HandleMbrDownloadFinished()
 {
     CQDInfoSettingUtil::SetQDInfoMode(kMbrModeReady);

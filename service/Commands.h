@@ -18,21 +18,21 @@ namespace srcwatch {
 
 class Commands {
 public:
-    /// @param loadProfiles  Called before what is plugged in is detected again.
+    /// @param loadProfiles  Called before the plugged devices are detected again.
     Commands(unsigned scanStepMilliseconds, PortSet ports, Records& records, Detector& detector, Announcer& announcer,
              std::function<void()> loadProfiles);
 
-    /// Show that nothing that was commanded runs.
+    /// Shows applications that no command is at work.
     void Reset();
 
-    /// Obey a command, as the library writes it to the command key.
+    /// Obeys a command, as the library writes it to the command key.
     void Handle(int command);
 
     /// To be called after each write to the setting that a tuned channel is reported in.
     void HandleTunedChannel() { m_twc.HandleTunedChannel(); }
 
-    /// Stop the first-setup scan, if one runs.
-    void Withdraw();
+    /// Stops the first-setup scan if it runs.
+    void StopScan();
 
     const Scan& FirstSetupScan() const { return m_scan; }
     int TwcPort() const { return m_twc.Port(); }

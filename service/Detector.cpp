@@ -10,7 +10,6 @@
 #include "srcwatch-protocol.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 namespace srcwatch {
@@ -19,13 +18,13 @@ namespace {
 
 void SetConnected(int port, bool connected)
 {
-    if (port < 0 || static_cast<std::size_t>(port) >= std::size(qdinfo::HDMI_SOURCE_IDS)) return;
+    if (port == OPTICAL_PORT) return;  // which the TV service does not watch
     if (srcwatch_host_set_connected(qdinfo::HDMI_SOURCE_IDS[port], connected) != 0) {
         SWLOG(DLOG_ERROR, "the connection state of HDMI %d could not be set", port + 1);
     }
 }
 
-// One line for each file, whatever is to be said of it.
+// Logs one line for each file, with all its remarks.
 void LogRemarks(int port, const Evidence& evidence)
 {
     const Remarks remarks = evidence.AllRemarks();
@@ -46,7 +45,7 @@ Detector::Detector(unsigned quietMilliseconds, PortSet ports, Records& records, 
       m_records(records),
       m_announcer(announcer),
       m_onInputsLost(std::move(onInputsLost)),
-      m_inputs(quietMilliseconds, ports.hdmiCount, *this)
+      m_inputs(quietMilliseconds, ports, *this)
 {
 }
 
@@ -72,14 +71,12 @@ std::string Detector::Start(const std::string& inputs)
 
 bool Detector::Scan(int port)
 {
-    m_inputs.Look(port);
+    m_inputs.Refresh(port);
     if (!IsPlugged(port)) {
-        Record record = m_records.Get(port);
-        record.scanState = SRCWATCH_SCAN_EMPTY;
-        (void)m_records.Set(port, record);  // scanned before with the same result
+        m_records.SetScanState(port, SRCWATCH_SCAN_EMPTY);
         return false;
     }
-    m_inputs.ForgetSettling(port);
+    m_inputs.CancelSettling(port);
     m_pending.Begin(port);
     Detect(port, Cause::kCommand);
     return true;
@@ -98,16 +95,16 @@ void Detector::OnPlugged(int port)
 {
     SetConnected(port, true);
     m_pending.Begin(port);
-    // A record with a device means that the device was announced before this service was started anew.
-    if (!m_records.Get(port).HasDevice()) m_announcer.Connection(port, true);
+    // A record with a device means that an earlier run of the service announced the device.
+    if (!m_records.Get(port).HasDevice()) m_announcer.AnnounceConnection(port, true);
 }
 
 void Detector::OnUnplugged(int port)
 {
     SetConnected(port, false);
     m_pending.End(port);
-    (void)m_records.Clear(port);  // it may not have been detected yet
-    m_announcer.Connection(port, false);
+    m_records.Clear(port);
+    m_announcer.AnnounceConnection(port, false);
 }
 
 void Detector::Detect(int port, Cause cause)
@@ -125,7 +122,7 @@ void Detector::Detect(int port, Cause cause)
         SaveStatistics(statistics);
         SWLOG(DLOG_INFO, "%s: type %d by %s", InputName(port).c_str(), device.deviceType,
               DetectionMethodText(static_cast<int>(device.method)).c_str());
-        m_announcer.Detected(port, record);
+        m_announcer.AnnounceDevice(port, record);
     }
     m_pending.End(port);
 }

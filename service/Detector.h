@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// From what happens on the inputs to records, statistics and events.
+// Turns what happens on the inputs into records, statistics and events.
 #ifndef SRCWATCH_SERVICE_DETECTOR_H
 #define SRCWATCH_SERVICE_DETECTOR_H
 
@@ -19,28 +19,28 @@ namespace srcwatch {
 
 class Detector : private InputsListener {
 public:
-    /// @param onInputsLost  Called when the inputs directory is gone.
+    /// @param onInputsLost  Called when the inputs directory no longer exists.
     Detector(unsigned quietMilliseconds, PortSet ports, Records& records, Announcer& announcer,
              std::function<void()> onInputsLost);
 
-    /// Replace the profiles by those of files or directories; the first wins.
+    /// Replaces the profiles by those of files or directories; the first match wins.
     void LoadProfiles(const std::vector<std::string>& paths);
     std::size_t ProfileCount() const { return m_profiles.Count(); }
 
-    /// Begin to watch the inputs; clears what was unplugged while no service ran. @return Why it is not possible, or
-    /// empty.
+    /// Starts to watch the inputs, and clears the records of devices that were unplugged while no service ran.
+    /// @return Why that is not possible, or empty.
     std::string Start(const std::string& inputs);
 
     bool IsPlugged(int port) const { return m_inputs.IsPlugged(port); }
 
-    /// Look at an input now and detect its device, as commanded. @return Whether it has one.
+    /// Examines an input now and detects its device, as commanded. @return True if it has one.
     bool Scan(int port);
 
-    /// Detect again what is plugged in, as with other profiles.
+    /// Detects the plugged devices again, as with other profiles.
     void DetectAgain();
 
-    /// Show that nothing is being detected any more.
-    void Withdraw() { m_pending.Clear(); }
+    /// Shows applications that nothing is being detected any more.
+    void ClearPending() { m_pending.Clear(); }
 
 private:
     enum class Cause { kDevice, kCommand };

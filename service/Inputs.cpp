@@ -2,47 +2,24 @@
 #include "Inputs.h"
 
 #include "Evidence.h"
-#include "Handle.h"
 #include "InputName.h"
 #include "Log.h"
-#include "PortSet.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
-#include <dirent.h>
 #include <sys/stat.h>
 
 namespace srcwatch {
 
 namespace {
 
-constexpr int kMostHdmiInputs = 8;
 // How long GLib may hold back the notice of a change that follows another; well below any sensible quiet time.
 constexpr int kRateLimitMilliseconds = 10;
 
-// A resolved path, or the reason why there is none.
-struct Resolved {
-    std::string path;
-    int error = 0;
-};
-
-Resolved Resolve(const std::string& path)
-{
-    const Handle<char, std::free> resolved(realpath(path.c_str(), nullptr));
-    if (!resolved) return Resolved{"", errno};
-    return Resolved{resolved.get(), 0};
-}
-
-bool Exists(const std::string& path)
-{
-    struct stat status {};
-    return lstat(path.c_str(), &status) == 0;
-}
-
-// Whether a directory contains another one, or is the same.
+// Returns true if a directory contains another one or is the same.
 bool Contains(const std::string& directory, const std::string& other)
 {
     return directory == "/" || other == directory || other.compare(0, directory.size() + 1, directory + "/") == 0;
@@ -72,81 +49,37 @@ Handle<GFileMonitor, g_object_unref> MonitorDirectory(const std::string& path, s
 
 bool IsEvidenceFile(const std::string& name) { return name == kSpdFile || name == kCecFile || name == kAksvFile; }
 
-// A name with a dot at its front is somebody's file in the making.
-bool IsHidden(const std::string& name) { return !name.empty() && name[0] == '.'; }
-
 }  // namespace
 
-struct Inputs::Input {
-    Inputs* owner;
-    int port;
-    std::string name;
-
-    std::string directory;  // empty while nothing is plugged
-    dev_t device = 0;
-    ino_t inode = 0;
-    Handle<GFileMonitor, g_object_unref> monitor;
-    Timer quiet;
-    std::string refusal;  // the last reason told, so that it is told once
-
-    Input(Inputs* inputs, int portIndex, std::string inputName)
-        : owner(inputs), port(portIndex), name(std::move(inputName))
-    {
-    }
-};
-
-Inputs::Inputs(unsigned quietMilliseconds, int hdmiCount, InputsListener& listener)
+Inputs::Inputs(unsigned quietMilliseconds, PortSet ports, InputsListener& listener)
     : m_quietMilliseconds(quietMilliseconds), m_listener(listener)
 {
-    for (int port = 0; port < std::min(hdmiCount, kMostHdmiInputs); ++port) {
-        m_inputs.push_back(std::make_unique<Input>(this, port, InputName(port)));
-    }
-    m_inputs.push_back(std::make_unique<Input>(this, SRCWATCH_PORT_OPTICAL, InputName(SRCWATCH_PORT_OPTICAL)));
+    for (const int port : ports.All()) m_inputs.try_emplace(port, *this, port);
 }
 
 Inputs::~Inputs()
 {
     if (m_monitor) g_signal_handlers_disconnect_by_data(m_monitor.get(), this);
-    for (const auto& input : m_inputs) {
-        if (input->monitor) g_signal_handlers_disconnect_by_data(input->monitor.get(), input.get());
+    for (auto& [port, input] : m_inputs) {
+        if (input.monitor) g_signal_handlers_disconnect_by_data(input.monitor.get(), &input);
     }
 }
 
 std::string Inputs::Start(const std::string& path)
 {
-    const Resolved resolved = Resolve(path);
-    if (resolved.error != 0) return std::strerror(resolved.error);
-    m_path = resolved.path;
-    std::string error;
-    m_monitor = MonitorDirectory(m_path, error);
-    if (!m_monitor) return error;
+    std::error_code error;
+    m_path = std::filesystem::canonical(path, error);
+    if (error) return error.message();
+    std::string failure;
+    m_monitor = MonitorDirectory(m_path, failure);
+    if (!m_monitor) return failure;
     g_signal_connect(m_monitor.get(), "changed", G_CALLBACK(OnInputsEvent), this);
 
-    error = NoteUnknownThere();
-    for (const auto& input : m_inputs) Look(*input);
-    return error;
-}
-
-std::string Inputs::DirectoryOf(int port) const
-{
-    const Input* const input = Find(port);
-    return input == nullptr ? "" : input->directory;
-}
-
-void Inputs::Look(int port)
-{
-    if (Input* const input = Find(port)) Look(*input);
-}
-
-bool Inputs::IsSettling(int port) const
-{
-    const Input* const input = Find(port);
-    return input != nullptr && input->quiet.IsRunning();
-}
-
-void Inputs::ForgetSettling(int port)
-{
-    if (Input* const input = Find(port)) input->quiet.Stop();
+    for (std::filesystem::directory_iterator it(m_path, error), end; !error && it != end; it.increment(error)) {
+        CountUnknown(it->path().filename());
+    }
+    for (auto& [port, input] : m_inputs) Refresh(input);
+    return error ? error.message() : "";
 }
 
 void Inputs::OnInputsEvent(GFileMonitor* /*monitor*/, GFile* file, GFile* other, GFileMonitorEvent event, gpointer self)
@@ -154,7 +87,8 @@ void Inputs::OnInputsEvent(GFileMonitor* /*monitor*/, GFile* file, GFile* other,
     auto* const inputs = static_cast<Inputs*>(self);
     const Handle<char, g_free> path(g_file_get_path(file));
     if (path && inputs->m_path == path.get()) {
-        if (!Exists(inputs->m_path)) inputs->m_listener.OnInputsLost();
+        std::error_code error;
+        if (!std::filesystem::exists(inputs->m_path, error)) inputs->m_listener.OnInputsLost();
         return;
     }
     inputs->HandleInputsEvent(BaseNameOf(file), BaseNameOf(other), event);
@@ -181,18 +115,17 @@ void Inputs::HandleInputsEvent(const std::string& name, const std::string& other
 
 void Inputs::HandleAppeared(const std::string& name)
 {
-    Input* const input = Find(name);
-    if (input == nullptr) return NoteUnknown(name);
-    Look(*input);
+    CountUnknown(name);
+    if (Input* const input = Find(name)) Refresh(*input);
 }
 
-// By the time of the notice another directory may have the name, even with the number of the one that is gone.
+// By the time of the notice another directory may have the name, even with the inode number of the one that is gone.
 void Inputs::HandleGone(const std::string& name)
 {
     Input* const input = Find(name);
     if (input == nullptr) return;
     Unplug(*input);
-    Look(*input);
+    Refresh(*input);
 }
 
 // What could not be read before may be readable now.
@@ -200,40 +133,34 @@ void Inputs::HandleAttributes(const std::string& name)
 {
     Input* const input = Find(name);
     if (input == nullptr) return;
-    Look(*input);
+    Refresh(*input);
     if (input->directory.empty()) return;
     WatchDevice(*input);
-    BeginQuiet(*input);
+    RestartQuiet(*input);
 }
 
-Inputs::Input* Inputs::Find(const std::string& name) const
+Inputs::Input* Inputs::Find(const std::string& name)
 {
-    const auto input =
-        std::find_if(m_inputs.begin(), m_inputs.end(), [&](const auto& candidate) { return candidate->name == name; });
-    return input == m_inputs.end() ? nullptr : input->get();
+    const auto input = std::find_if(m_inputs.begin(), m_inputs.end(),
+                                    [&](const auto& entry) { return InputName(entry.first) == name; });
+    return input == m_inputs.end() ? nullptr : &input->second;
 }
 
-Inputs::Input* Inputs::Find(int port) const
+void Inputs::Refresh(Input& input)
 {
-    const auto input =
-        std::find_if(m_inputs.begin(), m_inputs.end(), [&](const auto& candidate) { return candidate->port == port; });
-    return input == m_inputs.end() ? nullptr : input->get();
-}
-
-void Inputs::Look(Input& input)
-{
-    const std::string path = m_path + "/" + input.name;
-    if (!Exists(path)) {
+    std::error_code error;
+    const std::filesystem::path path = std::filesystem::path(m_path) / InputName(input.port);
+    if (std::filesystem::symlink_status(path, error).type() == std::filesystem::file_type::not_found) {
         input.refusal.clear();
         return Unplug(input);
     }
-    const Resolved resolved = Resolve(path);
-    if (resolved.error != 0) return Refuse(input, std::strerror(resolved.error));
+    const std::string directory = std::filesystem::canonical(path, error);
+    if (error) return Refuse(input, error.message());
     struct stat status {};
-    if (stat(resolved.path.c_str(), &status) != 0) return Refuse(input, std::strerror(errno));
+    if (stat(directory.c_str(), &status) != 0) return Refuse(input, std::strerror(errno));
     if (!S_ISDIR(status.st_mode)) return Refuse(input, "not a directory");
-    if (Contains(resolved.path, m_path)) return Refuse(input, "a link loop: it leads to the inputs directory");
-    Plug(input, resolved.path, status.st_dev, status.st_ino);
+    if (Contains(directory, m_path)) return Refuse(input, "a link loop: it leads to the inputs directory");
+    Plug(input, directory, status.st_dev, status.st_ino);
 }
 
 void Inputs::Plug(Input& input, const std::string& directory, dev_t device, ino_t inode)
@@ -245,7 +172,7 @@ void Inputs::Plug(Input& input, const std::string& directory, dev_t device, ino_
     input.device = device;
     input.inode = inode;
     WatchDevice(input);
-    BeginQuiet(input);
+    RestartQuiet(input);
     m_listener.OnPlugged(input.port);
 }
 
@@ -264,18 +191,18 @@ void Inputs::Refuse(Input& input, const std::string& reason)
     Unplug(input);
     if (input.refusal == reason) return;
     input.refusal = reason;
-    SWLOG(DLOG_ERROR, "%s refused: %s", input.name.c_str(), reason.c_str());
+    SWLOG(DLOG_ERROR, "%s: refused: %s", InputName(input.port).c_str(), reason.c_str());
 }
 
-// The directory is watched by its real path: GLib has one watch for all that name it so, while the watches of two
-// links to one directory would end together.
+// The directory is watched by its real path, for which GLib has a single watch, because the watches of two links to one
+// directory would end together.
 void Inputs::WatchDevice(Input& input)
 {
     if (input.monitor) g_signal_handlers_disconnect_by_data(input.monitor.get(), &input);
     std::string error;
     input.monitor = MonitorDirectory(input.directory, error);
     if (!input.monitor) {
-        SWLOG(DLOG_ERROR, "%s: changes will not be seen: %s", input.name.c_str(), error.c_str());
+        SWLOG(DLOG_ERROR, "%s: cannot watch for changes: %s", InputName(input.port).c_str(), error.c_str());
         return;
     }
     g_signal_connect(input.monitor.get(), "changed", G_CALLBACK(OnDeviceEvent), &input);
@@ -287,40 +214,31 @@ void Inputs::OnDeviceEvent(GFileMonitor* /*monitor*/, GFile* file, GFile* other,
     auto* const device = static_cast<Input*>(input);
     const Handle<char, g_free> path(g_file_get_path(file));
     if (path && device->directory == path.get()) {
-        if (event != G_FILE_MONITOR_EVENT_ATTRIBUTE_CHANGED) device->owner->Look(*device);
+        if (event != G_FILE_MONITOR_EVENT_ATTRIBUTE_CHANGED) device->owner.Refresh(*device);
         return;
     }
-    if (IsEvidenceFile(BaseNameOf(file)) || IsEvidenceFile(BaseNameOf(other))) device->owner->BeginQuiet(*device);
+    if (IsEvidenceFile(BaseNameOf(file)) || IsEvidenceFile(BaseNameOf(other))) device->owner.RestartQuiet(*device);
 }
 
-void Inputs::BeginQuiet(Input& input)
+void Inputs::RestartQuiet(Input& input)
 {
     input.quiet.Start(m_quietMilliseconds, [this, port = input.port] { m_listener.OnSettled(port); });
 }
 
-// Thousands of names may come at once: they are told together.
-void Inputs::NoteUnknown(const std::string& name)
+// A name that begins with a dot is a file that is being written. Thousands of names may come at once, so they are
+// logged together.
+void Inputs::CountUnknown(const std::string& name)
 {
-    if (IsHidden(name)) return;
+    if (name.rfind('.', 0) == 0 || Find(name) != nullptr) return;
     if (m_unknownCount++ == 0) m_firstUnknown = name;
-    m_unknownTimer.Start(m_quietMilliseconds, [this] { TellUnknown(); });
+    m_unknownTimer.Start(m_quietMilliseconds, [this] { LogUnknown(); });
 }
 
-void Inputs::TellUnknown()
+void Inputs::LogUnknown()
 {
     SWLOG(DLOG_WARN, "%zu unknown name(s) in the inputs directory ignored, such as '%s'", m_unknownCount,
           Printable(m_firstUnknown).c_str());
     m_unknownCount = 0;
-}
-
-std::string Inputs::NoteUnknownThere()
-{
-    const Handle<DIR, closedir> dir(opendir(m_path.c_str()));
-    if (!dir) return std::strerror(errno);
-    while (const dirent* entry = readdir(dir.get())) {
-        if (Find(entry->d_name) == nullptr) NoteUnknown(entry->d_name);
-    }
-    return "";
 }
 
 }  // namespace srcwatch

@@ -1,24 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The inputs directory: which device directories are there, and when one of them has settled.
+// The inputs directory: which device directories it has, and when one of them has settled.
 #ifndef SRCWATCH_SERVICE_INPUTS_H
 #define SRCWATCH_SERVICE_INPUTS_H
 
 #include "Handle.h"
+#include "PortSet.h"
 #include "Timer.h"
 
 #include <cstddef>
-#include <memory>
-#include <optional>
+#include <map>
 #include <string>
-#include <vector>
 
 #include <gio/gio.h>
 #include <sys/types.h>
 
 namespace srcwatch {
 
-/// Is told what happens on the inputs, in the default main context.
+/// Receives what happens on the inputs, in the default main context.
 class InputsListener {
 public:
     virtual ~InputsListener() = default;
@@ -32,31 +31,42 @@ public:
 
 /**
  * Watches a directory whose entries "hdmi1" to "hdmi8" and "optical" are the plugged devices, each a directory or a
- * link to one. Whatever else lies there is told in one log line and ignored.
+ * link to one. Entries of other names are logged in one line and ignored.
  */
 class Inputs {
 public:
-    Inputs(unsigned quietMilliseconds, int hdmiCount, InputsListener& listener);
+    Inputs(unsigned quietMilliseconds, PortSet ports, InputsListener& listener);
     ~Inputs();
     Inputs(const Inputs&) = delete;
     Inputs& operator=(const Inputs&) = delete;
 
-    /// Begin to watch; tells the listener of the devices that are there. @return Why it is not possible, or empty.
+    /// Starts to watch and reports the devices that are there. @return Why that is not possible, or empty.
     std::string Start(const std::string& path);
 
-    /// The directory of a plugged device, without links; empty when there is none.
-    std::string DirectoryOf(int port) const;
+    /// The directory of a plugged device, without links; empty if there is none.
+    const std::string& DirectoryOf(int port) const { return m_inputs.at(port).directory; }
     bool IsPlugged(int port) const { return !DirectoryOf(port).empty(); }
 
-    /// Look at a port now, without waiting for a notice; tells the listener of what it finds changed.
-    void Look(int port);
+    /// Examines a port now, without waiting for a notice, and reports what changed.
+    void Refresh(int port) { Refresh(m_inputs.at(port)); }
 
-    /// Whether OnSettled() is still to come; forget about it.
-    bool IsSettling(int port) const;
-    void ForgetSettling(int port);
+    /// Returns true if OnSettled() is still to come.
+    bool IsSettling(int port) const { return m_inputs.at(port).quiet.IsRunning(); }
+    void CancelSettling(int port) { m_inputs.at(port).quiet.Stop(); }
 
 private:
-    struct Input;
+    struct Input {
+        Input(Inputs& inputs, int portIndex) : owner(inputs), port(portIndex) {}
+
+        Inputs& owner;
+        const int port;
+        std::string directory;  // empty while nothing is plugged
+        dev_t device = 0;
+        ino_t inode = 0;
+        Handle<GFileMonitor, g_object_unref> monitor;
+        Timer quiet;
+        std::string refusal;  // the reason that was logged last, so that it is logged once
+    };
 
     static void OnInputsEvent(GFileMonitor* monitor, GFile* file, GFile* other, GFileMonitorEvent event, gpointer self);
     static void OnDeviceEvent(GFileMonitor* monitor, GFile* file, GFile* other, GFileMonitorEvent event,
@@ -66,22 +76,20 @@ private:
     void HandleGone(const std::string& name);
     void HandleAttributes(const std::string& name);
 
-    Input* Find(const std::string& name) const;
-    Input* Find(int port) const;
-    void Look(Input& input);
+    Input* Find(const std::string& name);
+    void Refresh(Input& input);
     void Plug(Input& input, const std::string& directory, dev_t device, ino_t inode);
     void Unplug(Input& input);
     void Refuse(Input& input, const std::string& reason);
     void WatchDevice(Input& input);
-    void BeginQuiet(Input& input);
-    void NoteUnknown(const std::string& name);
-    void TellUnknown();
-    std::string NoteUnknownThere();
+    void RestartQuiet(Input& input);
+    void CountUnknown(const std::string& name);
+    void LogUnknown();
 
     const unsigned m_quietMilliseconds;
     InputsListener& m_listener;
     std::string m_path;
-    std::vector<std::unique_ptr<Input>> m_inputs;
+    std::map<int, Input> m_inputs;
     Handle<GFileMonitor, g_object_unref> m_monitor;
     std::size_t m_unknownCount = 0;
     std::string m_firstUnknown;

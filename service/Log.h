@@ -6,7 +6,7 @@
 
 #include <dlog.h>
 
-/// Log one line. The format is a literal, so the compiler checks the arguments. Texts from outside go through
+/// Logs one line. The format is a literal, so the compiler checks the arguments. Texts from outside go through
 /// Printable() first.
 #define SWLOG(priority, format, ...) __dlog_print(0, (priority), "srcwatch-service", format "\n", ##__VA_ARGS__)
 

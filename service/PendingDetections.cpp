@@ -28,7 +28,7 @@ int PendingDetections::MillisecondsSince(int port) const
     return static_cast<int>((g_get_monotonic_time() - m_since.at(port)) / 1000);
 }
 
-// The notification is shown, as the activity index tells, while a device that was plugged in is being detected.
+// Applications take an activity index above 0 to mean that the hot-plug notification is on the screen.
 void PendingDetections::Show() const
 {
     WriteNumber(VCONF_HOTPLUG_PROGRESS, m_ports.empty() ? 0 : 1);

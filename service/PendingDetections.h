@@ -16,10 +16,10 @@ public:
     void Begin(int port);
     void End(int port);
 
-    /// Forget all of them.
+    /// Ends all of them.
     void Clear();
 
-    /// Milliseconds since the last Begin() of a port.
+    /// Returns the milliseconds since the last Begin() of a port.
     int MillisecondsSince(int port) const;
 
 private:

@@ -16,7 +16,7 @@ struct PortSet {
 
     bool Has(int port) const { return port == SRCWATCH_PORT_OPTICAL || (port >= 0 && port < hdmiCount); }
 
-    /// All of them, the optical one last.
+    /// Returns all of them, the optical one last.
     std::vector<int> All() const
     {
         std::vector<int> ports(static_cast<std::size_t>(hdmiCount));

@@ -8,8 +8,8 @@
 #include "Settings.h"
 #include "StoredValues.h"
 
-#include <algorithm>
 #include <optional>
+#include <utility>
 
 #include <json/json.h>
 #include <vconf.h>
@@ -23,7 +23,7 @@ using qdinfo::CQDInfoAPI;
 using qdinfo::CQDInfoData;
 using qdinfo::CQDInfoServerData;
 
-// The text fields of a record: how they are read of a stored one, and written to the table.
+// The text fields of a record, each with the functions that read it from a stored record and write it to the table.
 struct TextField {
     std::string Classification::*text;
     const char* (CQDInfoActivityInfo::*get)();
@@ -43,7 +43,7 @@ constexpr TextField kTextFields[] = {
     {&Classification::cecName, &CQDInfoActivityInfo::GetCECName, &CQDInfoData::SetCECName},
 };
 
-// The number fields, in the same way.
+// The same for the number fields.
 struct NumberField {
     int Record::*number;
     int (CQDInfoActivityInfo::*get)();
@@ -56,12 +56,12 @@ constexpr NumberField kNumberFields[] = {
     {&Record::changed, &CQDInfoActivityInfo::GetChangedType, &CQDInfoData::SetChangedType},
 };
 
-// A copy is read, because reading completes what it reads. What cannot be read stays empty.
+// What cannot be read stays empty. Takes a copy, because Read() completes what it reads.
 Record RecordOf(Json::Value stored)
 {
-    Record record;
     CQDInfoActivityInfo info;
-    if (!stored.isNull()) (void)info.Read(stored);  // a record that is readable in part counts in part
+    if (!stored.isNull()) static_cast<void>(info.Read(stored));  // what it could read counts
+    Record record;
     record.device.deviceType = info.GetDeviceType();
     record.device.method = static_cast<DetectionMethod>(info.GetDetectionMethod());
     for (const NumberField& field : kNumberFields) record.*field.number = (info.*field.get)();
@@ -69,7 +69,7 @@ Record RecordOf(Json::Value stored)
     return record;
 }
 
-// Text setters ignore the empty text, so what is to be empty is emptied first.
+// Text setters ignore the empty text, so all fields are emptied first.
 void WriteTable(CQDInfoData& table, int port, const Record& record)
 {
     table.ResetSourceInfo(port);
@@ -83,45 +83,40 @@ void WriteTable(CQDInfoData& table, int port, const Record& record)
     }
 }
 
-// The HDMI records of an activity document, as many as the TV has inputs.
-std::map<int, Record> RecordsOf(const Json::Value& document)
-{
-    std::map<int, Record> records;
-    const Json::Value& list = document["activity"];
-    for (int port = 0; port < HDMI_PORT_COUNT; ++port) {
-        records[port] = RecordOf(list.get(static_cast<Json::ArrayIndex>(port), Json::nullValue));
-    }
-    return records;
-}
-
 }  // namespace
 
 Records::~Records() { CQDInfoAPI::Destroy(); }
 
 std::string Records::Load()
 {
-    const bool loaded = CQDInfoAPI::Create(true);
+    const bool isLoaded = CQDInfoAPI::Create(true);
     m_table = CQDInfoAPI::GetQDInfoUtil();
     if (m_table == nullptr) return "no memory for the records";
-    if (!loaded) m_table->CreateAndAddNewActivity();
+    if (!isLoaded) m_table->CreateAndAddNewActivity();
     const StoredDocument hdmi = LoadDocument(VCONF_SOURCE_ACTIVITY, StoredKind::kActivity);
-    if (!hdmi.isKept) return "the stored records are unreadable and cannot be kept aside";
     const StoredDocument optical = LoadDocument(VCONF_OPTICAL_SOURCE_ACTIVITY, StoredKind::kOptical);
-    if (!optical.isKept) return "the stored optical record is unreadable and cannot be kept aside";
+    if (!hdmi.isKept || !optical.isKept) return "the stored records are unreadable and cannot be kept aside";
     m_unreadableHdmi = hdmi.unreadable;
     m_unreadableOptical = optical.unreadable;
-    ReadTable();  // what of the HDMI records was readable
+    Json::Value document;
+    static_cast<void>(m_table->GetActivityInfoToStream(document));  // without memory, the records begin empty
+    static_cast<void>(Adopt(document));                             // they are the first ones
     if (!optical.root) return "";
     m_records[OPTICAL_PORT] = RecordOf((*optical.root)["activity"]);
     WriteTable(*m_table, OPTICAL_PORT, m_records[OPTICAL_PORT]);
     return "";
 }
 
-void Records::ReadTable()
+// Makes the HDMI records of a document, as many as the TV has inputs, the current ones. @return True if one differed.
+bool Records::Adopt(const Json::Value& document)
 {
-    Json::Value document;
-    (void)m_table->GetActivityInfoToStream(document);  // without memory, the records begin empty
-    for (auto& [port, record] : RecordsOf(document)) m_records[port] = std::move(record);
+    bool differs = false;
+    for (int port = 0; port < HDMI_PORT_COUNT; ++port) {
+        const Record before = std::exchange(
+            m_records[port], RecordOf(document["activity"].get(static_cast<Json::ArrayIndex>(port), Json::nullValue)));
+        differs = differs || !(before == m_records[port]);
+    }
+    return differs;
 }
 
 // What another service has restored meanwhile stays.
@@ -140,49 +135,47 @@ bool Records::Set(int port, const Record& record)
     return true;
 }
 
-bool Records::Clear(int port)
+void Records::SetScanState(int port, int state)
+{
+    Record record = Get(port);
+    record.scanState = state;
+    static_cast<void>(Set(port, record));  // the port may have that state
+}
+
+void Records::Clear(int port)
 {
     Record record;
     record.denyCount = Get(port).denyCount;
-    return Set(port, record);
+    static_cast<void>(Set(port, record));  // the port may have no device
 }
 
 void Records::Save(int port)
 {
-    if (port == OPTICAL_PORT) SaveOptical();
+    Json::Value root;
+    // The library saves the HDMI records only, and announces both.
+    if (port == OPTICAL_PORT && m_table->GetOpticalActivityInfoToStream(root)) {
+        WriteText(VCONF_OPTICAL_SOURCE_ACTIVITY, Json::writeString(Json::StreamWriterBuilder(), root));
+    }
     srcwatch_set_source_info(port, 0);
 }
 
-void Records::SaveOptical()
-{
-    Json::Value root;
-    if (!m_table->GetOpticalActivityInfoToStream(root)) return;  // logged by the table
-    const std::string text = Json::writeString(Json::StreamWriterBuilder(), root);
-    if (vconf_set_str(VCONF_OPTICAL_SOURCE_ACTIVITY.c_str(), text.c_str()) != 0) {
-        SWLOG(DLOG_ERROR, "the optical record could not be saved");
-    }
-}
-
-// Notices of this service's own writes come later, perhaps several after the last of them: what counts is what is
-// stored now.
+// Notices of this service's own writes come later, perhaps several after the last of them, so what is stored now
+// counts.
 void Records::HandleWritten()
 {
     const std::string text = ReadText(VCONF_SOURCE_ACTIVITY).value_or("");
     const JsonText json(text);
-    const std::string wrong = WhatIsWrong(Inspect(json, StoredKind::kActivity));
-    if (!wrong.empty()) {
-        if (!text.empty()) (void)KeepUnreadable(VCONF_SOURCE_ACTIVITY, text, wrong);  // logged; ours must be restored
-        SWLOG(DLOG_WARN, "another process spoilt the stored records; they are written again");
+    const std::string fault = FaultOf(Inspect(json, StoredKind::kActivity));
+    if (!fault.empty()) {
+        // Nothing more can be done for a text that cannot be kept, which is logged.
+        if (!text.empty()) static_cast<void>(KeepUnreadable(VCONF_SOURCE_ACTIVITY, text, fault));
+        SWLOG(DLOG_WARN, "another process made the stored records unreadable; they are written again");
         return Save(0);
     }
-    const std::map<int, Record> stored = RecordsOf(json.Root());
-    if (std::all_of(stored.begin(), stored.end(),
-                    [&](const auto& entry) { return Get(entry.first) == entry.second; })) {
-        return;
-    }
+    if (!Adopt(json.Root())) return;
     SWLOG(DLOG_INFO, "another process wrote the records; they are taken over");
-    (void)m_table->t_LoadActivityInfoToMemory();  // has just been read, and found to be good
-    ReadTable();
+    Json::Value document = json.Root();
+    static_cast<void>(m_table->SetActivityInfoFromStream(document));  // succeeds for a readable document
 }
 
 Json::Value Records::Stored(int port)
@@ -190,10 +183,11 @@ Json::Value Records::Stored(int port)
     Json::Value record;
     CQDInfoData* const store = CQDInfoServerData::GetInstance();
     if (store == nullptr) return record;
+    // If they fail, the record stays null.
     if (port == OPTICAL_PORT) {
-        (void)store->t_LoadOpticalPortJsonInfoToMemory(port, record);  // null when there is none
+        static_cast<void>(store->t_LoadOpticalPortJsonInfoToMemory(port, record));
     } else {
-        (void)store->t_LoadPortJsonInfoToMemory(port, record);
+        static_cast<void>(store->t_LoadPortJsonInfoToMemory(port, record));
     }
     return record;
 }

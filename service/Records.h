@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The records of all inputs: those that this service holds, and what keeps the library's table and the settings store
-// the same.
+// The records of all inputs, kept the same in the service, in the library's table and in the settings store.
 #ifndef SRCWATCH_SERVICE_RECORDS_H
 #define SRCWATCH_SERVICE_RECORDS_H
 
@@ -19,7 +18,7 @@ class CQDInfoData;
 
 namespace srcwatch {
 
-/// The server's side of the library's store. One at a time: it is the process's.
+/// The service side of the library's store. A process has one at a time.
 class Records {
 public:
     Records() = default;
@@ -27,37 +26,35 @@ public:
     Records(const Records&) = delete;
     Records& operator=(const Records&) = delete;
 
-    /// Become the server and load the records. Texts that cannot be read are kept aside and the records begin empty.
-    /// @return Why it is not possible, or empty.
+    /// Creates the library's store and loads the records. Unreadable texts are kept aside, and what they lack is empty.
+    /// @return Why that is not possible, or empty.
     std::string Load();
 
-    /// Write the records again over texts that could not be read and were kept aside.
+    /// Writes the records over the unreadable texts that were kept aside.
     void Restore();
 
-    /// The record of a port that the TV has.
+    /// Returns the record of a port that the TV has.
     const Record& Get(int port) const { return m_records.at(port); }
 
-    /// Make this the record of a port, save it and have it announced; nothing of it when that is the record already.
-    /// @return Whether it was not.
+    /// Stores, saves and announces the record of a port if it differs from the current one. @return True if it did.
     bool Set(int port, const Record& record);
+    void SetScanState(int port, int state);
+    /// Sets a record without a device, but with the deny count as it is.
+    void Clear(int port);
 
-    /// Set() with no device; the deny count stays.
-    bool Clear(int port);
-
-    /// To be called after each write to the HDMI records' setting, by whomever. Takes over what another process wrote.
+    /// Takes over what another process wrote. To be called after each write to the HDMI records' setting.
     void HandleWritten();
 
-    /// The record as stored; null without one.
+    /// Returns the record as stored; null if there is none.
     static Json::Value Stored(int port);
 
 private:
-    void ReadTable();
+    bool Adopt(const Json::Value& document);
     void Save(int port);
-    void SaveOptical();
 
-    qdinfo::CQDInfoData* m_table = nullptr;                        // the library's
-    std::map<int, Record> m_records{{SRCWATCH_PORT_OPTICAL, {}}};  // what the table has, by port
-    std::optional<std::string> m_unreadableHdmi;                   // texts that were found so
+    qdinfo::CQDInfoData* m_table = nullptr;  // the library's
+    std::map<int, Record> m_records{{SRCWATCH_PORT_OPTICAL, {}}};
+    std::optional<std::string> m_unreadableHdmi;
     std::optional<std::string> m_unreadableOptical;
 };
 

@@ -44,9 +44,9 @@ void Requests::OnRequest(void* self, srcwatch_event_s* event)
 Json::Value Requests::Answer(int type, int port)
 {
     if (type == SRCWATCH_REQUEST_STATUS) return AnswerStatus();
-    if (!m_ports.Has(port)) return Error("there is no port " + std::to_string(port));
+    if (!m_ports.Has(port)) return Error("no such port: " + std::to_string(port));
     if (type == SRCWATCH_REQUEST_DENY) return AnswerDeny(port);
-    if (type == SRCWATCH_REQUEST_FORGET) (void)m_records.Clear(port);  // it may have nothing to forget
+    if (type == SRCWATCH_REQUEST_FORGET) m_records.Clear(port);
     return AnswerRecord(port);
 }
 
@@ -60,9 +60,10 @@ Json::Value Requests::AnswerStatus() const
         if (m_detector.IsPlugged(port)) answer["plugged"].append(port);
     }
     answer["profiles"] = static_cast<Json::UInt64>(m_detector.ProfileCount());
-    answer["scan"]["state"] = m_commands.FirstSetupScan().StateText();
-    answer["scan"]["percent"] = m_commands.FirstSetupScan().Percent();
-    answer["scan"]["found"] = m_commands.FirstSetupScan().DevicesFound();
+    const Scan& scan = m_commands.FirstSetupScan();
+    answer["scan"]["state"] = scan.StateText();
+    answer["scan"]["percent"] = scan.Percent();
+    answer["scan"]["found"] = scan.DevicesFound();
     answer["twc"]["port"] = m_commands.TwcPort();
     return answer;
 }
@@ -81,7 +82,7 @@ Json::Value Requests::AnswerDeny(int port)
     Record record = m_records.Get(port);
     if (!record.HasDevice()) return Error("nothing was detected on port " + std::to_string(port));
     if (record.denyCount < std::numeric_limits<int>::max()) ++record.denyCount;
-    (void)m_records.Set(port, record);  // differs by the count
+    static_cast<void>(m_records.Set(port, record));  // the reply is the same if the count has reached its limit
     return AnswerRecord(port);
 }
 

@@ -24,7 +24,7 @@ public:
     {
     }
 
-    /// Answer the requests that a receiver gets from now on. Before, their replies stay empty.
+    /// Answers the requests that a receiver gets from now on. Until then their replies are empty.
     void Register(qdinfo::CQDEventReciever& receiver);
 
     Json::Value Answer(int type, int port);

@@ -6,6 +6,8 @@
 #include "Settings.h"
 #include "srcwatch-protocol.h"
 
+#include <algorithm>
+
 namespace srcwatch {
 
 namespace {
@@ -30,33 +32,29 @@ void Scan::Start()
     m_next = 0;
     m_found = 0;
     if (m_inputs < 1) {
-        SWLOG(DLOG_ERROR, "the scan failed: the number of HDMI inputs is not known");
+        SWLOG(DLOG_ERROR, "the scan failed: the number of HDMI inputs is unknown");
         return End(State::kIdle, SRCWATCH_SCAN_FAILED);
     }
-    for (int port = 0; port < m_inputs; ++port) {
-        Record record = m_records.Get(port);
-        record.scanState = SRCWATCH_SCAN_NOT_SCANNED;
-        (void)m_records.Set(port, record);  // most have not been scanned since they were plugged in
-    }
+    for (int port = 0; port < m_inputs; ++port) m_records.SetScanState(port, SRCWATCH_SCAN_NOT_SCANNED);
     Proceed();
 }
 
 void Scan::Stop()
 {
     if (m_state == State::kRunning) return End(State::kStopped, SRCWATCH_SCAN_STOPPED);
-    SWLOG(DLOG_WARN, "no scan runs that could be stopped");
+    SWLOG(DLOG_WARN, "no scan to stop");
 }
 
 void Scan::Resume()
 {
     if (m_state == State::kStopped) return Proceed();
-    SWLOG(DLOG_WARN, "no scan was stopped that could be resumed");
+    SWLOG(DLOG_WARN, "no stopped scan to resume");
 }
 
 void Scan::Proceed()
 {
     m_state = State::kRunning;
-    ShowProgress(m_next < m_inputs ? m_next : m_inputs - 1);
+    ShowProgress(std::min(m_next, m_inputs - 1));
     m_timer.Start(m_stepMilliseconds, [this] { Step(); });
 }
 
@@ -75,25 +73,19 @@ void Scan::End(State state, int result)
     m_timer.Stop();
     m_state = state;
     WriteNumber(VCONF_SCAN_RESULT, result);
-    m_announcer.ScanFinished(result, m_found, 0);
+    m_announcer.AnnounceScanEnd(result, m_found, 0);
 }
 
 void Scan::ShowProgress(int port)
 {
     WriteNumber(VCONF_SCAN_RESULT, kProgressBase + Percent());
-    m_announcer.ScanProgress(Percent(), port);
+    m_announcer.AnnounceScanProgress(Percent(), port);
 }
 
 const char* Scan::StateText() const
 {
-    switch (m_state) {
-        case State::kRunning:
-            return "running";
-        case State::kStopped:
-            return "stopped";
-        default:
-            return "idle";
-    }
+    if (m_state == State::kRunning) return "running";
+    return m_state == State::kStopped ? "stopped" : "idle";
 }
 
 int Scan::Percent() const { return m_inputs < 1 ? 0 : kPercentWhenWalked * m_next / m_inputs; }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The first-setup scan: walks the HDMI inputs at a steady pace; can be stopped and resumed where it was.
+// The first-setup scan, which walks the HDMI inputs at a steady pace and can be stopped and resumed where it was.
 #ifndef SRCWATCH_SERVICE_SCAN_H
 #define SRCWATCH_SERVICE_SCAN_H
 

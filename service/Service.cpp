@@ -20,14 +20,15 @@ namespace srcwatch {
 
 namespace {
 
-// A bus answers within milliseconds; when it refuses the name, nothing is heard at all.
+// A bus grants a name within milliseconds; when it refuses one, no event comes at all.
 constexpr unsigned kNameDeadlineMilliseconds = 5000;
+constexpr int kMostHdmiInputs = 8;
 
 }  // namespace
 
 Service::Service(Options options)
     : m_options(std::move(options)),
-      m_ports{std::max(get_hdmi_count(), 0)},
+      m_ports{std::clamp(get_hdmi_count(), 0, kMostHdmiInputs)},
       m_detector(m_options.quietMilliseconds, m_ports, m_records, m_announcer,
                  [this] { End("the inputs directory " + m_options.inputs + " is gone"); }),
       m_commands(m_options.scanStepMilliseconds, m_ports, m_records, m_detector, m_announcer,
@@ -51,21 +52,18 @@ std::string Service::Run()
         static_cast<Service*>(self)->End("");
         return G_SOURCE_CONTINUE;
     };
-    const unsigned onTerm = g_unix_signal_add(SIGTERM, quit, this);
-    const unsigned onInt = g_unix_signal_add(SIGINT, quit, this);
+    for (const int signal : {SIGTERM, SIGINT}) g_unix_signal_add(signal, quit, this);
     OwnName();
     g_main_loop_run(m_loop.get());
-    g_source_remove(onTerm);
-    g_source_remove(onInt);
-    (void)sd_notify(0, "STOPPING=1");  // no supervisor is no fault
-    WithdrawStates();
+    static_cast<void>(sd_notify(0, "STOPPING=1"));  // there may be no supervisor
+    ClearStates();
     return m_failure;
 }
 
 std::string Service::Prepare()
 {
     if (!std::filesystem::is_directory(m_options.inputs)) {
-        return "the inputs directory " + m_options.inputs + " is not there or is no directory";
+        return "the inputs directory " + m_options.inputs + " does not exist or is not a directory";
     }
     LoadProfiles();
     const std::string failure = ConnectToBus();
@@ -103,11 +101,10 @@ void Service::OwnName()
     m_receiver = std::make_unique<qdinfo::CQDEventReciever>(QDINFO_CHANNEL_NAME, true);
     m_receiver->RegisterEventCallback(SRCWATCH_EVENT_SERVICE_STARTED, checkOwnership, this);
     m_receiver->RegisterEventCallback(SRCWATCH_EVENT_SERVICE_STOPPED, checkOwnership, this);
-    m_nameDeadline.Start(kNameDeadlineMilliseconds,
-                         [this] { End("the bus does not give the name " SRCWATCH_BUS_NAME); });
+    m_nameDeadline.Start(kNameDeadlineMilliseconds, [this] { End("the bus refuses the name " SRCWATCH_BUS_NAME); });
 }
 
-// Both events are heard by every service on the bus, whichever of them they are about: the bus knows.
+// Every service on the bus hears both events, whichever service they are about, so the bus is asked.
 void Service::CheckOwnership()
 {
     const auto onOwner = [](GObject* bus, GAsyncResult* result, gpointer self) {
@@ -130,11 +127,11 @@ void Service::HandleOwner(const std::string& owner)
         m_takenOver = true;
         End("another service has taken over the name " SRCWATCH_BUS_NAME "; this one ends");
     } else if (!owner.empty()) {
-        End("another service holds the name " SRCWATCH_BUS_NAME " and does not give it up");
+        End("another service holds the name " SRCWATCH_BUS_NAME " and keeps it");
     }
 }
 
-// From here on this is the service, and nobody else writes what it writes.
+// From here on no other service writes what this one writes.
 void Service::Begin()
 {
     if (std::exchange(m_begun, true)) return;
@@ -142,13 +139,13 @@ void Service::Begin()
     m_requests.Register(*m_receiver);
     m_commands.Reset();
     m_records.Restore();
-    (void)LoadStatistics();  // restores them, too
+    static_cast<void>(LoadStatistics());  // restores them, too
     ShowSupport(true);
     WatchSettings();
     const std::string failure = m_detector.Start(m_options.inputs);
     if (!failure.empty()) return End("the inputs directory " + m_options.inputs + " cannot be watched: " + failure);
     SWLOG(DLOG_INFO, "serving %d HDMI input(s) from %s", m_ports.hdmiCount, Printable(m_options.inputs).c_str());
-    (void)sd_notify(0, "READY=1");  // no supervisor is no fault
+    static_cast<void>(sd_notify(0, "READY=1"));  // there may be no supervisor
 }
 
 void Service::WatchSettings()
@@ -180,13 +177,13 @@ void Service::End(const std::string& failure)
     g_main_loop_quit(m_loop.get());
 }
 
-// Without a service nothing is detected. After a takeover there is one, and these are its own.
-void Service::WithdrawStates()
+// Without a service nothing is detected. After a take-over the states are those of the other service.
+void Service::ClearStates()
 {
     if (!m_begun || m_takenOver) return;
-    m_commands.Withdraw();
+    m_commands.StopScan();
     ShowSupport(false);
-    m_detector.Withdraw();
+    m_detector.ClearPending();
 }
 
 }  // namespace srcwatch

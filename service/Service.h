@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The reference detection service: its life, from the bus name on to the end, and what it is made of.
+// The reference detection service: its parts, its start and its end.
 #ifndef SRCWATCH_SERVICE_SERVICE_H
 #define SRCWATCH_SERVICE_SERVICE_H
 
@@ -28,7 +28,7 @@ struct Options {
     unsigned quietMilliseconds = 100;
 };
 
-/// One per process: it is the library's server part and owns the channel's bus name.
+/// The library's service side and the owner of the channel's bus name, of which a process has one.
 class Service {
 public:
     explicit Service(Options options);
@@ -36,10 +36,10 @@ public:
     Service(const Service&) = delete;
     Service& operator=(const Service&) = delete;
 
-    /// Serve until told to end. @return What went wrong, or empty after an end that was asked for.
+    /// Serves until a signal or a failure ends it. @return The failure, or empty after a signal.
     std::string Run();
 
-    /// Whether the end was that another service took over.
+    /// True if Run() ended because another service took the bus name.
     bool WasTakenOver() const { return m_takenOver; }
 
 private:
@@ -53,12 +53,12 @@ private:
     void WatchSettings();
     void ShowSupport(bool supported);
     void End(const std::string& failure);
-    void WithdrawStates();
+    void ClearStates();
 
     const Options m_options;
     const PortSet m_ports;
     Records m_records;
-    BusAnnouncer m_announcer;
+    Announcer m_announcer;
     Detector m_detector;
     Commands m_commands;
     Requests m_requests;

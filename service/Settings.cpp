@@ -15,7 +15,12 @@ void WriteNumber(const std::string& key, int value)
     if (vconf_set_int(key.c_str(), value) != 0) SWLOG(DLOG_ERROR, "%s could not be written", key.c_str());
 }
 
-std::string WhatIsWrong(const Inspection& inspection)
+void WriteText(const std::string& key, const std::string& text)
+{
+    if (vconf_set_str(key.c_str(), text.c_str()) != 0) SWLOG(DLOG_ERROR, "%s could not be written", key.c_str());
+}
+
+std::string FaultOf(const Inspection& inspection)
 {
     return inspection.IsReadable() ? "" : Printable(inspection.FirstUnreadable()->Text());
 }
@@ -25,9 +30,9 @@ StoredDocument LoadDocument(const std::string& key, StoredKind kind)
     std::optional<std::string> text = ReadText(key);
     if (!text) return {};
     const JsonText json(*text);
-    const std::string wrong = WhatIsWrong(Inspect(json, kind));
-    if (wrong.empty()) return {json.Root(), std::nullopt, true};
-    const bool isKept = KeepUnreadable(key, *text, wrong);
+    const std::string fault = FaultOf(Inspect(json, kind));
+    if (fault.empty()) return {json.Root(), std::nullopt, true};
+    const bool isKept = KeepUnreadable(key, *text, fault);
     return {std::nullopt, std::move(text), isKept};
 }
 
@@ -47,15 +52,10 @@ Statistics LoadStatistics()
 {
     const StoredDocument document = LoadDocument(VCONF_SPD_AKSV_1, StoredKind::kStatistics);
     if (document.root) return Statistics(*document.root);
-    if (document.unreadable) SaveStatistics({});  // also when they are not kept: statistics may go
+    if (document.unreadable) SaveStatistics({});  // also if they are not kept, because statistics may be lost
     return {};
 }
 
-void SaveStatistics(const Statistics& statistics)
-{
-    if (vconf_set_str(VCONF_SPD_AKSV_1.c_str(), statistics.Text().c_str()) != 0) {
-        SWLOG(DLOG_ERROR, "the detection statistics could not be saved");
-    }
-}
+void SaveStatistics(const Statistics& statistics) { WriteText(VCONF_SPD_AKSV_1, statistics.Text()); }
 
 }  // namespace srcwatch

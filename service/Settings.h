@@ -12,26 +12,27 @@
 
 namespace srcwatch {
 
-/// Write a number; a failure is logged.
+/// Writes a value; a failure is logged.
 void WriteNumber(const std::string& key, int value);
+void WriteText(const std::string& key, const std::string& text);
 
-/// A document in the settings store. One that the library would not read all of is kept aside, as the next save would
-/// lose the rest.
+/// A document in the settings store. One that the library would read only in part is kept aside, because the next save
+/// loses the rest.
 struct StoredDocument {
-    std::optional<Json::Value> root;        ///< nothing when it is absent or unreadable
-    std::optional<std::string> unreadable;  ///< its text, when it is
-    bool isKept = true;                     ///< false when an unreadable text could not be kept aside
+    std::optional<Json::Value> root;        ///< nothing if it is absent or unreadable
+    std::optional<std::string> unreadable;  ///< its text if it is unreadable
+    bool isKept = true;                     ///< false if an unreadable text could not be kept aside
 };
 StoredDocument LoadDocument(const std::string& key, StoredKind kind);
 
-/// Why the library would not read all of a document, in words for the log; empty when it would.
-std::string WhatIsWrong(const Inspection& inspection);
+/// Returns why the library would read a document only in part, for the log; empty if it reads all.
+std::string FaultOf(const Inspection& inspection);
 
-/// Keep a text that cannot be used under its key with ".unreadable" after it, and log that with the reason.
-/// @return Whether it is kept.
+/// Keeps a text that cannot be used under its key with ".unreadable" after it, and logs that with the reason.
+/// @return True if it is kept.
 bool KeepUnreadable(const std::string& key, const std::string& text, const std::string& reason);
 
-/// Read the detection statistics. A text that cannot be read is kept aside, and none take its place in the store.
+/// Reads the detection statistics. An unreadable text is kept aside and replaced by empty statistics.
 Statistics LoadStatistics();
 void SaveStatistics(const Statistics& statistics);
 

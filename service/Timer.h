@@ -11,7 +11,7 @@
 
 namespace srcwatch {
 
-/// Calls back once after a time, in the default main context. Starting it again begins the time anew.
+/// Calls back once after a time, in the default main context. Starting it again restarts the time.
 class Timer {
 public:
     Timer() = default;

@@ -30,11 +30,11 @@ void Twc::Start(int port, bool isSetTopBox)
 // The library clears the status too, but a channel reported just before may have set it again.
 void Twc::End(int port)
 {
-    if (m_port != port) SWLOG(DLOG_WARN, "the TWC check of HDMI %d ends without having been started", port + 1);
+    if (m_port != port) SWLOG(DLOG_WARN, "the TWC check of HDMI %d ends but was not started", port + 1);
     Reset();
 }
 
-// Numbers that cannot be read: no check, nothing tuned.
+// Numbers that cannot be read mean that no check runs and that nothing is tuned.
 void Twc::HandleTunedChannel()
 {
     const bool isWaiting = m_port >= 0 && ReadNumber(VCONF_TWC_STATUS_INTERNAL) == SRCWATCH_TWC_WAITING;

@@ -8,7 +8,7 @@ namespace srcwatch {
 
 class Twc {
 public:
-    /// Show that no check runs.
+    /// Shows applications that no check runs.
     void Reset();
 
     void Start(int port, bool isSetTopBox);
@@ -17,7 +17,7 @@ public:
     /// To be called after each write to the setting that a tuned channel is reported in.
     void HandleTunedChannel();
 
-    /// The port that is checked; -1 when none is.
+    /// The port that is checked; -1 if none is.
     int Port() const { return m_port; }
 
 private:

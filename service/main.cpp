@@ -36,13 +36,16 @@ void DefineOptions(CLI::App& app, srcwatch::Options& options)
         ->type_name("MS");
 }
 
+// Nothing can be done if this fails.
+void Report(const char* failure) { static_cast<void>(std::fprintf(stderr, "srcwatch-service: %s\n", failure)); }
+
 int Serve(const srcwatch::Options& options)
 {
     srcwatch::Service service(options);
     const std::string failure = service.Run();
     if (failure.empty()) return kDone;
     SWLOG(DLOG_ERROR, "%s", failure.c_str());
-    (void)std::fprintf(stderr, "srcwatch-service: %s\n", failure.c_str());  // nowhere else to say it
+    Report(failure.c_str());
     return service.WasTakenOver() ? kDone : kFailed;  // a supervisor must not start a rival of the new one
 }
 
@@ -50,7 +53,7 @@ int Serve(const srcwatch::Options& options)
 
 int main(int argc, char** argv)
 try {
-    CLI::App app("Detects the devices on the TV's inputs and tells applications.", "srcwatch-service");
+    CLI::App app("Detects the devices on the TV's inputs and announces them to applications.", "srcwatch-service");
     srcwatch::Options options;
     DefineOptions(app, options);
     try {
@@ -60,6 +63,6 @@ try {
     }
     return Serve(options);
 } catch (const std::exception& e) {
-    (void)std::fprintf(stderr, "srcwatch-service: %s\n", e.what());  // nowhere else to say it
+    Report(e.what());
     return kFailed;
 }

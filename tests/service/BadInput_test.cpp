@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Whatever lies in the inputs directory, the service tells it in one line and goes on.
+// The service logs what it cannot use in the inputs directory in one line, and goes on.
 #include "Frames.h"
 #include "ServiceTest.h"
 
@@ -18,7 +18,7 @@ const std::string kTag = " srcwatch-service ";
 
 class BadInput : public ServiceTest {
 protected:
-    // A good device on another input is detected as ever, and nothing more was complained of than expected.
+    // A good device on another input is detected as ever, and nothing but the expected line was logged.
     void ExpectOneComplaint(const std::string& text)
     {
         ASSERT_TRUE(RunUntil([&] { return LogLinesWith(text) >= 1; })) << Log();
@@ -29,7 +29,7 @@ protected:
         EXPECT_EQ(StopService(SIGTERM), 0);
     }
 
-    // The lines that the service logged of what it did not like.
+    // The number of warnings and errors that the service logged.
     static int Complaints() { return LogLinesWith(" W" + kTag) + LogLinesWith(" E" + kTag); }
 
     void MakeDevice(const std::string& input, const std::string& file, const Frame& bytes) const
@@ -93,7 +93,7 @@ TEST_F(BadInput, ADeviceOfTenThousandFilesIsLoggedInOneLine)
     WriteFile(InputPath("hdmi1") + "/spd.bin", SpdFrame("ACME", "Crowded", 8));
     ASSERT_TRUE(RunUntil([&] { return StoredRecord(0)["ModelName"].asString() == "Crowded"; }));
 
-    EXPECT_LE(LogLinesWith("file(s) of other names ignored, such as 'file"), 2);  // each detection tells it
+    EXPECT_LE(LogLinesWith("file(s) of other names ignored, such as 'file"), 2);  // each detection logs it
 }
 
 TEST_F(BadInput, TenThousandUnknownNamesAreLoggedInOneLine)
@@ -132,7 +132,7 @@ TEST_F(BadInput, ALinkToItselfIsLoggedInOneLine)
 
     std::filesystem::create_symlink("hdmi1", InputPath("hdmi1"));
 
-    ExpectOneComplaint("hdmi1 refused: Too many levels of symbolic links");
+    ExpectOneComplaint("hdmi1: refused: Too many levels of symbolic links");
 }
 
 TEST_F(BadInput, ALinkToTheInputsDirectoryIsLoggedInOneLine)
@@ -141,7 +141,7 @@ TEST_F(BadInput, ALinkToTheInputsDirectoryIsLoggedInOneLine)
 
     std::filesystem::create_symlink(".", InputPath("hdmi1"));
 
-    ExpectOneComplaint("hdmi1 refused: a link loop: it leads to the inputs directory");
+    ExpectOneComplaint("hdmi1: refused: a link loop: it leads to the inputs directory");
 }
 
 TEST_F(BadInput, ALinkToNowhereIsLoggedInOneLine)
@@ -150,7 +150,7 @@ TEST_F(BadInput, ALinkToNowhereIsLoggedInOneLine)
 
     std::filesystem::create_symlink("nowhere", InputPath("hdmi1"));
 
-    ExpectOneComplaint("hdmi1 refused: No such file or directory");
+    ExpectOneComplaint("hdmi1: refused: No such file or directory");
 }
 
 TEST_F(BadInput, AFileInPlaceOfADirectoryIsLoggedInOneLine)
@@ -159,7 +159,7 @@ TEST_F(BadInput, AFileInPlaceOfADirectoryIsLoggedInOneLine)
 
     WriteFile(InputPath("hdmi1"), "not a directory");
 
-    ExpectOneComplaint("hdmi1 refused: not a directory");
+    ExpectOneComplaint("hdmi1: refused: not a directory");
 }
 
 TEST_F(BadInput, APipeInPlaceOfAFileIsLoggedInOneLine)

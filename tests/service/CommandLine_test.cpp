@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The service's command line: what it refuses, how it says so, and that its manual page knows it.
+// The service's command line: what it refuses, with which message, and that its manual page has the same options.
 #include "Options.h"
 #include "ServiceTest.h"
 
@@ -116,7 +116,7 @@ TEST_F(CommandLine, RefusesAnInputsDirectoryThatIsNotThere)
 
     EXPECT_EQ(outcome.code, 1);
     EXPECT_EQ(outcome.errors,
-              "srcwatch-service: the inputs directory " + missing + " is not there or is no directory\n");
+              "srcwatch-service: the inputs directory " + missing + " does not exist or is not a directory\n");
 }
 
 TEST_F(CommandLine, RefusesAFileAsInputsDirectory)
@@ -144,7 +144,7 @@ TEST_F(CommandLine, EndsWithOneLineWhenTheBusRefusesTheName)
         Run({"--inputs", m_directory.Path()}, {{"DBUS_SYSTEM_BUS_ADDRESS", bus->Address()}, {"SRCWATCH_LOG", "none"}});
 
     EXPECT_EQ(outcome.code, 1);
-    EXPECT_EQ(outcome.errors, "srcwatch-service: the bus does not give the name org.nalto.tv.qdinfo\n");
+    EXPECT_EQ(outcome.errors, "srcwatch-service: the bus refuses the name org.nalto.tv.qdinfo\n");
 }
 
 TEST_F(CommandLine, EndsWithOneLineWhenTheSettingsCannotBeStored)

@@ -40,13 +40,13 @@ TEST_F(CommandsTest, WalkAllInputs)
     EXPECT_EQ(m_records.Get(3).scanState, SRCWATCH_SCAN_EMPTY);
 }
 
-TEST_F(CommandsTest, StopAScanWhenTheyAreWithdrawn)
+TEST_F(CommandsTest, StopAScanThatRuns)
 {
-    m_commands.Withdraw();
+    m_commands.StopScan();
     EXPECT_THAT(m_announcer.events, ElementsAre());
     m_commands.Handle(kScanStart);
 
-    m_commands.Withdraw();
+    m_commands.StopScan();
     m_commands.Handle(kScanStop);  // there is nothing to stop any more
 
     EXPECT_THAT(m_announcer.events, ElementsAre("progress 0 0", "finished -1 0 0"));
@@ -72,7 +72,7 @@ TEST_F(CommandsTest, ScanTheOpticalSource)
 
 TEST_F(CommandsTest, CheckTheSetTopBoxOfAPort)
 {
-    (void)m_records.Set(1, RecordOfType(SRCWATCH_DEVICE_SET_TOP_BOX));
+    static_cast<void>(m_records.Set(1, RecordOfType(SRCWATCH_DEVICE_SET_TOP_BOX)));
 
     m_commands.Handle(kTwcStart + 1);
     EXPECT_EQ(srcwatch_is_TWC(), SRCWATCH_TWC_WAITING);

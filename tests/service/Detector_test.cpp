@@ -52,7 +52,7 @@ TEST_F(DetectorTest, ClearsTheRecordOfAnUnpluggedDevice)
 
 TEST_F(DetectorTest, ClearsAtItsStartWhatIsNotPluggedIn)
 {
-    (void)m_records.Set(2, RecordOfType(6));
+    static_cast<void>(m_records.Set(2, RecordOfType(6)));
 
     StartDetector();
 

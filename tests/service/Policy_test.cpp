@@ -53,12 +53,12 @@ GVariant* Message() { return g_variant_new("(is)", SRCWATCH_EVENT_CONNECTION, "0
 
 class Policies : public ServiceTest {
 protected:
-    // Also gives every user access to the sockets' and programs' output.
+    // Every user may also use the bus's socket and the programs' output.
     void UseBus(const std::string& user, const std::string& group) { m_bus = MakeSecondBus(Policy(user, group)); }
 
     void LaunchOnBus() { m_service = LaunchService({}, {{"DBUS_SYSTEM_BUS_ADDRESS", m_bus->Address()}}); }
 
-    // Whether a signal of an interface that one peer sends reaches another.
+    // Returns true if a signal of an interface that one peer sends reaches another.
     bool IsDelivered(const std::string& interface) const
     {
         BusPeer sender(m_bus->Address());
@@ -90,7 +90,7 @@ TEST_F(Policies, RefuseTheNameToEveryOtherUser)
     EXPECT_EQ(BusPeer(m_bus->Address()).RequestName(kName), kRefused);
     LaunchOnBus();
     EXPECT_EQ(m_service->Wait(), 1);
-    EXPECT_EQ(m_service->Errors(), "srcwatch-service: the bus does not give the name org.nalto.tv.qdinfo\n");
+    EXPECT_EQ(m_service->Errors(), "srcwatch-service: the bus refuses the name org.nalto.tv.qdinfo\n");
 }
 
 TEST_F(Policies, RefuseTheNameToMembersOfTheGroup)
@@ -221,7 +221,7 @@ constexpr Rights kRights[] = {
 
 class PolicyMatrix : public PoliciesForOthers, public testing::WithParamInterface<Rights> {
 protected:
-    // Whether the bus lets the user's call through.
+    // Returns true if the bus lets the user's call through.
     bool MayCall(const std::string& destination, const std::string& path, const std::string& method,
                  const std::vector<std::string>& arguments) const
     {
@@ -244,7 +244,8 @@ protected:
         EXPECT_EQ(emit->Wait(), 0) << emit->Errors();
     }
 
-    // Whether the user's signal of the channel arrives, before a later one of another interface, which always does.
+    // Returns true if the user's signal of the channel arrives, before a later one of another interface, which always
+    // does.
     bool MaySignal() const
     {
         constexpr const char* kOther = "org.nalto.tv.other";

@@ -27,9 +27,9 @@ TEST_F(RecordsTest, KeepTheDenyCountWhenCleared)
 {
     srcwatch::Record record = RecordOfType(6);
     record.denyCount = 2;
-    (void)m_records.Set(1, record);
+    static_cast<void>(m_records.Set(1, record));
 
-    EXPECT_TRUE(m_records.Clear(1));
+    m_records.Clear(1);
 
     EXPECT_FALSE(m_records.Get(1).HasDevice());
     EXPECT_EQ(StoredRecord(1)["DenyCount"], 2);
@@ -38,8 +38,8 @@ TEST_F(RecordsTest, KeepTheDenyCountWhenCleared)
 // The first of two notices comes when the second write is stored already.
 TEST_F(RecordsTest, KnowTheirOwnWritesByOneReadForEachNotice)
 {
-    (void)m_records.Set(1, RecordOfType(6));
-    (void)m_records.Set(1, RecordOfType(3));
+    static_cast<void>(m_records.Set(1, RecordOfType(6)));
+    static_cast<void>(m_records.Set(1, RecordOfType(3)));
     TheStoreReads() = {};
 
     m_records.HandleWritten();
@@ -51,20 +51,20 @@ TEST_F(RecordsTest, KnowTheirOwnWritesByOneReadForEachNotice)
 
 TEST_F(RecordsTest, TakeOverWhatAnotherProcessWrote)
 {
-    (void)m_records.Set(0, RecordOfType(6));
+    static_cast<void>(m_records.Set(0, RecordOfType(6)));
     vconf_set_str(kActivityKey, R"({"activity":[{},{"DevType":3,"DevName":"Theirs"}]})");
 
     m_records.HandleWritten();
 
     EXPECT_FALSE(m_records.Get(0).HasDevice());
     EXPECT_EQ(m_records.Get(1).device.deviceName, "Theirs");
-    (void)m_records.Set(2, RecordOfType(9));
+    static_cast<void>(m_records.Set(2, RecordOfType(9)));
     EXPECT_EQ(StoredRecord(1)["DevName"], "Theirs");
 }
 
 TEST_F(RecordsTest, RestoreWhatAnotherProcessSpoilt)
 {
-    (void)m_records.Set(0, RecordOfType(6));
+    static_cast<void>(m_records.Set(0, RecordOfType(6)));
     vconf_set_str(kActivityKey, R"({"activity":[[]]})");
 
     m_records.HandleWritten();

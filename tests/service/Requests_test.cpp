@@ -35,7 +35,7 @@ TEST_F(RequestsTest, RefusePortsThatTheTvDoesNotHave)
 {
     for (const int type : {SRCWATCH_REQUEST_RECORD, SRCWATCH_REQUEST_FORGET, SRCWATCH_REQUEST_DENY}) {
         for (const int port : {-1, kHdmiInputs, 98}) {
-            EXPECT_EQ(m_requests.Answer(type, port)["error"], "there is no port " + std::to_string(port)) << type;
+            EXPECT_EQ(m_requests.Answer(type, port)["error"], "no such port: " + std::to_string(port)) << type;
         }
     }
 }
@@ -44,7 +44,7 @@ TEST_F(RequestsTest, CountDenialsAndForgetAllElse)
 {
     srcwatch::Record record = RecordOfType(6);
     record.denyCount = std::numeric_limits<int>::max() - 1;
-    (void)m_records.Set(0, record);
+    static_cast<void>(m_records.Set(0, record));
 
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(m_requests.Answer(SRCWATCH_REQUEST_DENY, 0)["record"]["DenyCount"], std::numeric_limits<int>::max());
@@ -59,7 +59,7 @@ TEST_F(RequestsTest, CountDenialsAndForgetAllElse)
 TEST_F(RequestsTest, AnswerARecordAsStored)
 {
     EXPECT_TRUE(m_requests.Answer(SRCWATCH_REQUEST_RECORD, 3)["record"].isNull());
-    (void)m_records.Set(3, RecordOfType(9));
+    static_cast<void>(m_records.Set(3, RecordOfType(9)));
 
     const Json::Value answer = m_requests.Answer(SRCWATCH_REQUEST_RECORD, 3);
 

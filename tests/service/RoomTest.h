@@ -22,13 +22,13 @@ extern const char* const kStatisticsKey;
 /// Keeps what is announced, as one text for each event: "connection 0 1".
 class FakeAnnouncer : public srcwatch::Announcer {
 public:
-    void Connection(int port, bool connected) override { Add("connection", {port, connected ? 1 : 0}); }
-    void Detected(int port, const srcwatch::Record& record) override
+    void AnnounceConnection(int port, bool connected) override { Add("connection", {port, connected ? 1 : 0}); }
+    void AnnounceDevice(int port, const srcwatch::Record& record) override
     {
         Add("detected", {port, record.device.deviceType});
     }
-    void ScanProgress(int percent, int port) override { Add("progress", {percent, port}); }
-    void ScanFinished(int result, int devicesFound, int port) override
+    void AnnounceScanProgress(int percent, int port) override { Add("progress", {percent, port}); }
+    void AnnounceScanEnd(int result, int devicesFound, int port) override
     {
         Add("finished", {result, devicesFound, port});
     }
@@ -48,7 +48,7 @@ protected:
     RoomTest() = default;
     void SetUp() override { ASSERT_EQ(m_records.Load(), ""); }
 
-    /// Watch the inputs directory, with the profiles of the service.
+    /// Watches the inputs directory, with the profiles of the service.
     void StartDetector();
     bool WaitForAnnouncements(std::size_t count);
 

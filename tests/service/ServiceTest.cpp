@@ -44,7 +44,7 @@ int RunAgain(char** argv)
 {
     const pid_t child = fork();
     if (child == 0) {
-        (void)execv("/proc/self/exe", argv);
+        static_cast<void>(execv("/proc/self/exe", argv));  // returns only if it fails
         _exit(127);
     }
     int status = 0;
@@ -95,7 +95,7 @@ int RunInHome(int argc, char** argv, int hdmiInputs, const std::function<int()>&
         return RunAgain(argv);
     }
     testing::InitGoogleTest(&argc, argv);
-    (void)TheBus();
+    static_cast<void>(TheBus());  // starts it
     return body();
 }
 
@@ -129,7 +129,7 @@ std::unique_ptr<PrivateBus> MakeSecondBus(const std::string& policy)
 
 void RunFor(std::chrono::milliseconds time)
 {
-    (void)RunUntil([] { return false; }, time);
+    static_cast<void>(RunUntil([] { return false; }, time));  // false, always
 }
 
 ServiceTest::ServiceTest()

@@ -32,21 +32,21 @@ struct Event {
 bool operator==(const Event& a, const Event& b);
 std::ostream& operator<<(std::ostream& out, const Event& event);
 
-/// The private home of a test program: settings, bus, configuration. Everything in it is gone at the end.
+/// The private home of a test program: settings, bus, configuration. It is removed at the end.
 /// RunInHome() runs the tests in a process whose environment points there from its very start, because the library
 /// asks for the number of inputs while it is loaded.
 int RunInHome(int argc, char** argv, int hdmiInputs);
-/// The same for a program that is not run by tests.
+/// The same for a program without tests.
 int RunInHome(int argc, char** argv, int hdmiInputs, const std::function<int()>& body);
 std::string HomePath(const std::string& name);
 
-/// A bus beside the one of the test program, which stays the one that the program itself connects to.
+/// Makes a bus beside the one that the test program itself connects to.
 std::unique_ptr<PrivateBus> MakeSecondBus(const std::string& policy = "");
 
 /// What every system bus allows, before the rules of services are added: connections, signals, and calls to the bus.
 extern const char* const kSystemBusRules;
 
-/// Run the main loop for a while, for what must not happen.
+/// Runs the main loop for a while, for what must not happen.
 void RunFor(std::chrono::milliseconds time);
 
 class ServiceTest : public testing::Test {
@@ -54,24 +54,24 @@ protected:
     ServiceTest();
     ~ServiceTest() override;
 
-    /// Start the service and wait until it serves.
+    /// Starts the service and waits until it serves.
     void StartService(const std::vector<std::string>& options = {});
-    /// Start it without waiting.
+    /// Starts it without waiting.
     std::unique_ptr<Process> LaunchService(const std::vector<std::string>& options = {},
                                            const std::map<std::string, std::string>& environment = {});
-    /// Have the program started by this command instead of by itself.
+    /// Makes this command start the program.
     void SetLauncher(std::vector<std::string> launcher) { m_launcher = std::move(launcher); }
     bool WaitUntilServing();
-    /// End it with a signal and give its exit code.
+    /// Ends it with a signal. @return Its exit code.
     int StopService(int signal);
 
-    /// Plug a capture in, as a link to it, and out again. Plug() waits for the detection.
+    /// Plugs a capture in, as a link to it, and out again. Plug() waits for the detection.
     void Plug(const std::string& input, const std::string& capture);
     void LinkCapture(const std::string& input, const std::string& capture) const;
     void Unplug(const std::string& input);
     std::string InputPath(const std::string& name) const { return m_inputs / name; }
 
-    /// A port's stored record; null when there is none.
+    /// Returns a port's stored record; null if there is none.
     static Json::Value StoredRecord(int port);
     /// Settings, as this process reads them.
     static std::optional<std::string> TextSetting(const std::string& key);
@@ -80,10 +80,10 @@ protected:
     std::vector<Event> EventsOf(int type) const;
     std::size_t CountOf(int type) const { return EventsOf(type).size(); }
     bool WaitForEvents(int type, std::size_t count);
-    /// How often the service announced a save.
+    /// The number of saves that the service announced.
     std::size_t Saves() const { return m_saves; }
 
-    /// A request's reply.
+    /// Returns the reply to a request.
     static Json::Value Call(int type, int port);
 
     /// The service's log, and how many of its lines contain a text.

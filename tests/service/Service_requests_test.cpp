@@ -85,7 +85,7 @@ TEST_F(Service, RefusesRequestsForPortsThatTheTvDoesNotHave)
 
     for (const int port : {-1, 4, 8, 98, 2147483647}) {
         for (const int request : {SRCWATCH_REQUEST_RECORD, SRCWATCH_REQUEST_FORGET, SRCWATCH_REQUEST_DENY}) {
-            EXPECT_EQ(Call(request, port)["error"].asString(), "there is no port " + std::to_string(port));
+            EXPECT_EQ(Call(request, port)["error"].asString(), "no such port: " + std::to_string(port));
         }
     }
     EXPECT_EQ(QueryType(1), SRCWATCH_DEVICE_GAME_CONSOLE);

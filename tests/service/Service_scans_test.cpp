@@ -203,10 +203,10 @@ TEST_F(ScanService, IgnoresStopAndResumeWithoutAScan)
     srcwatch_oobe_scan_stop();
     srcwatch_oobe_scan_resume();
     srcwatch_optical_scan_stop();
-    ASSERT_TRUE(RunUntil([] { return LogLinesWith("no optical scan runs that could be stopped") == 1; }));
+    ASSERT_TRUE(RunUntil([] { return LogLinesWith("no optical scan to stop") == 1; }));
 
-    EXPECT_EQ(LogLinesWith("no scan runs that could be stopped"), 1);
-    EXPECT_EQ(LogLinesWith("no scan was stopped that could be resumed"), 1);
+    EXPECT_EQ(LogLinesWith("no scan to stop"), 1);
+    EXPECT_EQ(LogLinesWith("no stopped scan to resume"), 1);
     EXPECT_EQ(NumberSetting(kScanResult), 0);
 }
 

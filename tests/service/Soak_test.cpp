@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A thousand devices come and go on eight inputs: nothing is told twice or not at all, and nothing grows.
+// A thousand devices come and go on eight inputs: each is announced once, and nothing grows.
 #include "Frames.h"
 #include "ServiceTest.h"
 #include "srcwatch-host.h"
@@ -79,7 +79,7 @@ TEST_F(Soak, AnnouncesEachOfAThousandChangesOnce)
         RunCycle(cycle);
         if (HasFatalFailure()) return;
     }
-    RunFor(std::chrono::milliseconds(300));  // for what might be told twice
+    RunFor(std::chrono::milliseconds(300));  // for what might be announced twice
     const Footprint after = Measure(m_service->Id());
 
     EXPECT_EQ(CountOf(SRCWATCH_EVENT_DETECTED), m_plugged);

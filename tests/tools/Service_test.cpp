@@ -167,7 +167,7 @@ TEST_F(WithService, ForgetsADeviceAndKeepsTheDenyCount)
 
     EXPECT_EQ(document["record"]["DevType"], 0);
     EXPECT_EQ(document["record"]["DenyCount"], 1);
-    EXPECT_TRUE(Fails(Run({"forget", "7"}), 1, "no port 7"));
+    EXPECT_TRUE(Fails(Run({"forget", "7"}), 1, "no such port: 7"));
 }
 
 TEST_F(WithService, CommandsTheOpticalSource)
@@ -218,7 +218,7 @@ TEST_F(WithService, AnswersRequests)
 
     EXPECT_EQ(Document({"call", "status"}, "call")["reply"]["plugged"][0], 1);
     EXPECT_EQ(Document({"call", "record", "1"}, "call")["reply"]["record"]["MFName"], "TESSALY");
-    EXPECT_TRUE(Fails(Run({"call", "record", "7"}), 1, "no port 7"));
+    EXPECT_TRUE(Fails(Run({"call", "record", "7"}), 1, "no such port: 7"));
 }
 
 TEST_F(WithService, IsWellInTheEyesOfTheDoctor)
