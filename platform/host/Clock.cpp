@@ -1,38 +1,27 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Clock.h"
 
+#include <glib.h>
+
 namespace host {
 namespace {
 
-constexpr int64_t kMsPerDay = 86400000;
+constexpr std::int64_t kMsPerDay = 86400000;
 
-// Calendar arithmetic counts in years that begin in March, so that the leap day is the last of its year, and in eras
-// of 400 years, which all have the same number of days.
-constexpr int64_t kDaysPerEra = 146097;
-constexpr int64_t kDaysFromEraToEpoch = 719468;
-
-void SetDate(int64_t daysSinceEpoch, UtcTime* time)
-{
-    const int64_t days = daysSinceEpoch + kDaysFromEraToEpoch;
-    const int64_t era = days / kDaysPerEra;
-    const int64_t dayOfEra = days % kDaysPerEra;
-    const int64_t yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-    const int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-    const int64_t marchMonth = (5 * dayOfYear + 2) / 153;
-
-    time->day = static_cast<int>(dayOfYear - (153 * marchMonth + 2) / 5 + 1);
-    time->month = static_cast<int>(marchMonth < 10 ? marchMonth + 3 : marchMonth - 9);
-    time->year = static_cast<int>(yearOfEra + era * 400 + (time->month <= 2 ? 1 : 0));
-}
+constexpr std::int64_t kEpochInGDates = 719163;  // January 1st, 1970; January 1st of the year 1 is day 1
 
 }  // namespace
 
 UtcTime UtcNow()
 {
-    const int64_t now = NowMs(CLOCK_REALTIME);
-    const int64_t ofDay = now % kMsPerDay;
+    const std::int64_t now = NowMs(CLOCK_REALTIME);
+    const std::int64_t ofDay = now % kMsPerDay;
+    GDate date = {};
+    g_date_set_julian(&date, static_cast<guint32>(now / kMsPerDay + kEpochInGDates));
     UtcTime time = {};
-    SetDate(now / kMsPerDay, &time);
+    time.year = g_date_get_year(&date);
+    time.month = g_date_get_month(&date);
+    time.day = g_date_get_day(&date);
     time.hour = static_cast<int>(ofDay / 3600000);
     time.minute = static_cast<int>(ofDay / 60000 % 60);
     time.second = static_cast<int>(ofDay / 1000 % 60);

@@ -1,39 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
-// One kept SQLite connection to a settings database: opened at first use, opened anew when the file behind its path is
-// another one, and recovered when the database is damaged.
+// One kept SQLite connection to a settings database: opened at first use, opened again if the file behind its path is
+// another one, and recovered if the database is damaged.
 #ifndef SRCWATCH_HOST_CONNECTION_H
 #define SRCWATCH_HOST_CONNECTION_H
 
 #include "DatabaseFiles.h"
+#include "Schema.h"
 #include "Sqlite.h"
 
 #include <array>
 #include <atomic>
 #include <cstdint>
 #include <mutex>
+#include <string>
 
 namespace host {
 
-// The statements that are prepared once per connection.
-enum StatementId {
-    kGetValue,
-    kListSettings,
-    kNewestChange,
-    kChangesAfter,
-    kBegin,
-    kPutValue,
-    kRemoveValue,
-    kAppendChange,
-    kTrimChanges,
-    kCommit,
-    kRollback,
-    kStatementCount
-};
-
 class Connection {
 public:
-    // All connections of a process to one database share the number of times any of them was opened: when one has
-    // found another file in place, the others look at once.
+    /// All connections of a process to one database share the number of times any of them was opened: when one has
+    /// found another file in place, the others compare theirs at once.
     Connection(const DatabaseFiles& files, bool isDurable, std::atomic<unsigned>* openings)
         : m_files(files), m_isDurable(isDurable), m_openings(openings)
     {
@@ -41,19 +27,22 @@ public:
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    // Runs body(connection), which works with Statement() and returns an SQLite result, with the connection ready and
-    // locked; SQLITE_BUSY after a second in which others kept the lock or the database. Body runs again when the
-    // database turned out to be damaged (the first time) or, if it is a write, had been replaced meanwhile.
-    // Returns SQLite's result code. Failures are logged, each kind once until a call succeeds.
+    /// Runs body(connection), which runs statements and returns an SQLite result, with the connection open and locked.
+    /// Body runs again if the database turned out to be damaged (the first time) or, for a write, had been replaced
+    /// meanwhile. Failures are logged, each kind once until a call succeeds.
+    /// @return SQLite's result code; SQLITE_BUSY after a second in which others kept the lock or the database.
     template <typename Body>
     int Read(const char* purpose, Body body)
     {
         std::unique_lock<std::timed_mutex> lock = Lock();
-        if (!lock) return LogFailure(purpose, SQLITE_BUSY);
-        int result = Ready();
+        if (!lock) {
+            LogFailure(purpose, SQLITE_BUSY);
+            return SQLITE_BUSY;
+        }
+        int result = EnsureOpen();
         if (result == SQLITE_OK) result = body(*this);
         if (IsSuspect(result)) result = RunAgain(result, body);
-        return result == SQLITE_OK ? Succeeded() : Failed(purpose, result);
+        return Finish(purpose, result);
     }
 
     template <typename Body>
@@ -62,48 +51,46 @@ public:
         return Read(purpose, [body](Connection& connection) { return connection.WriteWhereItLasts(body); });
     }
 
-    // Closes the connection at once when the file was replaced; otherwise that is noticed within a tenth of a second.
-    void LookAgain();
+    /// Has the next call notice a replaced file at once, and not within a tenth of a second.
+    void ExpectReplacement();
 
-    // For the fork handlers: nothing of SQLite may be inherited by a child.
+    /// For the fork handlers: nothing of SQLite may be inherited by a child.
     void LockAndClose();
     void Unlock() { m_mutex.unlock(); }
 
-    // For bodies.
+    /// For bodies.
     const Sqlite& Api() const { return *m_api; }
     sqlite3* Handle() const { return m_handle; }
-    int64_t StoreId() const { return m_storeId; }
+    std::int64_t StoreId() const { return m_storeId; }
     int Prepare(StatementId id, sqlite3_stmt** statement);
-    int Execute(StatementId id);  // a statement without parameters and rows
 
 private:
     enum class State { kReady, kEmpty, kDamaged, kFailed };
 
     std::unique_lock<std::timed_mutex> Lock();
     static bool IsSuspect(int result);
-    int64_t Deadline();
-    int Ready();
+    std::int64_t Deadline();
+    int EnsureOpen();
     int Open(bool isSuspect);
     int OpenInTurn(bool isSuspect);
     State TryOpen();
-    State OpenHandle(int flags);
+    State OpenHandle(const std::string& name, int flags);
     State OpenForReading();
     State Examine();
     State StateAfter(int result);
     int Configure();
+    int ApplySettings();
+    int Run(const char* sql);
     void ShortenLog();
     int Create();
     int CreateTables();
     bool IsSound();
     bool MoveAside(int damage);
-    int QueryNumber(const char* sql, int64_t* number);
+    int QueryNumber(const char* sql, std::int64_t* number);
     bool IsReplaced() const;
     void Close();
-    void CloseIfUseless(int result);
-    int Succeeded();
-    int Failed(const char* purpose, int result);
-    bool IsNews(int result) { return m_lastFailure.exchange(result) != result; }
-    int LogFailure(const char* purpose, int result);
+    int Finish(const char* purpose, int result);
+    void LogFailure(const char* purpose, int result);
     static int WaitWhileBusy(void* self, int count);
 
     template <typename Body>
@@ -113,7 +100,7 @@ private:
         const int result = Open(true);
         if (result != SQLITE_OK) return result;
         const int again = body(*this);
-        return again == SQLITE_OK ? SQLITE_OK : IsSuspect(again) ? suspicion : again;
+        return IsSuspect(again) ? suspicion : again;
     }
 
     // A commit to a file that has been moved away meanwhile is lost, so it is done again in the new one.
@@ -141,10 +128,10 @@ private:
     sqlite3* m_handle = nullptr;
     std::array<sqlite3_stmt*, kStatementCount> m_statements = {};
     FileIdentity m_identity;
-    int64_t m_storeId = 0;      // random number that tells databases apart
-    int64_t m_checkedMs = 0;    // when the identity was last compared
-    int64_t m_deadlineMs = 0;   // when the call in progress stops waiting; 0 as long as it never had to wait
-    bool m_isSnapshot = false;  // opened without its log, so never up to date for long
+    std::int64_t m_storeId = 0;     // random number that distinguishes databases
+    std::int64_t m_checkedMs = 0;   // when the identity was last compared
+    std::int64_t m_deadlineMs = 0;  // when the call in progress stops waiting; 0 as long as it never had to wait
+    bool m_isSnapshot = false;      // opened without its log, so never up to date for long
     int m_openError = SQLITE_OK;
     std::atomic<int> m_systemError{0};          // errno of the last failure to open, for the log
     std::atomic<int> m_lastFailure{SQLITE_OK};  // logged already; these two also change without the mutex

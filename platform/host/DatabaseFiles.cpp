@@ -2,6 +2,7 @@
 #include "DatabaseFiles.h"
 
 #include "Clock.h"
+#include "Paths.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -33,7 +34,7 @@ mode_t SharedWriteBits(const std::string& directory)
 void Share(const std::string& path, const std::string& directory)
 {
     const mode_t shared = SharedWriteBits(directory);
-    if (shared) (void)chmod(path.c_str(), kFileMode | shared);
+    if (shared != 0) static_cast<void>(chmod(path.c_str(), kFileMode | shared));
 }
 
 void CreateWakeFile(const std::string& path, const std::string& directory)
@@ -44,21 +45,10 @@ void CreateWakeFile(const std::string& path, const std::string& directory)
     Share(path, directory);
 }
 
-// Moving a companion that does not exist is no failure.
+// A companion that does not exist need not be moved.
 bool Rename(const std::string& from, const std::string& to)
 {
     return rename(from.c_str(), to.c_str()) == 0 || errno == ENOENT;
-}
-
-// Not as one of the standard descriptors: other code writes to those.
-int OpenLockFile(const std::string& path)
-{
-    const int fd = open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, kFileMode);
-    if (fd < 0 || fd > STDERR_FILENO) return fd;
-
-    const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    close(fd);
-    return moved;
 }
 
 }  // namespace
@@ -88,7 +78,7 @@ bool DatabaseFiles::IsMissingOrEmpty() const
 
 bool DatabaseFiles::HasLog() const { return Exists(m_path + kLogSuffix); }
 
-int64_t DatabaseFiles::LogSize() const
+std::int64_t DatabaseFiles::LogSize() const
 {
     struct stat status = {};
     return stat((m_path + kLogSuffix).c_str(), &status) == 0 ? status.st_size : 0;
@@ -98,22 +88,22 @@ void DatabaseFiles::ShareLikeDirectory() const { Share(m_path, m_directory); }
 
 void DatabaseFiles::RemoveRemains() const
 {
-    (void)unlink((m_path + kIndexSuffix).c_str());  // mostly there is none
-    (void)unlink((m_path + kLogSuffix).c_str());
+    for (const char* suffix : {kIndexSuffix, kLogSuffix})
+        static_cast<void>(unlink((m_path + suffix).c_str()));  // mostly missing
 }
 
 std::string DatabaseFiles::FreeNameAside() const
 {
     const UtcTime now = UtcNow();
     char stamp[64];
-    (void)snprintf(stamp, sizeof stamp, ".damaged-%04d%02d%02dT%02d%02d%02d.%03dZ", now.year, now.month, now.day,
-                   now.hour, now.minute, now.second, now.millisecond);
+    static_cast<void>(std::snprintf(stamp, sizeof stamp, ".damaged-%04d%02d%02dT%02d%02d%02d.%03dZ", now.year,
+                                    now.month, now.day, now.hour, now.minute, now.second, now.millisecond));
     std::string name = m_path + stamp;
     while (Exists(name)) name += '+';
     return name;
 }
 
-// The database goes last: when the process ends in between, the next one finds it still damaged and begins again.
+// The database goes last: if the process ends in between, the next one finds it still damaged and moves it aside.
 std::string DatabaseFiles::MoveAside() const
 {
     std::string aside = FreeNameAside();
@@ -123,13 +113,14 @@ std::string DatabaseFiles::MoveAside() const
     return aside;
 }
 
-void DatabaseFiles::Wake() const
+void DatabaseFiles::WakeWatchers() const
 {
     if (utimensat(AT_FDCWD, m_wakePath.c_str(), nullptr, 0) != 0 && errno == ENOENT)
         CreateWakeFile(m_wakePath, m_directory);
 }
 
-FileLock::FileLock(const DatabaseFiles& files, Mode mode, int64_t deadlineMs) : m_fd(OpenLockFile(files.LockPath()))
+FileLock::FileLock(const DatabaseFiles& files, Mode mode, std::int64_t deadlineMs)
+    : m_fd(OpenAboveStderr(files.LockPath().c_str(), O_RDONLY | O_CREAT))
 {
     if (m_fd < 0) {
         m_error = errno;

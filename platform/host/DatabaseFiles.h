@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The files of one settings database, and what processes do with them by turns: create them and move damaged ones
+// The files of one settings database, and what processes do with them in turn: create them and move damaged ones
 // aside. Nothing here opens the database file itself: closing a second descriptor of it would drop the locks that
 // SQLite holds in this process.
 #ifndef SRCWATCH_HOST_DATABASEFILES_H
@@ -12,7 +12,7 @@
 
 namespace host {
 
-// Which file a path led to at some time.
+/// Which file a path led to at some time.
 struct FileIdentity {
     dev_t device = 0;
     ino_t inode = 0;
@@ -26,24 +26,25 @@ public:
     const std::string& Path() const { return m_path; }
     const std::string& LockPath() const { return m_lockPath; }
 
-    // False when there is no file.
+    /// Finds out which file is there. @return False if there is none.
     bool Identify(FileIdentity* identity) const;
     bool IsMissingOrEmpty() const;
     bool HasLog() const;
-    int64_t LogSize() const;  // in bytes; 0 without a log
+    /// Returns the bytes of the log, 0 without one.
+    std::int64_t LogSize() const;
 
-    // Whoever may write to the directory may write to a new database in it.
+    /// Lets those who may write to the directory write to a new database in it.
     void ShareLikeDirectory() const;
 
-    // Removes what a database that is gone has left. Others may still have those files open; they keep theirs.
+    /// Removes what a database that is gone has left. Processes that have those files open keep theirs.
     void RemoveRemains() const;
 
-    // Renames the database and its companions, with a time stamp in the name. Returns the new path, or an empty text
-    // with errno set.
+    /// Renames the database and its companions, with a time stamp in the name. @return The new path, or an empty text
+    /// with errno set.
     std::string MoveAside() const;
 
-    // Wakes all who watch for changes.
-    void Wake() const;
+    /// Wakes the processes that watch for changes.
+    void WakeWatchers() const;
 
 private:
     std::string FreeNameAside() const;
@@ -54,18 +55,18 @@ private:
     std::string m_wakePath;
 };
 
-// A lock between processes around the database's birth and removal; released on destruction.
+/// A lock between processes around the database's creation and removal; released on destruction.
 class FileLock {
 public:
     enum class Mode { kShared, kExclusive };
 
-    // Waits until the deadline (monotonic milliseconds).
-    FileLock(const DatabaseFiles& files, Mode mode, int64_t deadlineMs);
+    /// Waits until the deadline (monotonic milliseconds).
+    FileLock(const DatabaseFiles& files, Mode mode, std::int64_t deadlineMs);
     ~FileLock();
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;
 
-    // 0 when the lock is held, EWOULDBLOCK when others kept it, or why the lock file cannot be opened.
+    /// Returns 0 if the lock is held, EWOULDBLOCK if others kept it, or why the lock file cannot be opened.
     int Error() const { return m_error; }
 
 private:

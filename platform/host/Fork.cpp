@@ -14,26 +14,21 @@ void BeforeFork()
     SystemInfoBeforeFork();
 }
 
-void AfterForkInParent()
+template <bool isChild>
+void AfterFork()
 {
     SystemInfoAfterFork();
     SettingsStoreAfterFork();
-    SettingsWatchAfterForkInParent();
+    SettingsWatchAfterFork(isChild);
 }
 
-void AfterForkInChild()
-{
-    SystemInfoAfterFork();
-    SettingsStoreAfterFork();
-    SettingsWatchAfterForkInChild();
-}
-
-void Register() { (void)pthread_atfork(BeforeFork, AfterForkInParent, AfterForkInChild); }  // fails only without memory
+// Fails only without memory, and then a fork has to do without.
+void Register() { static_cast<void>(pthread_atfork(BeforeFork, AfterFork<false>, AfterFork<true>)); }
 
 pthread_once_t g_registered = PTHREAD_ONCE_INIT;  // unlike a static's guard, it works again in a forked child
 
 }  // namespace
 
-void TakePartInForks() { (void)pthread_once(&g_registered, Register); }
+void TakePartInForks() { static_cast<void>(pthread_once(&g_registered, Register)); }  // never fails
 
 }  // namespace host

@@ -5,16 +5,15 @@
 
 namespace host {
 
-// Has the modules below take part in every later fork(). To be called before any of them takes a lock or opens
-// something that a child must not inherit; cheap when repeated.
+/// Has the modules below take part in every later fork(). To be called before any of them takes a lock or opens
+/// something that a child must not inherit; cheap when repeated.
 void TakePartInForks();
 
-// Each module's part: before the fork in the parent, and after it in parent and child.
+/// Each module's part: before the fork in the parent, and after it in parent and child.
 void SettingsStoreBeforeFork();
 void SettingsStoreAfterFork();
 void SettingsWatchBeforeFork();
-void SettingsWatchAfterForkInParent();
-void SettingsWatchAfterForkInChild();
+void SettingsWatchAfterFork(bool isChild);
 void SystemInfoBeforeFork();
 void SystemInfoAfterFork();
 

@@ -9,7 +9,7 @@
 
 namespace host {
 
-// Runs body and returns its result, or otherwise when memory ran out: no exception reaches a C caller.
+/// Runs body and returns its result, or otherwise if memory ran out: no exception reaches a C caller.
 template <typename Result, typename Body>
 Result Guarded(Result otherwise, Body body)
 {

@@ -9,15 +9,15 @@
 
 namespace host {
 
-// The process's one T. Lock-free, because a lock that another thread holds during fork() stays held in the child.
-// Several threads may construct a T at the same time; all get the one that was first, so a constructor has no lasting
-// effects outside its object.
+/// Returns the process's one T. Lock-free, because a lock that another thread holds during fork() stays held in the
+/// child. Several threads may construct a T at the same time; all get the one that was first, so a constructor has no
+/// lasting effects outside its object.
 template <typename T>
 T& Leaked()
 {
     static std::atomic<T*> instance{nullptr};
     T* current = instance.load(std::memory_order_acquire);
-    if (current) return *current;
+    if (current != nullptr) return *current;
 
     auto fresh = std::make_unique<T>();
     if (instance.compare_exchange_strong(current, fresh.get(), std::memory_order_acq_rel)) return *fresh.release();

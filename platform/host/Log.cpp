@@ -8,7 +8,7 @@
 //
 // SRCWATCH_LOG_LEVEL is the lowest priority written, by number (2 to 7) or name (verbose, debug, info, warn, error,
 // fatal); the default is info. A value that is none of these is reported once, and stderr or info is used.
-// Each call gives one line and one write: whatever would break or disguise a line is written as an escape sequence.
+// Each call is one line and one write: anything that would break or disguise a line is written as an escape sequence.
 #include "Log.h"
 
 #include "Clock.h"
@@ -43,7 +43,6 @@ constexpr const char* kJournalLibrary = "libsystemd.so.0";
 constexpr const char* kFilePrefix = "file:";
 constexpr int kDefaultLowest = DLOG_INFO;
 constexpr int kNothing = INT_MAX;
-constexpr mode_t kLogFileMode = 0644;
 
 struct Priority {
     int number;
@@ -93,19 +92,7 @@ bool HasJournal() { return access(kJournalSocket, W_OK) == 0; }
 JournalSend LoadJournal()
 {
     void* library = dlopen(kJournalLibrary, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-    return library ? reinterpret_cast<JournalSend>(dlsym(library, "sd_journal_sendv")) : nullptr;
-}
-
-// Not blocking, or a pipe nobody reads would stop the program; never as one of the three standard descriptors, which
-// other code writes to.
-int OpenLogFile(const char* path)
-{
-    const int fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, kLogFileMode);
-    if (fd < 0 || fd > STDERR_FILENO) return fd;
-
-    const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    close(fd);
-    return moved;
+    return library != nullptr ? reinterpret_cast<JournalSend>(dlsym(library, "sd_journal_sendv")) : nullptr;
 }
 
 void UseStderr(Config* config, std::string warning)
@@ -116,7 +103,8 @@ void UseStderr(Config* config, std::string warning)
 
 void UseFile(Config* config, const char* path)
 {
-    config->fd = OpenLogFile(path);
+    // Not blocking, or a pipe without a reader would stop the program.
+    config->fd = OpenAboveStderr(path, O_WRONLY | O_APPEND | O_CREAT | O_NOCTTY | O_NONBLOCK);
     if (config->fd >= 0) return;
     UseStderr(config, std::string("cannot open the log file ") + path + " (" + strerrordesc_np(errno) +
                           "); the log goes to stderr");
@@ -125,7 +113,8 @@ void UseFile(Config* config, const char* path)
 void UseJournal(Config* config)
 {
     config->journal = LoadJournal();
-    if (!config->journal) UseStderr(config, std::string("cannot load ") + kJournalLibrary + "; the log goes to stderr");
+    if (config->journal == nullptr)
+        UseStderr(config, std::string("cannot load ") + kJournalLibrary + "; the log goes to stderr");
 }
 
 void ChooseSink(Config* config, const char* value)
@@ -133,13 +122,13 @@ void ChooseSink(Config* config, const char* value)
     const std::string sink = value ? value : HasJournal() ? "journal" : "none";
     if (sink == "journal") return UseJournal(config);
     if (sink == "stderr") return UseStderr(config, "");
-    if (sink.rfind(kFilePrefix, 0) == 0) return UseFile(config, sink.c_str() + strlen(kFilePrefix));
+    if (sink.rfind(kFilePrefix, 0) == 0) return UseFile(config, sink.c_str() + std::strlen(kFilePrefix));
     if (sink == "none") return;
     UseStderr(config, "SRCWATCH_LOG is \"" + sink +
                           "\", which is none of journal, stderr, file:PATH and none; the log goes to stderr");
 }
 
-// 0 when the value names no priority.
+// Returns 0 if the value names no priority.
 int ParsePriority(const char* value)
 {
     for (const Priority& priority : kPriorities)
@@ -149,10 +138,10 @@ int ParsePriority(const char* value)
 
 void ChooseLowest(Config* config, const char* value)
 {
-    const bool silent = config->fd < 0 && !config->journal;
-    if (silent) return;
+    const bool isSilent = config->fd < 0 && config->journal == nullptr;
+    if (isSilent) return;
 
-    config->lowest = value ? ParsePriority(value) : kDefaultLowest;
+    config->lowest = value != nullptr ? ParsePriority(value) : kDefaultLowest;
     if (config->lowest != 0) return;
 
     config->lowest = kDefaultLowest;
@@ -166,7 +155,7 @@ void ChooseLowest(Config* config, const char* value)
 const Config& Configuration()
 {
     const Config* current = g_config.load(std::memory_order_acquire);
-    if (current) return *current;
+    if (current != nullptr) return *current;
 
     auto fresh = std::make_unique<Config>();
     ChooseSink(fresh.get(), Environment("SRCWATCH_LOG"));
@@ -182,88 +171,43 @@ const Config& Configuration()
 // Characters that move the cursor, end a line or turn the direction of writing.
 bool IsHarmful(gunichar character)
 {
-    switch (g_unichar_type(character)) {
-        case G_UNICODE_CONTROL:
-        case G_UNICODE_FORMAT:
-        case G_UNICODE_LINE_SEPARATOR:
-        case G_UNICODE_PARAGRAPH_SEPARATOR:
-        case G_UNICODE_SURROGATE:
-            return true;
-        default:
-            return false;
-    }
-}
-
-void AppendByte(std::string* line, char byte)
-{
-    char text[8];
-    (void)snprintf(text, sizeof text, "\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
-    line->append(text);
-}
-
-void AppendCodePoint(std::string* line, gunichar character)
-{
-    char text[16];
-    (void)snprintf(text, sizeof text, "\\u{%x}", character);
-    line->append(text);
-}
-
-// Null for characters without a sequence of their own.
-const char* ShortSequence(char character)
-{
-    switch (character) {
-        case '\n':
-            return "\\n";
-        case '\r':
-            return "\\r";
-        case '\t':
-            return "\\t";
-        case '\\':
-            return "\\\\";
-        default:
-            return nullptr;
-    }
-}
-
-void AppendAscii(std::string* line, char character)
-{
-    if (const char* sequence = ShortSequence(character)) {
-        line->append(sequence);
-    } else if (g_ascii_iscntrl(character)) {
-        AppendByte(line, character);
-    } else {
-        line->push_back(character);
-    }
+    const GUnicodeType type = g_unichar_type(character);
+    return type == G_UNICODE_CONTROL || type == G_UNICODE_FORMAT || type == G_UNICODE_LINE_SEPARATOR ||
+           type == G_UNICODE_PARAGRAPH_SEPARATOR || type == G_UNICODE_SURROGATE;
 }
 
 // Appends one character of the text, escaped where needed, and returns the number of its bytes.
-size_t AppendCharacter(std::string* line, const char* text, size_t length)
+std::size_t AppendCharacter(std::string* line, const char* text, std::size_t length)
 {
-    if (static_cast<unsigned char>(*text) < 0x80) {
-        AppendAscii(line, *text);
+    constexpr struct {
+        char character;
+        const char* sequence;
+    } kShort[] = {{'\n', "\\n"}, {'\r', "\\r"}, {'\t', "\\t"}, {'\\', "\\\\"}};
+    for (const auto& escape : kShort) {
+        if (*text != escape.character) continue;
+        line->append(escape.sequence);
         return 1;
     }
     const gunichar character = g_utf8_get_char_validated(text, static_cast<gssize>(length));
-    if (character >= static_cast<gunichar>(-2)) {  // invalid or cut
-        AppendByte(line, *text);
-        return 1;
+    const bool isInvalid = character >= static_cast<gunichar>(-2);  // or cut
+    const std::size_t bytes = isInvalid ? 1 : static_cast<std::size_t>(g_unichar_to_utf8(character, nullptr));
+    char code[16] = "";
+    if (isInvalid || g_ascii_iscntrl(*text)) {
+        static_cast<void>(std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned char>(*text)));  // fits
+    } else if (IsHarmful(character)) {
+        static_cast<void>(std::snprintf(code, sizeof code, "\\u{%x}", character));  // fits
     }
-    const size_t bytes = static_cast<size_t>(g_unichar_to_utf8(character, nullptr));
-    if (IsHarmful(character)) {
-        AppendCodePoint(line, character);
-    } else {
-        line->append(text, bytes);
-    }
+    line->append(*code == '\0' ? text : code, *code == '\0' ? bytes : std::strlen(code));
     return bytes;
 }
 
-void AppendEscaped(std::string* line, const char* text, size_t length)
+void AppendEscaped(std::string* line, const char* text, std::size_t length)
 {
-    for (size_t at = 0; at < length;) at += AppendCharacter(line, text + at, length - at);
+    for (std::size_t at = 0; at < length;) at += AppendCharacter(line, text + at, length - at);
 }
 
-// The message's own last newline is the line's end; any further one belongs to the text.
-size_t LengthWithoutLineEnd(const std::string& message)
+// The message's own last newline ends the line; any other belongs to the text.
+std::size_t LengthWithoutLineEnd(const std::string& message)
 {
     return !message.empty() && message.back() == '\n' ? message.size() - 1 : message.size();
 }
@@ -272,10 +216,11 @@ std::string FormatLine(const Priority& priority, const char* tag, const std::str
 {
     const UtcTime now = UtcNow();
     char head[64];
-    (void)snprintf(head, sizeof head, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ %c ", now.year, now.month, now.day, now.hour,
-                   now.minute, now.second, now.millisecond, priority.letter);
+    static_cast<void>(std::snprintf(head, sizeof head, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ %c ", now.year, now.month,
+                                    now.day, now.hour, now.minute, now.second, now.millisecond,
+                                    priority.letter));  // fits
     std::string line = head;
-    AppendEscaped(&line, tag, strlen(tag));
+    AppendEscaped(&line, tag, std::strlen(tag));
     line += ' ' + std::to_string(getpid()) + ' ';
     AppendEscaped(&line, message.data(), LengthWithoutLineEnd(message));
     line += '\n';
@@ -300,13 +245,13 @@ public:
     void Consume(int error) const
     {
         const int raised = error == EPIPE ? SIGPIPE : error == EFBIG ? SIGXFSZ : 0;
-        if (raised == 0 || sigismember(&m_before, raised)) return;
+        if (raised == 0 || sigismember(&m_before, raised) != 0) return;
 
         sigset_t one;
         sigemptyset(&one);
         sigaddset(&one, raised);
         const timespec noWait = {};
-        (void)sigtimedwait(&one, nullptr, &noWait);
+        static_cast<void>(sigtimedwait(&one, nullptr, &noWait));  // fails if it is ignored, so never became pending
     }
 
 private:
@@ -314,7 +259,7 @@ private:
     sigset_t m_before = {};
 };
 
-// A line that cannot be written (disk full, stderr closed) is lost; there is no one to tell.
+// A line that cannot be written (disk full, stderr closed) is lost: a failing log has nowhere to be reported.
 int WriteLine(int fd, const std::string& line)
 {
     const WriteSignalsHeld held;
@@ -343,15 +288,15 @@ int SendToJournal(JournalSend send, const Priority& priority, const char* tag, c
     return result < 0 ? result : static_cast<int>(text.size());
 }
 
-// False when memory ran out or the format is not printable.
+// Returns false if memory ran out or the format is not printable.
 __attribute__((format(printf, 1, 0))) bool Format(const char* format, va_list arguments, std::string* message)
 {
     char* text = nullptr;
     const int length = vasprintf(&text, format, arguments);
     if (length < 0) return false;
 
-    const srcwatch::Handle<char, free> owner(text);
-    message->assign(text, static_cast<size_t>(length));
+    const srcwatch::Handle<char, std::free> owner(text);
+    message->assign(text, static_cast<std::size_t>(length));
     return true;
 }
 
@@ -361,13 +306,13 @@ __attribute__((format(printf, 3, 0))) int Print(int priority, const char* tag, c
     if (priority < config.lowest) return 0;
 
     std::string message;
-    if (!format || !Format(format, arguments, &message)) return -EINVAL;
-    if (!tag) tag = "";
-    if (config.journal) return SendToJournal(config.journal, Describe(priority), tag, message);
+    if (format == nullptr || !Format(format, arguments, &message)) return -EINVAL;
+    if (tag == nullptr) tag = "";
+    if (config.journal != nullptr) return SendToJournal(config.journal, Describe(priority), tag, message);
     return WriteLine(config.fd, FormatLine(Describe(priority), tag, message));
 }
 
-// Callers look at errno after they have logged; a log line leaves it alone.
+// Callers read errno after they have logged, so a log line keeps it.
 __attribute__((format(printf, 3, 0))) int PrintKeepingErrno(int priority, const char* tag, const char* format,
                                                             va_list arguments)
 {
@@ -383,7 +328,7 @@ void LogHost(int priority, const char* format, ...)  // NOLINT(cert-dcl50-cpp): 
 {
     va_list arguments;
     va_start(arguments, format);
-    (void)PrintKeepingErrno(priority, kTag, format, arguments);
+    static_cast<void>(PrintKeepingErrno(priority, kTag, format, arguments));  // a lost line has nowhere to be reported
     va_end(arguments);
 }
 

@@ -7,7 +7,7 @@
 
 namespace host {
 
-// Writes a line under the host platform's own tag. Allocation failures lose the line, nothing else.
+/// Writes a line under the host platform's own tag. An allocation failure loses the line, and nothing else.
 void LogHost(int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 }  // namespace host

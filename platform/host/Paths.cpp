@@ -7,9 +7,9 @@
 #include "srcwatch-host.h"
 
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -19,19 +19,16 @@ namespace host {
 namespace {
 
 constexpr mode_t kDirectoryMode = 0755;
+constexpr mode_t kFileMode = 0644;
 
-// A relative path is meant from where the program was when it first used the platform.
-std::string Absolute(const std::string& path)
-{
-    char current[PATH_MAX];
-    if (path.front() == '/' || !getcwd(current, sizeof current)) return path;
-    return std::string(current) + '/' + path;
-}
-
+// A relative path is resolved where the program is when it first uses the platform.
 std::string FromEnvironment(const char* name, const char* otherwise)
 {
     const char* value = Environment(name);
-    return Absolute(value ? value : otherwise);
+    const std::string path = value != nullptr ? value : otherwise;
+    std::error_code isGone;  // the working directory
+    const std::string absolute = std::filesystem::absolute(path, isGone);
+    return isGone ? path : absolute;
 }
 
 bool IsDirectory(const char* path)
@@ -40,19 +37,12 @@ bool IsDirectory(const char* path)
     return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-std::string ParentOf(const std::string& path)
-{
-    const size_t end = path.find_last_not_of('/');
-    const size_t slash = path.find_last_of('/', end);
-    return slash == 0 || slash == std::string::npos ? "/" : path.substr(0, slash);
-}
-
-// A new directory's name survives a power cut only when its parent has been written.
+// A new directory's name survives a power cut only if its parent has been written.
 void Sync(const std::string& directory)
 {
     const int fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0) return;
-    (void)fsync(fd);  // where it is not possible, the directory is usable all the same
+    static_cast<void>(fsync(fd));  // where it is not possible, the directory is usable all the same
     close(fd);
 }
 
@@ -79,17 +69,17 @@ const Paths& GetPaths() { return Leaked<Paths>(); }
 const char* Environment(const char* name)
 {
     const char* value = secure_getenv(name);
-    return value && *value ? value : nullptr;
+    return value != nullptr && *value != '\0' ? value : nullptr;
 }
 
 int EnsureDirectory(const std::string& path)
 {
     if (IsDirectory(path.c_str())) return 0;
 
-    const std::string parent = ParentOf(path);
+    const std::string parent = std::filesystem::path(path).parent_path();
     if (parent != path) {
         const int error = EnsureDirectory(parent);
-        if (error) return error;
+        if (error != 0) return error;
     }
     if (mkdir(path.c_str(), kDirectoryMode) == 0) {
         Sync(parent);
@@ -97,7 +87,17 @@ int EnsureDirectory(const std::string& path)
     }
     const int error = errno;
     if (error != EEXIST) return error;
-    return IsDirectory(path.c_str()) ? 0 : ENOTDIR;  // another process was quicker, or something else is there
+    return IsDirectory(path.c_str()) ? 0 : ENOTDIR;  // created by another process meanwhile, or something else
+}
+
+int OpenAboveStderr(const char* path, int flags)
+{
+    const int fd = open(path, flags | O_CLOEXEC, kFileMode);
+    if (fd < 0 || fd > STDERR_FILENO) return fd;
+
+    const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    close(fd);
+    return moved;
 }
 
 }  // namespace host

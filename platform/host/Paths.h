@@ -7,7 +7,7 @@
 
 namespace host {
 
-// Absolute paths, read from the environment once.
+/// Absolute paths, read from the environment once.
 struct Paths {
     Paths();
 
@@ -18,12 +18,16 @@ struct Paths {
 
 const Paths& GetPaths();
 
-// The value of an environment variable, or null when it is unset or empty. Programs that run with raised privileges
-// see none: whoever starts them must not choose the files they write.
+/// Returns the value of an environment variable, or null if it is unset or empty. Programs that run with raised
+/// privileges see none: who starts them must not choose the files they write.
 const char* Environment(const char* name);
 
-// Creates a directory and its parents where missing, for all to read (0755). Returns 0 or an errno value.
+/// Creates a directory and its parents where missing, for all to read (0755). @return 0 or an errno value.
 int EnsureDirectory(const std::string& path);
+
+/// Opens a file, for all to read (0644) if it is created, with a close-on-exec descriptor that is none of the standard
+/// ones: other code writes to those. @return The descriptor, or -1 with errno set.
+int OpenAboveStderr(const char* path, int flags);
 
 }  // namespace host
 

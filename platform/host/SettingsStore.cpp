@@ -7,6 +7,7 @@
 #include "Handle.h"
 #include "Leaked.h"
 #include "Paths.h"
+#include "Statement.h"
 #include "vconf.h"
 
 #include <atomic>
@@ -22,10 +23,8 @@ constexpr const char* kDurablePrefix = "db/";
 constexpr const char* kVolatilePrefix = "memory/";
 
 // The change log is trimmed now and then, and at once after a long text.
-constexpr int64_t kTrimEvery = 64;
-constexpr size_t kLongText = 4096;
-
-constexpr sqlite3_destructor_type kOwnedByCaller = nullptr;
+constexpr std::int64_t kTrimEvery = 64;
+constexpr std::size_t kLongText = 4096;
 
 // Reads and writes have a connection each: reading goes on while another thread's write waits for its turn.
 struct Database {
@@ -41,26 +40,16 @@ struct Database {
 };
 
 struct Store {
-    Database durable{GetPaths().stateDir, "settings.db", true};
-    Database temporary{GetPaths().runDir, "volatile.db", false};
+    Database databases[kFamilyCount] = {{GetPaths().stateDir, "settings.db", true},
+                                        {GetPaths().runDir, "volatile.db", false}};
 };
 
-Database& DatabaseOf(Family family)
-{
-    Store& store = Leaked<Store>();
-    return family == Family::kDurable ? store.durable : store.temporary;
-}
+Database& DatabaseOf(Family family) { return Leaked<Store>().databases[family]; }
 
 bool HasPrefix(const char* key, const char* prefix)
 {
-    const size_t length = strlen(prefix);
-    return strncmp(key, prefix, length) == 0 && key[length];
-}
-
-Database* DatabaseOf(const char* key)
-{
-    Family family = Family::kDurable;
-    return FamilyOf(key, &family) ? &DatabaseOf(family) : nullptr;
+    const std::size_t length = std::strlen(prefix);
+    return std::strncmp(key, prefix, length) == 0 && key[length] != '\0';
 }
 
 int ErrorOf(int result)
@@ -85,149 +74,80 @@ int ErrorOf(int result)
     }
 }
 
-// One row that a statement is at.
-class Row {
-public:
-    Row(const Sqlite& api, sqlite3_stmt* statement) : m_api(api), m_statement(statement) {}
-
-    int Type(int column) const { return m_api.column_type(m_statement, column); }
-    int64_t Integer(int column) const { return m_api.column_int64(m_statement, column); }
-
-    // The bytes as they are stored, without a copy; valid until the next step. The order of the calls matters.
-    const char* Bytes(int column, size_t* length) const
-    {
-        const void* bytes = m_api.column_blob(m_statement, column);
-        *length = static_cast<size_t>(m_api.column_bytes(m_statement, column));
-        return static_cast<const char*>(bytes);
-    }
-
-    std::string Text(int column) const
-    {
-        size_t length = 0;
-        const char* bytes = Bytes(column, &length);
-        return bytes ? std::string(bytes, length) : std::string();
-    }
-
-private:
-    const Sqlite& m_api;
-    sqlite3_stmt* m_statement;
-};
-
-int BindText(Connection& connection, sqlite3_stmt* statement, int index, const char* text, size_t length)
-{
-    return connection.Api().bind_text64(statement, index, text, length, kOwnedByCaller, SQLITE_UTF8);
-}
-
-int BindValue(Connection& connection, sqlite3_stmt* statement, int index, const srcwatch_host_value* value)
-{
-    if (!value) return connection.Api().bind_null(statement, index);
-    if (value->text) return BindText(connection, statement, index, value->text, strlen(value->text));
-    return connection.Api().bind_int64(statement, index, value->number);
-}
-
-// Ends a statement, and with it a read transaction, also when memory runs out in between.
-struct EndOfStatement {
-    ~EndOfStatement() { (void)api.reset(statement); }  // its result has been seen
-    const Sqlite& api;
-    sqlite3_stmt* statement;
-};
-
-template <typename Visit>
-int ForEachRow(Connection& connection, sqlite3_stmt* statement, Visit visit)
-{
-    const Sqlite& api = connection.Api();
-    const EndOfStatement end = {api, statement};
-    int result = SQLITE_OK;
-    while ((result = api.step(statement)) == SQLITE_ROW) visit(Row(api, statement));
-    return result == SQLITE_DONE ? SQLITE_OK : result;
-}
-
-int Run(Connection& connection, sqlite3_stmt* statement)
-{
-    (void)connection.Api().step(statement);  // reset tells its result
-    return connection.Api().reset(statement);
-}
-
-// Reads one setting; decode(row) returns what the reading gives.
+// Reads one setting; decode(row) returns 0 or a negative errno value.
 template <typename Decode>
 int ReadSetting(const char* key, Decode decode)
 {
-    Database* database = DatabaseOf(key);
-    if (!database) return -EINVAL;
+    const std::optional<Family> family = FamilyOf(key);
+    if (!family) return -EINVAL;
 
     int found = -ENOENT;
-    const int result = database->reader.Read("read", [key, decode, &found](Connection& connection) {
+    const int result = DatabaseOf(*family).reader.Read("read", [key, decode, &found](Connection& connection) {
         found = -ENOENT;
-        sqlite3_stmt* statement = nullptr;
-        int status = connection.Prepare(kGetValue, &statement);
-        if (status == SQLITE_OK) status = BindText(connection, statement, 1, key, strlen(key));
-        if (status != SQLITE_OK) return status;
-
-        const Sqlite& api = connection.Api();
-        if (api.step(statement) == SQLITE_ROW) found = decode(Row(api, statement));
-        return api.reset(statement);
+        return Statement(connection, kGetValue).BindText(1, key).Run([decode, &found](const Statement& row) {
+            found = decode(row);
+        });
     });
     return result == SQLITE_OK ? found : ErrorOf(result);
 }
 
-int DecodeNumber(const Row& row, int column, int* number)
+int DecodeNumber(const Statement& row, int column, int* number)
 {
     if (row.Type(column) != SQLITE_INTEGER) return -EPROTOTYPE;
-    const int64_t value = row.Integer(column);
+    const std::int64_t value = row.Number(column);
     if (value < INT_MIN || value > INT_MAX) return -EPROTOTYPE;
     *number = static_cast<int>(value);
     return 0;
 }
 
-using CText = srcwatch::Handle<char, free>;
+using CText = srcwatch::Handle<char, std::free>;
 
-int DecodeText(const Row& row, CText* text)
+int DecodeText(const Statement& row, CText* text)
 {
     if (row.Type(0) != SQLITE_TEXT) return -EPROTOTYPE;
-    size_t length = 0;
-    const char* bytes = row.Bytes(0, &length);
-    if (!bytes && length > 0) return -ENOMEM;
+    const char* bytes = row.Bytes(0);
+    const std::size_t length = row.Length(0);
+    if (bytes == nullptr && length > 0) return -ENOMEM;
 
-    text->reset(static_cast<char*>(malloc(length + 1)));
+    text->reset(static_cast<char*>(std::malloc(length + 1)));
     if (!*text) return -ENOMEM;
-    if (length > 0) memcpy(text->get(), bytes, length);
+    if (length > 0) std::memcpy(text->get(), bytes, length);
     text->get()[length] = '\0';
     return 0;
 }
 
-int Put(Connection& connection, const char* key, const srcwatch_host_value* value)
+void BindValue(Statement* statement, int index, const srcwatch_host_value* value)
 {
-    sqlite3_stmt* statement = nullptr;
-    int result = connection.Prepare(value ? kPutValue : kRemoveValue, &statement);
-    if (result == SQLITE_OK) result = BindText(connection, statement, 1, key, strlen(key));
-    if (result == SQLITE_OK && value) result = BindValue(connection, statement, 2, value);
-    return result == SQLITE_OK ? Run(connection, statement) : result;
+    if (value == nullptr || value->text != nullptr) {
+        statement->BindText(index, value == nullptr ? nullptr : value->text);
+    } else {
+        statement->BindNumber(index, value->number);
+    }
 }
 
-int TrimChanges(Connection& connection, int64_t newest)
+int Put(Connection& connection, const char* key, const srcwatch_host_value* value)
 {
-    sqlite3_stmt* statement = nullptr;
-    int result = connection.Prepare(kTrimChanges, &statement);
-    if (result == SQLITE_OK) result = connection.Api().bind_int64(statement, 1, newest);
-    return result == SQLITE_OK ? Run(connection, statement) : result;
+    if (value == nullptr) return Statement(connection, kRemoveValue).BindText(1, key).Run();
+    Statement put(connection, kPutValue);
+    BindValue(&put.BindText(1, key), 2, value);
+    return put.Run();
 }
 
 int AppendChange(Connection& connection, const char* key, const srcwatch_host_value* value)
 {
-    const size_t bytes = strlen(key) + (value && value->text ? strlen(value->text) : 0);
-    sqlite3_stmt* statement = nullptr;
-    int result = connection.Prepare(kAppendChange, &statement);
-    if (result == SQLITE_OK) result = BindText(connection, statement, 1, key, strlen(key));
-    if (result == SQLITE_OK) result = BindValue(connection, statement, 2, value);
-    if (result == SQLITE_OK) result = connection.Api().bind_int64(statement, 3, static_cast<int64_t>(bytes));
-    if (result == SQLITE_OK) result = Run(connection, statement);
+    const bool hasText = value != nullptr && value->text != nullptr;
+    const std::size_t bytes = std::strlen(key) + (hasText ? std::strlen(value->text) : 0);
+    Statement append(connection, kAppendChange);
+    BindValue(&append.BindText(1, key).BindNumber(3, static_cast<std::int64_t>(bytes)), 2, value);
+    const int result = append.Run();
     if (result != SQLITE_OK) return result;
 
-    const int64_t newest = connection.Api().last_insert_rowid(connection.Handle());
-    return newest % kTrimEvery == 0 || bytes > kLongText ? TrimChanges(connection, newest) : SQLITE_OK;
+    const std::int64_t newest = connection.Api().last_insert_rowid(connection.Handle());
+    if (newest % kTrimEvery != 0 && bytes <= kLongText) return SQLITE_OK;
+    return Statement(connection, kTrimChanges).BindNumber(1, newest).Run();
 }
 
-// The removal of an absent setting is no change.
+// The removal of an absent setting is not a change.
 int PutAndAppend(Connection& connection, const char* key, const srcwatch_host_value* value)
 {
     const int result = Put(connection, key, value);
@@ -237,16 +157,17 @@ int PutAndAppend(Connection& connection, const char* key, const srcwatch_host_va
 
 int Transact(Connection& connection, const char* key, const srcwatch_host_value* value)
 {
-    int result = connection.Execute(kBegin);
+    int result = Statement(connection, kBegin).Run();
     if (result != SQLITE_OK) return result;
 
     result = PutAndAppend(connection, key, value);
-    if (result == SQLITE_OK) result = connection.Execute(kCommit);
-    if (result != SQLITE_OK) (void)connection.Execute(kRollback);  // SQLite may have done so itself already
+    if (result == SQLITE_OK) result = Statement(connection, kCommit).Run();
+    // SQLite may have rolled back by itself already.
+    if (result != SQLITE_OK) static_cast<void>(Statement(connection, kRollback).Run());
     return result;
 }
 
-Setting DecodeSetting(const Row& row, int keyColumn)
+Setting DecodeSetting(const Statement& row, int keyColumn)
 {
     Setting setting = {row.Text(keyColumn), Setting::Type::kRemoved, 0, {}};
     if (row.Type(keyColumn + 1) == SQLITE_TEXT) {
@@ -258,41 +179,17 @@ Setting DecodeSetting(const Row& row, int keyColumn)
     return setting;
 }
 
-int ReadAll(Family family, std::vector<Setting>* settings)
-{
-    return ErrorOf(DatabaseOf(family).reader.Read("list", [settings](Connection& connection) {
-        settings->clear();
-        sqlite3_stmt* statement = nullptr;
-        const int result = connection.Prepare(kListSettings, &statement);
-        if (result != SQLITE_OK) return result;
-        return ForEachRow(connection, statement,
-                          [settings](const Row& row) { settings->push_back(DecodeSetting(row, 0)); });
-    }));
-}
-
-// Goes back to the beginning when the database is another one than the position's.
-void Adjust(Position* position, int64_t store)
-{
-    if (position->store != store) *position = {store, 0};
-}
-
-// Takes in one row of the change log.
-void Collect(const Row& row, const std::function<bool(const char*)>& wanted, Position* position,
-             std::vector<Change>* changes, int64_t* missed)
-{
-    const int64_t number = row.Integer(0);
-    *missed += number - position->change - 1;  // numbers have no gaps but at the log's beginning
-    position->change = number;
-    Setting setting = DecodeSetting(row, 1);
-    if (wanted(setting.key.c_str())) changes->push_back({number, std::move(setting)});
-}
-
 int ListFamily(Family family, srcwatch_host_setting_cb callback, void* userData)
 {
     std::vector<Setting> settings;
-    const int result = ReadAll(family, &settings);
-    for (const Setting& setting : settings) setting.Tell(callback, userData);
-    return result;
+    const int result = DatabaseOf(family).reader.Read("list", [&settings](Connection& connection) {
+        settings.clear();
+        return Statement(connection, kListSettings).Run([&settings](const Statement& row) {
+            settings.push_back(DecodeSetting(row, 0));
+        });
+    });
+    for (const Setting& setting : settings) setting.PassTo(callback, userData);
+    return ErrorOf(result);
 }
 
 }  // namespace
@@ -313,75 +210,66 @@ void SettingsStoreAfterFork()
     }
 }
 
-bool FamilyOf(const char* key, Family* family)
+std::optional<Family> FamilyOf(const char* key)
 {
-    if (!key) return false;
-    const bool isDurable = HasPrefix(key, kDurablePrefix);
-    *family = isDurable ? Family::kDurable : Family::kVolatile;
-    return isDurable || HasPrefix(key, kVolatilePrefix);
+    if (key != nullptr && HasPrefix(key, kDurablePrefix)) return kDurable;
+    if (key != nullptr && HasPrefix(key, kVolatilePrefix)) return kVolatile;
+    return std::nullopt;
 }
 
 const std::string& DirectoryOf(Family family) { return DatabaseOf(family).files.Directory(); }
 
 int ReadNumber(const char* key, int* number)
 {
-    return ReadSetting(key, [number](const Row& row) { return DecodeNumber(row, 0, number); });
-}
-
-int ReadText(const char* key, char** text)
-{
-    CText copy;  // a read that is done again gives another
-    const int result = ReadSetting(key, [&copy](const Row& row) { return DecodeText(row, &copy); });
-    if (result == 0) *text = copy.release();
-    return result;
+    return ReadSetting(key, [number](const Statement& row) { return DecodeNumber(row, 0, number); });
 }
 
 int WriteValue(const char* key, const srcwatch_host_value* value)
 {
-    Database* database = DatabaseOf(key);
-    if (!database) return -EINVAL;
+    const std::optional<Family> family = FamilyOf(key);
+    if (!family) return -EINVAL;
 
-    const int result = database->writer.Write(
+    Database& database = DatabaseOf(*family);
+    const int result = database.writer.Write(
         "write", [key, value](Connection& connection) { return Transact(connection, key, value); });
-    if (result == SQLITE_OK) database->files.Wake();
+    if (result == SQLITE_OK) database.files.WakeWatchers();
     return ErrorOf(result);
 }
 
-void Setting::Tell(srcwatch_host_setting_cb callback, void* userData) const
+void Setting::PassTo(srcwatch_host_setting_cb callback, void* userData) const
 {
     const srcwatch_host_value value = {type == Type::kText ? text.c_str() : nullptr, number};
     callback(key.c_str(), type == Type::kRemoved ? nullptr : &value, userData);
 }
 
-int NewestPosition(Family family, Position* position)
+int FindNewestPosition(Family family, Position* position)
 {
     return ErrorOf(DatabaseOf(family).reader.Read("read changes of", [position](Connection& connection) {
-        sqlite3_stmt* statement = nullptr;
-        const int result = connection.Prepare(kNewestChange, &statement);
-        if (result != SQLITE_OK) return result;
-        return ForEachRow(connection, statement, [position, &connection](const Row& row) {
-            *position = {connection.StoreId(), row.Integer(0)};
+        return Statement(connection, kNewestChange).Run([position, &connection](const Statement& row) {
+            *position = {connection.StoreId(), row.Number(0)};
         });
     }));
 }
 
-int ReadChanges(Family family, Position* position, const std::function<bool(const char*)>& wanted,
-                std::vector<Change>* changes, int64_t* missed)
+int ReadChanges(Family family, Position* position, const std::function<bool(const char*)>& isWanted,
+                std::vector<Change>* changes, std::int64_t* missed)
 {
     Position reached;
+    const auto collect = [&](const Statement& row) {
+        const std::int64_t number = row.Number(0);
+        *missed += number - reached.change - 1;  // numbers have no gaps but at the log's beginning
+        reached.change = number;
+        Setting setting = DecodeSetting(row, 1);
+        if (isWanted(setting.key.c_str())) changes->push_back({number, std::move(setting)});
+    };
     Connection& reader = DatabaseOf(family).reader;
-    reader.LookAgain();
+    reader.ExpectReplacement();
     const int result = reader.Read("read changes of", [&](Connection& connection) {
         reached = *position;
+        if (reached.store != connection.StoreId()) reached = {connection.StoreId(), 0};
         changes->clear();
         *missed = 0;
-        Adjust(&reached, connection.StoreId());
-        sqlite3_stmt* statement = nullptr;
-        int status = connection.Prepare(kChangesAfter, &statement);
-        if (status == SQLITE_OK) status = connection.Api().bind_int64(statement, 1, reached.change);
-        if (status != SQLITE_OK) return status;
-        return ForEachRow(connection, statement,
-                          [&](const Row& row) { Collect(row, wanted, &reached, changes, missed); });
+        return Statement(connection, kChangesAfter).BindNumber(1, reached.change).Run(collect);
     });
     if (result == SQLITE_OK) *position = reached;
     return ErrorOf(result);
@@ -391,7 +279,7 @@ int ReadChanges(Family family, Position* position, const std::function<bool(cons
 
 SRCWATCH_HOST_API int vconf_get_int(const char* key, int* value)
 {
-    if (!value) return -EINVAL;
+    if (value == nullptr) return -EINVAL;
     return host::Guarded(-ENOMEM, [key, value] { return host::ReadNumber(key, value); });
 }
 
@@ -406,15 +294,15 @@ SRCWATCH_HOST_API int vconf_set_int(const char* key, int value)
 SRCWATCH_HOST_API char* vconf_get_str(const char* key)
 {
     return host::Guarded<char*>(nullptr, [key] {
-        char* text = nullptr;
-        (void)host::ReadText(key, &text);  // the caller learns no more than that there is none
-        return text;
+        host::CText text;
+        const auto decode = [&text](const host::Statement& row) { return host::DecodeText(row, &text); };
+        return host::ReadSetting(key, decode) == 0 ? text.release() : nullptr;
     });
 }
 
 SRCWATCH_HOST_API int vconf_set_str(const char* key, const char* value)
 {
-    if (!value) return -EINVAL;
+    if (value == nullptr) return -EINVAL;
     return host::Guarded(-ENOMEM, [key, value] {
         const srcwatch_host_value text = {value, 0};
         return host::WriteValue(key, &text);
@@ -428,7 +316,7 @@ SRCWATCH_HOST_API int srcwatch_host_unset(const char* key)
 
 SRCWATCH_HOST_API int srcwatch_host_list_settings(srcwatch_host_setting_cb callback, void* user_data)
 {
-    if (!callback) return -EINVAL;
+    if (callback == nullptr) return -EINVAL;
     return host::Guarded(-ENOMEM, [callback, user_data] {
         int result = 0;
         for (const host::Family family : host::kFamilies) {

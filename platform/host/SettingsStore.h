@@ -7,33 +7,30 @@
 
 #include "srcwatch-host.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace host {
 
-// The databases, by the first part of their keys.
-enum class Family : size_t { kDurable, kVolatile };
-constexpr Family kFamilies[] = {Family::kDurable, Family::kVolatile};
-constexpr size_t kFamilyCount = 2;
+/// The databases, by the first part of their keys.
+enum Family { kDurable, kVolatile };
+constexpr Family kFamilies[] = {kDurable, kVolatile};
+constexpr int kFamilyCount = 2;
 
-// False when a key belongs to none.
-bool FamilyOf(const char* key, Family* family);
+/// Returns the family that a key belongs to, if any.
+std::optional<Family> FamilyOf(const char* key);
 
 const std::string& DirectoryOf(Family family);
 
 int ReadNumber(const char* key, int* number);
 
-// The caller frees the text.
-int ReadText(const char* key, char** text);
-
-// Null removes the setting.
+/// Stores a value; null removes the setting.
 int WriteValue(const char* key, const srcwatch_host_value* value);
 
-// A setting, or a change of one.
+/// A setting, or a change of one.
 struct Setting {
     enum class Type { kNumber, kText, kRemoved };
 
@@ -42,29 +39,28 @@ struct Setting {
     int number;
     std::string text;
 
-    // Calls back with key and value.
-    void Tell(srcwatch_host_setting_cb callback, void* userData) const;
+    void PassTo(srcwatch_host_setting_cb callback, void* userData) const;
 };
 
 struct Change {
-    int64_t number;
+    std::int64_t number;
     Setting setting;
 };
 
-// How far a database's changes are known: up to a change of a database, which may have been replaced since.
+/// How far a database's changes are known: up to a change of a database, which may have been replaced since.
 struct Position {
-    int64_t store = 0;
-    int64_t change = 0;
+    std::int64_t store = 0;
+    std::int64_t change = 0;
 };
 
-// The position after the newest change.
-int NewestPosition(Family family, Position* position);
+/// Finds the position after the newest change.
+int FindNewestPosition(Family family, Position* position);
 
-// The changes after a position of the keys that wanted() accepts, oldest first; the position moves after the newest.
-// missed receives the number of changes that were forgotten before they were read. When the database is another one
-// than the position's, its changes are given from its beginning on.
-int ReadChanges(Family family, Position* position, const std::function<bool(const char*)>& wanted,
-                std::vector<Change>* changes, int64_t* missed);
+/// Reads the changes after a position of the keys that isWanted() accepts, oldest first; the position moves after the
+/// newest. missed receives the number of changes that were trimmed before they were read. If the database is another
+/// one than the position's, its changes are read from its beginning.
+int ReadChanges(Family family, Position* position, const std::function<bool(const char*)>& isWanted,
+                std::vector<Change>* changes, std::int64_t* missed);
 
 }  // namespace host
 

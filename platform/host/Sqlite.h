@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// SQLite, loaded at its first use: linking it would add a twelfth to the start of every program, also of those that
-// never touch a setting.
+// SQLite, loaded at its first use: linking it would make the start of every program a twelfth longer, also of those
+// that use no setting.
 #ifndef SRCWATCH_HOST_SQLITE_H
 #define SRCWATCH_HOST_SQLITE_H
 
@@ -21,7 +21,6 @@ struct Sqlite {
     decltype(&sqlite3_exec) exec;
     decltype(&sqlite3_prepare_v3) prepare_v3;
     decltype(&sqlite3_bind_int64) bind_int64;
-    decltype(&sqlite3_bind_null) bind_null;
     decltype(&sqlite3_bind_text64) bind_text64;
     decltype(&sqlite3_step) step;
     decltype(&sqlite3_reset) reset;
@@ -35,7 +34,7 @@ struct Sqlite {
 };
 // NOLINTEND(readability-identifier-naming)
 
-// Null, after a log line, when it cannot be loaded.
+/// Returns SQLite's functions, or null, with a log line, if it cannot be loaded.
 const Sqlite* LoadSqlite();
 
 }  // namespace host

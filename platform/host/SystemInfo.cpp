@@ -6,7 +6,7 @@
 //   [features]
 //   com.korvane/featureconf/bt_profile_bt_calvix=true
 //
-// The file is read again whenever it has changed. What it does not say, or says in a wrong way, is not known.
+// The file is read again if it has changed. A query for a value that is missing or malformed fails.
 #include "Clock.h"
 #include "Fork.h"
 #include "Guarded.h"
@@ -37,8 +37,8 @@ using Error = srcwatch::Handle<GError, g_error_free>;
 struct ConfFile {
     std::mutex mutex;  // guards all below; held while the file is read
     struct stat identity = {};
-    bool settled = false;
-    KeyFile content;               // null when there is no readable file
+    bool isSettled = false;
+    KeyFile content;               // null if there is no readable file
     std::set<std::string> faults;  // what has been logged about this content
 };
 
@@ -52,7 +52,7 @@ bool IsSame(const struct stat& a, const struct stat& b)
            IsSameTime(a.st_ctim, b.st_ctim);
 }
 
-// Programs ask for the same value again and again; a fault is told once.
+// Programs ask for the same value again and again; a fault is logged once.
 void LogFault(ConfFile* conf, const std::string& fault)
 {
     if (conf->faults.insert(fault).second) LogHost(DLOG_ERROR, "%s: %s", GetPaths().confPath.c_str(), fault.c_str());
@@ -72,37 +72,39 @@ KeyFile Parse(ConfFile* conf)
     return nullptr;
 }
 
-// The current content, or null when there is none. The mutex is held.
+// Returns the current content, or null if there is none. The mutex is held.
 GKeyFile* Current(ConfFile* conf)
 {
     struct stat now = {};
     const bool exists = stat(GetPaths().confPath.c_str(), &now) == 0;
     const bool isSame = exists && IsSame(now, conf->identity);
-    if (isSame && conf->settled) return conf->content.get();
+    if (isSame && conf->isSettled) return conf->content.get();
 
     if (!isSame) conf->faults.clear();
     conf->identity = now;
-    conf->settled = NowMs(CLOCK_REALTIME_COARSE) - Milliseconds(now.st_ctim) > kSettledMs;
+    conf->isSettled = NowMs(CLOCK_REALTIME_COARSE) - Milliseconds(now.st_ctim) > kSettledMs;
     conf->content = exists ? Parse(conf) : nullptr;
     return conf->content.get();
 }
 
-// Runs get(file, error) on the configuration. Returns 0, or a negative errno value when there is no such value.
-template <typename Get>
-int Query(const char* group, const char* key, Get get)
+// Reads a value by one of the key file's getters. Returns 0, or a negative errno value with the value untouched.
+template <typename Get, typename Value>
+int Query(const char* group, const char* key, Get get, Value* value)
 {
     TakePartInForks();
     ConfFile& conf = TheConfFile();
     const std::lock_guard<std::mutex> lock(conf.mutex);
     GKeyFile* file = Current(&conf);
-    if (!file || !g_key_file_has_key(file, group, key, nullptr)) return -ENOENT;
+    if (file == nullptr || g_key_file_has_key(file, group, key, nullptr) == FALSE) return -ENOENT;
 
     GError* failure = nullptr;
-    get(file, &failure);
-    if (!failure) return 0;
-
-    LogFault(&conf, std::string("[") + group + "] " + key + ": " + Error(failure)->message);
-    return -EINVAL;
+    const auto found = get(file, group, key, &failure);
+    if (failure != nullptr) {
+        LogFault(&conf, std::string("[") + group + "] " + key + ": " + Error(failure)->message);
+        return -EINVAL;
+    }
+    *value = static_cast<Value>(found);
+    return 0;
 }
 
 }  // namespace
@@ -115,28 +117,12 @@ void SystemInfoAfterFork() { TheConfFile().mutex.unlock(); }
 
 SRCWATCH_HOST_API int system_info_get_value_int(system_info_key_e key, int* value)
 {
-    if (key != SYSTEM_INFO_KEY_NUM_OF_HDMI || !value) return -EINVAL;
-
-    return host::Guarded(-ENOMEM, [value] {
-        int inputs = 0;
-        const int result = host::Query("hdmi", "inputs", [&inputs](GKeyFile* file, GError** error) {
-            inputs = g_key_file_get_integer(file, "hdmi", "inputs", error);
-        });
-        if (result == 0) *value = inputs;
-        return result;
-    });
+    if (key != SYSTEM_INFO_KEY_NUM_OF_HDMI || value == nullptr) return -EINVAL;
+    return host::Guarded(-ENOMEM, [value] { return host::Query("hdmi", "inputs", g_key_file_get_integer, value); });
 }
 
 SRCWATCH_HOST_API int system_info_get_custom_bool(const char* key, bool* value)
 {
-    if (!key || !*key || !value) return -EINVAL;
-
-    return host::Guarded(-ENOMEM, [key, value] {
-        bool on = false;
-        const int result = host::Query("features", key, [key, &on](GKeyFile* file, GError** error) {
-            on = g_key_file_get_boolean(file, "features", key, error) != FALSE;
-        });
-        if (result == 0) *value = on;
-        return result;
-    });
+    if (key == nullptr || *key == '\0' || value == nullptr) return -EINVAL;
+    return host::Guarded(-ENOMEM, [key, value] { return host::Query("features", key, g_key_file_get_boolean, value); });
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A TV service whose cables are settings: the detection service or a tool says what is connected.
+// A TV service whose cables are settings: the detection service or a tool sets what is connected.
 #include "Guarded.h"
 #include "Leaked.h"
 #include "SettingsStore.h"
@@ -17,7 +17,7 @@ class SourceControl : public ISourceControl {
 public:
     int IsExternalSourceConnected(int source_id, bool* connected) override
     {
-        if (!connected) return 0;
+        if (connected == nullptr) return 0;
 
         return Guarded(0, [source_id, connected] {
             int state = 0;
@@ -33,7 +33,7 @@ public:
 
 SRCWATCH_HOST_API int TVServiceAPI::CreateSourceControl(EProfile profile, int index, ISourceControl** control)
 {
-    if (profile != PROFILE_TYPE_MAIN || index != 0 || !control) return -1;
+    if (profile != PROFILE_TYPE_MAIN || index != 0 || control == nullptr) return -1;
 
     return host::Guarded(-1, [control] {
         *control = &host::Leaked<host::SourceControl>();

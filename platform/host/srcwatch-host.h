@@ -7,12 +7,12 @@
  * All functions are callable from any thread, while libraries load, in exit handlers, and in a forked child. Results
  * are 0 for success and negative otherwise; failures are logged, repeated ones once.
  *
- * Of this platform vconf_get_int() says why it reads nothing: -ENOENT for an absent setting, -EPROTOTYPE for a text,
- * and anything else when the store cannot be read.
+ * On this platform, vconf_get_int() returns why it reads nothing: -ENOENT for an absent setting, -EPROTOTYPE for a
+ * text, and another negative value if the store cannot be read.
  *
  * A setting is read and written in microseconds (a durable write: as long as the disk takes), or fails after about one
  * second in which other processes kept its database locked. A damaged database is moved aside (its name gets
- * ".damaged-" and the time) and a new one begins.
+ * ".damaged-" and the time), and a new one is created.
  */
 #ifndef SRCWATCH_HOST_H
 #define SRCWATCH_HOST_H
@@ -33,18 +33,18 @@ typedef struct srcwatch_host_value {
  * Called for a setting.
  *
  * @param key        Valid only during the call.
- * @param value      Valid only during the call; null when the setting was removed.
+ * @param value      Valid only during the call; null if the setting was removed.
  * @param user_data  As given to the function that calls back.
  */
 typedef void (*srcwatch_host_setting_cb)(const char* key, const srcwatch_host_value* value, void* user_data);
 
 /**
- * Call back for every write to a setting, by any process, from now on, in the order of the writes of its store; two
- * quick writes give two calls, and so does a write of the value that was there.
+ * Calls back for every write to a setting, by any process, from now on, in the order of the writes of its store. Two
+ * quick writes cause two calls; a write of the value that was there causes one, too.
  *
  * The last 1024 writes (fewer when their texts exceed 2 MiB) of a store are kept for this. A watch whose main context
- * did not run for longer goes on with those that are left, and a log line tells how many were missed. When the store
- * had to begin anew, the watch hears the new one from its beginning. A forked child inherits no watch.
+ * did not run for longer goes on with those that are left, and a log line says how many were missed. If the store was
+ * replaced, the watch reports the new one from its beginning. A forked child inherits no watch.
  *
  * @param key        The setting's key; null for all settings.
  * @param callback   Runs in the GLib main context that is thread-default here. It may use every function of this
@@ -55,27 +55,27 @@ typedef void (*srcwatch_host_setting_cb)(const char* key, const srcwatch_host_va
 unsigned srcwatch_host_watch_setting(const char* key, srcwatch_host_setting_cb callback, void* user_data);
 
 /**
- * End a watch, in the thread whose main context it runs in; its callback is not called any more. Watches also end with
+ * Ends a watch, in the thread whose main context it runs in; its callback is not called any more. Watches also end with
  * their main context. Unknown ids are ignored.
  */
 void srcwatch_host_unwatch_setting(unsigned id);
 
-/** Call back for each stored setting, in the order of the keys. @return 0 or a negative value. */
+/** Calls back for each stored setting, in the order of the keys. @return 0 or a negative value. */
 int srcwatch_host_list_settings(srcwatch_host_setting_cb callback, void* user_data);
 
-/** Remove a setting; reading it fails from then on. @return 0 (also when there was none) or a negative value. */
+/** Removes a setting; reading it fails from then on. @return 0 (also if it is absent) or a negative value. */
 int srcwatch_host_unset(const char* key);
 
-/** Set whether a cable is connected to an external source of the simulated TV service. @return 0 or negative. */
+/** Sets whether a cable is connected to an external source of the simulated TV service. @return 0 or negative. */
 int srcwatch_host_set_connected(int source_id, bool connected);
 
-/** Directory of the durable settings, created if missing; null on failure. Owned by the platform. */
+/** Returns the directory of the durable settings, created if missing; null on failure. Owned by the platform. */
 const char* srcwatch_host_state_dir(void);
 
-/** Directory of the volatile settings, created if missing; null on failure. Owned by the platform. */
+/** Returns the directory of the volatile settings, created if missing; null on failure. Owned by the platform. */
 const char* srcwatch_host_run_dir(void);
 
-/** Path of the platform's configuration file, whether it exists or not. Owned by the platform. */
+/** Returns the path of the platform's configuration file, whether it exists or not. Owned by the platform. */
 const char* srcwatch_host_conf_path(void);
 
 #ifdef __cplusplus

@@ -12,7 +12,7 @@ public:
     virtual ~ISourceControl() {}
 
     /**
-     * Tell whether a cable is connected to an external source.
+     * Finds out whether a cable is connected to an external source.
      *
      * @param source_id  Source identifier of the TV service (HDMI 1 is 13).
      * @param connected  Receives the answer; may be left untouched on failure.
@@ -25,7 +25,7 @@ public:
 class __attribute__((visibility("default"))) TVServiceAPI {
 public:
     /**
-     * Get the source control of a profile.
+     * Finds the source control of a profile.
      *
      * @param profile  The part of the TV; the library asks for that of value 1.
      * @param index    Number of the control in that part; the library asks for 0.

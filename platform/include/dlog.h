@@ -11,7 +11,7 @@ extern "C" {
 enum { DLOG_VERBOSE = 2, DLOG_DEBUG = 3, DLOG_INFO = 4, DLOG_WARN = 5, DLOG_ERROR = 6, DLOG_FATAL = 7 };
 
 /**
- * Write one line to the platform log.
+ * Writes one line to the platform log.
  *
  * @param log_id    Log buffer; 0 is the main one.
  * @param priority  One of the DLOG_ priorities.

@@ -15,13 +15,13 @@ typedef enum {
 } system_info_key_e;
 
 /**
- * Read an integer of the system information.
+ * Reads an integer of the system information.
  * @return 0, or another value with *value untouched.
  * @note Callable while shared libraries are still being loaded.
  */
 int system_info_get_value_int(system_info_key_e key, int* value);
 
-/** Read a feature switch by its full name. @return 0, or another value with *value untouched. */
+/** Reads a feature switch by its full name. @return 0, or another value with *value untouched. */
 int system_info_get_custom_bool(const char* key, bool* value);
 
 #ifdef __cplusplus

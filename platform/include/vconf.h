@@ -10,16 +10,16 @@
 extern "C" {
 #endif
 
-/** Read an integer. @return 0, or a negative value with *value untouched (absent, of another type, store broken). */
+/** Reads an integer. @return 0, or a negative value with *value untouched (absent, of another type, store broken). */
 int vconf_get_int(const char* key, int* value);
 
-/** Write an integer. @return 0, or a negative value with the old value kept. */
+/** Writes an integer. @return 0, or a negative value with the old value kept. */
 int vconf_set_int(const char* key, int value);
 
-/** Read a text. @return A new string that the caller releases with free(), or null (absent, of another type). */
+/** Reads a text. @return A new string that the caller releases with free(), or null (absent, of another type). */
 char* vconf_get_str(const char* key);
 
-/** Write a text. @return 0, or a negative value with the old value kept. */
+/** Writes a text. @return 0, or a negative value with the old value kept. */
 int vconf_set_str(const char* key, const char* value);
 
 #ifdef __cplusplus

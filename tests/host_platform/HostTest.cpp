@@ -68,7 +68,7 @@ Process::~Process()
     if (m_pid > 0) Kill();
 }
 
-testing::AssertionResult Process::EndsWell()
+testing::AssertionResult Process::Succeeds()
 {
     int status = 0;
     const auto hasEnded = [this, &status] { return waitpid(m_pid, &status, WNOHANG) == m_pid; };
@@ -106,7 +106,7 @@ void StartSignal::Await() const
     }
 }
 
-void StartSignal::Give()
+void StartSignal::Send()
 {
     close(m_ends[1]);
     m_ends[1] = -1;
@@ -152,7 +152,7 @@ Process HostTest::Start(const std::function<void()>& body) const
     EndChild(FailedParts() == before);
 }
 
-testing::AssertionResult HostTest::InProcess(const std::function<void()>& body) const { return Start(body).EndsWell(); }
+testing::AssertionResult HostTest::InProcess(const std::function<void()>& body) const { return Start(body).Succeeds(); }
 
 std::string HostTest::Log() const { return ReadFile(Path("log")); }
 

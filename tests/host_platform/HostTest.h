@@ -22,8 +22,8 @@ public:
     Process& operator=(const Process&) = delete;
     ~Process();
 
-    // Whether it has ended by itself, in time, without failed expectation, sanitizer finding or signal.
-    testing::AssertionResult EndsWell();
+    // Waits for its end: by itself, in time, without failed expectation, sanitizer finding or signal.
+    testing::AssertionResult Succeeds();
     void Kill();
 
 private:
@@ -38,7 +38,7 @@ public:
     StartSignal(const StartSignal&) = delete;
     StartSignal& operator=(const StartSignal&) = delete;
     void Await() const;  // in the children
-    void Give();         // in the parent
+    void Send();         // in the parent
 
 private:
     int m_ends[2];
@@ -72,7 +72,7 @@ private:
     std::vector<std::pair<std::string, std::string>> m_environment;
 };
 
-// Waits for a condition; false when it does not come true within a minute.
+// Waits for a condition. Returns false if it does not come true within a minute.
 bool Eventually(const std::function<bool()>& condition);
 
 std::string ReadFile(const std::string& path);
@@ -95,12 +95,12 @@ private:
     sqlite3* m_handle = nullptr;
 };
 
-// Write or read a number, again and again while the store is busy: on a loaded machine others may well keep it for the
-// second after which a call gives up.
+// Write or read a number, again and again while the store is busy: on a loaded machine, others may keep it for the
+// second after which a call fails.
 testing::AssertionResult WriteNumber(const std::string& key, int number);
 testing::AssertionResult HasNumber(const std::string& key, int number);
 
-// Reads a text setting; "(none)" when it cannot be read.
+// Reads a text setting. Returns "(none)" if it cannot be read.
 std::string TextOf(const char* key);
 
 std::chrono::milliseconds TimeOf(const std::function<void()>& body);

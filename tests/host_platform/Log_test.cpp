@@ -40,8 +40,8 @@ protected:
         EXPECT_TRUE(InProcess([&message] { EXPECT_GT(__dlog_print(0, DLOG_ERROR, "tag", "%s", message.c_str()), 0); }));
         const std::string log = Log();
         EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
-        const size_t process = log.find(" E tag ") + strlen(" E tag ");
-        const size_t text = log.find(' ', process) + 1;
+        const std::size_t process = log.find(" E tag ") + strlen(" E tag ");
+        const std::size_t text = log.find(' ', process) + 1;
         return log.substr(text, log.size() - text - 1);
     }
 
@@ -128,7 +128,7 @@ TEST_F(PlatformLog, UsesStderrAndSaysSoOnceForAnUnknownSink)
     }
 }
 
-TEST_F(PlatformLog, UsesStderrAndSaysSoOnceWhenTheFileCannotBeOpened)
+TEST_F(PlatformLog, UsesStderrAndReportsAFileThatCannotBeOpened)
 {
     ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
     for (const std::string& path : {Path("no/such/directory/log"), Path(""), std::string(), Path("pipe")}) {
@@ -195,7 +195,7 @@ TEST_F(PlatformLog, EscapesBytesThatAreNoText)
 
 TEST_F(PlatformLog, WritesLongMessagesWhole)
 {
-    for (const size_t length : {1000u, 1022u, 1023u, 1024u, 1025u, 100000u}) {
+    for (const std::size_t length : {1000u, 1022u, 1023u, 1024u, 1025u, 100000u}) {
         const std::string message(length, 'x');
         EXPECT_TRUE(Written(message) == message) << length;
     }
@@ -247,7 +247,7 @@ TEST_F(PlatformLog, KeepsLinesOfManyThreadsAndProcessesWhole)
             other.join();
         }));
     }
-    for (Process& process : processes) EXPECT_TRUE(process.EndsWell());
+    for (Process& process : processes) EXPECT_TRUE(process.Succeeds());
 
     EXPECT_EQ(LogLines("").size(), 600u);
     EXPECT_EQ(LogLines(" <" + std::string(3000, 'x') + ">").size(), 600u);

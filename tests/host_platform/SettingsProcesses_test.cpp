@@ -124,7 +124,7 @@ TEST_F(SettingsProcesses, AChildHoldsTheStoreOpenOnItsOwn)
         EXPECT_TRUE(Eventually([this] { return shared->acknowledged == 2; }));
     }));
 
-    // Whoever closes a database last removes its log; the child still has it open.
+    // The process that closes a database last removes its log; the child still has it open.
     EXPECT_EQ(Sql(DurableDatabase(), "SELECT value FROM settings"), "2");
     EXPECT_TRUE(std::filesystem::exists(DurableDatabase() + "-wal"));
 
@@ -208,7 +208,7 @@ TEST_F(SettingsProcesses, ThreadsOfAForkedChildUseTheStore)
     }));
 }
 
-TEST_F(SettingsProcesses, ManyReadersSeeWholeValuesInOrderBesideAWriter)
+TEST_F(SettingsProcesses, ReadersSeeWholeValuesInOrderBesideAWriter)
 {
     constexpr int kSaves = 300;
     ASSERT_TRUE(InProcess([] { vconf_set_str("db/document", Generation(0).c_str()); }));
@@ -235,7 +235,7 @@ TEST_F(SettingsProcesses, ManyReadersSeeWholeValuesInOrderBesideAWriter)
             ASSERT_EQ(vconf_set_str("db/document", Generation(generation).c_str()), 0);
     }));
     shared->isOver = true;
-    for (Process& reader : readers) EXPECT_TRUE(reader.EndsWell());
+    for (Process& reader : readers) EXPECT_TRUE(reader.Succeeds());
 
     EXPECT_TRUE(InProcess([] { EXPECT_TRUE(TextOf("db/document") == Generation(kSaves)); }));
     EXPECT_EQ(Log(), "");
@@ -256,8 +256,8 @@ TEST_F(SettingsProcesses, LosesNoWriteOfManyWriters)
             }
         }));
     }
-    start.Give();
-    for (Process& writer : writers) EXPECT_TRUE(writer.EndsWell());
+    start.Send();
+    for (Process& writer : writers) EXPECT_TRUE(writer.Succeeds());
 
     EXPECT_EQ(Sql(DurableDatabase(), "SELECT count(*) FROM settings"), std::to_string(kWriters * kWrites));
     EXPECT_EQ(Sql(DurableDatabase(), "SELECT max(seq) FROM changes"), std::to_string(kWriters * kWrites));
@@ -291,7 +291,7 @@ TEST_F(SettingsProcesses, AKilledWriterLeavesTheOldOrTheNewValue)
     EXPECT_EQ(Log(), "");
 }
 
-TEST_F(SettingsProcesses, TheLogStaysShortWhenEachProcessEndsBeforeTheNextBegins)
+TEST_F(SettingsProcesses, OneAfterAnotherKeepTheLogShort)
 {
     const std::string text(64 * 1024, 't');
     for (int process = 0; process < 100; process++)
@@ -302,7 +302,7 @@ TEST_F(SettingsProcesses, TheLogStaysShortWhenEachProcessEndsBeforeTheNextBegins
     EXPECT_EQ(Log(), "");
 }
 
-TEST_F(SettingsProcesses, AProcessKilledWhileItCreatesTheStoreLeavesAUsableOne)
+TEST_F(SettingsProcesses, KilledWhileCreatingAStoreLeaveItUsable)
 {
     for (int round = 0; round < 30; round++) {
         std::filesystem::remove_all(StateDir());
@@ -357,7 +357,7 @@ TEST_F(SettingsProcesses, ManyThreadsUseOneProcess)
 }
 
 // The program uses the platform in a static constructor, in an exit handler and in a static destructor.
-TEST_F(SettingsProcesses, WorkWhileLibrariesLoadAndAfterExitHasBegun)
+TEST_F(SettingsProcesses, WorkWhileLibrariesLoadAndDuringExit)
 {
     WriteFile(ConfPath(), "[hdmi]\ninputs=4\n");
     EXPECT_TRUE(InProcess([] {

@@ -15,12 +15,12 @@ constexpr int kUntouched = 4711;
 
 class SettingsStore : public HostTest {};
 
-class SettingsStoreInBothFamilies : public HostTest, public testing::WithParamInterface<std::string> {
+class EitherStore : public HostTest, public testing::WithParamInterface<std::string> {
 protected:
     std::string Key(const std::string& rest) const { return GetParam() + rest; }
 };
 
-INSTANTIATE_TEST_SUITE_P(Family, SettingsStoreInBothFamilies, testing::Values("db/", "memory/"),
+INSTANTIATE_TEST_SUITE_P(Family, EitherStore, testing::Values("db/", "memory/"),
                          [](const auto& family) { return family.param == "db/" ? "Durable" : "Volatile"; });
 
 std::vector<std::string> List()
@@ -34,7 +34,7 @@ std::vector<std::string> List()
     return settings;
 }
 
-TEST_P(SettingsStoreInBothFamilies, GivesBackIntegers)
+TEST_P(EitherStore, ReturnsIntegers)
 {
     EXPECT_TRUE(InProcess([this] {
         for (const int value : {0, 1, -1, 2010, INT_MAX, INT_MIN}) {
@@ -46,7 +46,7 @@ TEST_P(SettingsStoreInBothFamilies, GivesBackIntegers)
     }));
 }
 
-TEST_P(SettingsStoreInBothFamilies, GivesBackTextsByteForByte)
+TEST_P(EitherStore, ReturnsTextsByteForByte)
 {
     std::string bytes;
     for (int byte = 1; byte <= 255; byte++) bytes += static_cast<char>(byte);
@@ -61,10 +61,10 @@ TEST_P(SettingsStoreInBothFamilies, GivesBackTextsByteForByte)
     EXPECT_TRUE(InProcess([&] { EXPECT_TRUE(TextOf(Key("x").c_str()) == bytes + million + bytes); }));
 }
 
-TEST_P(SettingsStoreInBothFamilies, GivesBackTextsOfEveryLengthAroundAPage)
+TEST_P(EitherStore, ReturnsTextsOfEveryLengthAroundAPage)
 {
     EXPECT_TRUE(InProcess([this] {
-        for (size_t length = 0; length < 9000; length += length % 512 < 500 ? 41u : 1u) {
+        for (std::size_t length = 0; length < 9000; length += length % 512 < 500 ? 41u : 1u) {
             const std::string text(length, 'x');
             ASSERT_EQ(vconf_set_str(Key("x").c_str(), text.c_str()), 0);
             ASSERT_TRUE(TextOf(Key("x").c_str()) == text) << length;
@@ -72,7 +72,7 @@ TEST_P(SettingsStoreInBothFamilies, GivesBackTextsOfEveryLengthAroundAPage)
     }));
 }
 
-TEST_P(SettingsStoreInBothFamilies, TakesKeysOfAnyLengthAndBytes)
+TEST_P(EitherStore, TakesKeysOfAnyLengthAndBytes)
 {
     EXPECT_TRUE(InProcess([this] {
         std::string odd;
@@ -85,10 +85,10 @@ TEST_P(SettingsStoreInBothFamilies, TakesKeysOfAnyLengthAndBytes)
                                                std::string(300, 'k'),
                                                std::string(8000, 'k'),
                                                std::string(7999, 'k') + "l"};
-        for (size_t index = 0; index < keys.size(); index++)
+        for (std::size_t index = 0; index < keys.size(); index++)
             EXPECT_EQ(vconf_set_int(Key(keys[index]).c_str(), static_cast<int>(index)), 0);
 
-        for (size_t index = 0; index < keys.size(); index++) {
+        for (std::size_t index = 0; index < keys.size(); index++) {
             int read = kUntouched;
             EXPECT_EQ(vconf_get_int(Key(keys[index]).c_str(), &read), 0);
             EXPECT_EQ(read, static_cast<int>(index));
@@ -96,7 +96,7 @@ TEST_P(SettingsStoreInBothFamilies, TakesKeysOfAnyLengthAndBytes)
     }));
 }
 
-TEST_P(SettingsStoreInBothFamilies, FailsForAnAbsentSettingWithoutTouchingTheOutput)
+TEST_P(EitherStore, FailsForAnAbsentSettingWithoutTouchingTheOutput)
 {
     EXPECT_TRUE(InProcess([this] {
         int read = kUntouched;
@@ -107,7 +107,7 @@ TEST_P(SettingsStoreInBothFamilies, FailsForAnAbsentSettingWithoutTouchingTheOut
     EXPECT_EQ(Log(), "");
 }
 
-TEST_P(SettingsStoreInBothFamilies, FailsForTheOtherTypeWithoutTouchingTheOutput)
+TEST_P(EitherStore, FailsForTheOtherTypeWithoutTouchingTheOutput)
 {
     EXPECT_TRUE(InProcess([this] {
         vconf_set_str(Key("text").c_str(), "12");
@@ -120,7 +120,7 @@ TEST_P(SettingsStoreInBothFamilies, FailsForTheOtherTypeWithoutTouchingTheOutput
     }));
 }
 
-TEST_P(SettingsStoreInBothFamilies, ChangesTheTypeWithAWrite)
+TEST_P(EitherStore, ChangesTheTypeWithAWrite)
 {
     EXPECT_TRUE(InProcess([this] {
         vconf_set_str(Key("x").c_str(), "text");
@@ -136,7 +136,7 @@ TEST_P(SettingsStoreInBothFamilies, ChangesTheTypeWithAWrite)
     }));
 }
 
-TEST_P(SettingsStoreInBothFamilies, RemovesASettingOnce)
+TEST_P(EitherStore, RemovesASettingOnce)
 {
     EXPECT_TRUE(InProcess([this] {
         vconf_set_int(Key("x").c_str(), 5);
@@ -148,7 +148,7 @@ TEST_P(SettingsStoreInBothFamilies, RemovesASettingOnce)
     }));
 }
 
-TEST_P(SettingsStoreInBothFamilies, ShowsAWriteToOtherProcesses)
+TEST_P(EitherStore, ShowsAWriteToOtherProcesses)
 {
     EXPECT_TRUE(InProcess([this] { EXPECT_EQ(vconf_set_str(Key("x").c_str(), "written"), 0); }));
     EXPECT_TRUE(InProcess([this] { EXPECT_EQ(TextOf(Key("x").c_str()), "written"); }));
@@ -183,7 +183,7 @@ TEST_F(SettingsStore, RefusesNullOutputsAndTexts)
     }));
 }
 
-TEST_F(SettingsStore, KeepsDurableAndVolatileSettingsInTheirDirectories)
+TEST_F(SettingsStore, KeepsBothFamiliesInTheirDirectories)
 {
     EXPECT_TRUE(InProcess([this] {
         vconf_set_int("db/x", 1);
