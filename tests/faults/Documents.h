@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Activity documents that tell their generation, so that a mix of two is found. Made without the library, which a
+// Activity documents that name their generation, so that a mix of two is found. Made without the library, which a
 // program may not want to load.
 #ifndef SRCWATCH_TESTS_DOCUMENTS_H
 #define SRCWATCH_TESTS_DOCUMENTS_H

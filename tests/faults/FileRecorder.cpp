@@ -135,17 +135,17 @@ RECORDED int open64(const char* path, int flags, ...)
     return Open(path, flags, mode);
 }
 
-RECORDED ssize_t pwrite(int file, const void* bytes, size_t size, off_t offset)
+RECORDED ssize_t pwrite(int file, const void* bytes, std::size_t size, off_t offset)
 {
     return Write(file, bytes, size, offset);
 }
 
-RECORDED ssize_t pwrite64(int file, const void* bytes, size_t size, off64_t offset)
+RECORDED ssize_t pwrite64(int file, const void* bytes, std::size_t size, off64_t offset)
 {
     return Write(file, bytes, size, offset);
 }
 
-RECORDED ssize_t write(int file, const void* bytes, size_t size)
+RECORDED ssize_t write(int file, const void* bytes, std::size_t size)
 {
     if (NameOf(file) != nullptr) abort();  // nothing that is recorded is written so
     return syscall(SYS_write, file, bytes, size);

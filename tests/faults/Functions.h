@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// All that a host may call, as a table: for each the call, on what it is made, and what it came to.
+// All that a host may call, as a table: for each the call, its arguments, and its result.
 #ifndef SRCWATCH_TESTS_FUNCTIONS_H
 #define SRCWATCH_TESTS_FUNCTIONS_H
 
@@ -15,7 +15,7 @@
 
 namespace srcwatch_test {
 
-// What a call gave.
+// What a call returned.
 struct Result {
     int number = 0;
     int number1 = -77;

@@ -19,7 +19,7 @@ namespace {
 
 using namespace srcwatch_test;
 
-constexpr int kSaves = 90;  // the log is moved into the database twice, and begun anew
+constexpr int kSaves = 90;  // the log is moved into the database twice, and starts over
 constexpr int kImages = 1500;
 constexpr int kControlImages = 200;
 constexpr int kImagesPerWrite = 10;  // a write to the disk takes longer than all the rest
@@ -29,7 +29,7 @@ constexpr int kGarbled = -1;
 // What a process found in an image.
 struct Verdict {
     int generation;  // kGarbled: what is stored was never saved
-    bool isSound;    // as far as SQLite can tell
+    bool isSound;    // as far as SQLite finds
     bool goesOn;
 };
 

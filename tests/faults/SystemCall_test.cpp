@@ -45,7 +45,7 @@ constexpr Fault kKill = {"SIGKILL", "signal=SIGKILL"};
 constexpr Fault kNoRoom = {"ENOSPC", "error=ENOSPC"};
 constexpr Fault kFaults[] = {kKill, kNoRoom, {"EIO", "error=EIO"}};
 
-// brk tells its failure by an address, and a number in its place would be taken for one; close closes in any case,
+// brk reports its failure by an address, and a number in its place would be taken for one; close closes in any case,
 // which an injected failure would keep it from. Room is missing only for calls that take some.
 bool MayMeet(const SystemCall& call, const Fault& fault)
 {
@@ -99,7 +99,7 @@ protected:
     // The next save also moves the log into the database.
     void GivenALogThatIsAlmostFull()
     {
-        constexpr std::uintmax_t kFullLog = 256 * (4096 + 24);  // so many pages, each with what the log says of it
+        constexpr std::uintmax_t kFullLog = 256 * (4096 + 24);  // this many pages, each with its header in the log
         std::uintmax_t before = 0;
         GivenSavesUntil([this, &before] {
             const std::uintmax_t size = std::filesystem::file_size(DurableDatabase() + "-wal");
@@ -187,7 +187,7 @@ std::string SystemCallFaults::TroubleNow(int result)
     if (!m_verdict->isOtherIntact) return "another setting is lost";
     if (!m_verdict->goesOn) return "nothing can be saved any more";
     if (Sql(DurableDatabase(), "PRAGMA integrity_check") != "ok") return "the database is damaged";
-    if (!FilesIn(StateDir(), "damaged").empty()) return "the database was given up";
+    if (!FilesIn(StateDir(), "damaged").empty()) return "the database was moved aside";
     return {};
 }
 
