@@ -10,14 +10,14 @@
 #include <cstring>
 #include <filesystem>
 
+#include <sys/inotify.h>
 #include <sys/stat.h>
 
 namespace srcwatch {
 
 namespace {
 
-// How long GLib may hold back the notice of a change that follows another; well below any sensible quiet time.
-constexpr int kRateLimitMilliseconds = 10;
+constexpr std::uint32_t kGone = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT;
 
 // Returns true if a directory contains another one or is the same.
 bool Contains(const std::string& directory, const std::string& other)
@@ -25,56 +25,31 @@ bool Contains(const std::string& directory, const std::string& other)
     return directory == "/" || other == directory || other.compare(0, directory.size() + 1, directory + "/") == 0;
 }
 
-std::string BaseNameOf(GFile* file)
-{
-    if (file == nullptr) return "";
-    const Handle<char, g_free> name(g_file_get_basename(file));
-    return name ? name.get() : "";
-}
-
-Handle<GFileMonitor, g_object_unref> MonitorDirectory(const std::string& path, std::string& error)
-{
-    const Handle<GFile, g_object_unref> file(g_file_new_for_path(path.c_str()));
-    GError* failure = nullptr;
-    Handle<GFileMonitor, g_object_unref> monitor(
-        g_file_monitor_directory(file.get(), G_FILE_MONITOR_WATCH_MOVES, nullptr, &failure));
-    const Handle<GError, g_error_free> owner(failure);
-    if (!monitor) {
-        error = failure->message;
-        return nullptr;
-    }
-    g_file_monitor_set_rate_limit(monitor.get(), kRateLimitMilliseconds);
-    return monitor;
-}
-
 bool IsEvidenceFile(const std::string& name) { return name == kSpdFile || name == kCecFile || name == kAksvFile; }
 
 }  // namespace
 
-Inputs::Inputs(unsigned quietMilliseconds, PortSet ports, InputsListener& listener)
-    : m_quietMilliseconds(quietMilliseconds), m_listener(listener)
+Inputs::Input::Input(Inputs& owner, int portIndex)
+    : port(portIndex), watch([&owner, this](const std::string& name, std::uint32_t events) {
+          owner.HandleChangeOfDevice(*this, name, events);
+      })
 {
-    for (const int port : ports.All()) m_inputs.try_emplace(port, *this, port);
 }
 
-Inputs::~Inputs()
+Inputs::Inputs(unsigned quietMilliseconds, PortSet ports, InputsListener& listener)
+    : m_quietMilliseconds(quietMilliseconds),
+      m_listener(listener),
+      m_watch([this](const std::string& name, std::uint32_t events) { HandleChange(name, events); })
 {
-    if (m_monitor) g_signal_handlers_disconnect_by_data(m_monitor.get(), this);
-    for (auto& [port, input] : m_inputs) {
-        if (input.monitor) g_signal_handlers_disconnect_by_data(input.monitor.get(), &input);
-    }
+    for (const int port : ports.All()) m_inputs.try_emplace(port, *this, port);
 }
 
 std::string Inputs::Start(const std::string& path)
 {
     std::error_code error;
     m_path = std::filesystem::canonical(path, error);
+    if (!error) error = m_watch.Start(m_path);
     if (error) return error.message();
-    std::string failure;
-    m_monitor = MonitorDirectory(m_path, failure);
-    if (!m_monitor) return failure;
-    g_signal_connect(m_monitor.get(), "changed", G_CALLBACK(OnInputsEvent), this);
-
     for (std::filesystem::directory_iterator it(m_path, error), end; !error && it != end; it.increment(error)) {
         CountUnknown(it->path().filename());
     }
@@ -82,61 +57,29 @@ std::string Inputs::Start(const std::string& path)
     return error ? error.message() : "";
 }
 
-void Inputs::OnInputsEvent(GFileMonitor* /*monitor*/, GFile* file, GFile* other, GFileMonitorEvent event, gpointer self)
+void Inputs::HandleChange(const std::string& name, std::uint32_t events)
 {
-    auto* const inputs = static_cast<Inputs*>(self);
-    const Handle<char, g_free> path(g_file_get_path(file));
-    if (path && inputs->m_path == path.get()) {
-        std::error_code error;
-        if (!std::filesystem::exists(inputs->m_path, error)) inputs->m_listener.OnInputsLost();
-        return;
+    if ((events & kGone) != 0) return m_listener.OnInputsLost();
+    if ((events & IN_Q_OVERFLOW) != 0) {  // any change may be lost
+        for (auto& [port, input] : m_inputs) Refresh(input);
     }
-    inputs->HandleInputsEvent(BaseNameOf(file), BaseNameOf(other), event);
-}
-
-void Inputs::HandleInputsEvent(const std::string& name, const std::string& otherName, GFileMonitorEvent event)
-{
-    switch (event) {
-        case G_FILE_MONITOR_EVENT_CREATED:
-        case G_FILE_MONITOR_EVENT_MOVED_IN:
-            return HandleAppeared(name);
-        case G_FILE_MONITOR_EVENT_DELETED:
-        case G_FILE_MONITOR_EVENT_MOVED_OUT:
-            return HandleGone(name);
-        case G_FILE_MONITOR_EVENT_RENAMED:
-            HandleGone(name);
-            return HandleAppeared(otherName);
-        case G_FILE_MONITOR_EVENT_ATTRIBUTE_CHANGED:
-            return HandleAttributes(name);
-        default:
-            return;
-    }
-}
-
-void Inputs::HandleAppeared(const std::string& name)
-{
-    CountUnknown(name);
-    if (Input* const input = Find(name)) Refresh(*input);
-}
-
-// By the time of the notice another directory may have the name, even with the inode number of the one that is gone.
-void Inputs::HandleGone(const std::string& name)
-{
+    if ((events & (IN_CREATE | IN_MOVED_TO)) != 0) CountUnknown(name);
     Input* const input = Find(name);
     if (input == nullptr) return;
-    Unplug(*input);
+    // By now another directory may have the name, even with the inode number of the one that is gone.
+    if ((events & (IN_DELETE | IN_MOVED_FROM)) != 0) Unplug(*input);
     Refresh(*input);
-}
-
-// What could not be read before may be readable now.
-void Inputs::HandleAttributes(const std::string& name)
-{
-    Input* const input = Find(name);
-    if (input == nullptr) return;
-    Refresh(*input);
-    if (input->directory.empty()) return;
+    if ((events & IN_ATTRIB) == 0 || !IsPlugged(input->port)) return;
+    // What could not be read before may be readable now.
     WatchDevice(*input);
     RestartQuiet(*input);
+}
+
+void Inputs::HandleChangeOfDevice(Input& input, const std::string& name, std::uint32_t events)
+{
+    if ((events & (IN_DELETE_SELF | IN_UNMOUNT)) != 0) Unplug(input);
+    if ((events & kGone) != 0) return Refresh(input);
+    if ((events & IN_Q_OVERFLOW) != 0 || IsEvidenceFile(name)) RestartQuiet(input);
 }
 
 Inputs::Input* Inputs::Find(const std::string& name)
@@ -179,8 +122,7 @@ void Inputs::Plug(Input& input, const std::string& directory, dev_t device, ino_
 void Inputs::Unplug(Input& input)
 {
     if (input.directory.empty()) return;
-    if (input.monitor) g_signal_handlers_disconnect_by_data(input.monitor.get(), &input);
-    input.monitor.reset();
+    input.watch.Stop();
     input.quiet.Stop();
     input.directory.clear();
     m_listener.OnUnplugged(input.port);
@@ -194,30 +136,12 @@ void Inputs::Refuse(Input& input, const std::string& reason)
     SWLOG(DLOG_ERROR, "%s: refused: %s", InputName(input.port).c_str(), reason.c_str());
 }
 
-// The directory is watched by its real path, for which GLib has a single watch, because the watches of two links to one
-// directory would end together.
 void Inputs::WatchDevice(Input& input)
 {
-    if (input.monitor) g_signal_handlers_disconnect_by_data(input.monitor.get(), &input);
-    std::string error;
-    input.monitor = MonitorDirectory(input.directory, error);
-    if (!input.monitor) {
-        SWLOG(DLOG_ERROR, "%s: cannot watch for changes: %s", InputName(input.port).c_str(), error.c_str());
-        return;
-    }
-    g_signal_connect(input.monitor.get(), "changed", G_CALLBACK(OnDeviceEvent), &input);
-}
-
-void Inputs::OnDeviceEvent(GFileMonitor* /*monitor*/, GFile* file, GFile* other, GFileMonitorEvent event,
-                           gpointer input)
-{
-    auto* const device = static_cast<Input*>(input);
-    const Handle<char, g_free> path(g_file_get_path(file));
-    if (path && device->directory == path.get()) {
-        if (event != G_FILE_MONITOR_EVENT_ATTRIBUTE_CHANGED) device->owner.Refresh(*device);
-        return;
-    }
-    if (IsEvidenceFile(BaseNameOf(file)) || IsEvidenceFile(BaseNameOf(other))) device->owner.RestartQuiet(*device);
+    const std::error_code error = input.watch.Start(input.directory);
+    // Reading an unreadable directory fails, too, which is logged then.
+    if (!error || error == std::errc::permission_denied) return;
+    SWLOG(DLOG_ERROR, "%s: cannot watch for changes: %s", InputName(input.port).c_str(), error.message().c_str());
 }
 
 void Inputs::RestartQuiet(Input& input)

@@ -4,15 +4,15 @@
 #ifndef SRCWATCH_SERVICE_INPUTS_H
 #define SRCWATCH_SERVICE_INPUTS_H
 
-#include "Handle.h"
+#include "DirectoryWatch.h"
 #include "PortSet.h"
 #include "Timer.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <string>
 
-#include <gio/gio.h>
 #include <sys/types.h>
 
 namespace srcwatch {
@@ -36,9 +36,6 @@ public:
 class Inputs {
 public:
     Inputs(unsigned quietMilliseconds, PortSet ports, InputsListener& listener);
-    ~Inputs();
-    Inputs(const Inputs&) = delete;
-    Inputs& operator=(const Inputs&) = delete;
 
     /// Starts to watch and reports the devices that are there. @return Why that is not possible, or empty.
     std::string Start(const std::string& path);
@@ -56,25 +53,19 @@ public:
 
 private:
     struct Input {
-        Input(Inputs& inputs, int portIndex) : owner(inputs), port(portIndex) {}
+        Input(Inputs& owner, int portIndex);
 
-        Inputs& owner;
         const int port;
         std::string directory;  // empty while nothing is plugged
         dev_t device = 0;
         ino_t inode = 0;
-        Handle<GFileMonitor, g_object_unref> monitor;
+        DirectoryWatch watch;
         Timer quiet;
         std::string refusal;  // the reason that was logged last, so that it is logged once
     };
 
-    static void OnInputsEvent(GFileMonitor* monitor, GFile* file, GFile* other, GFileMonitorEvent event, gpointer self);
-    static void OnDeviceEvent(GFileMonitor* monitor, GFile* file, GFile* other, GFileMonitorEvent event,
-                              gpointer input);
-    void HandleInputsEvent(const std::string& name, const std::string& otherName, GFileMonitorEvent event);
-    void HandleAppeared(const std::string& name);
-    void HandleGone(const std::string& name);
-    void HandleAttributes(const std::string& name);
+    void HandleChange(const std::string& name, std::uint32_t events);
+    void HandleChangeOfDevice(Input& input, const std::string& name, std::uint32_t events);
 
     Input* Find(const std::string& name);
     void Refresh(Input& input);
@@ -90,7 +81,7 @@ private:
     InputsListener& m_listener;
     std::string m_path;
     std::map<int, Input> m_inputs;
-    Handle<GFileMonitor, g_object_unref> m_monitor;
+    DirectoryWatch m_watch;
     std::size_t m_unknownCount = 0;
     std::string m_firstUnknown;
     Timer m_unknownTimer;

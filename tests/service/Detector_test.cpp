@@ -96,6 +96,17 @@ TEST_F(DetectorTest, ReportsThatTheInputsAreLost)
     EXPECT_TRUE(RunUntil([&] { return m_inputsLost; }));
 }
 
+TEST_F(DetectorTest, ReportsInputsThatAreReplacedAsLost)
+{
+    const TempDirectory other;
+    StartDetector();
+
+    std::filesystem::rename(m_inputs.Path(), other / "inputs");
+    std::filesystem::create_directory(m_inputs.Path());
+
+    EXPECT_TRUE(RunUntil([&] { return m_inputsLost; }));
+}
+
 TEST_F(DetectorTest, DoesNotStartWithoutInputs)
 {
     EXPECT_EQ(m_detector.Start(m_inputs / "nowhere"), "No such file or directory");

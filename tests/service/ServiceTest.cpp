@@ -4,6 +4,7 @@
 #include "srcwatch-host.h"
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
@@ -183,6 +184,13 @@ int ServiceTest::StopService(int signal)
     EXPECT_TRUE(result.has_value()) << "the service does not end";
     m_service.reset();
     return result.value_or(-1);
+}
+
+void ServiceTest::SuspendService() const
+{
+    m_service->Signal(SIGSTOP);
+    const std::string status = "/proc/" + std::to_string(m_service->Id()) + "/status";
+    ASSERT_TRUE(RunUntil([&] { return ReadFile(status).find("State:\tT") != std::string::npos; }));
 }
 
 void ServiceTest::Plug(const std::string& input, const std::string& capture)

@@ -64,6 +64,8 @@ protected:
     bool WaitUntilServing();
     /// Ends it with a signal. @return Its exit code.
     int StopService(int signal);
+    /// Suspends it, until SIGCONT.
+    void SuspendService() const;
 
     /// Plugs a capture in, as a link to it, and out again. Plug() waits for the detection.
     void Plug(const std::string& input, const std::string& capture);

@@ -5,6 +5,7 @@
 #include "ServiceTest.h"
 #include "srcwatch-protocol.h"
 
+#include <csignal>
 #include <filesystem>
 
 #include <gtest/gtest.h>
@@ -172,6 +173,50 @@ TEST_F(Service, KeepsSeeingOneOfTwoLinksToTheSameDirectory)
     ASSERT_TRUE(WaitForEvents(kDetected, 3));
 
     EXPECT_EQ(EventsOf(kDetected)[2].texts[0], "Changed");
+}
+
+// More changes than the kernel keeps for a watch.
+TEST_F(Service, SeesDevicesAgainAfterItMissedChanges)
+{
+    StartService();
+    Plug("hdmi2", "tivaro-one");
+    SuspendService();
+
+    const int kept = std::stoi(ReadFile("/proc/sys/fs/inotify/max_queued_events"));
+    for (int i = 0; i <= kept / 2; ++i) {
+        std::filesystem::create_directory(InputPath(".other"));
+        std::filesystem::remove(InputPath(".other"));
+    }
+    std::filesystem::remove(InputPath("hdmi2"));
+    LinkCapture("hdmi3", "darvex-dvd");
+    m_service->Signal(SIGCONT);
+
+    ASSERT_TRUE(WaitForEvents(kDetected, 2));
+    EXPECT_EQ(EventsOf(kConnection), (std::vector<Event>{{kConnection, {1, 1, 0}, kNoTexts},
+                                                         {kConnection, {1, 0, 0}, kNoTexts},
+                                                         {kConnection, {2, 1, 0}, kNoTexts}}));
+    EXPECT_EQ(QueryType(2), SRCWATCH_DEVICE_DISC_PLAYER);
+    Unplug("hdmi3");
+}
+
+TEST_F(Service, ReadsADeviceAgainAfterItMissedChangesOfItsFiles)
+{
+    StartService();
+    std::filesystem::create_directory(InputPath("hdmi1"));
+    WriteFile(InputPath("hdmi1") + "/spd.bin", SpdFrame("ACME", "First", 8));
+    ASSERT_TRUE(WaitForEvents(kDetected, 1));
+    SuspendService();
+
+    const int kept = std::stoi(ReadFile("/proc/sys/fs/inotify/max_queued_events"));
+    for (int i = 0; i <= kept / 2; ++i) {
+        std::filesystem::create_directory(InputPath("hdmi1") + "/other");
+        std::filesystem::remove(InputPath("hdmi1") + "/other");
+    }
+    WriteFile(InputPath("hdmi1") + "/spd.bin", SpdFrame("ACME", "Second", 8));
+    m_service->Signal(SIGCONT);
+
+    ASSERT_TRUE(WaitForEvents(kDetected, 2));
+    EXPECT_EQ(EventsOf(kDetected)[1].texts[0], "Second");
 }
 
 TEST_F(Service, ReportsEveryCaptureAsItsDeviceIs)
