@@ -5,6 +5,8 @@
 #include "srcwatch-protocol.h"
 #include "srcwatch-version.h"
 
+#include <algorithm>
+#include <iterator>
 #include <limits>
 #include <sstream>
 
@@ -21,24 +23,43 @@ Json::Value Error(const std::string& text)
     return answer;
 }
 
-}  // namespace
+constexpr int kRequests[] = {SRCWATCH_REQUEST_STATUS, SRCWATCH_REQUEST_RECORD, SRCWATCH_REQUEST_FORGET,
+                             SRCWATCH_REQUEST_DENY};
 
-void Requests::Register(qdinfo::CQDEventReciever& receiver)
+bool IsBroadcastRequest(GDBusMessage* message)
 {
-    for (const int type :
-         {SRCWATCH_REQUEST_STATUS, SRCWATCH_REQUEST_RECORD, SRCWATCH_REQUEST_FORGET, SRCWATCH_REQUEST_DENY}) {
-        receiver.RegisterEventCallback(type, OnRequest, this);
-    }
+    if (g_dbus_message_get_message_type(message) != G_DBUS_MESSAGE_TYPE_SIGNAL) return false;
+    if (std::string(SRCWATCH_BUS_NAME) != g_dbus_message_get_interface(message)) return false;  // signals have one
+    GVariant* const body = g_dbus_message_get_body(message);
+    if (body == nullptr || !g_variant_is_of_type(body, G_VARIANT_TYPE("(is)"))) return false;
+    int type = 0;
+    g_variant_get_child(body, 0, "i", &type);
+    return std::find(std::begin(kRequests), std::end(kRequests), type) != std::end(kRequests);
 }
 
-// A broadcast of a request's type is heard too, but has no reply: what it would write stays in the stream.
+// A receiver calls back for signals as for method calls, and the event does not say which it was. So signals of a
+// request's type are dropped before. Runs in GLib's thread.
+GDBusMessage* DropBroadcastRequest(GDBusConnection* /*bus*/, GDBusMessage* message, gboolean isIncoming, gpointer)
+{
+    if (isIncoming == FALSE || !IsBroadcastRequest(message)) return message;
+    g_object_unref(message);
+    return nullptr;
+}
+
+}  // namespace
+
+void Requests::Register(GDBusConnection* bus, qdinfo::CQDEventReciever& receiver)
+{
+    g_dbus_connection_add_filter(bus, DropBroadcastRequest, nullptr, nullptr);
+    for (const int type : kRequests) receiver.RegisterEventCallback(type, OnRequest, this);
+}
+
 void Requests::OnRequest(void* self, srcwatch_event_s* event)
 {
-    auto* const reply = static_cast<std::stringstream*>(event->ptr_args[0]);
-    if (reply == nullptr || reply->tellp() > 0) return;
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";
-    *reply << Json::writeString(builder, static_cast<Requests*>(self)->Answer(event->type, event->args[0]));
+    *static_cast<std::stringstream*>(event->ptr_args[0])
+        << Json::writeString(builder, static_cast<Requests*>(self)->Answer(event->type, event->args[0]));
 }
 
 Json::Value Requests::Answer(int type, int port)

@@ -9,6 +9,7 @@
 #include "PortSet.h"
 #include "Records.h"
 
+#include <gio/gio.h>
 #include <json/value.h>
 
 namespace qdinfo {
@@ -24,8 +25,9 @@ public:
     {
     }
 
-    /// Answers the requests that a receiver gets from now on. Until then their replies are empty.
-    void Register(qdinfo::CQDEventReciever& receiver);
+    /// Answers the requests that come by method calls to a receiver on this connection from now on. Until then their
+    /// replies are empty.
+    void Register(GDBusConnection* bus, qdinfo::CQDEventReciever& receiver);
 
     Json::Value Answer(int type, int port);
 

@@ -136,7 +136,7 @@ void Service::Begin()
 {
     if (std::exchange(m_begun, true)) return;
     m_nameDeadline.Stop();
-    m_requests.Register(*m_receiver);
+    m_requests.Register(m_bus.get(), *m_receiver);
     m_commands.Reset();
     m_records.Restore();
     static_cast<void>(LoadStatistics());  // restores them, too

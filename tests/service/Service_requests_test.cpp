@@ -129,6 +129,24 @@ TEST_F(Service, RefusesADenialWhereNothingWasDetected)
     EXPECT_EQ(Call(SRCWATCH_REQUEST_DENY, 2)["error"].asString(), "nothing was detected on port 2");
 }
 
+TEST_F(Service, DoesNotObeyARequestThatIsBroadcast)
+{
+    StartService();
+    Plug("hdmi2", "tivaro-one");
+    qdinfo::CQDEventSender sender("qdinfo");
+    sender.AppendArgs(1, 0, 0, 0);
+
+    for (const int request : {SRCWATCH_REQUEST_DENY, SRCWATCH_REQUEST_FORGET}) {
+        EXPECT_EQ(sender.SendSignal(request), 1);
+        EXPECT_EQ(sender.Call(SRCWATCH_EVENT_CONNECTION), 1);  // has an empty reply
+        EXPECT_EQ(sender.SendSignal(request), 1);
+    }
+
+    const Json::Value record = Call(SRCWATCH_REQUEST_RECORD, 1)["record"];
+    EXPECT_EQ(record["DevType"].asInt(), SRCWATCH_DEVICE_GAME_CONSOLE);
+    EXPECT_EQ(record["DenyCount"].asInt(), 0);
+}
+
 TEST_F(Service, IsNotDisturbedByOddMessages)
 {
     StartService();
