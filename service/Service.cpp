@@ -62,9 +62,10 @@ std::string Service::Run()
 
 std::string Service::Prepare()
 {
-    if (!std::filesystem::is_directory(m_options.inputs)) {
-        return "the inputs directory " + m_options.inputs + " does not exist or is not a directory";
-    }
+    std::error_code error;
+    const bool isDirectory = std::filesystem::is_directory(m_options.inputs, error);
+    if (error) return "the inputs directory " + m_options.inputs + " cannot be used: " + error.message();
+    if (!isDirectory) return "the inputs directory " + m_options.inputs + " is not a directory";
     LoadProfiles();
     const std::string failure = ConnectToBus();
     return failure.empty() ? m_records.Load() : failure;
@@ -75,7 +76,9 @@ void Service::LoadProfiles()
     std::vector<std::string> paths = m_options.profiles;
     if (paths.empty()) {
         // The integrator's come first, so that they win.
-        if (std::filesystem::is_directory(SRCWATCH_PROFILES_DIR)) paths.emplace_back(SRCWATCH_PROFILES_DIR);
+        std::error_code error;  // a directory that cannot be examined is reported when it is read
+        const auto type = std::filesystem::status(SRCWATCH_PROFILES_DIR, error).type();
+        if (type != std::filesystem::file_type::not_found) paths.emplace_back(SRCWATCH_PROFILES_DIR);
         paths.emplace_back(SRCWATCH_PROFILES_FILE);
     }
     m_detector.LoadProfiles(paths);

@@ -116,14 +116,30 @@ TEST_F(CommandLine, RefusesAnInputsDirectoryThatIsNotThere)
 
     EXPECT_EQ(outcome.code, 1);
     EXPECT_EQ(outcome.errors,
-              "srcwatch-service: the inputs directory " + missing + " does not exist or is not a directory\n");
+              "srcwatch-service: the inputs directory " + missing + " cannot be used: No such file or directory\n");
 }
 
 TEST_F(CommandLine, RefusesAFileAsInputsDirectory)
 {
     WriteFile(m_directory / "file", "");
 
-    EXPECT_EQ(Run({"--inputs", m_directory / "file"}).code, 1);
+    const Outcome outcome = Run({"--inputs", m_directory / "file"});
+
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_EQ(outcome.errors,
+              "srcwatch-service: the inputs directory " + (m_directory / "file") + " is not a directory\n");
+}
+
+TEST_F(CommandLine, RefusesAnInputsDirectoryThatCannotBeExamined)
+{
+    const std::string loop = m_directory / "loop";
+    std::filesystem::create_symlink("loop", loop);
+
+    const Outcome outcome = Run({"--inputs", loop});
+
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_EQ(outcome.errors, "srcwatch-service: the inputs directory " + loop +
+                                  " cannot be used: Too many levels of symbolic links\n");
 }
 
 TEST_F(CommandLine, EndsWithOneLineWithoutABus)

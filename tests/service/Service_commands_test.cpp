@@ -110,36 +110,5 @@ TEST_F(Service, RefusesATwcCheckOfAPortWithoutASetTopBox)
     }
 }
 
-TEST_F(Service, LoadsProfilesAgainWhenTheMbrDownloadHasFinished)
-{
-    const std::string profiles = HomePath("profiles.d");
-    std::filesystem::create_directories(profiles);
-    StartService({"--profiles", profiles});
-    Plug("hdmi1", "nordhus-digibox");
-    EXPECT_EQ(Query(srcwatch_get_logo_mso_name, 0), "");
-
-    WriteFile(profiles + "/new.json", R"({"profiles": [{"match": {"vendor": "NORDHUS"},
-        "give": {"type": 1, "provider": "Nordhus TV", "codeset": "N1"}}]})");
-    srcwatch_set_MBR_download_finished();
-    ASSERT_TRUE(WaitForEvents(kDetected, 2));
-
-    EXPECT_EQ(Query(srcwatch_get_logo_mso_name, 0), "Nordhus TV");
-    EXPECT_EQ(NumberSetting("memory/mbr/mbr-mode"), 1);
-    std::filesystem::remove_all(profiles);
-}
-
-TEST_F(Service, LogsEachMalformedProfileWithFileEntryAndReason)
-{
-    const std::string file = HomePath("bad.json");
-    WriteFile(file, R"({"profiles": [{"match": {"vendor": "TIVARO"}, "give": {"type": 2}},
-                                     {"match": {"vendor": "TIVARO"}, "give": {"type": 5}}]})");
-    StartService({"--profiles", file});
-
-    Plug("hdmi1", "tivaro-one");
-
-    EXPECT_EQ(LogLinesWith("bad.json: entry 0: \"type\" is none of 1, 3, 4, 5, 6, 7, 8, 9"), 1);
-    EXPECT_EQ(QueryType(0), SRCWATCH_DEVICE_STREAMING_BOX);
-}
-
 }  // namespace
 }  // namespace srcwatch_test
