@@ -8,7 +8,6 @@
 #include "Settings.h"
 #include "StoredValues.h"
 
-#include <optional>
 #include <utility>
 
 #include <json/json.h>
@@ -96,14 +95,15 @@ std::string Records::Load()
     const StoredDocument hdmi = LoadDocument(VCONF_SOURCE_ACTIVITY, StoredKind::kActivity);
     const StoredDocument optical = LoadDocument(VCONF_OPTICAL_SOURCE_ACTIVITY, StoredKind::kOptical);
     if (!hdmi.isKept || !optical.isKept) return "the stored records are unreadable and cannot be kept aside";
-    m_unreadableHdmi = hdmi.unreadable;
-    m_unreadableOptical = optical.unreadable;
     Json::Value document;
     static_cast<void>(m_table->GetActivityInfoToStream(document));  // without memory, the records begin empty
     static_cast<void>(Adopt(document));                             // they are the first ones
-    if (!optical.root) return "";
-    m_records[OPTICAL_PORT] = RecordOf((*optical.root)["activity"]);
-    WriteTable(*m_table, OPTICAL_PORT, m_records[OPTICAL_PORT]);
+    if (optical.root) {
+        m_records[OPTICAL_PORT] = RecordOf((*optical.root)["activity"]);
+        WriteTable(*m_table, OPTICAL_PORT, m_records[OPTICAL_PORT]);
+    }
+    if (hdmi.isUnreadable) Save(0);
+    if (optical.isUnreadable) Save(OPTICAL_PORT);
     return "";
 }
 
@@ -117,13 +117,6 @@ bool Records::Adopt(const Json::Value& document)
         differs = differs || !(before == m_records[port]);
     }
     return differs;
-}
-
-// What another service has restored meanwhile stays.
-void Records::Restore()
-{
-    if (m_unreadableHdmi && ReadText(VCONF_SOURCE_ACTIVITY) == m_unreadableHdmi) Save(0);
-    if (m_unreadableOptical && ReadText(VCONF_OPTICAL_SOURCE_ACTIVITY) == m_unreadableOptical) Save(OPTICAL_PORT);
 }
 
 bool Records::Set(int port, const Record& record)

@@ -7,7 +7,6 @@
 #include "Record.h"
 
 #include <map>
-#include <optional>
 #include <string>
 
 #include <json/value.h>
@@ -26,12 +25,10 @@ public:
     Records(const Records&) = delete;
     Records& operator=(const Records&) = delete;
 
-    /// Creates the library's store and loads the records. Unreadable texts are kept aside, and what they lack is empty.
+    /// Creates the library's store and loads the records. Unreadable texts are kept aside and replaced by what was
+    /// read.
     /// @return Why that is not possible, or empty.
     std::string Load();
-
-    /// Writes the records over the unreadable texts that were kept aside.
-    void Restore();
 
     /// Returns the record of a port that the TV has.
     const Record& Get(int port) const { return m_records.at(port); }
@@ -54,8 +51,6 @@ private:
 
     qdinfo::CQDInfoData* m_table = nullptr;  // the library's
     std::map<int, Record> m_records{{SRCWATCH_PORT_OPTICAL, {}}};
-    std::optional<std::string> m_unreadableHdmi;
-    std::optional<std::string> m_unreadableOptical;
 };
 
 }  // namespace srcwatch

@@ -67,8 +67,7 @@ std::string Service::Prepare()
     if (error) return "the inputs directory " + m_options.inputs + " cannot be used: " + error.message();
     if (!isDirectory) return "the inputs directory " + m_options.inputs + " is not a directory";
     LoadProfiles();
-    const std::string failure = ConnectToBus();
-    return failure.empty() ? m_records.Load() : failure;
+    return ConnectToBus();
 }
 
 void Service::LoadProfiles()
@@ -139,19 +138,21 @@ void Service::Begin()
 {
     if (std::exchange(m_begun, true)) return;
     m_nameDeadline.Stop();
+    // The watch comes first, so that nothing that the service before this one still writes is missed.
+    if (!WatchSettings()) return End("the settings store cannot be watched");
+    std::string failure = m_records.Load();
+    if (!failure.empty()) return End(failure);
+    static_cast<void>(LoadStatistics());  // replaces them if they are unreadable
     m_requests.Register(m_bus.get(), *m_receiver);
     m_commands.Reset();
-    m_records.Restore();
-    static_cast<void>(LoadStatistics());  // restores them, too
     ShowSupport(true);
-    WatchSettings();
-    const std::string failure = m_detector.Start(m_options.inputs);
+    failure = m_detector.Start(m_options.inputs);
     if (!failure.empty()) return End("the inputs directory " + m_options.inputs + " cannot be watched: " + failure);
     SWLOG(DLOG_INFO, "serving %d HDMI input(s) from %s", m_ports.hdmiCount, Printable(m_options.inputs).c_str());
     static_cast<void>(sd_notify(0, "READY=1"));  // there may be no supervisor
 }
 
-void Service::WatchSettings()
+bool Service::WatchSettings()
 {
     const auto onCommand = [](const char*, const srcwatch_host_value* value, void* self) {
         if (value != nullptr && value->text == nullptr) static_cast<Service*>(self)->m_commands.Handle(value->number);
@@ -165,7 +166,7 @@ void Service::WatchSettings()
     m_watches = {srcwatch_host_watch_setting(VCONF_SCAN_PROGRESS.c_str(), onCommand, this),
                  srcwatch_host_watch_setting(VCONF_SOURCE_ACTIVITY.c_str(), onRecords, this),
                  srcwatch_host_watch_setting(VCONF_TWC_FRAME_COUNT.c_str(), onTuned, this)};
-    if (std::count(m_watches.begin(), m_watches.end(), 0U) > 0) End("the settings store cannot be watched");
+    return std::count(m_watches.begin(), m_watches.end(), 0U) == 0;
 }
 
 void Service::ShowSupport(bool supported)

@@ -50,7 +50,7 @@ private:
     void CheckOwnership();
     void HandleOwner(const std::string& owner);
     void Begin();
-    void WatchSettings();
+    bool WatchSettings();
     void ShowSupport(bool supported);
     void End(const std::string& failure);
     void ClearStates();

@@ -27,13 +27,12 @@ std::string FaultOf(const Inspection& inspection)
 
 StoredDocument LoadDocument(const std::string& key, StoredKind kind)
 {
-    std::optional<std::string> text = ReadText(key);
+    const std::optional<std::string> text = ReadText(key);
     if (!text) return {};
     const JsonText json(*text);
     const std::string fault = FaultOf(Inspect(json, kind));
-    if (fault.empty()) return {json.Root(), std::nullopt, true};
-    const bool isKept = KeepUnreadable(key, *text, fault);
-    return {std::nullopt, std::move(text), isKept};
+    if (fault.empty()) return {json.Root()};
+    return {std::nullopt, true, KeepUnreadable(key, *text, fault)};
 }
 
 bool KeepUnreadable(const std::string& key, const std::string& text, const std::string& reason)
@@ -52,7 +51,7 @@ Statistics LoadStatistics()
 {
     const StoredDocument document = LoadDocument(VCONF_SPD_AKSV_1, StoredKind::kStatistics);
     if (document.root) return Statistics(*document.root);
-    if (document.unreadable) SaveStatistics({});  // also if they are not kept, because statistics may be lost
+    if (document.isUnreadable) SaveStatistics({});  // also if they are not kept, because statistics may be lost
     return {};
 }
 

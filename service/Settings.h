@@ -19,9 +19,9 @@ void WriteText(const std::string& key, const std::string& text);
 /// A document in the settings store. One that the library would read only in part is kept aside, because the next save
 /// loses the rest.
 struct StoredDocument {
-    std::optional<Json::Value> root;        ///< nothing if it is absent or unreadable
-    std::optional<std::string> unreadable;  ///< its text if it is unreadable
-    bool isKept = true;                     ///< false if an unreadable text could not be kept aside
+    std::optional<Json::Value> root;  ///< nothing if it is absent or unreadable
+    bool isUnreadable = false;
+    bool isKept = true;  ///< false if an unreadable text could not be kept aside
 };
 StoredDocument LoadDocument(const std::string& key, StoredKind kind);
 

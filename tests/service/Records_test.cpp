@@ -82,25 +82,12 @@ protected:
     }
 };
 
-TEST_F(UnreadableRecords, AreLeftUntilTheyAreRestored)
+TEST_F(UnreadableRecords, AreKeptAsideAndReplaced)
 {
     EXPECT_EQ(m_records.Get(0).device.deviceType, 6);
-    EXPECT_EQ(TextSetting(kActivityKey), R"({"activity":[{"DevType":6},[]]})");
-
-    m_records.Restore();
-
+    EXPECT_EQ(TextSetting(std::string(kActivityKey) + ".unreadable"), R"({"activity":[{"DevType":6},[]]})");
     EXPECT_EQ(StoredRecord(0)["DevType"], 6);
     EXPECT_EQ(StoredRecord(1)["DevType"], 0);
-}
-
-TEST_F(UnreadableRecords, StayAsAnotherServiceRestoredThem)
-{
-    const std::string theirs = R"({"activity":[{"DevType":9}]})";
-    vconf_set_str(kActivityKey, theirs.c_str());
-
-    m_records.Restore();
-
-    EXPECT_EQ(TextSetting(kActivityKey), theirs);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include <vconf.h>
 
 namespace srcwatch_test {
 namespace {
@@ -84,30 +85,76 @@ TEST_F(Service, EndsCleanlyOnSigtermAndSigint)
     }
 }
 
-TEST_F(Service, NotifiesSystemdOfItsStartAndItsEnd)
-{
-    const TempDirectory directory;
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    (directory / "notify").copy(address.sun_path, sizeof address.sun_path - 1);
-    const int notify = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    ASSERT_EQ(bind(notify, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    std::string heard;
-    const auto hears = [&](const char* text) {
+// What systemd hears of a service.
+class NotifySocket {
+public:
+    NotifySocket() : m_socket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
+    {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        Path().copy(address.sun_path, sizeof address.sun_path - 1);
+        EXPECT_EQ(bind(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    }
+    ~NotifySocket() { close(m_socket); }
+    NotifySocket(const NotifySocket&) = delete;
+    NotifySocket& operator=(const NotifySocket&) = delete;
+
+    std::string Path() const { return m_directory / "notify"; }
+
+    /// Waits for a message.
+    bool Hears(const char* text)
+    {
         return RunUntil([&] {
             char message[256];
-            const ssize_t size = recv(notify, message, sizeof message, 0);
-            if (size > 0) heard += std::string(message, static_cast<std::size_t>(size)) + "\n";
-            return heard.find(text) != std::string::npos;
+            const ssize_t size = recv(m_socket, message, sizeof message, 0);
+            if (size > 0) m_heard += std::string(message, static_cast<std::size_t>(size)) + "\n";
+            return m_heard.find(text) != std::string::npos;
         });
-    };
+    }
+    /// All messages so far.
+    const std::string& Heard() const { return m_heard; }
 
-    m_service = LaunchService({}, {{"NOTIFY_SOCKET", directory / "notify"}});
-    EXPECT_TRUE(hears("READY=1")) << heard;
+private:
+    TempDirectory m_directory;
+    int m_socket;
+    std::string m_heard;
+};
+
+TEST_F(Service, NotifiesSystemdOfItsStartAndItsEnd)
+{
+    NotifySocket systemd;
+
+    m_service = LaunchService({}, {{"NOTIFY_SOCKET", systemd.Path()}});
+    EXPECT_TRUE(systemd.Hears("READY=1")) << systemd.Heard();
     EXPECT_EQ(StopService(SIGTERM), 0);
-    EXPECT_TRUE(hears("STOPPING=1")) << heard;
+    EXPECT_TRUE(systemd.Hears("STOPPING=1")) << systemd.Heard();
+}
 
-    close(notify);
+TEST_F(Service, IsNotReadyWhenItCannotWatchTheSettings)
+{
+    NotifySocket systemd;
+    WriteFile(InputPath("file"), "");
+
+    m_service =
+        LaunchService({}, {{"NOTIFY_SOCKET", systemd.Path()}, {"SRCWATCH_RUN_DIR", InputPath("file") + "/run"}});
+
+    EXPECT_EQ(m_service->Wait(), 1);
+    EXPECT_TRUE(systemd.Hears("STOPPING=1"));
+    EXPECT_EQ(systemd.Heard(), "STOPPING=1\n");
+}
+
+// So it knows what the service before it wrote last.
+TEST_F(Service, LoadsTheRecordsOnceItOwnsTheName)
+{
+    vconf_set_str(kActivity.c_str(), R"({"activity": []})");
+    m_service = LaunchService({}, {{"SRCWATCH_LOG_LEVEL", "debug"}});
+    ASSERT_TRUE(WaitUntilServing());
+
+    const std::string log = Log();
+    const std::size_t owned = log.find("Registered on DBus");
+    ASSERT_NE(owned, std::string::npos);
+    EXPECT_EQ(log.substr(0, owned).find("source-activity"), std::string::npos);
+    EXPECT_NE(log.find("get " + kActivity + " succeed"), std::string::npos);
 }
 
 TEST_F(Service, EndsWithAClearMessageWhenItIsReplaced)
