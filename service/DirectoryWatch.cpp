@@ -16,8 +16,6 @@ namespace {
 constexpr std::uint32_t kEvents = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_ATTRIB | IN_MODIFY |
                                   IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF;
 
-std::error_code LastError() { return {errno, std::generic_category()}; }
-
 }  // namespace
 
 // An instance of inotify for each directory has a queue of its own, and two links to one directory do not share a
@@ -26,8 +24,9 @@ std::error_code DirectoryWatch::Start(const std::string& path)
 {
     Stop();
     m_descriptor = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    if (m_descriptor < 0) return LastError();
-    if (inotify_add_watch(m_descriptor, path.c_str(), kEvents | IN_ONLYDIR) < 0) return LastError();
+    if (m_descriptor < 0 || inotify_add_watch(m_descriptor, path.c_str(), kEvents | IN_ONLYDIR) < 0) {
+        return {errno, std::generic_category()};
+    }
     m_source = g_unix_fd_add(m_descriptor, G_IO_IN, OnReadable, this);
     return {};
 }

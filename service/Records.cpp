@@ -4,14 +4,12 @@
 #include "Log.h"
 #include "QDInfoAPI.h"
 #include "QDInfoCommon.h"
-#include "QDInfoServerData.h"
+#include "QDInfoData.h"
 #include "Settings.h"
-#include "StoredValues.h"
 
 #include <utility>
 
 #include <json/json.h>
-#include <vconf.h>
 
 namespace srcwatch {
 
@@ -20,7 +18,6 @@ namespace {
 using qdinfo::CQDInfoActivityInfo;
 using qdinfo::CQDInfoAPI;
 using qdinfo::CQDInfoData;
-using qdinfo::CQDInfoServerData;
 
 // The text fields of a record, each with the functions that read it from a stored record and write it to the table.
 struct TextField {
@@ -156,31 +153,24 @@ void Records::Save(int port)
 // counts.
 void Records::HandleWritten()
 {
-    const std::string text = ReadText(VCONF_SOURCE_ACTIVITY).value_or("");
-    const JsonText json(text);
-    const std::string fault = FaultOf(Inspect(json, StoredKind::kActivity));
-    if (!fault.empty()) {
-        // Nothing more can be done for a text that cannot be kept, which is logged.
-        if (!text.empty()) static_cast<void>(KeepUnreadable(VCONF_SOURCE_ACTIVITY, text, fault));
+    StoredDocument stored = LoadDocument(VCONF_SOURCE_ACTIVITY, StoredKind::kActivity);
+    if (!stored.root) {
         SWLOG(DLOG_WARN, "another process made the stored records unreadable; they are written again");
         return Save(0);
     }
-    if (!Adopt(json.Root())) return;
+    if (!Adopt(*stored.root)) return;
     SWLOG(DLOG_INFO, "another process wrote the records; they are taken over");
-    Json::Value document = json.Root();
-    static_cast<void>(m_table->SetActivityInfoFromStream(document));  // succeeds for a readable document
+    static_cast<void>(m_table->SetActivityInfoFromStream(*stored.root));  // succeeds for a readable document
 }
 
-Json::Value Records::Stored(int port)
+Json::Value Records::Stored(int port) const
 {
     Json::Value record;
-    CQDInfoData* const store = CQDInfoServerData::GetInstance();
-    if (store == nullptr) return record;
     // If they fail, the record stays null.
     if (port == OPTICAL_PORT) {
-        static_cast<void>(store->t_LoadOpticalPortJsonInfoToMemory(port, record));
+        static_cast<void>(m_table->t_LoadOpticalPortJsonInfoToMemory(port, record));
     } else {
-        static_cast<void>(store->t_LoadPortJsonInfoToMemory(port, record));
+        static_cast<void>(m_table->t_LoadPortJsonInfoToMemory(port, record));
     }
     return record;
 }

@@ -43,7 +43,7 @@ public:
     void HandleWritten();
 
     /// Returns the record as stored; null if there is none.
-    static Json::Value Stored(int port);
+    Json::Value Stored(int port) const;
 
 private:
     bool Adopt(const Json::Value& document);

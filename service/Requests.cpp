@@ -94,7 +94,7 @@ Json::Value Requests::AnswerRecord(int port) const
     Json::Value answer;
     answer["port"] = port;
     answer["plugged"] = m_detector.IsPlugged(port);
-    answer["record"] = Records::Stored(port);
+    answer["record"] = m_records.Stored(port);
     return answer;
 }
 

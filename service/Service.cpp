@@ -110,11 +110,11 @@ void Service::OwnName()
 void Service::CheckOwnership()
 {
     const auto onOwner = [](GObject* bus, GAsyncResult* result, gpointer self) {
-        GVariant* const reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(bus), result, nullptr);
-        const char* owner = "";
-        if (reply != nullptr) g_variant_get(reply, "(&s)", &owner);
+        const Handle<GVariant, g_variant_unref> reply(
+            g_dbus_connection_call_finish(G_DBUS_CONNECTION(bus), result, nullptr));
+        const char* owner = "";  // without a reply
+        if (reply) g_variant_get(reply.get(), "(&s)", &owner);
         static_cast<Service*>(self)->HandleOwner(owner);
-        if (reply != nullptr) g_variant_unref(reply);
     };
     g_dbus_connection_call(m_bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                            "GetNameOwner", g_variant_new("(s)", SRCWATCH_BUS_NAME), G_VARIANT_TYPE("(s)"),

@@ -20,31 +20,18 @@ void WriteText(const std::string& key, const std::string& text)
     if (vconf_set_str(key.c_str(), text.c_str()) != 0) SWLOG(DLOG_ERROR, "%s could not be written", key.c_str());
 }
 
-std::string FaultOf(const Inspection& inspection)
-{
-    return inspection.IsReadable() ? "" : Printable(inspection.FirstUnreadable()->Text());
-}
-
 StoredDocument LoadDocument(const std::string& key, StoredKind kind)
 {
     const std::optional<std::string> text = ReadText(key);
     if (!text) return {};
     const JsonText json(*text);
-    const std::string fault = FaultOf(Inspect(json, kind));
-    if (fault.empty()) return {json.Root()};
-    return {std::nullopt, true, KeepUnreadable(key, *text, fault)};
-}
-
-bool KeepUnreadable(const std::string& key, const std::string& text, const std::string& reason)
-{
-    const std::string place = key + ".unreadable";
-    if (vconf_set_str(place.c_str(), text.c_str()) != 0) {
-        SWLOG(DLOG_ERROR, "%s is unreadable (%s), and cannot be kept as %s", key.c_str(), reason.c_str(),
-              place.c_str());
-        return false;
-    }
-    SWLOG(DLOG_ERROR, "%s is unreadable (%s); the text is kept as %s", key.c_str(), reason.c_str(), place.c_str());
-    return true;
+    const Inspection inspection = Inspect(json, kind);
+    if (inspection.IsReadable()) return {json.Root()};
+    const std::string copy = key + ".unreadable";
+    const bool isKept = vconf_set_str(copy.c_str(), text->c_str()) == 0;
+    SWLOG(DLOG_ERROR, "%s is unreadable (%s); the text %s as %s", key.c_str(),
+          Printable(inspection.FirstUnreadable()->Text()).c_str(), isKept ? "is kept" : "cannot be kept", copy.c_str());
+    return {std::nullopt, true, isKept};
 }
 
 Statistics LoadStatistics()

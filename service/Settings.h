@@ -16,21 +16,14 @@ namespace srcwatch {
 void WriteNumber(const std::string& key, int value);
 void WriteText(const std::string& key, const std::string& text);
 
-/// A document in the settings store. One that the library would read only in part is kept aside, because the next save
-/// loses the rest.
+/// A document in the settings store. One that the library would read only in part is kept under its key with
+/// ".unreadable" after it, because the next save loses the rest; that is logged with the reason.
 struct StoredDocument {
     std::optional<Json::Value> root;  ///< nothing if it is absent or unreadable
     bool isUnreadable = false;
     bool isKept = true;  ///< false if an unreadable text could not be kept aside
 };
 StoredDocument LoadDocument(const std::string& key, StoredKind kind);
-
-/// Returns why the library would read a document only in part, for the log; empty if it reads all.
-std::string FaultOf(const Inspection& inspection);
-
-/// Keeps a text that cannot be used under its key with ".unreadable" after it, and logs that with the reason.
-/// @return True if it is kept.
-bool KeepUnreadable(const std::string& key, const std::string& text, const std::string& reason);
 
 /// Reads the detection statistics. An unreadable text is kept aside and replaced by empty statistics.
 Statistics LoadStatistics();

@@ -9,16 +9,10 @@
 
 namespace srcwatch {
 
-namespace {
-
-constexpr int kStatusNone = -1;
-
-}  // namespace
-
 void Twc::Reset()
 {
     m_port = -1;
-    WriteNumber(VCONF_TWC_STATUS_INTERNAL, kStatusNone);
+    WriteNumber(VCONF_TWC_STATUS_INTERNAL, -1);
 }
 
 void Twc::Start(int port, bool isSetTopBox)
