@@ -1,15 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "RoomTest.h"
 
+#include "srcwatch-protocol.h"
+
+#include <map>
+
 namespace srcwatch_test {
 
 const char* const kActivityKey = "db/srcwatch-service/source-activity";
 const char* const kStatisticsKey = "db/srcwatch-service/spd_aksv_1";
 
-void FakeAnnouncer::Add(std::string event, const std::vector<int>& numbers)
+void FakeAnnouncer::Send(int type, int first, int second, int third, const srcwatch::Classification& /*names*/)
 {
-    for (const int number : numbers) event += " " + std::to_string(number);
-    events.push_back(std::move(event));
+    static const std::map<int, std::string> names = {{SRCWATCH_EVENT_CONNECTION, "connection"},
+                                                     {SRCWATCH_EVENT_DETECTED, "detected"},
+                                                     {SRCWATCH_EVENT_SCAN_PROGRESS, "progress"},
+                                                     {SRCWATCH_EVENT_SCAN_FINISHED, "finished"}};
+    std::string event = names.at(type) + " " + std::to_string(first) + " " + std::to_string(second);
+    if (type == SRCWATCH_EVENT_SCAN_FINISHED) event += " " + std::to_string(third);
+    events.push_back(event);
 }
 
 srcwatch::Record RecordOfType(int type)

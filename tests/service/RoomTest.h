@@ -22,21 +22,10 @@ extern const char* const kStatisticsKey;
 /// Keeps what is announced, as one text for each event: "connection 0 1".
 class FakeAnnouncer : public srcwatch::Announcer {
 public:
-    void AnnounceConnection(int port, bool connected) override { Add("connection", {port, connected ? 1 : 0}); }
-    void AnnounceDevice(int port, const srcwatch::Record& record) override
-    {
-        Add("detected", {port, record.device.deviceType});
-    }
-    void AnnounceScanProgress(int percent, int port) override { Add("progress", {percent, port}); }
-    void AnnounceScanEnd(int result, int devicesFound, int port) override
-    {
-        Add("finished", {result, devicesFound, port});
-    }
-
     std::vector<std::string> events;
 
 private:
-    void Add(std::string event, const std::vector<int>& numbers);
+    void Send(int type, int first, int second, int third, const srcwatch::Classification& names) override;
 };
 
 /// A record with a device of a type.
