@@ -33,13 +33,11 @@ class Service {
 public:
     explicit Service(Options options);
     ~Service();
-    Service(const Service&) = delete;
-    Service& operator=(const Service&) = delete;
 
     /// Serves until a signal or a failure ends it. @return The failure, or empty after a signal.
     std::string Run();
 
-    /// True if Run() ended because another service took the bus name.
+    /// Returns true if Run() ended because another service took the bus name.
     bool WasTakenOver() const { return m_takenOver; }
 
 private:
