@@ -21,20 +21,22 @@ bool IsTwcPort(int port) { return port >= 0 && port < kTwcPorts; }
 }  // namespace
 
 Commands::Commands(unsigned scanStepMilliseconds, PortSet ports, Records& records, Detector& detector,
-                   Announcer& announcer, std::function<void()> loadProfiles)
+                   Announcer& announcer, Settings& settings, std::function<void()> loadProfiles)
     : m_scanStepMilliseconds(scanStepMilliseconds),
       m_ports(ports),
       m_records(records),
       m_detector(detector),
       m_announcer(announcer),
+      m_settings(settings),
       m_loadProfiles(std::move(loadProfiles)),
-      m_scan(scanStepMilliseconds, ports, records, detector, announcer)
+      m_scan(scanStepMilliseconds, ports, records, detector, announcer, settings),
+      m_twc(settings)
 {
 }
 
 void Commands::Reset()
 {
-    WriteNumber(VCONF_SCAN_RESULT, 0);
+    m_settings.WriteNumber(VCONF_SCAN_RESULT, 0);
     m_twc.Reset();
 }
 
@@ -93,7 +95,10 @@ void Commands::EndOpticalScan()
 // The codesets come with new profiles, by which more may be known about the plugged devices.
 void Commands::HandleMbrDownloadFinished()
 {
-    CQDInfoSettingUtil::SetQDInfoMode(kMbrModeReady);
+    m_settings.Attain("writing the MBR mode", [] {
+        CQDInfoSettingUtil::SetQDInfoMode(kMbrModeReady);
+        return CQDInfoSettingUtil::GetQDInfoMode() == kMbrModeReady;
+    });
     m_loadProfiles();
     m_detector.DetectAgain();
 }

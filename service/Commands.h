@@ -20,7 +20,7 @@ class Commands {
 public:
     /// @param loadProfiles  Called before the plugged devices are detected again.
     Commands(unsigned scanStepMilliseconds, PortSet ports, Records& records, Detector& detector, Announcer& announcer,
-             std::function<void()> loadProfiles);
+             Settings& settings, std::function<void()> loadProfiles);
 
     /// Shows applications that no command is at work.
     void Reset();
@@ -49,6 +49,7 @@ private:
     Records& m_records;
     Detector& m_detector;
     Announcer& m_announcer;
+    Settings& m_settings;
     const std::function<void()> m_loadProfiles;
     Scan m_scan;
     Timer m_opticalScan;

@@ -6,23 +6,22 @@
 #include "Log.h"
 #include "QDInfoNames.h"
 #include "Settings.h"
+#include "StoredValues.h"
 #include "srcwatch-host.h"
 #include "srcwatch-protocol.h"
 
 #include <algorithm>
 #include <utility>
 
+#include <vconf.h>
+
 namespace srcwatch {
 
 namespace {
 
-void SetConnected(int port, bool connected)
-{
-    if (port == OPTICAL_PORT) return;  // which the TV service does not watch
-    if (srcwatch_host_set_connected(qdinfo::HDMI_SOURCE_IDS[port], connected) != 0) {
-        SWLOG(DLOG_ERROR, "the connection state of HDMI %d could not be set", port + 1);
-    }
-}
+using qdinfo::kStatisticsKey;
+
+constexpr char kSavingStatistics[] = "saving the statistics";
 
 // Logs one line for each file, with all its remarks.
 void LogRemarks(int port, const Evidence& evidence)
@@ -39,12 +38,14 @@ void LogRemarks(int port, const Evidence& evidence)
 
 }  // namespace
 
-Detector::Detector(unsigned quietMilliseconds, PortSet ports, Records& records, Announcer& announcer,
-                   std::function<void()> onInputsLost)
+Detector::Detector(unsigned quietMilliseconds, PortSet ports, Records& records, Settings& settings,
+                   Announcer& announcer, std::function<void()> onInputsLost)
     : m_ports(ports),
       m_records(records),
+      m_settings(settings),
       m_announcer(announcer),
       m_onInputsLost(std::move(onInputsLost)),
+      m_pending(settings),
       m_inputs(quietMilliseconds, ports, *this)
 {
 }
@@ -57,8 +58,35 @@ void Detector::LoadProfiles(const std::vector<std::string>& paths)
     SWLOG(DLOG_INFO, "%zu profile(s) loaded", m_profiles.Count());
 }
 
+bool Detector::LoadStatistics()
+{
+    std::string text;  // empty if there are none
+    if (ReadText(kStatisticsKey, text) == ReadResult::kFailed) return false;
+    m_statistics = std::move(text);
+    return true;
+}
+
+// Statistics that wait to be saved are newer than the stored ones. If the store fails, those that were read before
+// count. An unreadable text is kept aside and replaced by empty statistics.
+Statistics Detector::CurrentStatistics()
+{
+    if (!m_settings.IsPending(kSavingStatistics)) static_cast<void>(LoadStatistics());
+    if (m_statistics.empty()) return {};
+    StoredDocument document = Examine(kStatisticsKey, StoredKind::kStatistics, m_statistics);
+    if (document.root) return Statistics(std::move(*document.root));
+    SaveStatistics({});  // also if the text cannot be kept, because statistics may be lost
+    return {};
+}
+
+void Detector::SaveStatistics(const Statistics& statistics)
+{
+    m_statistics = statistics.Text();
+    m_settings.Attain(kSavingStatistics, [this] { return vconf_set_str(kStatisticsKey, m_statistics.c_str()) == 0; });
+}
+
 std::string Detector::Start(const std::string& inputs)
 {
+    static_cast<void>(CurrentStatistics());  // replaces an unreadable text
     for (const int port : m_ports.All()) SetConnected(port, false);
     m_pending.Clear();
     std::string failure = m_inputs.Start(inputs);
@@ -107,12 +135,20 @@ void Detector::OnUnplugged(int port)
     m_announcer.AnnounceConnection(port, false);
 }
 
+void Detector::SetConnected(int port, bool connected)
+{
+    if (port == OPTICAL_PORT) return;  // which the TV service does not watch
+    m_settings.Attain("setting the cable of " + InputName(port), [port, connected] {
+        return srcwatch_host_set_connected(qdinfo::HDMI_SOURCE_IDS[port], connected) == 0;
+    });
+}
+
 void Detector::Detect(int port, Cause cause)
 {
     const Evidence evidence = ReadEvidence(m_inputs.DirectoryOf(port));
     LogRemarks(port, evidence);
     const Classification device = Classify(evidence, m_profiles);
-    Statistics statistics = LoadStatistics();
+    Statistics statistics = CurrentStatistics();
     Record record = ComposeRecord(port, m_records.Get(port), device, statistics,
                                   [&](int other) { return IsOccupied(other, device); });
     if (cause == Cause::kCommand) record.scanState = SRCWATCH_SCAN_FOUND;
@@ -122,7 +158,9 @@ void Detector::Detect(int port, Cause cause)
         SaveStatistics(statistics);
         SWLOG(DLOG_INFO, "%s: type %d by %s", InputName(port).c_str(), device.deviceType,
               DetectionMethodText(static_cast<int>(device.method)).c_str());
-        m_announcer.AnnounceDevice(port, record);
+        m_records.CallWhenSaved(port, [this, port] {
+            if (m_records.Get(port).HasDevice()) m_announcer.AnnounceDevice(port, m_records.Get(port));
+        });
     }
     m_pending.End(port);
 }

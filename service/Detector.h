@@ -20,12 +20,15 @@ namespace srcwatch {
 class Detector : private InputsListener {
 public:
     /// @param onInputsLost  Called when the inputs directory no longer exists.
-    Detector(unsigned quietMilliseconds, PortSet ports, Records& records, Announcer& announcer,
+    Detector(unsigned quietMilliseconds, PortSet ports, Records& records, Settings& settings, Announcer& announcer,
              std::function<void()> onInputsLost);
 
     /// Replaces the profiles by those of files or directories; the first match wins.
     void LoadProfiles(const std::vector<std::string>& paths);
     std::size_t ProfileCount() const { return m_profiles.Count(); }
+
+    /// Reads the detection statistics. @return False if the store cannot be read: they are then as they were before.
+    bool LoadStatistics();
 
     /// Starts to watch the inputs, and clears the records of devices that were unplugged while no service ran.
     /// @return Why that is not possible, or empty.
@@ -51,13 +54,18 @@ private:
     void OnInputsLost() override { m_onInputsLost(); }
 
     void Detect(int port, Cause cause);
+    void SetConnected(int port, bool connected);
+    Statistics CurrentStatistics();
+    void SaveStatistics(const Statistics& statistics);
     bool IsOccupied(int port, const Classification& device) const;
 
     const PortSet m_ports;
     Records& m_records;
+    Settings& m_settings;
     Announcer& m_announcer;
     const std::function<void()> m_onInputsLost;
     Profiles m_profiles;
+    std::string m_statistics;  // the stored text, or the one that is to be stored
     PendingDetections m_pending;
     Inputs m_inputs;
 };

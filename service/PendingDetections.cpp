@@ -29,10 +29,10 @@ int PendingDetections::MillisecondsSince(int port) const
 }
 
 // Applications take an activity index above 0 to mean that the hot-plug notification is on the screen.
-void PendingDetections::Show() const
+void PendingDetections::Show()
 {
-    WriteNumber(VCONF_HOTPLUG_PROGRESS, m_ports.empty() ? 0 : 1);
-    WriteNumber(VCONF_SOURCE_ACTIVITY_INDEX, m_ports.empty() ? 0 : *m_ports.begin() + 1);
+    m_settings.WriteNumber(VCONF_HOTPLUG_PROGRESS, m_ports.empty() ? 0 : 1);
+    m_settings.WriteNumber(VCONF_SOURCE_ACTIVITY_INDEX, m_ports.empty() ? 0 : *m_ports.begin() + 1);
 }
 
 }  // namespace srcwatch

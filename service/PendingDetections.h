@@ -4,6 +4,8 @@
 #ifndef SRCWATCH_SERVICE_PENDINGDETECTIONS_H
 #define SRCWATCH_SERVICE_PENDINGDETECTIONS_H
 
+#include "Settings.h"
+
 #include <map>
 #include <set>
 
@@ -13,6 +15,8 @@ namespace srcwatch {
 
 class PendingDetections {
 public:
+    explicit PendingDetections(Settings& settings) : m_settings(settings) {}
+
     void Begin(int port);
     void End(int port);
 
@@ -23,8 +27,9 @@ public:
     int MillisecondsSince(int port) const;
 
 private:
-    void Show() const;
+    void Show();
 
+    Settings& m_settings;
     std::set<int> m_ports;
     std::map<int, gint64> m_since;  // microseconds; stays when a detection ends, as a changed file begins none
 };

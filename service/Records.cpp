@@ -5,11 +5,14 @@
 #include "QDInfoAPI.h"
 #include "QDInfoCommon.h"
 #include "QDInfoData.h"
+#include "QDInfoServerData.h"
 #include "Settings.h"
+#include "StoredValues.h"
 
 #include <utility>
 
 #include <json/json.h>
+#include <vconf.h>
 
 namespace srcwatch {
 
@@ -18,6 +21,14 @@ namespace {
 using qdinfo::CQDInfoActivityInfo;
 using qdinfo::CQDInfoAPI;
 using qdinfo::CQDInfoData;
+using qdinfo::kOpticalActivityKey;
+using qdinfo::kSourceActivityKey;
+
+// The HDMI records are saved together.
+const char* SavingOf(int port)
+{
+    return port == OPTICAL_PORT ? "saving the optical record" : "saving the HDMI records";
+}
 
 // The text fields of a record, each with the functions that read it from a stored record and write it to the table.
 struct TextField {
@@ -85,22 +96,35 @@ Records::~Records() { CQDInfoAPI::Destroy(); }
 
 std::string Records::Load()
 {
+    std::string failure;
+    const bool isLoaded = AttainNow([&] { return (failure = TryLoad()).empty(); });
+    return isLoaded ? "" : failure;
+}
+
+// A store that fails for a moment must not be taken for an empty one, so it is read before the library reads it.
+std::string Records::TryLoad()
+{
+    constexpr char kCannotRead[] = "the stored records cannot be read";
+    const std::optional<StoredDocument> hdmi = LoadDocument(kSourceActivityKey, StoredKind::kActivity);
+    if (!hdmi) return kCannotRead;
+    const std::optional<StoredDocument> optical = LoadDocument(kOpticalActivityKey, StoredKind::kOptical);
+    if (!optical) return kCannotRead;
+    if (!hdmi->isKept || !optical->isKept) return "the stored records are unreadable and cannot be kept aside";
     const bool isLoaded = CQDInfoAPI::Create(true);
+    if (!isLoaded && hdmi->root) return kCannotRead;
     m_table = CQDInfoAPI::GetQDInfoUtil();
     if (m_table == nullptr) return "no memory for the records";
     if (!isLoaded) m_table->CreateAndAddNewActivity();
-    const StoredDocument hdmi = LoadDocument(VCONF_SOURCE_ACTIVITY, StoredKind::kActivity);
-    const StoredDocument optical = LoadDocument(VCONF_OPTICAL_SOURCE_ACTIVITY, StoredKind::kOptical);
-    if (!hdmi.isKept || !optical.isKept) return "the stored records are unreadable and cannot be kept aside";
+
     Json::Value document;
     static_cast<void>(m_table->GetActivityInfoToStream(document));  // without memory, the records begin empty
     static_cast<void>(Adopt(document));                             // they are the first ones
-    if (optical.root) {
-        m_records[OPTICAL_PORT] = RecordOf((*optical.root)["activity"]);
+    if (optical->root) {
+        m_records[OPTICAL_PORT] = RecordOf((*optical->root)["activity"]);
         WriteTable(*m_table, OPTICAL_PORT, m_records[OPTICAL_PORT]);
     }
-    if (hdmi.isUnreadable) Save(0);
-    if (optical.isUnreadable) Save(OPTICAL_PORT);
+    if (hdmi->isUnreadable) Save(0);
+    if (optical->isUnreadable) Save(OPTICAL_PORT);
     return "";
 }
 
@@ -139,32 +163,68 @@ void Records::Clear(int port)
     static_cast<void>(Set(port, record));  // the port may have no device
 }
 
+bool Records::IsSaved(int port) const { return !m_settings.IsPending(SavingOf(port)); }
+
+void Records::CallWhenSaved(int port, std::function<void()> callback)
+{
+    if (IsSaved(port)) return callback();
+    m_callbacks[port] = std::move(callback);
+}
+
 void Records::Save(int port)
 {
-    Json::Value root;
-    // The library saves the HDMI records only, and announces both.
-    if (port == OPTICAL_PORT && m_table->GetOpticalActivityInfoToStream(root)) {
-        WriteText(VCONF_OPTICAL_SOURCE_ACTIVITY, Json::writeString(Json::StreamWriterBuilder(), root));
+    m_settings.Attain(SavingOf(port), [this, port] { return TrySave(port); });
+}
+
+bool Records::TrySave(int port)
+{
+    if (port == OPTICAL_PORT) {
+        Json::Value root;
+        if (!m_table->GetOpticalActivityInfoToStream(root)) return false;
+        const std::string text = Json::writeString(Json::StreamWriterBuilder(), root);
+        if (vconf_set_str(kOpticalActivityKey, text.c_str()) != 0) return false;
+    } else if (!qdinfo::CQDInfoServerData::GetInstance()->t_SaveActivityInfoToFile()) {
+        return false;
     }
-    srcwatch_set_source_info(port, 0);
+    srcwatch_set_source_info(OPTICAL_PORT, 0);  // for this port the library announces without saving
+
+    for (auto& [waiting, callback] : std::exchange(m_callbacks, {})) {
+        if (SavingOf(waiting) == SavingOf(port)) {
+            callback();
+        } else {
+            m_callbacks[waiting] = std::move(callback);
+        }
+    }
+    return true;
 }
 
 // Notices of this service's own writes come later, perhaps several after the last of them, so what is stored now
 // counts.
 void Records::HandleWritten()
 {
-    StoredDocument stored = LoadDocument(VCONF_SOURCE_ACTIVITY, StoredKind::kActivity);
-    if (!stored.root) {
-        SWLOG(DLOG_WARN, "another process made the stored records unreadable; they are written again");
-        return Save(0);
-    }
-    if (!Adopt(*stored.root)) return;
-    SWLOG(DLOG_INFO, "another process wrote the records; they are taken over");
-    static_cast<void>(m_table->SetActivityInfoFromStream(*stored.root));  // succeeds for a readable document
+    m_settings.Attain(std::string("reading ") + kSourceActivityKey, [this] { return TakeOver(); });
 }
 
-Json::Value Records::Stored(int port) const
+bool Records::TakeOver()
 {
+    if (!IsSaved(0)) return true;  // the records of this service are newer, and will be saved
+    std::optional<StoredDocument> stored = LoadDocument(kSourceActivityKey, StoredKind::kActivity);
+    if (!stored) return false;
+    if (!stored->root) {
+        SWLOG(DLOG_WARN, "another process made the stored records unreadable; they are written again");
+        Save(0);
+    } else if (Adopt(*stored->root)) {
+        SWLOG(DLOG_INFO, "another process wrote the records; they are taken over");
+        static_cast<void>(m_table->SetActivityInfoFromStream(*stored->root));  // succeeds for a readable document
+    }
+    return true;
+}
+
+std::optional<Json::Value> Records::Stored(int port) const
+{
+    std::string text;
+    const char* const key = port == OPTICAL_PORT ? kOpticalActivityKey : kSourceActivityKey;
+    if (ReadText(key, text) == ReadResult::kFailed) return std::nullopt;
     Json::Value record;
     // If they fail, the record stays null.
     if (port == OPTICAL_PORT) {

@@ -8,7 +8,9 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <optional>
 #include <sstream>
+#include <utility>
 
 #include <json/json.h>
 
@@ -67,7 +69,7 @@ Json::Value Requests::Answer(int type, int port)
     if (type == SRCWATCH_REQUEST_STATUS) return AnswerStatus();
     if (!m_ports.Has(port)) return Error("no such port: " + std::to_string(port));
     if (type == SRCWATCH_REQUEST_DENY) return AnswerDeny(port);
-    if (type == SRCWATCH_REQUEST_FORGET) m_records.Clear(port);
+    if (type == SRCWATCH_REQUEST_FORGET) return AnswerForget(port);
     return AnswerRecord(port);
 }
 
@@ -86,25 +88,44 @@ Json::Value Requests::AnswerStatus() const
     answer["scan"]["percent"] = scan.Percent();
     answer["scan"]["found"] = scan.DevicesFound();
     answer["twc"]["port"] = m_commands.TwcPort();
+    answer["unsaved"] = static_cast<Json::UInt64>(m_settings.PendingCount());
     return answer;
 }
 
 Json::Value Requests::AnswerRecord(int port) const
 {
+    std::optional<Json::Value> record = m_records.Stored(port);
+    if (!record) return Error("the settings store cannot be read");
     Json::Value answer;
     answer["port"] = port;
     answer["plugged"] = m_detector.IsPlugged(port);
-    answer["record"] = m_records.Stored(port);
+    answer["record"] = std::move(*record);
     return answer;
 }
 
 Json::Value Requests::AnswerDeny(int port)
 {
-    Record record = m_records.Get(port);
-    if (!record.HasDevice()) return Error("nothing was detected on port " + std::to_string(port));
+    const Record before = m_records.Get(port);
+    if (!before.HasDevice()) return Error("nothing was detected on port " + std::to_string(port));
+    Record record = before;
     if (record.denyCount < std::numeric_limits<int>::max()) ++record.denyCount;
     static_cast<void>(m_records.Set(port, record));  // the reply is the same if the count has reached its limit
-    return AnswerRecord(port);
+    return AnswerIfSaved(port, before);
+}
+
+Json::Value Requests::AnswerForget(int port)
+{
+    const Record before = m_records.Get(port);
+    m_records.Clear(port);
+    return AnswerIfSaved(port, before);
+}
+
+// A request that fails changes nothing.
+Json::Value Requests::AnswerIfSaved(int port, const Record& before)
+{
+    if (m_records.IsSaved(port)) return AnswerRecord(port);
+    static_cast<void>(m_records.Set(port, before));  // equal if the request would have changed nothing
+    return Error("the record cannot be saved");
 }
 
 }  // namespace srcwatch

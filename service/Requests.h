@@ -20,8 +20,9 @@ namespace srcwatch {
 
 class Requests {
 public:
-    Requests(PortSet ports, Records& records, const Detector& detector, const Commands& commands)
-        : m_ports(ports), m_records(records), m_detector(detector), m_commands(commands)
+    Requests(PortSet ports, Records& records, const Settings& settings, const Detector& detector,
+             const Commands& commands)
+        : m_ports(ports), m_records(records), m_settings(settings), m_detector(detector), m_commands(commands)
     {
     }
 
@@ -36,9 +37,12 @@ private:
     Json::Value AnswerStatus() const;
     Json::Value AnswerRecord(int port) const;
     Json::Value AnswerDeny(int port);
+    Json::Value AnswerForget(int port);
+    Json::Value AnswerIfSaved(int port, const Record& before);
 
     const PortSet m_ports;
     Records& m_records;
+    const Settings& m_settings;
     const Detector& m_detector;
     const Commands& m_commands;
 };

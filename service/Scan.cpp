@@ -18,12 +18,14 @@ constexpr int kPercentWhenWalked = 90;
 
 }  // namespace
 
-Scan::Scan(unsigned stepMilliseconds, PortSet ports, Records& records, Detector& detector, Announcer& announcer)
+Scan::Scan(unsigned stepMilliseconds, PortSet ports, Records& records, Detector& detector, Announcer& announcer,
+           Settings& settings)
     : m_stepMilliseconds(stepMilliseconds),
       m_inputs(ports.hdmiCount),
       m_records(records),
       m_detector(detector),
-      m_announcer(announcer)
+      m_announcer(announcer),
+      m_settings(settings)
 {
 }
 
@@ -64,7 +66,7 @@ void Scan::Step()
     const int port = m_next++;
     if (m_detector.Scan(port)) ++m_found;
     ShowProgress(port);
-    if (m_next == m_inputs && m_found > 0) WriteNumber(VCONF_SCAN_RESULT, m_found);
+    if (m_next == m_inputs && m_found > 0) m_settings.WriteNumber(VCONF_SCAN_RESULT, m_found);
     m_timer.Start(m_stepMilliseconds, [this] { Step(); });
 }
 
@@ -72,13 +74,13 @@ void Scan::End(State state, int result)
 {
     m_timer.Stop();
     m_state = state;
-    WriteNumber(VCONF_SCAN_RESULT, result);
+    m_settings.WriteNumber(VCONF_SCAN_RESULT, result);
     m_announcer.AnnounceScanEnd(result, m_found, 0);
 }
 
 void Scan::ShowProgress(int port)
 {
-    WriteNumber(VCONF_SCAN_RESULT, kProgressBase + Percent());
+    m_settings.WriteNumber(VCONF_SCAN_RESULT, kProgressBase + Percent());
     m_announcer.AnnounceScanProgress(Percent(), port);
 }
 

@@ -14,7 +14,8 @@ namespace srcwatch {
 
 class Scan {
 public:
-    Scan(unsigned stepMilliseconds, PortSet ports, Records& records, Detector& detector, Announcer& announcer);
+    Scan(unsigned stepMilliseconds, PortSet ports, Records& records, Detector& detector, Announcer& announcer,
+         Settings& settings);
 
     void Start();
     void Stop();
@@ -39,6 +40,7 @@ private:
     Records& m_records;
     Detector& m_detector;
     Announcer& m_announcer;
+    Settings& m_settings;
     State m_state = State::kIdle;
     int m_next = 0;  // the port to be scanned next; the number of inputs when all have been
     int m_found = 0;

@@ -29,18 +29,19 @@ constexpr int kMostHdmiInputs = 8;
 Service::Service(Options options)
     : m_options(std::move(options)),
       m_ports{std::clamp(get_hdmi_count(), 0, kMostHdmiInputs)},
-      m_detector(m_options.quietMilliseconds, m_ports, m_records, m_announcer,
+      m_records(m_settings),
+      m_detector(m_options.quietMilliseconds, m_ports, m_records, m_settings, m_announcer,
                  [this] { End("the inputs directory " + m_options.inputs + " is gone"); }),
-      m_commands(m_options.scanStepMilliseconds, m_ports, m_records, m_detector, m_announcer,
+      m_commands(m_options.scanStepMilliseconds, m_ports, m_records, m_detector, m_announcer, m_settings,
                  [this] { LoadProfiles(); }),
-      m_requests(m_ports, m_records, m_detector, m_commands),
+      m_requests(m_ports, m_records, m_settings, m_detector, m_commands),
       m_loop(g_main_loop_new(nullptr, FALSE))
 {
 }
 
 Service::~Service()
 {
-    for (const unsigned id : m_watches) srcwatch_host_unwatch_setting(id);
+    UnwatchSettings();
     if (m_bus) g_signal_handlers_disconnect_by_data(m_bus.get(), this);
 }
 
@@ -139,10 +140,10 @@ void Service::Begin()
     if (std::exchange(m_begun, true)) return;
     m_nameDeadline.Stop();
     // The watch comes first, so that nothing that the service before this one still writes is missed.
-    if (!WatchSettings()) return End("the settings store cannot be watched");
+    if (!AttainNow([this] { return WatchSettings(); })) return End("the settings store cannot be watched");
     std::string failure = m_records.Load();
     if (!failure.empty()) return End(failure);
-    static_cast<void>(LoadStatistics());  // replaces them if they are unreadable
+    if (!AttainNow([this] { return m_detector.LoadStatistics(); })) return End("the stored statistics cannot be read");
     m_requests.Register(m_bus.get(), *m_receiver);
     m_commands.Reset();
     ShowSupport(true);
@@ -150,6 +151,12 @@ void Service::Begin()
     if (!failure.empty()) return End("the inputs directory " + m_options.inputs + " cannot be watched: " + failure);
     SWLOG(DLOG_INFO, "serving %d HDMI input(s) from %s", m_ports.hdmiCount, Printable(m_options.inputs).c_str());
     static_cast<void>(sd_notify(0, "READY=1"));  // there may be no supervisor
+}
+
+void Service::UnwatchSettings()
+{
+    for (const unsigned id : m_watches) srcwatch_host_unwatch_setting(id);
+    m_watches.clear();
 }
 
 bool Service::WatchSettings()
@@ -163,16 +170,24 @@ bool Service::WatchSettings()
     const auto onTuned = [](const char*, const srcwatch_host_value*, void* self) {
         static_cast<Service*>(self)->m_commands.HandleTunedChannel();
     };
+    // A service that is replaced without knowing it switches off when it ends.
+    const auto onSwitch = [](const char*, const srcwatch_host_value* value, void* self) {
+        if (value == nullptr || value->text != nullptr || value->number != 1)
+            static_cast<Service*>(self)->ShowSupport(true);
+    };
+    UnwatchSettings();
     m_watches = {srcwatch_host_watch_setting(VCONF_SCAN_PROGRESS.c_str(), onCommand, this),
                  srcwatch_host_watch_setting(VCONF_SOURCE_ACTIVITY.c_str(), onRecords, this),
-                 srcwatch_host_watch_setting(VCONF_TWC_FRAME_COUNT.c_str(), onTuned, this)};
+                 srcwatch_host_watch_setting(VCONF_TWC_FRAME_COUNT.c_str(), onTuned, this),
+                 srcwatch_host_watch_setting(VCONF_HP_AUTO_DETECT_SUPPORT.c_str(), onSwitch, this),
+                 srcwatch_host_watch_setting(VCONF_MVPD_AUTO_DETECT_SUPPORT.c_str(), onSwitch, this)};
     return std::count(m_watches.begin(), m_watches.end(), 0U) == 0;
 }
 
 void Service::ShowSupport(bool supported)
 {
-    WriteNumber(VCONF_HP_AUTO_DETECT_SUPPORT, supported ? 1 : 0);
-    WriteNumber(VCONF_MVPD_AUTO_DETECT_SUPPORT, supported ? 1 : 0);
+    m_settings.WriteNumber(VCONF_HP_AUTO_DETECT_SUPPORT, supported ? 1 : 0);
+    m_settings.WriteNumber(VCONF_MVPD_AUTO_DETECT_SUPPORT, supported ? 1 : 0);
 }
 
 void Service::End(const std::string& failure)
@@ -181,13 +196,27 @@ void Service::End(const std::string& failure)
     g_main_loop_quit(m_loop.get());
 }
 
-// Without a service nothing is detected. After a take-over the states are those of the other service.
+// Without a service nothing is detected. The name is released first: the bus returns it to a service that this one
+// replaced, if that still runs, and the states are then that one's. tests/models/takeover.pml has the rules.
 void Service::ClearStates()
 {
-    if (!m_begun || m_takenOver) return;
-    m_commands.StopScan();
+    if (m_begun && !m_takenOver) m_commands.StopScan();
+    m_receiver.reset();
+    if (IsNameOwned()) return;
     ShowSupport(false);
     m_detector.ClearPending();
+    if (!m_settings.Repeat() && m_failure.empty()) m_failure = "not everything could be saved";
+}
+
+// Without the bus, which ends a service, there is no other one for applications.
+bool Service::IsNameOwned() const
+{
+    const Handle<GVariant, g_variant_unref> reply(g_dbus_connection_call_sync(
+        m_bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameHasOwner",
+        g_variant_new("(s)", SRCWATCH_BUS_NAME), G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+    gboolean isOwned = m_begun ? FALSE : TRUE;
+    if (reply) g_variant_get(reply.get(), "(b)", &isOwned);
+    return isOwned != FALSE;
 }
 
 }  // namespace srcwatch

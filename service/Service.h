@@ -11,6 +11,7 @@
 #include "PortSet.h"
 #include "Records.h"
 #include "Requests.h"
+#include "Settings.h"
 #include "Timer.h"
 
 #include <memory>
@@ -49,12 +50,15 @@ private:
     void HandleOwner(const std::string& owner);
     void Begin();
     bool WatchSettings();
+    void UnwatchSettings();
     void ShowSupport(bool supported);
     void End(const std::string& failure);
     void ClearStates();
+    bool IsNameOwned() const;
 
     const Options m_options;
     const PortSet m_ports;
+    Settings m_settings;
     Records m_records;
     Announcer m_announcer;
     Detector m_detector;

@@ -3,45 +3,85 @@
 
 #include "Evidence.h"
 #include "Log.h"
-#include "QDInfoCommon.h"
 #include "StoredValues.h"
+
+#include <algorithm>
+#include <utility>
 
 #include <vconf.h>
 
 namespace srcwatch {
 
-void WriteNumber(const std::string& key, int value)
+namespace {
+
+// Milliseconds between the attempts: each pause is twice as long as the one before.
+constexpr unsigned kShortestPause = 50;
+constexpr unsigned kLongestPause = 2000;
+
+// How long a start waits for the settings store.
+constexpr gint64 kDeadlineMicroseconds = 10 * G_USEC_PER_SEC;
+
+}  // namespace
+
+void Settings::WriteNumber(const std::string& key, int value)
 {
-    if (vconf_set_int(key.c_str(), value) != 0) SWLOG(DLOG_ERROR, "%s could not be written", key.c_str());
+    Attain("writing " + key, [key, value] { return vconf_set_int(key.c_str(), value) == 0; });
 }
 
-void WriteText(const std::string& key, const std::string& text)
+void Settings::Attain(const std::string& name, Attempt attempt)
 {
-    if (vconf_set_str(key.c_str(), text.c_str()) != 0) SWLOG(DLOG_ERROR, "%s could not be written", key.c_str());
+    if (attempt()) {
+        if (m_pending.erase(name) > 0) SWLOG(DLOG_INFO, "%s succeeded", name.c_str());
+        return;
+    }
+    const bool isNew = m_pending.insert_or_assign(name, std::move(attempt)).second;
+    if (isNew) SWLOG(DLOG_ERROR, "%s failed; it is repeated until it succeeds", name.c_str());
+    if (!m_timer.IsRunning()) RepeatLater();
 }
 
-StoredDocument LoadDocument(const std::string& key, StoredKind kind)
+bool Settings::Repeat()
 {
-    const std::optional<std::string> text = ReadText(key);
-    if (!text) return {};
-    const JsonText json(*text);
+    const std::map<std::string, Attempt> pending = m_pending;  // an attempt may add others
+    for (const auto& [name, attempt] : pending) Attain(name, attempt);
+    return m_pending.empty();
+}
+
+void Settings::RepeatLater()
+{
+    m_pause = std::clamp(2 * m_pause, kShortestPause, kLongestPause);
+    m_timer.Start(m_pause, [this] {
+        if (Repeat()) m_pause = 0;
+    });
+}
+
+bool AttainNow(const Settings::Attempt& attempt)
+{
+    const gint64 deadline = g_get_monotonic_time() + kDeadlineMicroseconds;
+    while (!attempt()) {
+        if (g_get_monotonic_time() > deadline) return false;
+        g_usleep(1000UL * kShortestPause);
+    }
+    return true;
+}
+
+std::optional<StoredDocument> LoadDocument(const std::string& key, StoredKind kind)
+{
+    std::string text;
+    const ReadResult result = ReadText(key, text);
+    if (result == ReadResult::kFailed) return std::nullopt;
+    return result == ReadResult::kRead ? Examine(key, kind, text) : StoredDocument{};
+}
+
+StoredDocument Examine(const std::string& key, StoredKind kind, const std::string& text)
+{
+    const JsonText json(text);
     const Inspection inspection = Inspect(json, kind);
     if (inspection.IsReadable()) return {json.Root()};
     const std::string copy = key + ".unreadable";
-    const bool isKept = vconf_set_str(copy.c_str(), text->c_str()) == 0;
+    const bool isKept = vconf_set_str(copy.c_str(), text.c_str()) == 0;
     SWLOG(DLOG_ERROR, "%s is unreadable (%s); the text %s as %s", key.c_str(),
           Printable(inspection.FirstUnreadable()->Text()).c_str(), isKept ? "is kept" : "cannot be kept", copy.c_str());
     return {std::nullopt, true, isKept};
 }
-
-Statistics LoadStatistics()
-{
-    const StoredDocument document = LoadDocument(VCONF_SPD_AKSV_1, StoredKind::kStatistics);
-    if (document.root) return Statistics(*document.root);
-    if (document.isUnreadable) SaveStatistics({});  // also if they are not kept, because statistics may be lost
-    return {};
-}
-
-void SaveStatistics(const Statistics& statistics) { WriteText(VCONF_SPD_AKSV_1, statistics.Text()); }
 
 }  // namespace srcwatch

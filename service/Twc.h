@@ -4,10 +4,14 @@
 #ifndef SRCWATCH_SERVICE_TWC_H
 #define SRCWATCH_SERVICE_TWC_H
 
+#include "Settings.h"
+
 namespace srcwatch {
 
 class Twc {
 public:
+    explicit Twc(Settings& settings) : m_settings(settings) {}
+
     /// Shows applications that no check runs.
     void Reset();
 
@@ -21,6 +25,9 @@ public:
     int Port() const { return m_port; }
 
 private:
+    bool TakeTunedChannel();
+
+    Settings& m_settings;
     int m_port = -1;
 };
 

@@ -1,25 +1,45 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "StoredValues.h"
 
+#include "Handle.h"
+
+#include <cerrno>
 #include <cstdlib>
-#include <memory>
 
 #include <vconf.h>
 
 namespace srcwatch {
 
+// A text that cannot be read looks like an absent one, so the number is asked for, whose result has the reason.
+ReadResult ReadText(const std::string& key, std::string& text)
+{
+    const Handle<char, std::free> stored(vconf_get_str(key.c_str()));
+    if (stored) {
+        text = stored.get();
+        return ReadResult::kRead;
+    }
+    int number = 0;
+    const int result = vconf_get_int(key.c_str(), &number);
+    return result == 0 || result == -ENOENT ? ReadResult::kAbsent : ReadResult::kFailed;
+}
+
+ReadResult ReadNumber(const std::string& key, int& number)
+{
+    const int result = vconf_get_int(key.c_str(), &number);
+    if (result == 0) return ReadResult::kRead;
+    return result == -ENOENT || result == -EPROTOTYPE ? ReadResult::kAbsent : ReadResult::kFailed;
+}
+
 std::optional<std::string> ReadText(const std::string& key)
 {
-    const std::unique_ptr<char, decltype(&std::free)> text(vconf_get_str(key.c_str()), std::free);
-    if (text == nullptr) return std::nullopt;
-    return std::string(text.get());
+    std::string text;
+    return ReadText(key, text) == ReadResult::kRead ? std::make_optional(text) : std::nullopt;
 }
 
 std::optional<int> ReadNumber(const std::string& key)
 {
     int number = 0;
-    if (vconf_get_int(key.c_str(), &number) != 0) return std::nullopt;
-    return number;
+    return ReadNumber(key, number) == ReadResult::kRead ? std::make_optional(number) : std::nullopt;
 }
 
 }  // namespace srcwatch

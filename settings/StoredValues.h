@@ -9,6 +9,15 @@
 
 namespace srcwatch {
 
+/// Result of a read. A setting that cannot be read for the moment is not an absent one.
+enum class ReadResult { kRead, kAbsent, kFailed };
+
+/// Reads a text; absent is also a number. @return kRead, or another result with text untouched.
+ReadResult ReadText(const std::string& key, std::string& text);
+
+/// Reads a number; absent is also a text. @return kRead, or another result with number untouched.
+ReadResult ReadNumber(const std::string& key, int& number);
+
 /// The text of a setting; nothing when it is absent or a number.
 std::optional<std::string> ReadText(const std::string& key);
 

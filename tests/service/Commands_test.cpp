@@ -24,7 +24,8 @@ constexpr const char* kScanResult = "memory/srcwatch-service/scan_result";
 class CommandsTest : public RoomTest {
 protected:
     int m_profileLoads = 0;
-    srcwatch::Commands m_commands{10, m_ports, m_records, m_detector, m_announcer, [this] { ++m_profileLoads; }};
+    srcwatch::Commands m_commands{
+        10, m_ports, m_records, m_detector, m_announcer, m_settings, [this] { ++m_profileLoads; }};
 };
 
 TEST_F(CommandsTest, WalkAllInputs)

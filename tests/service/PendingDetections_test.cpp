@@ -15,7 +15,8 @@ protected:
                std::to_string(NumberSetting("memory/srcwatch-service/source-activity-index").value_or(-1));
     }
 
-    srcwatch::PendingDetections m_pending;
+    srcwatch::Settings m_settings;
+    srcwatch::PendingDetections m_pending{m_settings};
 };
 
 TEST_F(PendingDetections, ShowTheFirstPortUntilTheLastHasEnded)

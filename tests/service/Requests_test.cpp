@@ -11,8 +11,8 @@ namespace {
 
 class RequestsTest : public RoomTest {
 protected:
-    srcwatch::Commands m_commands{10, m_ports, m_records, m_detector, m_announcer, [] {}};
-    srcwatch::Requests m_requests{m_ports, m_records, m_detector, m_commands};
+    srcwatch::Commands m_commands{10, m_ports, m_records, m_detector, m_announcer, m_settings, [] {}};
+    srcwatch::Requests m_requests{m_ports, m_records, m_settings, m_detector, m_commands};
 };
 
 TEST_F(RequestsTest, AnswerTheStatus)

@@ -42,10 +42,11 @@ protected:
     bool WaitForAnnouncements(std::size_t count);
 
     const srcwatch::PortSet m_ports{kHdmiInputs};
-    srcwatch::Records m_records;
+    srcwatch::Settings m_settings;
+    srcwatch::Records m_records{m_settings};
     FakeAnnouncer m_announcer;
     bool m_inputsLost = false;
-    srcwatch::Detector m_detector{20, m_ports, m_records, m_announcer, [this] { m_inputsLost = true; }};
+    srcwatch::Detector m_detector{20, m_ports, m_records, m_settings, m_announcer, [this] { m_inputsLost = true; }};
 };
 
 }  // namespace srcwatch_test

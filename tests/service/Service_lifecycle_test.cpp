@@ -177,6 +177,57 @@ TEST_F(Service, EndsWithAClearMessageWhenItIsReplaced)
     EXPECT_EQ(QueryType(1), SRCWATCH_DEVICE_DISC_PLAYER);
 }
 
+TEST_F(Service, SwitchesOnAgainWhenAReplacedOneSwitchesOff)
+{
+    StartService();
+    const std::unique_ptr<Process> first = std::move(m_service);
+    first->Signal(SIGSTOP);
+    StartService();
+    ASSERT_TRUE(srcwatch_is_HotPlug_enable());
+
+    first->Signal(SIGTERM);
+    first->Signal(SIGCONT);
+
+    EXPECT_EQ(first->Wait(), 0);
+    EXPECT_TRUE(RunUntil([] { return srcwatch_is_HotPlug_enable() && srcwatch_is_MVPD_enable(); }));
+}
+
+TEST_F(Service, SwitchesOnAgainWhatAnotherProcessSwitchesOff)
+{
+    StartService();
+
+    vconf_set_int("memory/srcwatch-service/mvpd_auto_detect_support", 0);
+
+    EXPECT_TRUE(RunUntil([] { return srcwatch_is_MVPD_enable(); }));
+}
+
+TEST_F(Service, SwitchesOffWhenNoneIsLeft)
+{
+    StartService();
+    ASSERT_TRUE(srcwatch_is_HotPlug_enable());
+
+    EXPECT_EQ(StopService(SIGTERM), 0);
+
+    EXPECT_FALSE(srcwatch_is_HotPlug_enable());
+    EXPECT_FALSE(srcwatch_is_MVPD_enable());
+}
+
+TEST_F(Service, ServesAgainWhenItsReplacementEndsFirst)
+{
+    StartService();
+    const std::unique_ptr<Process> first = std::move(m_service);
+    first->Signal(SIGSTOP);
+    StartService();
+    EXPECT_EQ(StopService(SIGTERM), 0);
+    EXPECT_TRUE(srcwatch_is_HotPlug_enable());
+
+    first->Signal(SIGCONT);
+    Plug("hdmi1", "tivaro-one");
+
+    EXPECT_FALSE(first->Result().has_value());
+    EXPECT_EQ(QueryType(0), SRCWATCH_DEVICE_GAME_CONSOLE);
+}
+
 TEST_F(Service, EndsWithAClearMessageWhenTheInputsDirectoryGoes)
 {
     StartService();

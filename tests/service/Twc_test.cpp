@@ -20,7 +20,8 @@ protected:
         return srcwatch_is_TWC();
     }
 
-    srcwatch::Twc m_twc;
+    srcwatch::Settings m_settings;
+    srcwatch::Twc m_twc{m_settings};
 };
 
 TEST_F(Twc, WaitsForAChannelWithFrames)

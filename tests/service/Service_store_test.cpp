@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The service while its settings store fails: what is stored stays, and what is to be stored is stored in the end.
+#include "ServiceTest.h"
+#include "srcwatch-host.h"
+#include "srcwatch-protocol.h"
+
+#include <csignal>
+#include <memory>
+#include <string>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/file.h>
+#include <unistd.h>
+#include <vconf.h>
+
+namespace srcwatch_test {
+namespace {
+
+std::string DurableDatabase() { return std::string(srcwatch_host_state_dir()) + "/settings.db"; }
+
+/// Keeps all others from opening the database.
+class Closed {
+public:
+    Closed() : m_fd(open((DurableDatabase() + ".lock").c_str(), O_RDONLY | O_CLOEXEC))
+    {
+        EXPECT_EQ(flock(m_fd, LOCK_EX), 0);
+    }
+    ~Closed() { close(m_fd); }
+    Closed(const Closed&) = delete;
+    Closed& operator=(const Closed&) = delete;
+
+private:
+    int m_fd;
+};
+
+/// Keeps all others from writing to the database.
+class ReadOnly {
+public:
+    ReadOnly()
+    {
+        EXPECT_EQ(sqlite3_open(DurableDatabase().c_str(), &m_handle), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(m_handle, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    }
+    ~ReadOnly() { sqlite3_close(m_handle); }
+    ReadOnly(const ReadOnly&) = delete;
+    ReadOnly& operator=(const ReadOnly&) = delete;
+
+private:
+    sqlite3* m_handle = nullptr;
+};
+
+class ServiceStore : public Service {
+protected:
+    bool WaitForLog(const std::string& text)
+    {
+        return RunUntil([&] { return LogLinesWith(text) > 0; });
+    }
+    void PlugWhileNothingCanBeSaved()
+    {
+        LinkCapture("hdmi2", "darvex-dvd");
+        ASSERT_TRUE(WaitForLog("saving the HDMI records failed"));
+        ASSERT_TRUE(WaitForLog("saving the statistics failed"));
+    }
+};
+
+TEST_F(ServiceStore, IsNotTakenForEmptyAtTheStart)
+{
+    vconf_set_str(kActivity.c_str(), R"({"activity":[{"DenyCount":2},{"DenyCount":1}]})");
+    vconf_set_str(kStatistics.c_str(), R"({"Auto":[{"port":3,"pri":1,"t":7}]})");
+    auto closed = std::make_unique<Closed>();
+
+    m_service = LaunchService();
+    ASSERT_TRUE(WaitForLog("database is locked"));
+    EXPECT_EQ(LogLinesWith("serving"), 0);
+    closed.reset();
+
+    ASSERT_TRUE(WaitUntilServing()) << m_service->Errors();
+    Plug("hdmi1", "tivaro-one");
+    EXPECT_EQ(StoredRecord(0)["DenyCount"].asInt(), 2);
+    EXPECT_EQ(StoredRecord(1)["DenyCount"].asInt(), 1);
+    EXPECT_NE(TextSetting(kStatistics).value_or("").find("\"t\" : 7"), std::string::npos);
+}
+
+TEST_F(ServiceStore, EndsTheServiceIfItStaysUnreadable)
+{
+    const std::string stored = R"({"activity":[{"DenyCount":2}]})";
+    vconf_set_str(kActivity.c_str(), stored.c_str());
+    auto closed = std::make_unique<Closed>();
+
+    m_service = LaunchService();
+
+    ASSERT_TRUE(RunUntil([&] { return m_service->Result().has_value(); }));
+    EXPECT_EQ(m_service->Result(), 1);
+    EXPECT_NE(m_service->Errors().find("the settings store cannot be watched"), std::string::npos);
+    closed.reset();
+    EXPECT_EQ(TextSetting(kActivity), stored);
+}
+
+TEST_F(ServiceStore, GetsLaterWhatItCannotTakeNow)
+{
+    StartService();
+    Plug("hdmi1", "tivaro-one");
+    auto readOnly = std::make_unique<ReadOnly>();
+    PlugWhileNothingCanBeSaved();
+    EXPECT_EQ(CountOf(kDetected), 1U);
+    EXPECT_EQ(Call(SRCWATCH_REQUEST_STATUS, 0)["unsaved"].asInt(), 2);
+
+    readOnly.reset();
+
+    ASSERT_TRUE(WaitForEvents(kDetected, 2));
+    EXPECT_EQ(QueryType(1), SRCWATCH_DEVICE_DISC_PLAYER);
+    EXPECT_TRUE(RunUntil([] { return Call(SRCWATCH_REQUEST_STATUS, 0)["unsaved"].asInt() == 0; }));
+    EXPECT_EQ(LogLinesWith("saving the HDMI records failed"), 1);
+}
+
+TEST_F(ServiceStore, RefusesRequestsThatItCannotTake)
+{
+    StartService();
+    Plug("hdmi1", "tivaro-one");
+    const Json::Value before = StoredRecord(0);
+    auto readOnly = std::make_unique<ReadOnly>();
+
+    EXPECT_EQ(Call(SRCWATCH_REQUEST_DENY, 0)["error"], "the record cannot be saved");
+    EXPECT_EQ(Call(SRCWATCH_REQUEST_FORGET, 0)["error"], "the record cannot be saved");
+    readOnly.reset();
+
+    EXPECT_TRUE(RunUntil([] { return Call(SRCWATCH_REQUEST_STATUS, 0)["unsaved"].asInt() == 0; }));
+    EXPECT_EQ(StoredRecord(0), before);
+    EXPECT_EQ(Call(SRCWATCH_REQUEST_DENY, 0)["record"]["DenyCount"].asInt(), 1);
+}
+
+TEST_F(ServiceStore, IsReportedIfItFailsUntilTheEnd)
+{
+    StartService();
+    const ReadOnly readOnly;
+    PlugWhileNothingCanBeSaved();
+
+    m_service->Signal(SIGTERM);
+
+    EXPECT_EQ(m_service->Wait(), 1);
+    EXPECT_NE(m_service->Errors().find("not everything could be saved"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace srcwatch_test
