@@ -175,18 +175,27 @@ TEST_F(Service, KeepsSeeingOneOfTwoLinksToTheSameDirectory)
     EXPECT_EQ(EventsOf(kDetected)[2].texts[0], "Changed");
 }
 
-// More changes than the kernel keeps for a watch.
+/// Makes more changes in a directory than the kernel keeps for a watch.
+void OverflowWatch(const std::string& directory)
+{
+    const std::string name = directory + "/.other";
+    const std::string other = directory + "/.another";
+    std::filesystem::create_directory(name);
+    const int kept = std::stoi(ReadFile("/proc/sys/fs/inotify/max_queued_events"));
+    for (int i = 0; i <= kept / 2; ++i) {
+        std::filesystem::rename(name, other);
+        std::filesystem::rename(other, name);
+    }
+    std::filesystem::remove(name);
+}
+
 TEST_F(Service, SeesDevicesAgainAfterItMissedChanges)
 {
     StartService();
     Plug("hdmi2", "tivaro-one");
     SuspendService();
 
-    const int kept = std::stoi(ReadFile("/proc/sys/fs/inotify/max_queued_events"));
-    for (int i = 0; i <= kept / 2; ++i) {
-        std::filesystem::create_directory(InputPath(".other"));
-        std::filesystem::remove(InputPath(".other"));
-    }
+    OverflowWatch(m_inputs.Path());
     std::filesystem::remove(InputPath("hdmi2"));
     LinkCapture("hdmi3", "darvex-dvd");
     m_service->Signal(SIGCONT);
@@ -207,11 +216,7 @@ TEST_F(Service, ReadsADeviceAgainAfterItMissedChangesOfItsFiles)
     ASSERT_TRUE(WaitForEvents(kDetected, 1));
     SuspendService();
 
-    const int kept = std::stoi(ReadFile("/proc/sys/fs/inotify/max_queued_events"));
-    for (int i = 0; i <= kept / 2; ++i) {
-        std::filesystem::create_directory(InputPath("hdmi1") + "/other");
-        std::filesystem::remove(InputPath("hdmi1") + "/other");
-    }
+    OverflowWatch(InputPath("hdmi1"));
     WriteFile(InputPath("hdmi1") + "/spd.bin", SpdFrame("ACME", "Second", 8));
     m_service->Signal(SIGCONT);
 
