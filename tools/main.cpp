@@ -42,7 +42,7 @@ void Define(CLI::App& app, ctl::Output& output)
     app.add_option_function<std::string>("-o,--output", setFormat, "Form of the output: table, json, jsonl or raw")
         ->type_name("FORM")
         ->check(CLI::IsMember({"table", "json", "jsonl", "raw"}));
-    app.add_flag("--log", "Show the library's log on standard error");  // see EarlyLog.cpp
+    app.add_flag("--log", "Show the library's log on standard error");  // see LogSink.cpp
     AddCommands(app, output);
 }
 

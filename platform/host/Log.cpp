@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The platform log on an ordinary machine. SRCWATCH_LOG says where lines go:
+// The platform log on an ordinary machine. The program's srcwatch_host_log_sink(), or else SRCWATCH_LOG, says where
+// lines go:
 //
 //   journal    the system's journal; the default where there is one
 //   stderr     standard error
@@ -15,6 +16,7 @@
 #include "Guarded.h"
 #include "Handle.h"
 #include "Paths.h"
+#include "srcwatch-host.h"
 
 #include <atomic>
 #include <cerrno>
@@ -33,6 +35,9 @@
 #include <sys/uio.h>
 #include <syslog.h>
 #include <unistd.h>
+
+// A program need not define it.
+extern "C" __attribute__((weak)) const char* srcwatch_host_log_sink(void);
 
 namespace host {
 namespace {
@@ -128,6 +133,12 @@ void ChooseSink(Config* config, const char* value)
                           "\", which is none of journal, stderr, file:PATH and none; the log goes to stderr");
 }
 
+const char* WantedSink()
+{
+    const char* const chosen = srcwatch_host_log_sink != nullptr ? srcwatch_host_log_sink() : nullptr;
+    return chosen != nullptr ? chosen : Environment("SRCWATCH_LOG");
+}
+
 // Returns 0 if the value names no priority.
 int ParsePriority(const char* value)
 {
@@ -158,7 +169,7 @@ const Config& Configuration()
     if (current != nullptr) return *current;
 
     auto fresh = std::make_unique<Config>();
-    ChooseSink(fresh.get(), Environment("SRCWATCH_LOG"));
+    ChooseSink(fresh.get(), WantedSink());
     ChooseLowest(fresh.get(), Environment("SRCWATCH_LOG_LEVEL"));
     if (!g_config.compare_exchange_strong(current, fresh.get(), std::memory_order_acq_rel)) return *current;
 

@@ -78,6 +78,18 @@ const char* srcwatch_host_run_dir(void);
 /** Returns the path of the platform's configuration file, whether it exists or not. Owned by the platform. */
 const char* srcwatch_host_conf_path(void);
 
+/**
+ * Decides where the log of a program goes. A program may define this function (exported, as it is looked up by its
+ * name); the platform does not.
+ *
+ * It is called before the first line is written, which is while libraries load: before main() and before the program's
+ * own constructors, so it must not use what those set up, and it must not log. Several threads may call it.
+ *
+ * @return What SRCWATCH_LOG can say ("none", "stderr", "journal", "file:PATH"), which is then not looked at; null to
+ *         leave the decision to SRCWATCH_LOG. The text must stay valid.
+ */
+const char* srcwatch_host_log_sink(void);
+
 #ifdef __cplusplus
 }
 #endif

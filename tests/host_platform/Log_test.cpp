@@ -2,6 +2,7 @@
 // The platform log: where lines go, which are written, what they look like, and what cannot hurt.
 #include "HostTest.h"
 #include "dlog.h"
+#include "srcwatch-host.h"
 
 #include <cerrno>
 #include <chrono>
@@ -24,6 +25,14 @@
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+namespace {
+
+const char* g_chosenSink = nullptr;  // what this program chooses for its log
+
+}  // namespace
+
+__attribute__((visibility("default"))) const char* srcwatch_host_log_sink() { return g_chosenSink; }
 
 namespace {
 
@@ -151,6 +160,21 @@ TEST_F(PlatformLog, WritesNothingWhenSwitchedOff)
     GivenEnvironment("SRCWATCH_LOG", "none");
     const std::string written = StderrOf([] { EXPECT_EQ(__dlog_print(0, DLOG_FATAL, "tag", "text\n"), 0); });
     EXPECT_EQ(written, "");
+    EXPECT_FALSE(fs::exists(Path("log")));
+}
+
+TEST_F(PlatformLog, GoesWhereTheProgramChooses)
+{
+    EXPECT_EQ(StderrOf([] {
+                  g_chosenSink = "none";
+                  EXPECT_EQ(__dlog_print(0, DLOG_FATAL, "tag", "text\n"), 0);
+              }),
+              "");
+    const std::string written = StderrOf([] {
+        g_chosenSink = "stderr";
+        __dlog_print(0, DLOG_WARN, "tag", "text\n");
+    });
+    EXPECT_TRUE(std::regex_match(written, std::regex("\\S+ W tag \\d+ text\n"))) << written;
     EXPECT_FALSE(fs::exists(Path("log")));
 }
 
