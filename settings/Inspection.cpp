@@ -23,59 +23,27 @@ class Inspector {
 public:
     explicit Inspector(const JsonText& json) : m_json(json) {}
 
-    void InspectActivity()
+    std::vector<Finding> Inspect(StoredKind kind)
     {
-        const Json::Value& root = m_json.Root();
-        if (root.isNull()) return;  // an empty table is saved so
-        const Json::Value* const records = FindArray("activity");
-        if (records == nullptr) return;
-        for (Json::ArrayIndex i = 0; i < records->size(); ++i) InspectRecord((*records)[i], At("activity", i));
-    }
-
-    void InspectOptical()
-    {
-        const Json::Value* const record = FindBody("activity");
-        if (record == nullptr) return;
-        if (!record->isObject()) return AddUnreadable(*record, "activity", "is no object");
-        InspectRecord(*record, "activity");
-    }
-
-    void InspectStatistics()
-    {
-        const Json::Value* const entries = FindArray("Auto");
-        if (entries == nullptr) return;
-        for (Json::ArrayIndex i = 0; i < entries->size(); ++i) InspectEntry((*entries)[i], At("Auto", i));
-    }
-
-    void InspectRecord(const Json::Value& record, const std::string& path)
-    {
-        if (record.isNull()) return;  // reads as a record without anything
-        if (!record.isObject()) return AddUnreadable(record, path, "is no object");
-        for (const std::string& name : record.getMemberNames()) {
-            const auto* const field = std::find_if(std::begin(kRecordFields), std::end(kRecordFields),
-                                                   [&](const RecordField& candidate) { return name == candidate.key; });
-            if (field == std::end(kRecordFields)) {
-                Add(record[name], Member(path, name), "is no member of a record", true);
-            } else {
-                InspectField(*field, record[name], Member(path, name));
-            }
+        switch (kind) {
+            case StoredKind::kActivity:
+                // An empty table is saved as null.
+                if (!m_json.Root().isNull()) InspectList("activity", &Inspector::InspectRecord);
+                break;
+            case StoredKind::kOptical:
+                InspectOptical();
+                break;
+            case StoredKind::kStatistics:
+                InspectList("Auto", &Inspector::InspectEntry);
+                break;
         }
-    }
-
-    Inspection Take()
-    {
-        for (Finding& finding : SyntaxFindings(m_json)) m_inspection.findings.push_back(std::move(finding));
-        return std::move(m_inspection);
+        return std::move(m_findings);
     }
 
 private:
     void Add(const Json::Value& value, const std::string& key, const std::string& why, bool isReadable)
     {
-        m_inspection.findings.push_back({m_json.LineOf(value), key, why, isReadable});
-    }
-    void AddUnreadable(const Json::Value& value, const std::string& key, const std::string& why)
-    {
-        Add(value, key, why, false);
+        m_findings.push_back({m_json.LineOf(value), key, why, isReadable});
     }
 
     // The one member that a document has.
@@ -83,37 +51,55 @@ private:
     {
         const Json::Value& root = m_json.Root();
         if (root.isObject() && root.isMember(name)) return &root[name];
-        if (root.isObject()) {
-            AddUnreadable(root, name, "is missing");
-        } else {
-            AddUnreadable(root, "", "is no object");
-        }
+        Add(root, root.isObject() ? name : "", root.isObject() ? "is missing" : "is not an object", false);
         return nullptr;
     }
 
-    const Json::Value* FindArray(const char* name)
+    void InspectList(const char* name, void (Inspector::*inspect)(const Json::Value& element, const std::string& path))
     {
-        const Json::Value* const body = FindBody(name);
-        if (body == nullptr || body->isArray()) return body;
-        AddUnreadable(*body, name, "is no array");
-        return nullptr;
+        const Json::Value* const list = FindBody(name);
+        if (list == nullptr) return;
+        if (!list->isArray()) return Add(*list, name, "is not an array", false);
+        for (Json::ArrayIndex i = 0; i < list->size(); ++i) (this->*inspect)((*list)[i], At(name, i));
+    }
+
+    void InspectOptical()
+    {
+        const Json::Value* const record = FindBody("activity");
+        if (record == nullptr) return;
+        if (record->isNull()) return Add(*record, "activity", "is not an object", false);
+        InspectRecord(*record, "activity");
+    }
+
+    void InspectRecord(const Json::Value& record, const std::string& path)
+    {
+        if (record.isNull()) return;  // reads as an empty record
+        if (!record.isObject()) return Add(record, path, "is not an object", false);
+        for (const std::string& name : record.getMemberNames()) {
+            const auto* const field = std::find_if(std::begin(kRecordFields), std::end(kRecordFields),
+                                                   [&](const RecordField& candidate) { return name == candidate.key; });
+            if (field == std::end(kRecordFields)) {
+                Add(record[name], Member(path, name), "is not a member of a record", true);
+            } else {
+                InspectField(*field, record[name], Member(path, name));
+            }
+        }
     }
 
     void InspectField(const RecordField& field, const Json::Value& value, const std::string& key)
     {
-        if (field.isNumber && !value.isInt()) return Add(value, key, "is no 32-bit number", CanBeNumber(value));
-        if (!field.isNumber && !value.isString()) return Add(value, key, "is no text", CanBeText(value));
-        if (field.key != std::string("DevType") || value.asInt() == 0 || DeviceTypeText(value.asInt()) != nullptr)
-            return;
-        Add(value, key, "error type " + std::to_string(value.asInt()) + ": applications are given no text for it",
-            true);
+        if (field.isNumber && !value.isInt()) return Add(value, key, "is not a 32-bit number", CanBeNumber(value));
+        if (!field.isNumber && !value.isString()) return Add(value, key, "is not a text", CanBeText(value));
+        const bool isType = field.key == std::string("DevType") && value.asInt() != 0;
+        if (!isType || DeviceTypeText(value.asInt()) != nullptr) return;
+        Add(value, key, "error type " + std::to_string(value.asInt()) + ": applications get no text for it", true);
     }
 
-    // The library gives up on all entries at the first that it cannot read.
+    // The library drops all entries at the first that it cannot read.
     void InspectEntry(const Json::Value& entry, const std::string& path)
     {
         if (entry.isNull()) return;
-        if (!entry.isObject()) return AddUnreadable(entry, path, "is no object");
+        if (!entry.isObject()) return Add(entry, path, "is not an object", false);
         InspectNumber(entry, path, "port", "the entry belongs to no port");
         InspectNumber(entry, path, "pri", "the entry is never used");
         InspectNumber(entry, path, "t", nullptr);
@@ -127,26 +113,26 @@ private:
         if (!entry.isMember(name)) {
             if (whyNeeded != nullptr) Add(entry, key, std::string("is missing: ") + whyNeeded, true);
         } else if (!entry[name].isInt()) {
-            Add(entry[name], key, "is no 32-bit number", CanBeNumber(entry[name]));
+            Add(entry[name], key, "is not a 32-bit number", CanBeNumber(entry[name]));
         }
     }
 
-    // A list of another length is passed over; an object of three members is taken for one.
+    // The library ignores a list of another length, and takes an object of three members for a list.
     void InspectTexts(const Json::Value& entry, const std::string& path, const char* name)
     {
         const std::string key = Member(path, name);
         if (!entry.isMember(name)) return;
         const Json::Value& list = entry[name];
         if (!list.isArray() || list.size() != 3) {
-            return Add(list, key, "is no array of three texts", list.size() != 3);
+            return Add(list, key, "is not an array of three texts", list.size() != 3);
         }
         for (Json::ArrayIndex i = 0; i < list.size(); ++i) {
-            if (!list[i].isString()) Add(list[i], At(key, i), "is no text", CanBeText(list[i]));
+            if (!list[i].isString()) Add(list[i], At(key, i), "is not a text", CanBeText(list[i]));
         }
     }
 
     const JsonText& m_json;
-    Inspection m_inspection;
+    std::vector<Finding> m_findings;
 };
 
 }  // namespace
@@ -165,20 +151,10 @@ const Finding* Inspection::FirstUnreadable() const
 
 Inspection Inspect(const JsonText& json, StoredKind kind)
 {
-    Inspector inspector(json);
-    if (!json.IsJson()) return inspector.Take();
-    switch (kind) {
-        case StoredKind::kActivity:
-            inspector.InspectActivity();
-            break;
-        case StoredKind::kOptical:
-            inspector.InspectOptical();
-            break;
-        case StoredKind::kStatistics:
-            inspector.InspectStatistics();
-            break;
-    }
-    return inspector.Take();
+    Inspection inspection;
+    if (json.IsJson()) inspection.findings = Inspector(json).Inspect(kind);
+    for (Finding& finding : SyntaxFindings(json)) inspection.findings.push_back(std::move(finding));
+    return inspection;
 }
 
 std::vector<Finding> SyntaxFindings(const JsonText& json)

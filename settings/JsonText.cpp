@@ -50,7 +50,7 @@ void JsonText::ReadStrictly()
     if (!Read(builder, m_text, root, messages)) AddErrors(messages);
 }
 
-// The reader gives its errors as "* Line 3, Column 5", with the message on the next line.
+// The reader formats its errors as "* Line 3, Column 5", with the message on the next line.
 void JsonText::AddErrors(const std::string& messages)
 {
     static const std::regex kError("\\* Line ([0-9]+), Column ([0-9]+)\n  ([^\n]*)");

@@ -12,28 +12,28 @@
 
 namespace srcwatch {
 
-/// A text as the library reads it: what follows the value is ignored. Nothing when it is no JSON.
+/// Reads a text as the library does, which ignores what follows the value. Returns nothing if it is not JSON.
 std::optional<Json::Value> ParseJson(const std::string& text);
 
 class JsonText {
 public:
     struct SyntaxError {
-        int line;  ///< from 1; 0 when it is not known
+        int line;  ///< from 1; 0 if it is not known
         std::string why;
     };
 
     explicit JsonText(std::string text);
 
-    /// Whether the library can read it.
+    /// Returns true if the library can read the text.
     bool IsJson() const { return m_isJson; }
 
-    /// What a strict reader finds: nothing may follow the value, and no member may be given twice.
+    /// Returns what a strict reader finds: nothing may follow the value, and no member may occur twice.
     const std::vector<SyntaxError>& Errors() const { return m_errors; }
 
-    /// The value as the library reads it; null when it is no JSON.
+    /// Returns the value as the library reads it; null if it is not JSON.
     const Json::Value& Root() const { return m_root; }
 
-    /// The line on which a value begins that was read from this text.
+    /// Returns the line on which a value of this text begins.
     int LineOf(const Json::Value& value) const;
 
 private:

@@ -18,10 +18,10 @@ ReadResult ReadText(const std::string& key, std::string& text);
 /// Reads a number; absent is also a text. @return kRead, or another result with number untouched.
 ReadResult ReadNumber(const std::string& key, int& number);
 
-/// The text of a setting; nothing when it is absent or a number.
+/// Returns the text of a setting; nothing if it is absent or a number.
 std::optional<std::string> ReadText(const std::string& key);
 
-/// The number of a setting; nothing when it is absent or a text.
+/// Returns the number of a setting; nothing if it is absent or a text.
 std::optional<int> ReadNumber(const std::string& key);
 
 }  // namespace srcwatch

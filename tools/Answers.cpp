@@ -12,7 +12,7 @@ namespace ctl {
 
 namespace {
 
-// A buffer that tells whether it was written to: only a text of a hundred DEL characters would look untouched.
+// A buffer that shows if it was written to: only a text of a hundred DEL characters would look untouched.
 class TextBuffer {
 public:
     TextBuffer() { std::memset(m_bytes, kUntouched, sizeof m_bytes); }
@@ -30,7 +30,7 @@ private:
     char m_bytes[SRCWATCH_TEXT_SIZE];
 };
 
-// What a function answered, its outputs in the order of their names.
+// The result of a function, and its outputs in the order of their names; none if it wrote none.
 struct Outcome {
     int result;
     std::vector<Json::Value> values;
@@ -43,17 +43,17 @@ Outcome AskDeviceInfo(int port)
     char first[SRCWATCH_TEXT_SIZE] = {};
     TextBuffer second;
     const int result = srcwatch_get_device_info(port, &type, first, second.Get());
-    if (result != SRCWATCH_OK) return {result, {Json::nullValue, Json::nullValue, Json::nullValue}};
+    if (result != SRCWATCH_OK) return {result, {}};
     return {result, {type, std::string(first, strnlen(first, sizeof first)), second.Value()}};
 }
 
 Outcome AskCodeset(int port)
 {
-    bool known = false;
+    bool isKnown = false;
     TextBuffer codeset;
-    const int result = srcwatch_get_codeset_info(port, &known, codeset.Get());
-    const bool told = result == SRCWATCH_OK || result == SRCWATCH_NO_CODESET;
-    return {result, {told ? Json::Value(known) : Json::Value(), codeset.Value(SRCWATCH_CODESET_TEXT_SIZE)}};
+    const int result = srcwatch_get_codeset_info(port, &isKnown, codeset.Get());
+    const bool isWritten = result == SRCWATCH_OK || result == SRCWATCH_NO_CODESET;
+    return {result, {isWritten ? Json::Value(isKnown) : Json::Value(), codeset.Value(SRCWATCH_CODESET_TEXT_SIZE)}};
 }
 
 Outcome AskChanged(int port)
@@ -61,7 +61,7 @@ Outcome AskChanged(int port)
     int previous = 0;
     bool changed = false;
     const int result = srcwatch_get_changed_device_info(port, &previous, &changed);
-    if (result != SRCWATCH_OK) return {result, {Json::nullValue, Json::nullValue}};
+    if (result != SRCWATCH_OK) return {result, {}};
     return {result, {previous, changed}};
 }
 
@@ -85,7 +85,7 @@ Function NumberFunction(const char* name, const char* output, int (*ask)(int por
     return {name, {output}, [ask](int port) {
                 int number = 0;
                 const int result = ask(port, &number);
-                return Outcome{result, {result == SRCWATCH_OK ? Json::Value(number) : Json::Value()}};
+                return result == SRCWATCH_OK ? Outcome{result, {number}} : Outcome{result, {}};
             }};
 }
 
@@ -117,14 +117,13 @@ const std::vector<Function>& Functions()
 Answer AskFunction(const Function& function, int port)
 {
     Outcome outcome = function.ask(port);
+    outcome.values.resize(function.outputs.size());
     Answer answer{function.name, outcome.result, {}};
     for (std::size_t i = 0; i < outcome.values.size(); ++i) {
         answer.values.push_back({function.outputs[i], std::move(outcome.values[i])});
     }
     return answer;
 }
-
-bool BeginsWith(const std::string& text, const std::string& prefix) { return text.rfind(prefix, 0) == 0; }
 
 bool HasBrandBesideName(int type)
 {
@@ -133,10 +132,10 @@ bool HasBrandBesideName(int type)
 
 std::string Quoted(const Json::Value& text) { return "\"" + text.asString() + "\""; }
 
-std::string WhySetTopBox(const Json::Value& record)
+std::string ReasonForSetTopBox(const Json::Value& record)
 {
     const std::string provider = record["PRName"].asString();
-    if (BeginsWith(provider, "STB")) {
+    if (provider.rfind("STB", 0) == 0) {
         return "a set-top box shows its provider; " + Quoted(provider) +
                " begins with \"STB\", which is a generic name";
     }
@@ -144,21 +143,20 @@ std::string WhySetTopBox(const Json::Value& record)
                             : "a set-top box shows its provider and the unknown-type text";
 }
 
-std::string WhyDeviceInfo(const Json::Value& record)
+std::string ReasonForDeviceInfo(const Json::Value& record)
 {
     const int type = record["DevType"].asInt();
-    if (type == SRCWATCH_DEVICE_SET_TOP_BOX) return WhySetTopBox(record);
+    if (type == SRCWATCH_DEVICE_SET_TOP_BOX) return ReasonForSetTopBox(record);
     if (type == SRCWATCH_DEVICE_NOT_SUPPORTED) return "a device that is not supported has no name to show";
-    const bool named = !record["DevName"].asString().empty();
-    if (HasBrandBesideName(type) || type == SRCWATCH_DEVICE_PC) {
-        return named ? "this type shows device name and brand" : "this type shows its device name, and none is stored";
+    const bool hasBrand = HasBrandBesideName(type) || type == SRCWATCH_DEVICE_PC;
+    if (!hasBrand && type != SRCWATCH_DEVICE_OTHER) {
+        return "type " + std::to_string(type) + " is an error type: nothing is written";
     }
-    if (type != SRCWATCH_DEVICE_OTHER) return "type " + std::to_string(type) + " is an error type: nothing is written";
-    return named ? "this type shows device name and unknown-type text"
-                 : "this type shows its device name, and none is stored";
+    if (record["DevName"].asString().empty()) return "this type shows its device name, and none is stored";
+    return hasBrand ? "this type shows device name and brand" : "this type shows device name and unknown-type text";
 }
 
-std::string WhyResult1(const Json::Value& record)
+std::string ReasonForResult1(const Json::Value& record)
 {
     const int type = record["DevType"].asInt();
     if (type == SRCWATCH_DEVICE_SET_TOP_BOX) return "the provider as stored, also a generic or empty one";
@@ -166,22 +164,22 @@ std::string WhyResult1(const Json::Value& record)
     return "type " + std::to_string(type) + " has no first result string";
 }
 
-std::string WhyResult2(const Json::Value& record)
+std::string ReasonForResult2(const Json::Value& record)
 {
     const int type = record["DevType"].asInt();
     if (HasBrandBesideName(type)) return "the brand as stored";
     return "only types 3 to 6 have a second result string";
 }
 
-std::string WhyCodeset(const Answer& answer, const Json::Value& record)
+std::string ReasonForCodeset(const Answer& answer, const Json::Value& record)
 {
     const std::string codeset = record["CName"].asString();
     if (answer.result == SRCWATCH_OK) return "the first 10 bytes of the stored codeset";
     if (codeset.empty()) return "no codeset is stored";
-    return "the device is known only generically, so its codeset " + Quoted(codeset) + " is not given";
+    return "the device is known only generically, so its codeset " + Quoted(codeset) + " is not returned";
 }
 
-std::string WhyChanged(const Json::Value& record)
+std::string ReasonForChanged(const Json::Value& record)
 {
     const int changed = record["Changed"].asInt();
     return "\"Changed\" is " + std::to_string(changed) + ": " + (changed != 0 ? "a change" : "none");
@@ -234,6 +232,14 @@ Json::Value AnswersToJson(const std::vector<Answer>& answers)
     return list;
 }
 
+void AddRows(const Answer& answer, const Cell& last, Table& table)
+{
+    for (const AnsweredValue& value : answer.values) {
+        const Cell cell = value.value.isNull() ? Cell("(untouched)", Colour::kDim) : Cell(CellText(value.value));
+        table.rows.push_back({answer.function, value.name, cell, last});
+    }
+}
+
 std::string ResultText(int result)
 {
     switch (result) {
@@ -250,16 +256,16 @@ std::string ResultText(int result)
     }
 }
 
-std::string WhyAnswered(const Answer& answer, const Json::Value& record)
+std::string ReasonFor(const Answer& answer, const Json::Value& record)
 {
     if (answer.result == SRCWATCH_ERROR_JSON) return ResultText(answer.result);
-    if (answer.function == "srcwatch_get_device_info") return WhyDeviceInfo(record);
-    if (answer.function == "srcwatch_get_result_str1_name") return WhyResult1(record);
-    if (answer.function == "srcwatch_get_result_str2_name") return WhyResult2(record);
-    if (answer.function == "srcwatch_get_codeset_info") return WhyCodeset(answer, record);
-    if (answer.function == "srcwatch_get_codeset_name") return "the whole codeset as stored, whatever the device";
+    if (answer.function == "srcwatch_get_device_info") return ReasonForDeviceInfo(record);
+    if (answer.function == "srcwatch_get_result_str1_name") return ReasonForResult1(record);
+    if (answer.function == "srcwatch_get_result_str2_name") return ReasonForResult2(record);
+    if (answer.function == "srcwatch_get_codeset_info") return ReasonForCodeset(answer, record);
+    if (answer.function == "srcwatch_get_codeset_name") return "the whole codeset as stored, for any device";
     if (answer.function == "srcwatch_get_logo_mso_name") return "the provider as stored, also a generic one";
-    if (answer.function == "srcwatch_get_changed_device_info") return WhyChanged(record);
+    if (answer.function == "srcwatch_get_changed_device_info") return ReasonForChanged(record);
     return "as stored";
 }
 

@@ -4,6 +4,8 @@
 #ifndef SRCWATCH_TOOLS_ANSWERS_H
 #define SRCWATCH_TOOLS_ANSWERS_H
 
+#include "Output.h"
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,7 +17,7 @@ namespace ctl {
 /// One output of a function. Its name is a record's member, or one of the function's own.
 struct AnsweredValue {
     std::string name;
-    Json::Value value;  ///< null when the function left the output untouched
+    Json::Value value;  ///< null if the function left the output untouched
 };
 
 struct Answer {
@@ -23,27 +25,30 @@ struct Answer {
     int result;
     std::vector<AnsweredValue> values;
 
-    /// The value of an output; null also when there is no such output.
+    /// Returns the value of an output; null also for a name that is not an output's.
     Json::Value ValueOf(const std::string& name) const;
 };
 
-/// Ask every function that answers about a port.
+/// Calls every function that answers about a port.
 std::vector<Answer> AskAll(int port);
 
-/// Ask the function that gives an output, and no other. Nothing when there is no such output.
+/// Calls the function that has an output, and no other. Returns nothing if none has.
 std::optional<Answer> AskFor(const std::string& output, int port);
 
-/// The names of all outputs.
+/// Returns the names of all outputs.
 std::vector<std::string> OutputNames();
 
-/// The member "answers" of a port's document.
+/// Returns the member "answers" of a port's document.
 Json::Value AnswersToJson(const std::vector<Answer>& answers);
 
-/// A result of the library's functions about a port, in words.
+/// Adds a row for each output of an answer: function, output, value, and the last cell.
+void AddRows(const Answer& answer, const Cell& last, Table& table);
+
+/// Returns a result of the library's functions about a port, in words.
 std::string ResultText(int result);
 
-/// Why a function answers what it does for this record.
-std::string WhyAnswered(const Answer& answer, const Json::Value& record);
+/// Returns the reason for which a function answers as it does for this record.
+std::string ReasonFor(const Answer& answer, const Json::Value& record);
 
 }  // namespace ctl
 

@@ -2,19 +2,23 @@
 #include "Bus.h"
 
 #include "Failure.h"
-#include "Handle.h"
+#include "JsonText.h"
+#include "QDInfoEventManager.h"
 #include "srcwatch-protocol.h"
+
+#include <sstream>
 
 namespace ctl {
 
 namespace {
 
-constexpr int kTimeoutMs = 5000;
+constexpr int kTimeoutMs = 5000;               // of questions to the bus
+constexpr gint64 kReplyTimeoutUs = 5'000'000;  // of the library's senders
 
 using ErrorPtr = srcwatch::Handle<GError, g_error_free>;
 using VariantPtr = srcwatch::Handle<GVariant, g_variant_unref>;
 
-// Asks the bus itself a question about a name.
+// Asks the bus itself about a name.
 VariantPtr AskBus(GDBusConnection* connection, const char* method, const char* name, const char* replyType,
                   ErrorPtr& error)
 {
@@ -59,7 +63,7 @@ std::optional<BusOwner> ServiceOwner(GDBusConnection* connection)
     owner.uniqueName = name;
 
     const VariantPtr credentials = AskBus(connection, "GetConnectionCredentials", name, "(a{sv})", error);
-    if (!credentials) return owner;  // it has left meanwhile
+    if (!credentials) return owner;  // it has left in the meantime
     const VariantPtr dictionary(g_variant_get_child_value(credentials.get(), 0));
     owner.pid = NumberOf(dictionary.get(), "ProcessID");
     owner.uid = NumberOf(dictionary.get(), "UnixUserID");
@@ -69,10 +73,36 @@ std::optional<BusOwner> ServiceOwner(GDBusConnection* connection)
 void RequireService(GDBusConnection* connection)
 {
     if (ServiceOwner(connection)) return;
-    throw Failure("no detection service is running: nobody owns " SRCWATCH_BUS_NAME " on the bus");
+    throw Failure("no detection service is running: " SRCWATCH_BUS_NAME " has no owner on the bus");
 }
 
 // Any question will do: the bus handles the messages of a connection one after the other.
-void SyncWithBus(GDBusConnection* connection) { (void)ServiceOwner(connection); }
+void SyncWithBus(GDBusConnection* connection) { static_cast<void>(ServiceOwner(connection)); }
+
+std::string CallService(int type, const srcwatch_event_s& request, const std::string& extra)
+{
+    const Connection connection = ConnectBus();
+    RequireService(connection.get());
+
+    qdinfo::CQDEventSender sender("");
+    sender.AppendArgs(request);
+    std::stringstream reply;
+    const gint64 start = g_get_monotonic_time();
+    const int called = extra.empty() ? sender.Call(type, reply) : sender.Call(type, std::stringstream(extra), reply);
+    if (called == 1) return reply.str();
+    if (g_get_monotonic_time() - start >= kReplyTimeoutUs) {
+        throw Failure("the detection service does not answer in time", kTimedOut);
+    }
+    throw Failure("the call to the detection service failed; --log shows why");
+}
+
+Json::Value ParseReply(const std::string& reply)
+{
+    const Json::Value document = srcwatch::ParseJson(reply).value_or(Json::nullValue);
+    if (document.isObject() && document["error"].isString()) {
+        throw Failure("the detection service refused: " + document["error"].asString());
+    }
+    return document;
+}
 
 }  // namespace ctl

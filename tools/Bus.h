@@ -1,40 +1,48 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The system bus, as far as the event channel needs no library for it.
+// The system bus, and the detection service on it.
 #ifndef SRCWATCH_TOOLS_BUS_H
 #define SRCWATCH_TOOLS_BUS_H
 
 #include "Handle.h"
+#include "srcwatch-api.h"
 
 #include <optional>
 #include <string>
 
 #include <gio/gio.h>
+#include <json/value.h>
 
 namespace ctl {
 
 using Connection = srcwatch::Handle<GDBusConnection, g_object_unref>;
 
-/// Connect to the system bus. Throws a Failure that names the bus and the reason. It is the process's shared
+/// Connects to the system bus. Throws a Failure that names the bus and the reason. It is the process's shared
 /// connection, which the library uses too; the process outlives it.
 Connection ConnectBus();
 
-/// Who owns a bus name.
+/// The owner of a bus name.
 struct BusOwner {
     std::string uniqueName;
     std::optional<unsigned> pid;
     std::optional<unsigned> uid;
 };
 
-/// The owner of the detection service's name, or nothing. Throws a Failure when the bus does not answer.
+/// Returns the owner of the detection service's name, or nothing. Throws a Failure if the bus does not answer.
 std::optional<BusOwner> ServiceOwner(GDBusConnection* connection);
 
-/// Throws a Failure when there is no detection service.
+/// Throws a Failure if no detection service is running.
 void RequireService(GDBusConnection* connection);
 
-/// Wait until the bus has done what it was asked on this connection: from then on, a subscription made before is in
-/// force. Throws a Failure when the bus does not answer.
+/// Waits until the bus has handled all that was sent on this connection: from then on, a subscription made before is in
+/// force. Throws a Failure if the bus does not answer.
 void SyncWithBus(GDBusConnection* connection);
+
+/// Calls the service and returns its reply. Throws a Failure if there is no service, no bus or no reply in time.
+std::string CallService(int type, const srcwatch_event_s& request, const std::string& extra);
+
+/// Returns the JSON value of a reply; null if it is not JSON. Throws a Failure with the service's words if it refuses.
+Json::Value ParseReply(const std::string& reply);
 
 }  // namespace ctl
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The commands, by group. Each function adds its commands to the program; a command runs when the arguments have been
-// read, writes to the output, and throws a Failure when it does not end well.
+// read, writes to the output, and throws a Failure if it cannot do what was asked.
 #ifndef SRCWATCH_TOOLS_COMMANDS_H
 #define SRCWATCH_TOOLS_COMMANDS_H
 

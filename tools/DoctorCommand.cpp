@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// doctor: whether all works together, and how to mend what does not.
+// doctor: checks that everything works together, and how to fix what does not.
 #include "Bus.h"
 #include "Commands.h"
 #include "Failure.h"
@@ -13,8 +13,6 @@
 #include "srcwatch-host.h"
 #include "srcwatch-protocol.h"
 
-#include <functional>
-
 #include <unistd.h>
 #include <vconf.h>
 
@@ -23,13 +21,13 @@ namespace ctl {
 namespace {
 
 struct Finding {
-    bool ok;
+    bool isGood;
     std::string detail;
-    std::string remedy;  // empty when it is well
+    std::string remedy;  // empty if nothing is wrong
 };
 
-Finding Well(const std::string& detail) { return {true, detail, ""}; }
-Finding Ill(const std::string& detail, const std::string& remedy) { return {false, detail, remedy}; }
+Finding Good(const std::string& detail) { return {true, detail, ""}; }
+Finding Bad(const std::string& detail, const std::string& remedy) { return {false, detail, remedy}; }
 
 std::string OrUnusable(const char* path) { return path != nullptr ? path : "(unusable)"; }
 
@@ -40,40 +38,40 @@ Finding CheckReadable()
     const std::string places = OrUnusable(srcwatch_host_state_dir()) + ", " + OrUnusable(srcwatch_host_run_dir());
     int count = 0;
     const auto add = [](const char*, const srcwatch_host_value*, void* counted) { ++*static_cast<int*>(counted); };
-    if (srcwatch_host_list_settings(add, &count) == 0) return Well(std::to_string(count) + " setting(s) in " + places);
-    return Ill("the settings in " + places + " cannot be read",
+    if (srcwatch_host_list_settings(add, &count) == 0) return Good(std::to_string(count) + " setting(s) in " + places);
+    return Bad("the settings in " + places + " cannot be read",
                "let this user read and write the directories, or set SRCWATCH_STATE_DIR and SRCWATCH_RUN_DIR");
 }
 
-// A setting of this process's own, removed again whatever happens.
+// Writes a setting of this process's own, which is removed again in any case.
 Finding CheckWritable()
 {
     const std::string key = "memory/srcwatchctl/doctor-" + std::to_string(getpid());
     const bool written = vconf_set_int(key.c_str(), getpid()) == 0;
     const bool read = ReadNumber(key) == getpid();
     const bool removed = srcwatch_host_unset(key.c_str()) == 0;
-    if (written && read && removed) return Well("a setting was written, read and removed");
-    return Ill("a setting could not be written, read and removed",
+    if (written && read && removed) return Good("a setting was written, read and removed");
+    return Bad("a setting could not be written, read and removed",
                "free space in " + OrUnusable(srcwatch_host_run_dir()) + " and let this user write there");
 }
 
 Finding CheckDocument(const std::string& key, srcwatch::StoredKind kind)
 {
     const std::optional<std::string> text = ReadText(key);
-    if (!text) return Well("none stored yet");
+    if (!text) return Good("none stored yet");
     const srcwatch::Inspection inspection = Inspect(srcwatch::JsonText(*text), kind);
-    if (inspection.IsClean()) return Well("valid");
+    if (inspection.IsClean()) return Good("valid");
     const srcwatch::Finding* const unreadable = inspection.FirstUnreadable();
-    if (unreadable == nullptr) return Well("readable; not as the service writes it: " + inspection.findings[0].Text());
-    return Ill(unreadable->Text(),
-               "'srcwatchctl settings get " + key + "' shows it; the detection service writes it anew when it starts");
+    if (unreadable == nullptr) return Good("readable; not as the service writes it: " + inspection.findings[0].Text());
+    return Bad(unreadable->Text(),
+               "'srcwatchctl settings get " + key + "' shows it; the detection service replaces it when it starts");
 }
 
 Finding CheckHdmiCount()
 {
     const int count = get_hdmi_count();
-    if (count > 0) return Well(std::to_string(count) + " HDMI input(s)");
-    return Ill("the number of HDMI inputs is not known",
+    if (count > 0) return Good(std::to_string(count) + " HDMI input(s)");
+    return Bad("the number of HDMI inputs is not known",
                "put 'inputs=4' into the group [hdmi] of " + OrUnusable(srcwatch_host_conf_path()));
 }
 
@@ -82,7 +80,7 @@ Finding CheckHdmiCount()
 Finding CheckBus()
 {
     const Connection connection = ConnectBus();
-    return Well(std::string("connected as ") + g_dbus_connection_get_unique_name(connection.get()));
+    return Good(std::string("connected as ") + g_dbus_connection_get_unique_name(connection.get()));
 }
 
 std::string Describe(const BusOwner& owner)
@@ -94,11 +92,11 @@ std::string Describe(const BusOwner& owner)
 Finding CheckName()
 {
     const std::optional<BusOwner> owner = ServiceOwner(ConnectBus().get());
-    if (owner) return Well(SRCWATCH_BUS_NAME " is owned by " + Describe(*owner));
-    return Ill("nobody owns " SRCWATCH_BUS_NAME, "start srcwatch-service");
+    if (owner) return Good(SRCWATCH_BUS_NAME " is owned by " + Describe(*owner));
+    return Bad(SRCWATCH_BUS_NAME " has no owner on the bus", "start srcwatch-service");
 }
 
-// An event that nobody else sends, which comes back to its sender.
+// Sends an event that no other program sends, and waits until it comes back.
 class Probe {
 public:
     bool Run()
@@ -126,46 +124,37 @@ private:
 
 Finding CheckEvents()
 {
-    (void)ConnectBus();  // without a bus there is nothing to probe
-    if (Probe().Run()) return Well("an event was sent and received");
-    return Ill("an event was sent and did not arrive",
+    static_cast<void>(ConnectBus());  // throws without a bus
+    if (Probe().Run()) return Good("an event was sent and received");
+    return Bad("an event was sent and did not arrive",
                "let the bus's policy allow signals of the interface " SRCWATCH_BUS_NAME);
 }
 
-/* ---- all of it ---- */
+/* ---- all checks ---- */
 
 struct Check {
     const char* name;
-    std::function<Finding()> run;
-    const char* remedy;  // for when the check itself fails
+    Finding (*run)();
+};
+constexpr Check kChecks[] = {
+    {"hdmi-count", CheckHdmiCount},
+    {"settings-readable", CheckReadable},
+    {"settings-writable", CheckWritable},
+    {"activity-document", [] { return CheckDocument(VCONF_SOURCE_ACTIVITY, srcwatch::StoredKind::kActivity); }},
+    {"optical-document", [] { return CheckDocument(VCONF_OPTICAL_SOURCE_ACTIVITY, srcwatch::StoredKind::kOptical); }},
+    {"statistics-document", [] { return CheckDocument(VCONF_SPD_AKSV_1, srcwatch::StoredKind::kStatistics); }},
+    {"bus", CheckBus},
+    {"service", CheckName},
+    {"events", CheckEvents},
 };
 
-std::vector<Check> Checks()
-{
-    constexpr const char* kMendBus = "start a system bus, or set DBUS_SYSTEM_BUS_ADDRESS to the address of one";
-    constexpr const char* kMendSettings = "see the checks of the settings";
-    return {
-        {"hdmi-count", CheckHdmiCount, kMendSettings},
-        {"settings-readable", CheckReadable, kMendSettings},
-        {"settings-writable", CheckWritable, kMendSettings},
-        {"activity-document", [] { return CheckDocument(VCONF_SOURCE_ACTIVITY, srcwatch::StoredKind::kActivity); },
-         kMendSettings},
-        {"optical-document",
-         [] { return CheckDocument(VCONF_OPTICAL_SOURCE_ACTIVITY, srcwatch::StoredKind::kOptical); }, kMendSettings},
-        {"statistics-document", [] { return CheckDocument(VCONF_SPD_AKSV_1, srcwatch::StoredKind::kStatistics); },
-         kMendSettings},
-        {"bus", CheckBus, kMendBus},
-        {"service", CheckName, kMendBus},
-        {"events", CheckEvents, kMendBus},
-    };
-}
-
+// Only the bus makes a check throw.
 Finding Run(const Check& check)
 {
     try {
         return check.run();
     } catch (const Failure& failure) {
-        return Ill(failure.what(), check.remedy);
+        return Bad(failure.what(), "start a system bus, or set DBUS_SYSTEM_BUS_ADDRESS to the address of one");
     }
 }
 
@@ -174,16 +163,16 @@ void Examine(Output& output)
     Json::Value document(Json::arrayValue);
     Table table{{"CHECK", "STATE", "DETAIL", "REMEDY"}, {}};
     int failed = 0;
-    for (const Check& check : Checks()) {
+    for (const Check& check : kChecks) {
         const Finding finding = Run(check);
-        if (!finding.ok) ++failed;
+        if (!finding.isGood) ++failed;
         Json::Value entry;
         entry["check"] = check.name;
-        entry["ok"] = finding.ok;
+        entry["ok"] = finding.isGood;
         entry["detail"] = finding.detail;
-        entry["remedy"] = finding.ok ? Json::Value() : Json::Value(finding.remedy);
+        entry["remedy"] = finding.isGood ? Json::Value() : Json::Value(finding.remedy);
         document.append(entry);
-        const Cell state = finding.ok ? Cell("ok", Colour::kGood) : Cell("FAILED", Colour::kBad);
+        const Cell state = finding.isGood ? Cell("ok", Colour::kGood) : Cell("FAILED", Colour::kBad);
         table.rows.push_back({check.name, state, finding.detail, finding.remedy});
     }
     output.Write(document, table);
@@ -194,7 +183,7 @@ void Examine(Output& output)
 
 void AddDoctorCommand(CLI::App& app, Output& output)
 {
-    app.add_subcommand("doctor", "Check that all works together, and tell how to mend what does not")
+    app.add_subcommand("doctor", "Check that everything works together, and show how to fix what does not")
         ->callback([&output] { Examine(output); });
 }
 

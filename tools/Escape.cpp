@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Escape.h"
 
+#include <algorithm>
 #include <cstdio>
-#include <cstring>
+#include <iterator>
 
 #include <glib.h>
 
@@ -10,73 +11,49 @@ namespace ctl {
 
 namespace {
 
+// The marks that turn the direction of writing are format characters, which are not printed.
 bool IsVisible(gunichar character)
 {
-    switch (g_unichar_type(character)) {
-        case G_UNICODE_CONTROL:
-        case G_UNICODE_FORMAT:  // the marks that turn the direction of writing are among them
-        case G_UNICODE_UNASSIGNED:
-        case G_UNICODE_PRIVATE_USE:
-        case G_UNICODE_SURROGATE:
-        case G_UNICODE_LINE_SEPARATOR:
-        case G_UNICODE_PARAGRAPH_SEPARATOR:
-            return false;
-        default:
-            return true;
-    }
+    const GUnicodeType type = g_unichar_type(character);
+    return g_unichar_isprint(character) && type != G_UNICODE_PRIVATE_USE && type != G_UNICODE_LINE_SEPARATOR &&
+           type != G_UNICODE_PARAGRAPH_SEPARATOR;
 }
 
-std::string EscapedByte(char byte)
-{
-    char text[8];
-    (void)std::snprintf(text, sizeof text, "\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
-    return text;
-}
-
-std::string EscapedCharacter(gunichar character)
+std::string Hex(unsigned number, int digits)
 {
     char text[16];
-    (void)std::snprintf(text, sizeof text, "\\u{%x}", character);
+    static_cast<void>(std::snprintf(text, sizeof text, "%0*x", digits, number));  // 8 characters at most
     return text;
 }
+
+std::string EscapedByte(char byte) { return "\\x" + Hex(static_cast<unsigned char>(byte), 2); }
 
 std::string EscapedAscii(char character)
 {
-    switch (character) {
-        case '\n':
-            return "\\n";
-        case '\r':
-            return "\\r";
-        case '\t':
-            return "\\t";
-        case '\\':
-            return "\\\\";
-        default:
-            return g_ascii_iscntrl(character) ? EscapedByte(character) : std::string(1, character);
-    }
+    constexpr char kEscaped[] = {'\n', '\r', '\t', '\\'};
+    constexpr char kLetters[] = {'n', 'r', 't', '\\'};
+    const auto* const found = std::find(std::begin(kEscaped), std::end(kEscaped), character);
+    if (found != std::end(kEscaped)) return {'\\', kLetters[found - kEscaped]};
+    return g_ascii_iscntrl(character) ? EscapedByte(character) : std::string(1, character);
 }
 
-std::string EscapeAllBut(const char* kept, const std::string& text)
+std::string EscapeAllBut(const std::string& kept, const std::string& text)
 {
-    const bool utf8 = g_get_charset(nullptr);
+    const bool isUtf8 = g_get_charset(nullptr);
     std::string escaped;
-    for (std::size_t at = 0; at < text.size();) {
+    std::size_t length = 1;
+    for (std::size_t at = 0; at < text.size(); at += length) {
         const char* const start = text.data() + at;
         const gunichar character = g_utf8_get_char_validated(start, static_cast<gssize>(text.size() - at));
+        length = 1;
         if (static_cast<unsigned char>(*start) < 0x80) {
-            escaped +=
-                *start != '\0' && std::strchr(kept, *start) != nullptr ? std::string(1, *start) : EscapedAscii(*start);
-            ++at;
-            continue;
-        }
-        if (character >= static_cast<gunichar>(-2)) {  // invalid or cut
+            escaped += kept.find(*start) != std::string::npos ? std::string(1, *start) : EscapedAscii(*start);
+        } else if (character >= static_cast<gunichar>(-2)) {  // invalid or cut
             escaped += EscapedByte(*start);
-            ++at;
-            continue;
+        } else {
+            length = static_cast<std::size_t>(g_utf8_next_char(start) - start);
+            escaped += isUtf8 && IsVisible(character) ? text.substr(at, length) : "\\u{" + Hex(character, 1) + "}";
         }
-        const auto length = static_cast<std::size_t>(g_utf8_next_char(start) - start);
-        escaped += utf8 && IsVisible(character) ? text.substr(at, length) : EscapedCharacter(character);
-        at += length;
     }
     return escaped;
 }

@@ -1,17 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // monitor, wait, call: the event channel.
+#include "Arguments.h"
 #include "Bus.h"
 #include "Commands.h"
 #include "Events.h"
 #include "Failure.h"
-#include "JsonText.h"
 #include "Loop.h"
-#include "PortDocument.h"
 #include "Ports.h"
 #include "QDInfoEventManager.h"
 #include "Records.h"
-#include "Requests.h"
 #include "Settings.h"
 #include "srcwatch-protocol.h"
 
@@ -24,10 +22,10 @@ namespace {
 
 /* ---- monitor ---- */
 
-// A receiver of its own, because the library's callback hears four types only.
+// Shows events. It has a receiver of its own, because the library's callback is called for four types only.
 class Monitor {
 public:
-    Monitor(Output& output, unsigned long count) : m_output(output), m_count(count) {}
+    Monitor(Output& output, int count) : m_output(output), m_count(count) {}
 
     Loop::End Run(const std::vector<int>& types, std::optional<double> seconds)
     {
@@ -61,23 +59,23 @@ private:
     }
 
     Output& m_output;
-    const unsigned long m_count;  // of events to show; 0 means all that come
-    unsigned long m_shown = 0;
+    const int m_count;  // of events to show; 0 for all
+    int m_shown = 0;
     Loop m_loop;
 };
 
 struct MonitorOptions {
-    std::vector<std::string> types;
-    unsigned long count = 0;
+    std::vector<int> types;
+    int count = 0;
     std::optional<double> timeout;
 };
 
-void RunMonitor(const MonitorOptions& options, Output& output)
+void RunMonitor(MonitorOptions options, Output& output)
 {
-    std::vector<int> types;
-    for (const std::string& type : options.types) types.push_back(ParseEventType(type));
-    if (types.empty()) types = NamedEventTypes();
-    const Loop::End end = Monitor(output, options.count).Run(types, options.timeout);
+    if (options.types.empty()) {
+        for (const auto& named : NamedEventTypes()) options.types.push_back(named.second);
+    }
+    const Loop::End end = Monitor(output, options.count).Run(options.types, options.timeout);
     if (end == Loop::End::kTimedOut) throw Failure("monitor: time is up", kTimedOut);
 }
 
@@ -87,10 +85,9 @@ void AddMonitor(CLI::App& app, Output& output)
     CLI::App* const monitor = app.add_subcommand("monitor", "Show the events of the detection service as they arrive");
     monitor->add_option("--type", options->types, "Type to show, by number or name; can be repeated")
         ->type_name("TYPE")
-        ->allow_extra_args(false);
-    monitor->add_option("--count", options->count, "End after this many events")
-        ->type_name("N")
-        ->check(CLI::Range(1UL, 1000000000UL));
+        ->allow_extra_args(false)
+        ->transform(IsNumberOrName("an event type", NamedEventTypes()));
+    AddCount(monitor, options->count, "End after this many events");
     AddTimeout(monitor, options->timeout, "End, with exit code 3, after this time");
     monitor->callback([=, &output] { RunMonitor(*options, output); });
 }
@@ -99,56 +96,51 @@ void AddMonitor(CLI::App& app, Output& output)
 
 struct WaitOptions {
     int port = 0;
-    std::string type;
+    std::optional<int> type;  // nothing for any device
     std::optional<double> timeout;
 };
 
-// Looks again after every write of the records. Needs no bus, and hears of a service that starts later.
+// Compares the type at the start and after every write of the records. Needs no bus, and a service may start later.
 class TypeWait {
 public:
-    TypeWait(int port, std::optional<int> type) : m_port(port), m_type(type) {}
+    explicit TypeWait(const WaitOptions& options) : m_options(options) {}
 
-    Loop::End Run(std::optional<double> seconds)
+    Loop::End Run()
     {
-        const std::string key = RecordKey(m_port);
+        const std::string key = RecordKey(m_options.port);
         const SettingsWatch watch(key.c_str(), OnWritten, this);
-        Look();
-        return m_loop.Run(seconds);
+        QuitIfDetected();
+        return m_loop.Run(m_options.timeout);
     }
 
 private:
     static void OnWritten(const char* /*key*/, const srcwatch_host_value* /*value*/, void* self)
     {
         auto& wait = *static_cast<TypeWait*>(self);
-        wait.m_loop.Guard([&] { wait.Look(); });
+        wait.m_loop.Guard([&] { wait.QuitIfDetected(); });
     }
 
-    void Look()
+    void QuitIfDetected()
     {
         int type = 0;
-        if (srcwatch_get_product_type_name(m_port, &type) != SRCWATCH_OK) return;
-        if (m_type ? type == *m_type : type != 0) m_loop.Quit();
+        if (srcwatch_get_product_type_name(m_options.port, &type) != SRCWATCH_OK) return;
+        if (m_options.type ? type == *m_options.type : type != 0) m_loop.Quit();
     }
 
-    const int m_port;
-    const std::optional<int> m_type;  // any device, when there is none
+    const WaitOptions& m_options;
     Loop m_loop;
 };
 
 void RunWait(const WaitOptions& options, Output& output)
 {
-    std::optional<int> type;
-    if (!options.type.empty()) type = ParseDeviceType(options.type);
-    const std::string what =
-        type ? "device type " + std::to_string(*type) + " (" + DeviceTypeName(*type) + ")" : "device";
-    const Loop::End end = TypeWait(options.port, type).Run(options.timeout);
+    const std::string what = options.type ? "device " + DeviceTypeText(*options.type) : "device";
     const std::string missing = "no " + what + " on " + PortName(options.port);
+    const Loop::End end = TypeWait(options).Run();
     if (end == Loop::End::kTimedOut) throw Failure(missing + " in time", kTimedOut);
     if (end == Loop::End::kInterrupted) throw Failure("interrupted; " + missing + " yet");
     int found = 0;
-    (void)srcwatch_get_product_type_name(options.port, &found);  // has just been read
-    output.Say(PortDocument(options.port),
-               PortName(options.port) + " has type " + std::to_string(found) + " (" + DeviceTypeName(found) + ")");
+    static_cast<void>(srcwatch_get_product_type_name(options.port, &found));  // has just been read
+    output.Confirm(PortDocument(options.port), PortName(options.port) + " has " + DeviceTypeText(found));
 }
 
 void AddWait(CLI::App& app, Output& output)
@@ -157,41 +149,20 @@ void AddWait(CLI::App& app, Output& output)
     CLI::App* const wait = app.add_subcommand("wait", "Wait until a device of a type is detected on a port");
     AddPort(wait, "--port", options->port);
     wait->add_option("--device-type", options->type, "Type by number or name, such as pc; any device without it")
-        ->type_name("TYPE");
+        ->type_name("TYPE")
+        ->transform(IsNumberOrName("a device type", DeviceTypeArguments()));
     AddTimeout(wait, options->timeout, "Give up, with exit code 3, after this time");
     wait->callback([=, &output] { RunWait(*options, output); });
 }
 
 /* ---- call ---- */
 
-struct NamedRequest {
-    const char* name;
-    int type;
-};
-constexpr NamedRequest kRequests[] = {
-    {"status", SRCWATCH_REQUEST_STATUS},
-    {"record", SRCWATCH_REQUEST_RECORD},
-    {"forget", SRCWATCH_REQUEST_FORGET},
-    {"deny", SRCWATCH_REQUEST_DENY},
-};
-
 struct CallOptions {
-    std::string request;
+    int type = 0;
     std::vector<int> numbers;
     std::vector<std::string> texts;
     std::string extra;
 };
-
-int ParseRequest(const std::string& text)
-{
-    if (const std::optional<int> number = ParseInt(text)) return *number;
-    std::string known;
-    for (const NamedRequest& request : kRequests) {
-        if (text == request.name) return request.type;
-        known += (known.empty() ? "" : ", ") + std::string(request.name);
-    }
-    throw Failure("'" + text + "' is no request: a number, or one of " + known, kUsage);
-}
 
 srcwatch_event_s MakeRequest(const CallOptions& options)
 {
@@ -208,28 +179,30 @@ srcwatch_event_s MakeRequest(const CallOptions& options)
 
 void RunCall(const CallOptions& options, Output& output)
 {
-    const int type = ParseRequest(options.request);
-    const std::string reply = CallService(type, MakeRequest(options), options.extra);
-    const Json::Value parsed = srcwatch::ParseJson(reply).value_or(Json::nullValue);
-    if (parsed.isObject() && parsed["error"].isString()) {
-        throw Failure("the detection service refuses: " + parsed["error"].asString());
-    }
+    const std::string reply = CallService(options.type, MakeRequest(options), options.extra);
+    const Json::Value parsed = ParseReply(reply);
     Json::Value document;
-    document["type"] = type;
+    document["type"] = options.type;
     document["reply"] = parsed.isNull() ? Json::Value(reply) : parsed;
     output.WriteText(document, reply);
 }
 
 void AddCall(CLI::App& app, Output& output)
 {
+    const Names requests = {{"status", SRCWATCH_REQUEST_STATUS},
+                            {"record", SRCWATCH_REQUEST_RECORD},
+                            {"forget", SRCWATCH_REQUEST_FORGET},
+                            {"deny", SRCWATCH_REQUEST_DENY}};
     const auto options = std::make_shared<CallOptions>();
     CLI::App* const call = app.add_subcommand("call", "Call the detection service and print its reply");
-    call->add_option("REQUEST", options->request, "Request: status, record, forget, deny, or the number of a type")
+    call->add_option("REQUEST", options->type, "Request: status, record, forget, deny, or the number of a type")
         ->required()
-        ->type_name("");
+        ->type_name("")
+        ->transform(IsNumberOrName("a request", requests));
     call->add_option("NUMBER", options->numbers, "Numbers of the request, at most ten; the first is the port")
         ->type_name("")
-        ->expected(0, 10);
+        ->expected(0, 10)
+        ->transform(IsNumber());
     call->add_option("--text", options->texts, "Text of the request; at most three")
         ->type_name("TEXT")
         ->allow_extra_args(false);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Events.h"
 
-#include "Failure.h"
 #include "Handle.h"
 #include "Ports.h"
 
@@ -17,46 +16,46 @@ std::string TextOf(const char (&text)[100]) { return std::string(text, strnlen(t
 
 std::string PortText(int port) { return "port " + std::to_string(port); }
 
-Row SayConnection(const srcwatch_event_s& event)
+Row DescribeConnection(const srcwatch_event_s& event)
 {
     return {PortText(event.args[0]), event.args[1] != 0 ? "plugged" : "unplugged"};
 }
 
-Row SayDetected(const srcwatch_event_s& event)
+Row DescribeDetected(const srcwatch_event_s& event)
 {
     return {PortText(event.args[0]),
-            "type " + std::to_string(event.args[1]) + " (" + DeviceTypeName(event.args[1]) + ")",
+            DeviceTypeText(event.args[1]),
             event.args[2] != 0 ? "changed" : "unchanged",
             "device \"" + TextOf(event.str_args[0]) + "\"",
             "brand \"" + TextOf(event.str_args[1]) + "\"",
             "provider \"" + TextOf(event.str_args[2]) + "\""};
 }
 
-Row SayScanProgress(const srcwatch_event_s& event)
+Row DescribeScanProgress(const srcwatch_event_s& event)
 {
     return {std::to_string(event.args[0]) + " %", PortText(event.args[1])};
 }
 
-Row SayScanFinished(const srcwatch_event_s& event)
+Row DescribeScanFinished(const srcwatch_event_s& event)
 {
     return {"result " + std::to_string(event.args[0]), std::to_string(event.args[1]) + " device(s) found"};
 }
 
-Row SayNothing(const srcwatch_event_s& /*event*/) { return {}; }
+Row DescribeNothing(const srcwatch_event_s& /*event*/) { return {}; }
 
 struct NamedType {
     int type;
     const char* name;
-    Row (*say)(const srcwatch_event_s& event);
+    Row (*describe)(const srcwatch_event_s& event);
 };
 constexpr NamedType kNamedTypes[] = {
-    {SRCWATCH_EVENT_CONNECTION, "connection", SayConnection},
-    {SRCWATCH_EVENT_DETECTED, "detected", SayDetected},
-    {SRCWATCH_EVENT_SCAN_PROGRESS, "scan-progress", SayScanProgress},
-    {SRCWATCH_EVENT_SCAN_FINISHED, "scan-finished", SayScanFinished},
-    {SRCWATCH_EVENT_SERVICE_STARTED, "service-started", SayNothing},
-    {SRCWATCH_EVENT_SERVICE_STOPPED, "service-stopped", SayNothing},
-    {SRCWATCH_EVENT_RECORDS_SAVED, "records-saved", SayNothing},
+    {SRCWATCH_EVENT_CONNECTION, "connection", DescribeConnection},
+    {SRCWATCH_EVENT_DETECTED, "detected", DescribeDetected},
+    {SRCWATCH_EVENT_SCAN_PROGRESS, "scan-progress", DescribeScanProgress},
+    {SRCWATCH_EVENT_SCAN_FINISHED, "scan-finished", DescribeScanFinished},
+    {SRCWATCH_EVENT_SERVICE_STARTED, "service-started", DescribeNothing},
+    {SRCWATCH_EVENT_SERVICE_STOPPED, "service-stopped", DescribeNothing},
+    {SRCWATCH_EVENT_RECORDS_SAVED, "records-saved", DescribeNothing},
 };
 
 const NamedType* FindType(int type)
@@ -67,8 +66,8 @@ const NamedType* FindType(int type)
     return nullptr;
 }
 
-// All that an event of the service's own carries.
-Row SayAll(const srcwatch_event_s& event)
+// Everything that an event without a name carries.
+Row DescribeAll(const srcwatch_event_s& event)
 {
     std::string numbers;
     for (const int number : event.args) numbers += (numbers.empty() ? "" : " ") + std::to_string(number);
@@ -82,34 +81,24 @@ std::string FormatNow(GDateTime* (*now)(), const char* format)
     const srcwatch::Handle<GDateTime, g_date_time_unref> time(now());
     const srcwatch::Handle<char, g_free> text(g_date_time_format(time.get(), format));
     char milliseconds[16];
-    (void)std::snprintf(milliseconds, sizeof milliseconds, ".%03d", g_date_time_get_microsecond(time.get()) / 1000);
+    static_cast<void>(
+        std::snprintf(milliseconds, sizeof milliseconds, ".%03d", g_date_time_get_microsecond(time.get()) / 1000));
     return text.get() + std::string(milliseconds);
 }
 
 }  // namespace
 
-std::vector<int> NamedEventTypes()
+Names NamedEventTypes()
 {
-    std::vector<int> types;
-    for (const NamedType& named : kNamedTypes) types.push_back(named.type);
-    return types;
+    Names names;
+    for (const NamedType& named : kNamedTypes) names.emplace_back(named.name, named.type);
+    return names;
 }
 
 std::string EventTypeName(int type)
 {
     const NamedType* const named = FindType(type);
     return named != nullptr ? named->name : std::to_string(type);
-}
-
-int ParseEventType(const std::string& text)
-{
-    if (const std::optional<int> number = ParseInt(text)) return *number;
-    std::string known;
-    for (const NamedType& named : kNamedTypes) {
-        if (text == named.name) return named.type;
-        known += (known.empty() ? "" : ", ") + std::string(named.name);
-    }
-    throw Failure("'" + text + "' is no event type: a number, or one of " + known, kUsage);
 }
 
 Json::Value EventToJson(const srcwatch_event_s& event)
@@ -127,7 +116,7 @@ Row EventToRow(const srcwatch_event_s& event)
 {
     Row row{FormatNow(g_date_time_new_now_local, "%H:%M:%S"), EventTypeName(event.type)};
     const NamedType* const named = FindType(event.type);
-    for (Cell& cell : named != nullptr ? named->say(event) : SayAll(event)) row.push_back(std::move(cell));
+    for (Cell& cell : named != nullptr ? named->describe(event) : DescribeAll(event)) row.push_back(std::move(cell));
     return row;
 }
 

@@ -2,37 +2,29 @@
 //
 // explain: which evidence led to a device's type, and why the functions answer differently.
 #include "Answers.h"
+#include "Arguments.h"
 #include "Classification.h"
 #include "Commands.h"
 #include "Evidence.h"
 #include "InputName.h"
-#include "Inputs.h"
-#include "PortDocument.h"
 #include "Ports.h"
 #include "Profiles.h"
-#include "Records.h"
 #include "srcwatch-api.h"
 
+#include <filesystem>
 #include <memory>
 
 namespace ctl {
 
 namespace {
 
-// An item of evidence in words.
-struct Item {
-    const char* file;
-    std::string says;
-    bool usable;
-};
-
-std::string Say(const srcwatch::SpdInfoFrame& spd)
+std::string Describe(const srcwatch::SpdInfoFrame& spd)
 {
     return "vendor \"" + spd.vendor + "\", product \"" + spd.product + "\", source information " +
            std::to_string(spd.sourceInformation);
 }
 
-std::string Say(const srcwatch::CecLog& cec)
+std::string Describe(const srcwatch::CecLog& cec)
 {
     const std::string type =
         cec.primaryDeviceType ? "primary device type " + std::to_string(*cec.primaryDeviceType) : "no device type";
@@ -40,24 +32,21 @@ std::string Say(const srcwatch::CecLog& cec)
            " message(s) understood, " + std::to_string(cec.skipped) + " skipped";
 }
 
-std::string Say(const std::string& aksv) { return "key selection vector " + aksv; }
+std::string Describe(const std::string& aksv) { return "key selection vector " + aksv; }
 
 template <typename T>
-void AddItem(std::vector<Item>& items, const char* file, const std::optional<srcwatch::Decoded<T>>& decoded)
+void AddItem(const char* file, const std::optional<srcwatch::Decoded<T>>& item, Json::Value& items, Table& table)
 {
-    if (!decoded) return items.push_back({file, "absent", false});
-    const T* const value = srcwatch::ValueOf(*decoded);
-    if (value != nullptr) return items.push_back({file, Say(*value), true});
-    items.push_back({file, "refused: " + srcwatch::InOneLine(std::get<srcwatch::Fault>(*decoded).remarks), false});
-}
-
-std::vector<Item> ItemsOf(const srcwatch::Evidence& evidence)
-{
-    std::vector<Item> items;
-    AddItem(items, srcwatch::kSpdFile, evidence.spd);
-    AddItem(items, srcwatch::kCecFile, evidence.cec);
-    AddItem(items, srcwatch::kAksvFile, evidence.aksv);
-    return items;
+    const T* const value = item ? srcwatch::ValueOf(*item) : nullptr;
+    const std::string contents = value != nullptr ? Describe(*value)
+                                 : item           ? "refused: " + srcwatch::InOneLine(std::get<srcwatch::Fault>(*item).remarks)
+                                                  : "absent";
+    Json::Value entry;
+    entry["file"] = file;
+    entry["usable"] = value != nullptr;
+    entry["says"] = contents;
+    items.append(entry);
+    table.rows.push_back({"evidence", file, contents, ""});
 }
 
 void AddEvidence(const std::string& directory, const std::vector<std::string>& profilePaths, Json::Value& document,
@@ -71,20 +60,15 @@ void AddEvidence(const std::string& directory, const std::vector<std::string>& p
     Json::Value& json = document["evidence"];
     json["directory"] = directory;
     json["items"] = Json::arrayValue;
-    for (const Item& item : ItemsOf(evidence)) {
-        Json::Value entry;
-        entry["file"] = item.file;
-        entry["usable"] = item.usable;
-        entry["says"] = item.says;
-        json["items"].append(entry);
-        table.rows.push_back({"evidence", item.file, item.says, ""});
-    }
+    AddItem(srcwatch::kSpdFile, evidence.spd, json["items"], table);
+    AddItem(srcwatch::kCecFile, evidence.cec, json["items"], table);
+    AddItem(srcwatch::kAksvFile, evidence.aksv, json["items"], table);
     json["type"] = now.deviceType;
     json["method"] = static_cast<int>(now.method);
-    const std::string type = std::to_string(now.deviceType) + " (" + DeviceTypeName(now.deviceType) + ")";
     const std::string why = "by " + srcwatch::DetectionMethodText(static_cast<int>(now.method));
     const bool same = document["record"]["DevType"] == json["type"];
-    table.rows.push_back({"evidence", "leads to", "type " + type, same ? why : why + "; not what the record has"});
+    table.rows.push_back(
+        {"evidence", "leads to", DeviceTypeText(now.deviceType), same ? why : why + "; the record differs"});
 }
 
 void AddRecord(Json::Value& document, Table& table)
@@ -104,15 +88,18 @@ void AddAnswers(int port, Json::Value& document, Table& table)
     const std::vector<Answer> answers = AskAll(port);
     document["answers"] = AnswersToJson(answers);
     for (Json::ArrayIndex i = 0; i < document["answers"].size(); ++i) {
-        const Answer& answer = answers[i];
         const std::string why =
-            document["readable"].asBool() ? WhyAnswered(answer, document["record"]) : "the stored record is damaged";
+            document["readable"].asBool() ? ReasonFor(answers[i], document["record"]) : "the stored record is damaged";
         document["answers"][i]["why"] = why;
-        for (const AnsweredValue& value : answer.values) {
-            const Cell cell = value.value.isNull() ? Cell("(untouched)", Colour::kDim) : Cell(CellText(value.value));
-            table.rows.push_back({answer.function, value.name, cell, why});
-        }
+        AddRows(answers[i], why, table);
     }
+}
+
+// A path that cannot be examined is not a directory that could be used.
+bool IsDirectory(const std::string& path)
+{
+    std::error_code error;
+    return std::filesystem::is_directory(path, error);
 }
 
 void Explain(int port, const std::string& inputs, const std::vector<std::string>& profiles, Output& output)
@@ -135,10 +122,14 @@ void AddExplainCommand(CLI::App& app, Output& output)
     const auto inputs = std::make_shared<std::string>();
     const auto profiles = std::make_shared<std::vector<std::string>>();
     CLI::App* const explain = app.add_subcommand(
-        "explain", "Tell which evidence led to a device's type, and why the functions answer as they do");
+        "explain", "Show which evidence led to a device's type, and why the functions answer as they do");
     AddPort(explain, "PORT", *port);
     AddInputs(explain, *inputs);
-    AddProfiles(explain, *profiles);
+    *profiles = {SRCWATCH_PROFILES_FILE};
+    if (IsDirectory(SRCWATCH_PROFILES_DIR)) profiles->insert(profiles->begin(), SRCWATCH_PROFILES_DIR);
+    explain->add_option("--profiles", *profiles, "Profiles to classify by, a file or a directory; the first wins")
+        ->type_name("PATH")
+        ->allow_extra_args(false);
     explain->callback([=, &output] { Explain(*port, *inputs, *profiles, output); });
 }
 

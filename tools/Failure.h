@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// How a command ends when it does not end well.
+// How a command ends when it cannot do what was asked.
 #ifndef SRCWATCH_TOOLS_FAILURE_H
 #define SRCWATCH_TOOLS_FAILURE_H
 
@@ -9,13 +9,16 @@
 
 namespace ctl {
 
-/// What the program's exit code says.
+/// The program's exit codes.
 enum ExitCode {
     kDone = 0,
     kFailed = 1,  ///< refused or failed
     kUsage = 2,   ///< wrong usage
     kTimedOut = 3
 };
+
+/// The end of a message about what the command doctor examines.
+constexpr const char* kSeeDoctor = "; run 'srcwatchctl doctor' to find out why";
 
 /// Ends the command: the text becomes the one line on standard error, escaped there.
 class Failure : public std::runtime_error {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // plug, unplug: devices of the reference detection service, which are directories of captures.
+#include "Arguments.h"
 #include "Commands.h"
 #include "Failure.h"
 #include "InputName.h"
-#include "Inputs.h"
 #include "Ports.h"
 
 #include <cerrno>
@@ -19,16 +19,14 @@ namespace ctl {
 
 namespace {
 
-constexpr const char* kInputsVariable = "SRCWATCH_INPUTS";
-constexpr const char* kDefaultInputs = "/run/srcwatch/inputs";
 constexpr const char* kCapturesVariable = "SRCWATCH_CAPTURES";
 
-// The path of a directory without links, or nothing.
+// The path of a directory without links; empty if there is no such directory.
 std::string CanonicalDirectory(const std::string& path)
 {
     std::error_code error;
     const std::filesystem::path canonical = std::filesystem::canonical(path, error);
-    return !error && IsDirectory(canonical) ? canonical.string() : "";
+    return std::filesystem::is_directory(canonical, error) ? canonical.string() : "";
 }
 
 // A directory, or the name of one among the captures.
@@ -37,16 +35,26 @@ std::string FindCapture(const std::string& capture, const std::string& captures)
     std::string found = CanonicalDirectory(capture);
     if (!found.empty()) return found;
     const bool isPath = capture.find('/') != std::string::npos;
-    if (isPath) throw Failure("there is no capture directory " + capture);
+    if (isPath) throw Failure("no such capture directory: " + capture);
     found = CanonicalDirectory(std::filesystem::path(captures) / capture);
     if (!found.empty()) return found;
-    throw Failure("there is no capture directory " + capture + ", nor one of this name in " + captures);
+    throw Failure("no such capture directory: " + capture + ", nor one of this name in " + captures);
 }
 
 void RequireInputs(const std::string& inputs)
 {
-    if (IsDirectory(inputs)) return;
-    throw Failure("there is no inputs directory " + inputs + "; --inputs or " + kInputsVariable + " names it");
+    std::error_code error;
+    if (std::filesystem::is_directory(inputs, error)) return;
+    throw Failure("no such inputs directory: " + inputs + "; set it with --inputs or " + kInputsVariable);
+}
+
+Json::Value ToJson(int port, const std::string& input, const std::string& capture)
+{
+    Json::Value document;
+    document["port"] = port;
+    document["input"] = input;
+    document["capture"] = capture;
+    return document;
 }
 
 void Plug(int port, const std::string& capture, const std::string& inputs, const std::string& captures, Output& output)
@@ -54,19 +62,15 @@ void Plug(int port, const std::string& capture, const std::string& inputs, const
     RequireInputs(inputs);
     const std::string device = FindCapture(capture, captures);
     const std::string input = inputs + "/" + srcwatch::InputName(port);
-    // Creating the link is the test: whatever has the name stays as it is.
+    // Creating the link is also the test: anything that has the name stays as it is.
     if (symlink(device.c_str(), input.c_str()) != 0) {
-        if (errno == EEXIST) throw Failure("something is plugged into " + PortName(port) + " already: " + input);
-        throw Failure("cannot make the link " + input + ": " + strerrordesc_np(errno));
+        if (errno == EEXIST) throw Failure("a device is already plugged into " + PortName(port) + ": " + input);
+        throw Failure("cannot create the link " + input + ": " + strerrordesc_np(errno));
     }
-    Json::Value document;
-    document["port"] = port;
-    document["input"] = input;
-    document["capture"] = device;
-    output.Say(document, "plugged " + device + " into " + PortName(port));
+    output.Confirm(ToJson(port, input, device), "plugged " + device + " into " + PortName(port));
 }
 
-// Only links are removed: a directory is somebody's data.
+// Only links are removed: a directory has data that may be nowhere else.
 void Unplug(int port, const std::string& inputs, Output& output)
 {
     RequireInputs(inputs);
@@ -75,47 +79,18 @@ void Unplug(int port, const std::string& inputs, Output& output)
     const auto status = std::filesystem::symlink_status(input, error);
     if (!std::filesystem::exists(status)) throw Failure("nothing is plugged into " + PortName(port));
     if (!std::filesystem::is_symlink(status)) {
-        throw Failure(input + " is no link that 'plug' made; move it away to unplug the device");
+        throw Failure(input + " is not a link that 'plug' made; move it away to unplug the device");
     }
-    const std::filesystem::path device = std::filesystem::read_symlink(input, error);
+    const std::string device = std::filesystem::read_symlink(input, error);
     if (unlink(input.c_str()) != 0) throw Failure("cannot remove the link " + input + ": " + strerrordesc_np(errno));
-
-    Json::Value document;
-    document["port"] = port;
-    document["input"] = input;
-    document["capture"] = device.string();
-    output.Say(document, "unplugged " + device.string() + " from " + PortName(port));
+    output.Confirm(ToJson(port, input, device), "unplugged " + device + " from " + PortName(port));
 }
 
 }  // namespace
 
-CLI::Option* AddInputs(CLI::App* command, std::string& directory)
-{
-    directory = kDefaultInputs;
-    return command->add_option("--inputs", directory, "Inputs directory of the detection service")
-        ->envname(kInputsVariable)
-        ->type_name("DIR")
-        ->capture_default_str();
-}
-
-CLI::Option* AddProfiles(CLI::App* command, std::vector<std::string>& paths)
-{
-    paths = {SRCWATCH_PROFILES_FILE};
-    if (IsDirectory(SRCWATCH_PROFILES_DIR)) paths.insert(paths.begin(), SRCWATCH_PROFILES_DIR);
-    return command->add_option("--profiles", paths, "Profiles to classify by, a file or a directory; the first wins")
-        ->type_name("PATH")
-        ->allow_extra_args(false);
-}
-
-bool IsDirectory(const std::string& path)
-{
-    std::error_code error;  // what cannot be examined is no directory that could be used
-    return std::filesystem::is_directory(path, error);
-}
-
 void AddInputCommands(CLI::App& app, Output& output)
 {
-    // Each command has its own: an option takes its environment variable also where its command was not given.
+    // Each command has its own inputs: an option takes its environment variable even if its command is not used.
     const auto port = std::make_shared<int>();
     const auto capture = std::make_shared<std::string>();
     const auto inputs = std::make_shared<std::string>();

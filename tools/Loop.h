@@ -23,13 +23,13 @@ public:
     Loop& operator=(const Loop&) = delete;
     ~Loop();
 
-    /// Run for at most these seconds. Throws what a callback under Guard() threw.
+    /// Runs for at most these seconds. Throws what a callback under Guard() threw.
     End Run(std::optional<double> seconds);
 
-    /// End Run(): from within a callback, or before it is called.
+    /// Ends Run(): from within a callback, or before it is called.
     void Quit(End end = End::kDone);
 
-    /// Run a callback's body, from which no exception may leave through C code.
+    /// Runs a callback's body, from which no exception may leave through C code.
     void Guard(const std::function<void()>& body);
 
 private:

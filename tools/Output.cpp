@@ -18,6 +18,9 @@ namespace ctl {
 
 namespace {
 
+// By the numbers of Colour.
+constexpr const char* kColours[] = {nullptr, "green", "red", "darkgray"};
+
 using TablePtr = srcwatch::Handle<libscols_table, scols_unref_table>;
 
 // The writer leaves DEL, which is a control character, as it is; it can only stand inside a text.
@@ -38,23 +41,8 @@ std::string ToJson(const Json::Value& value, const char* indentation)
 
 bool WantsColours()
 {
-    const char* const noColour = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): nobody sets it
+    const char* const noColour = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): is never set here
     return (noColour == nullptr || *noColour == '\0') && isatty(STDOUT_FILENO) == 1;
-}
-
-const char* ColourName(Colour colour)
-{
-    switch (colour) {
-        case Colour::kGood:
-            return "green";
-        case Colour::kBad:
-            return "red";
-        case Colour::kDim:
-            return "darkgray";
-        case Colour::kNone:
-            break;
-    }
-    return nullptr;
 }
 
 [[noreturn]] void ThrowNoMemory() { throw std::bad_alloc(); }
@@ -65,8 +53,9 @@ void AddRow(libscols_table* table, const Row& row)
     if (line == nullptr) ThrowNoMemory();
     for (std::size_t column = 0; column < row.size(); ++column) {
         if (scols_line_set_data(line, column, Escape(row[column].text).c_str()) != 0) ThrowNoMemory();
-        const char* const colour = ColourName(row[column].colour);
-        if (colour != nullptr) (void)scols_cell_set_color(scols_line_get_cell(line, column), colour);
+        const char* const colour = kColours[static_cast<std::size_t>(row[column].colour)];
+        // A cell may stay without its colour.
+        static_cast<void>(scols_cell_set_color(scols_line_get_cell(line, column), colour));
     }
 }
 
@@ -137,7 +126,7 @@ void Output::WriteText(const Json::Value& document, const std::string& text)
     WriteLine(EscapeLines(text));
 }
 
-void Output::Say(const Json::Value& document, const std::string& sentence)
+void Output::Confirm(const Json::Value& document, const std::string& sentence)
 {
     if (!ShowsTable()) return WriteJson(document);
     if (m_format == Format::kTable) WriteLine(Escape(sentence));

@@ -38,10 +38,10 @@ struct Table {
     std::vector<Row> rows;
 };
 
-/// A JSON value in one line.
+/// Returns a JSON value in one line.
 std::string CompactJson(const Json::Value& value);
 
-/// A JSON value in words for a cell: a text as it is, nothing for null.
+/// Returns a JSON value in words for a cell: a text as it is, nothing for null.
 std::string CellText(const Json::Value& value);
 
 /// Writes in the chosen format. Standard output is flushed after each call, so that a reader sees all there is.
@@ -50,17 +50,17 @@ public:
     void SetFormat(Format format) { m_format = format; }
     Format GetFormat() const { return m_format; }
 
-    /// Whether a document's table is written, and not the document itself.
+    /// Returns true if a document's table is written, and not the document itself.
     bool ShowsTable() const { return m_format == Format::kTable || m_format == Format::kRaw; }
 
-    /// Write a document whose form for people is a table.
+    /// Writes a document whose form for people is a table.
     void Write(const Json::Value& document, const Table& table);
 
-    /// Write a document whose form for people, and raw, is one text of any number of lines.
+    /// Writes a document whose form for people, and raw, is one text of any number of lines.
     void WriteText(const Json::Value& document, const std::string& text);
 
-    /// Write what was done: the sentence for people, nothing in the raw form.
-    void Say(const Json::Value& document, const std::string& sentence);
+    /// Writes what was done: the sentence for people, nothing in the raw form.
+    void Confirm(const Json::Value& document, const std::string& sentence);
 
     /// @name A document of unknown length: the elements of an array as they come
     /// @{

@@ -2,14 +2,13 @@
 //
 // list, show, get, forget: what is known about the devices.
 #include "Answers.h"
+#include "Arguments.h"
 #include "Bus.h"
 #include "Commands.h"
 #include "Failure.h"
-#include "PortDocument.h"
 #include "Ports.h"
 #include "RecordFields.h"
 #include "Records.h"
-#include "Requests.h"
 #include "Settings.h"
 #include "srcwatch-api.h"
 #include "srcwatch-protocol.h"
@@ -31,21 +30,21 @@ std::string TypeCell(const Json::Value& document)
 Cell StateCell(const Json::Value& document)
 {
     if (!document["readable"].asBool()) return {"damaged", Colour::kBad};
-    const bool known = document["record"]["DevType"].asInt() != 0;
-    const bool connected = document["connected"].isNull() ? known : document["connected"].asBool();
-    if (connected) return known ? Cell("detected", Colour::kGood) : Cell("connected");
-    return {known ? "gone" : "empty", Colour::kDim};
+    const bool isKnown = document["record"]["DevType"].asInt() != 0;
+    const bool isConnected = document["connected"].isNull() ? isKnown : document["connected"].asBool();
+    if (isConnected) return isKnown ? Cell("detected", Colour::kGood) : Cell("connected");
+    return {isKnown ? "gone" : "empty", Colour::kDim};
 }
 
 Row ListRow(int port, const Json::Value& document)
 {
     const Answer info = AskFor("device_info_str1", port).value();
-    const bool device = !TypeCell(document).empty();  // for none there is nothing to show
+    const bool isDetected = !TypeCell(document).empty();  // without a device the texts mean nothing
     return {std::to_string(port),
             PortName(port),
             TypeCell(document),
-            device ? CellText(info.ValueOf("device_info_str1")) : "",
-            device ? CellText(info.ValueOf("device_info_str2")) : "",
+            isDetected ? CellText(info.ValueOf("device_info_str1")) : "",
+            isDetected ? CellText(info.ValueOf("device_info_str2")) : "",
             CellText(AskFor("PRName", port)->ValueOf("PRName")),
             CellText(AskFor("codeset", port)->ValueOf("codeset")),
             StateCell(document)};
@@ -63,13 +62,6 @@ void List(Output& output)
     output.Write(document, table);
 }
 
-// The bare value of one output or member.
-struct Lookup {
-    Json::Value value;
-    int result = SRCWATCH_OK;
-    std::string source;
-};
-
 std::vector<std::string> FieldNames()
 {
     std::vector<std::string> names;
@@ -80,35 +72,29 @@ std::vector<std::string> FieldNames()
     return names;
 }
 
-// Through the library's function where one gives the field.
-Lookup Find(int port, const std::string& field)
-{
-    if (const std::optional<Answer> answer = AskFor(field, port)) {
-        return {answer->ValueOf(field), answer->result, answer->function};
-    }
-    return {LoadRecord(port).members[field], SRCWATCH_OK, "the record"};
-}
-
 void Get(int port, const std::string& field, Output& output)
 {
     RequireSettings();
-    const Lookup found = Find(port, field);
-    if (found.value.isNull() && found.result == SRCWATCH_OK) {
-        throw Failure(found.source + " gives no " + field + " for the device type of port " + std::to_string(port));
+    std::optional<Answer> answer = AskFor(field, port);
+    if (!answer) answer = Answer{"the record", SRCWATCH_OK, {{field, LoadRecord(port).members[field]}}};
+    const Json::Value value = answer->ValueOf(field);
+    const std::string place = "port " + std::to_string(port);
+    if (value.isNull() && answer->result == SRCWATCH_OK) {
+        throw Failure(answer->function + " has no " + field + " for the device type of " + place);
     }
-    if (found.value.isNull()) {
-        throw Failure(found.source + " answers " + std::to_string(found.result) + " for port " + std::to_string(port) +
-                      ": " + ResultText(found.result));
+    if (value.isNull()) {
+        throw Failure(answer->function + " returned " + std::to_string(answer->result) + " for " + place + ": " +
+                      ResultText(answer->result));
     }
     Json::Value document;
     document["port"] = port;
     document["field"] = field;
-    document["value"] = found.value;
-    document["source"] = found.source;
-    output.Write(document, Table{{}, {{CellText(found.value)}}});
+    document["value"] = value;
+    document["source"] = answer->function;
+    output.Write(document, Table{{}, {{CellText(value)}}});
 }
 
-bool ServiceRuns()
+bool IsServiceRunning()
 {
     try {
         return ServiceOwner(ConnectBus().get()).has_value();
@@ -119,15 +105,18 @@ bool ServiceRuns()
 
 void Forget(int port, Output& output)
 {
-    // The service has the records in memory and would write them back.
-    if (ServiceRuns()) {
+    // A running service has the records in memory and would write them back.
+    if (IsServiceRunning()) {
         srcwatch_event_s request{};
         request.args[0] = port;
-        (void)CallForDocument(SRCWATCH_REQUEST_FORGET, request, "");
+        const std::string reply = CallService(SRCWATCH_REQUEST_FORGET, request, "");
+        if (!ParseReply(reply).isObject()) {
+            throw Failure("the detection service does not know this request: it replies \"" + reply + "\"");
+        }
     } else {
         ForgetRecord(port);
     }
-    output.Say(PortDocument(port), "forgot what was known about " + PortName(port));
+    output.Confirm(PortDocument(port), "forgot what was known about " + PortName(port));
 }
 
 }  // namespace
@@ -148,7 +137,7 @@ void AddPortCommands(CLI::App& app, Output& output)
     get->add_option("FIELD", *field, "A member of the record, or an output of a function, as 'show' names them")
         ->required()
         ->type_name("")
-        ->check(CLI::IsMember(FieldNames()).description(""));
+        ->check(IsOneOf("a field", FieldNames()));
     get->callback([=, &output] { Get(*port, *field, output); });
 
     CLI::App* const forget = app.add_subcommand("forget", "Clear what is known about a port, all but its deny count");

@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Ports.h"
 
+#include "Answers.h"
 #include "DeviceType.h"
-#include "Failure.h"
 #include "QDInfoNames.h"
+#include "RecordFields.h"
 #include "Records.h"
+#include "Settings.h"
 #include "srcwatch-api.h"
 
 #include <algorithm>
-#include <charconv>
 #include <numeric>
 
 #include <TVServiceAPI.h>
@@ -18,48 +19,32 @@ namespace ctl {
 
 namespace {
 
-constexpr int kHdmiPorts = 8;  // that the library's functions accept
-constexpr double kLongestTimeout = 1e6;
+constexpr int kHdmiPorts = 8;
 constexpr char kNoDevice[] = "none";  // the name of type 0
 
-// The name of a device type on the command line.
-std::string ArgumentOf(const char* name)
+// Null where the TV service does not know, as for the optical source.
+Json::Value IsConnected(int port)
 {
-    std::string argument = name;
-    std::transform(argument.begin(), argument.end(), argument.begin(),
-                   [](char c) { return c == ' ' ? '-' : g_ascii_tolower(c); });
-    return argument;
+    if (!IsHdmiPort(port)) return Json::nullValue;
+    ISourceControl* control = nullptr;
+    if (TVServiceAPI::CreateSourceControl(PROFILE_TYPE_MAIN, 0, &control) != 0 || control == nullptr) {
+        return Json::nullValue;
+    }
+    bool isConnected = false;
+    if (control->IsExternalSourceConnected(qdinfo::HDMI_SOURCE_IDS[port], &isConnected) < 1) return Json::nullValue;
+    return isConnected;
 }
 
-bool IsPort(int port) { return port == SRCWATCH_PORT_OPTICAL || (port >= 0 && port < kHdmiPorts); }
-
-// A validator's answer: what is wrong, or nothing.
-std::string WhatIsWrongWithPort(const std::string& text)
+Cell ResultCell(int result)
 {
-    const std::optional<int> port = ParseInt(text);
-    if (port && IsPort(*port)) return "";
-    return "'" + text + "' is no port: 0 to 7 are HDMI 1 to 8, 99 is the optical source";
-}
-
-std::string WhatIsWrongWithSeconds(const std::string& text)
-{
-    double seconds = 0;
-    const char* const end = text.data() + text.size();
-    const auto [last, error] = std::from_chars(text.data(), end, seconds);
-    const bool good = error == std::errc() && last == end && seconds >= 0 && seconds <= kLongestTimeout;
-    return good ? "" : "'" + text + "' is no number of seconds from 0 to 1000000";
+    const std::string code = std::to_string(result);
+    if (result == SRCWATCH_OK) return {code, Colour::kGood};
+    return {code + " (" + ResultText(result) + ")", Colour::kBad};
 }
 
 }  // namespace
 
-std::optional<int> ParseInt(const std::string& text)
-{
-    int number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [last, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || last != end) return std::nullopt;
-    return number;
-}
+bool IsHdmiPort(int port) { return port >= 0 && port < kHdmiPorts; }
 
 std::string PortName(int port)
 {
@@ -76,18 +61,6 @@ std::vector<int> AllPorts()
     return ports;
 }
 
-std::optional<bool> IsConnected(int port)
-{
-    if (port < 0 || port >= kHdmiPorts) return std::nullopt;
-    ISourceControl* control = nullptr;
-    if (TVServiceAPI::CreateSourceControl(PROFILE_TYPE_MAIN, 0, &control) != 0 || control == nullptr) {
-        return std::nullopt;
-    }
-    bool connected = false;
-    if (control->IsExternalSourceConnected(qdinfo::HDMI_SOURCE_IDS[port], &connected) < 1) return std::nullopt;
-    return connected;
-}
-
 std::string DeviceTypeName(int type)
 {
     if (type == 0) return kNoDevice;
@@ -97,32 +70,46 @@ std::string DeviceTypeName(int type)
     return "error type " + std::to_string(type);
 }
 
-int ParseDeviceType(const std::string& text)
+std::string DeviceTypeText(int type) { return "type " + std::to_string(type) + " (" + DeviceTypeName(type) + ")"; }
+
+Names DeviceTypeArguments()
 {
-    if (const std::optional<int> number = ParseInt(text)) return *number;
-    if (text == kNoDevice) return 0;
-    std::string known = kNoDevice;
+    Names names{{kNoDevice, 0}};
     for (const srcwatch::DeviceTypeName& type : srcwatch::kDeviceTypes) {
-        if (text == ArgumentOf(type.name)) return type.type;
-        known += ", " + ArgumentOf(type.name);
+        std::string argument = type.name;
+        std::transform(argument.begin(), argument.end(), argument.begin(),
+                       [](char c) { return c == ' ' ? '-' : g_ascii_tolower(c); });
+        names.emplace_back(argument, type.type);
     }
-    throw Failure("'" + text + "' is no device type: a number, or one of " + known, kUsage);
+    return names;
 }
 
-CLI::Option* AddPort(CLI::App* command, const std::string& name, int& port)
+Json::Value PortDocument(int port)
 {
-    return command->add_option(name, port, "Port: 0 is HDMI 1, 99 the optical source")
-        ->required()
-        ->type_name(name.front() == '-' ? "PORT" : "")
-        ->check(WhatIsWrongWithPort);
+    const StoredRecord record = LoadRecord(port);
+    Json::Value document;
+    document["port"] = port;
+    document["input"] = PortName(port);
+    document["connected"] = IsConnected(port);
+    document["stored"] = record.stored;
+    document["readable"] = record.readable;
+    document["record"] = record.members;
+    return document;
 }
 
-CLI::Option* AddTimeout(CLI::App* command, std::optional<double>& seconds, const std::string& description)
+void ShowPort(int port, Output& output)
 {
-    const auto assign = [&seconds](const double& value) { seconds = value; };
-    return command->add_option_function<double>("--timeout", assign, description)
-        ->type_name("SECONDS")
-        ->check(WhatIsWrongWithSeconds);
+    RequireSettings();
+    const std::vector<Answer> answers = AskAll(port);
+    Json::Value document = PortDocument(port);
+    document["answers"] = AnswersToJson(answers);
+
+    Table table{{"FROM", "NAME", "VALUE", "RESULT"}, {}};
+    for (const srcwatch::RecordField& field : srcwatch::kRecordFields) {
+        table.rows.push_back({"record", field.key, CellText(document["record"][field.key]), ""});
+    }
+    for (const Answer& answer : answers) AddRows(answer, ResultCell(answer.result), table);
+    output.Write(document, table);
 }
 
 }  // namespace ctl

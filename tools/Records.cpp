@@ -20,45 +20,39 @@ namespace ctl {
 
 namespace {
 
-[[noreturn]] void ThrowUnreadable(const std::string& key)
-{
-    throw Failure("the document in " + key + " cannot be read; 'srcwatchctl doctor' tells why");
-}
-
-// What is stored under "activity" in a document: records of HDMI ports as a list, or the optical one. Null when there
+// What is stored under "activity" in a document: records of HDMI ports as a list, or the optical one. Null if there
 // is none.
 Json::Value LoadActivity(const std::string& key)
 {
     const std::optional<std::string> text = ReadText(key);
     if (!text) return Json::nullValue;
     const std::optional<Json::Value> root = srcwatch::ParseJson(*text);
-    if (!root || !(root->isNull() || root->isObject())) ThrowUnreadable(key);
+    if (!root || !(root->isNull() || root->isObject())) ThrowUnreadableDocument(key);
     return root->isNull() ? Json::Value() : (*root)["activity"];
 }
 
 Json::Value LoadHdmiRecords()
 {
     Json::Value records = LoadActivity(VCONF_SOURCE_ACTIVITY);
-    if (!records.isNull() && !records.isArray()) ThrowUnreadable(VCONF_SOURCE_ACTIVITY);
+    if (!records.isNull() && !records.isArray()) ThrowUnreadableDocument(VCONF_SOURCE_ACTIVITY);
     return records;
 }
 
-// The stored value of a port's record; null when there is none.
+// The stored value of a port's record; null if there is none.
 Json::Value LoadStored(int port)
 {
     if (port == OPTICAL_PORT) return LoadActivity(VCONF_OPTICAL_SOURCE_ACTIVITY);
-    const Json::Value records = LoadHdmiRecords();
-    return records.get(static_cast<Json::ArrayIndex>(port), Json::nullValue);
+    return LoadHdmiRecords().get(static_cast<Json::ArrayIndex>(port), Json::nullValue);
 }
 
 void ForgetOptical()
 {
     Json::Value stored = LoadStored(OPTICAL_PORT);
     qdinfo::CQDInfoActivityInfo info;
-    if (!info.Read(stored)) ThrowUnreadable(RecordKey(OPTICAL_PORT));
+    if (!info.Read(stored)) ThrowUnreadableDocument(RecordKey(OPTICAL_PORT));
     info.ResetSourceInfo();
     Json::Value document;
-    (void)info.Write(document["activity"]);  // a null value can always be written to
+    static_cast<void>(info.Write(document["activity"]));  // a null value can always be written to
     WriteText(RecordKey(OPTICAL_PORT), Json::writeString(Json::StreamWriterBuilder(), document));
 }
 
@@ -95,12 +89,12 @@ void ForgetRecord(int port)
     if (port >= HDMI_PORT_COUNT) throw Failure("the TV has no input " + PortName(port));
     // The whole table is written back, so all of it must have been read.
     for (int other = 0; other < HDMI_PORT_COUNT; ++other) {
-        if (!LoadRecord(other).readable) ThrowUnreadable(RecordKey(port));
+        if (!LoadRecord(other).readable) ThrowUnreadableDocument(RecordKey(port));
     }
     const bool loaded = qdinfo::CQDInfoAPI::Create(true);
     if (loaded) srcwatch_remove_source_info(port);
     qdinfo::CQDInfoAPI::Destroy();
-    if (!loaded) ThrowUnreadable(RecordKey(port));
+    if (!loaded) ThrowUnreadableDocument(RecordKey(port));
 }
 
 }  // namespace ctl

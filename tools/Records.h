@@ -11,21 +11,22 @@
 namespace ctl {
 
 struct StoredRecord {
-    bool stored = false;   ///< there is one
+    bool stored = false;   ///< false if there is none
     bool readable = true;  ///< each member is of its kind; queries about others fail
     Json::Value members;   ///< the eighteen members as stored; 0 or empty where one is absent
 };
 
-/// Load a port's record. Throws a Failure when the whole document cannot be read.
+/// Loads a port's record. Throws a Failure if the whole document cannot be read.
 StoredRecord LoadRecord(int port);
 
-/// How many records of HDMI ports are stored one after the other from the first on. Throws as LoadRecord() does.
+/// Returns the number of records of HDMI ports that are stored one after the other from the first on. Throws as
+/// LoadRecord() does.
 int CountStoredRecords();
 
-/// The settings key of the document that has a port's record.
+/// Returns the settings key of the document that has a port's record.
 std::string RecordKey(int port);
 
-/// Clear a port's record, all but its deny count, in this process. Only for when no detection service runs.
+/// Clears a port's record, all but its deny count, in this process. Only for when no detection service runs.
 void ForgetRecord(int port);
 
 }  // namespace ctl

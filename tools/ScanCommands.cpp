@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// scan, optical: commands to the detection service, and what becomes of them.
+// scan, optical: commands to the detection service, and their progress.
+#include "Arguments.h"
 #include "Bus.h"
 #include "Commands.h"
 #include "Failure.h"
 #include "Loop.h"
-#include "PortDocument.h"
 #include "Ports.h"
 #include "QDInfoCommon.h"
 #include "Settings.h"
@@ -39,36 +39,28 @@ constexpr ScanCommand kOpticalCommands[] = {
     {"stop", "Stop the scan of the optical source", srcwatch_optical_scan_stop, SCAN_COMMAND_OPTICAL_STOP},
 };
 
-// The library does not tell whether its write succeeded.
 void Send(const ScanCommand& command)
 {
     command.send();
-    if (ReadNumber(VCONF_SCAN_PROGRESS) == command.code) return;
-    throw Failure("the command could not be written to " + VCONF_SCAN_PROGRESS + "; 'srcwatchctl doctor' tells why");
+    RequireNumber(VCONF_SCAN_PROGRESS, command.code);
 }
 
-void SendAndSay(const char* group, const ScanCommand& command, Output& output)
+void RunCommand(const std::string& group, const ScanCommand& command, Output& output)
 {
     Send(command);
     Json::Value document;
-    document["command"] = std::string(group) + " " + command.name;
+    document["command"] = group + " " + command.name;
     document["code"] = command.code;
-    output.Say(document, document["command"].asString() + ": sent");
+    output.Confirm(document, document["command"].asString() + ": sent");
 }
 
 /* ---- status ---- */
-
-struct Status {
-    int result = 0;  // of the library's function
-    int percent = 0;
-    const char* state = "";
-};
 
 const char* StateOf(int result)
 {
     switch (result) {
         case 0:
-            // Nothing and zero per cent look alike to applications.
+            // Applications cannot tell no scan from zero per cent.
             return ReadNumber(VCONF_SCAN_RESULT) == 0 ? "idle" : "running";
         case SRCWATCH_SCAN_STOPPED:
             return "stopped";
@@ -85,24 +77,18 @@ const char* StateOf(int result)
     }
 }
 
-Status GetStatus()
-{
-    Status status;
-    status.result = srcwatch_get_oobe_stb_scan_progress(&status.percent);
-    status.state = StateOf(status.result);
-    return status;
-}
-
 void ShowStatus(Output& output)
 {
     RequireSettings();
-    const Status status = GetStatus();
+    int percent = 0;
+    const int result = srcwatch_get_oobe_stb_scan_progress(&percent);
+    const char* const state = StateOf(result);
     Json::Value document;
-    document["result"] = status.result;
-    document["percent"] = status.result >= 0 ? Json::Value(status.percent) : Json::Value();
-    document["state"] = status.state;
+    document["result"] = result;
+    document["percent"] = result >= 0 ? Json::Value(percent) : Json::Value();
+    document["state"] = state;
     output.Write(document, Table{{"STATE", "PERCENT", "RESULT"},
-                                 {{status.state, CellText(document["percent"]), std::to_string(status.result)}}});
+                                 {{state, CellText(document["percent"]), std::to_string(result)}}});
 }
 
 /* ---- run ---- */
@@ -121,22 +107,22 @@ const char* OutcomeText(int result)
     }
 }
 
-// Shows how far the scan is: a bar that is drawn anew on a terminal, otherwise an element at each step.
+// Shows how far the scan is: one bar on a terminal, otherwise an element at each step.
 class Progress {
 public:
     explicit Progress(Output& output)
-        : m_output(output), m_bar(output.GetFormat() == Format::kTable && isatty(STDOUT_FILENO) == 1)
+        : m_output(output), m_isBar(output.GetFormat() == Format::kTable && isatty(STDOUT_FILENO) == 1)
     {
     }
 
     void Begin()
     {
-        if (!m_bar) m_output.BeginStream();
+        if (!m_isBar) m_output.BeginStream();
     }
 
     void Show(int percent, int port)
     {
-        if (m_bar) return Draw(percent, PortName(port));
+        if (m_isBar) return Draw(percent, PortName(port));
         Json::Value element;
         element["percent"] = percent;
         element["port"] = port;
@@ -147,7 +133,7 @@ public:
     {
         const std::string outcome =
             std::string(OutcomeText(result)) + ", " + std::to_string(devices) + " device(s) found";
-        if (m_bar) return FinishBar(result, outcome);
+        if (m_isBar) return FinishBar(result, outcome);
         Json::Value element;
         element["result"] = result;
         element["devices"] = devices;
@@ -155,10 +141,10 @@ public:
         m_output.EndStream();
     }
 
-    // The scan did not come to its end.
+    // Ends the output of a scan that did not finish.
     void Abandon()
     {
-        if (m_bar) {
+        if (m_isBar) {
             FinishBar(SRCWATCH_SCAN_FAILED, "");
         } else {
             m_output.EndStream();
@@ -173,64 +159,47 @@ private:
         const int shown = std::clamp(percent, 0, 100);
         const auto filled = static_cast<std::size_t>(kWidth * shown / 100);
         const std::string bar = std::string(filled, '#') + std::string(kWidth - filled, '.');
-        (void)std::printf("\r[%s] %3d %%  %s\x1b[K", bar.c_str(), shown, text.c_str());  // a bar may be lost
-        (void)std::fflush(stdout);
+        // Nothing can be done if the bar cannot be written.
+        static_cast<void>(std::printf("\r[%s] %3d %%  %s\x1b[K", bar.c_str(), shown, text.c_str()));
+        static_cast<void>(std::fflush(stdout));
     }
 
     void FinishBar(int result, const std::string& outcome) const
     {
-        if (result == SRCWATCH_SCAN_DONE) Draw(100, outcome);
-        if (result != SRCWATCH_SCAN_DONE && !outcome.empty()) (void)std::printf("  %s", outcome.c_str());
-        (void)std::printf("\n");
+        if (result == SRCWATCH_SCAN_DONE) {
+            Draw(100, outcome);
+        } else if (!outcome.empty()) {
+            static_cast<void>(std::printf("  %s", outcome.c_str()));  // as above
+        }
+        static_cast<void>(std::printf("\n"));
     }
 
     Output& m_output;
-    const bool m_bar;
+    const bool m_isBar;
 };
 
-// The library's callback, for as long as the object lives. Nobody else in this process registers one.
-class Registration {
-public:
-    Registration(srcwatch_event_cb callback, void* user_data) : m_callback(callback)
-    {
-        (void)srcwatch_register_event_callback(callback, user_data);  // cannot be refused
-    }
-    Registration(const Registration&) = delete;
-    Registration& operator=(const Registration&) = delete;
-    ~Registration() { (void)srcwatch_unregister_event_callback(m_callback); }  // was registered above
-
-private:
-    const srcwatch_event_cb m_callback;
-};
-
-// Calls back when nobody owns the service's name any more, for as long as the object lives.
-class ServiceWatch {
-public:
-    ServiceWatch(GDBusConnection* connection, GBusNameVanishedCallback callback, void* user_data)
-        : m_id(g_bus_watch_name_on_connection(connection, SRCWATCH_BUS_NAME, G_BUS_NAME_WATCHER_FLAGS_NONE, nullptr,
-                                              callback, user_data, nullptr))
-    {
-    }
-    ServiceWatch(const ServiceWatch&) = delete;
-    ServiceWatch& operator=(const ServiceWatch&) = delete;
-    ~ServiceWatch() { g_bus_unwatch_name(m_id); }
-
-private:
-    const unsigned m_id;
-};
-
-// Starts the scan and follows it to its end.
+// Starts the scan and follows it to its end. Nothing else in this process registers the library's callback.
 class ScanRun {
 public:
-    explicit ScanRun(Output& output) : m_progress(output) {}
+    ScanRun(GDBusConnection* connection, Output& output)
+        : m_connection(connection),
+          m_progress(output),
+          m_watch(g_bus_watch_name_on_connection(connection, SRCWATCH_BUS_NAME, G_BUS_NAME_WATCHER_FLAGS_NONE, nullptr,
+                                                 OnServiceGone, this, nullptr))
+    {
+        static_cast<void>(srcwatch_register_event_callback(OnEvent, this));  // cannot be refused
+    }
     ScanRun(const ScanRun&) = delete;
     ScanRun& operator=(const ScanRun&) = delete;
-
-    int Run(GDBusConnection* connection, std::optional<double> seconds)
+    ~ScanRun()
     {
-        const Registration registration(OnEvent, this);
-        const ServiceWatch watch(connection, OnServiceGone, this);
-        SyncWithBus(connection);  // a scan that ends at once must be heard too
+        static_cast<void>(srcwatch_unregister_event_callback(OnEvent));  // was registered above
+        g_bus_unwatch_name(m_watch);
+    }
+
+    int Run(std::optional<double> seconds)
+    {
+        SyncWithBus(m_connection);  // or the events of a scan that ends at once would be missed
         Send(kScanCommands[0]);
         m_progress.Begin();
         try {
@@ -261,7 +230,7 @@ private:
         run.m_loop.Guard([&] { run.Handle(*event); });
     }
 
-    // The scan of the optical source announces itself by the same events, with its port.
+    // The scan of the optical source has the same events, with its port.
     void Handle(const srcwatch_event_s& event)
     {
         if (event.type == SRCWATCH_EVENT_SCAN_PROGRESS && event.args[1] != SRCWATCH_PORT_OPTICAL) {
@@ -274,7 +243,9 @@ private:
         }
     }
 
+    GDBusConnection* const m_connection;
     Progress m_progress;
+    const unsigned m_watch;
     int m_result = SRCWATCH_SCAN_FAILED;
     Loop m_loop;
 };
@@ -283,8 +254,18 @@ void RunScan(std::optional<double> seconds, Output& output)
 {
     const Connection connection = ConnectBus();
     RequireService(connection.get());
-    const int result = ScanRun(output).Run(connection.get(), seconds);
+    const int result = ScanRun(connection.get(), output).Run(seconds);
     if (result != SRCWATCH_SCAN_DONE) throw Failure(std::string("the scan ended: ") + OutcomeText(result));
+}
+
+template <std::size_t Count>
+void AddCommands(CLI::App* group, const ScanCommand (&commands)[Count], Output& output)
+{
+    for (const ScanCommand& command : commands) {
+        group->add_subcommand(command.name, command.description)->callback([=, &command, &output] {
+            RunCommand(group->get_name(), command, output);
+        });
+    }
 }
 
 }  // namespace
@@ -293,11 +274,7 @@ void AddScanCommands(CLI::App& app, Output& output)
 {
     CLI::App* const scan = app.add_subcommand("scan", "Command the first-setup scan of the HDMI inputs");
     scan->require_subcommand(1);
-    for (const ScanCommand& command : kScanCommands) {
-        scan->add_subcommand(command.name, command.description)->callback([&command, &output] {
-            SendAndSay("scan", command, output);
-        });
-    }
+    AddCommands(scan, kScanCommands, output);
     scan->add_subcommand("status", "Show how far the scan is")->callback([&output] { ShowStatus(output); });
 
     const auto timeout = std::make_shared<std::optional<double>>();
@@ -311,11 +288,7 @@ void AddScanCommands(CLI::App& app, Output& output)
     optical->callback([=, &output] {
         if (optical->get_subcommands().empty()) ShowPort(SRCWATCH_PORT_OPTICAL, output);
     });
-    for (const ScanCommand& command : kOpticalCommands) {
-        optical->add_subcommand(command.name, command.description)->callback([&command, &output] {
-            SendAndSay("optical", command, output);
-        });
-    }
+    AddCommands(optical, kOpticalCommands, output);
     optical->add_subcommand("show", "Show all of the optical source, as without a command")->callback([&output] {
         ShowPort(SRCWATCH_PORT_OPTICAL, output);
     });

@@ -10,28 +10,26 @@
 
 namespace ctl {
 
-namespace {
+void ThrowUnreadableStore() { throw Failure(std::string("the settings store cannot be read") + kSeeDoctor); }
 
-[[noreturn]] void ThrowUnreadable()
+void ThrowUnreadableDocument(const std::string& key)
 {
-    throw Failure("the settings store cannot be read; 'srcwatchctl doctor' tells why");
+    throw Failure("the document in " + key + " cannot be read" + kSeeDoctor);
 }
 
-}  // namespace
-
-void ListSettings(srcwatch_host_setting_cb callback, void* user_data)
-{
-    if (srcwatch_host_list_settings(callback, user_data) != 0) ThrowUnreadable();
-}
-
-// Each key is of one of the store's databases. That it is absent or a text is no fault of the store.
+// Each key is of one of the store's databases. The store is readable where it is absent or a text.
 void RequireSettings()
 {
     for (const std::string& key : {VCONF_SOURCE_ACTIVITY, VCONF_SCAN_RESULT}) {
         int number = 0;
         const int result = vconf_get_int(key.c_str(), &number);
-        if (result < 0 && result != -ENOENT && result != -EPROTOTYPE) ThrowUnreadable();
+        if (result < 0 && result != -ENOENT && result != -EPROTOTYPE) ThrowUnreadableStore();
     }
+}
+
+void RequireNumber(const std::string& key, int number)
+{
+    if (ReadNumber(key) != number) throw Failure(key + " could not be written" + kSeeDoctor);
 }
 
 void WriteText(const std::string& key, const std::string& text)
@@ -47,7 +45,7 @@ void WriteNumber(const std::string& key, int number)
 SettingsWatch::SettingsWatch(const char* key, srcwatch_host_setting_cb callback, void* user_data)
     : m_id(srcwatch_host_watch_setting(key, callback, user_data))
 {
-    if (m_id == 0) throw Failure("the settings store cannot be watched; 'srcwatchctl doctor' tells why");
+    if (m_id == 0) throw Failure("the settings store cannot be watched" + std::string(kSeeDoctor));
 }
 
 SettingsWatch::~SettingsWatch() { srcwatch_host_unwatch_setting(m_id); }

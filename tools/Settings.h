@@ -14,20 +14,24 @@ namespace ctl {
 using srcwatch::ReadNumber;
 using srcwatch::ReadText;
 
-/// Call back for each setting, in the order of the keys. Throws a Failure when the store cannot be read.
-void ListSettings(srcwatch_host_setting_cb callback, void* user_data);
+/// Throws a Failure: the store, or the document under a key, cannot be read.
+[[noreturn]] void ThrowUnreadableStore();
+[[noreturn]] void ThrowUnreadableDocument(const std::string& key);
 
-/// Throws a Failure when the store cannot be read. The library's queries answer then as if nothing were stored.
+/// Throws a Failure if the store cannot be read. The library's queries answer then as if nothing were stored.
 void RequireSettings();
 
-/// Write a setting. Throws a Failure when the store refuses.
+/// Throws a Failure if a setting is not this number: the library does not report if its own writes fail.
+void RequireNumber(const std::string& key, int number);
+
+/// Writes a setting. Throws a Failure if the store refuses.
 void WriteText(const std::string& key, const std::string& text);
 void WriteNumber(const std::string& key, int number);
 
-/// A watch on one setting or, without a key, on all. Ends with the object.
+/// A watch on one setting or, without a key, on all, which ends with the object.
 class SettingsWatch {
 public:
-    /// Throws a Failure when the store cannot be watched.
+    /// Throws a Failure if the store cannot be watched.
     SettingsWatch(const char* key, srcwatch_host_setting_cb callback, void* user_data);
     SettingsWatch(const SettingsWatch&) = delete;
     SettingsWatch& operator=(const SettingsWatch&) = delete;

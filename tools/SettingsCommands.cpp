@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // settings: the platform's settings store.
+#include "Arguments.h"
 #include "Commands.h"
 #include "Failure.h"
 #include "Loop.h"
-#include "Ports.h"
 #include "Settings.h"
 
 #include <string>
@@ -15,42 +15,36 @@ namespace ctl {
 
 namespace {
 
-const char* const kNoValue = "";  // type of a setting that was removed
-
-const char* TypeName(const srcwatch_host_value* value)
-{
-    if (value == nullptr) return kNoValue;
-    return value->text != nullptr ? "text" : "int";
-}
-
+// Null if a setting does not exist or was removed.
 Json::Value ValueToJson(const srcwatch_host_value* value)
 {
     if (value == nullptr) return Json::nullValue;
     return value->text != nullptr ? Json::Value(value->text) : Json::Value(value->number);
 }
 
-Json::Value SettingToJson(const std::string& key, const srcwatch_host_value* value)
+Json::Value ReadValue(const std::string& key)
+{
+    if (const std::optional<int> number = ReadNumber(key)) return *number;
+    if (const std::optional<std::string> text = ReadText(key)) return *text;
+    return Json::nullValue;
+}
+
+const char* TypeName(const Json::Value& value)
+{
+    if (value.isNull()) return "removed";
+    return value.isString() ? "text" : "int";
+}
+
+Json::Value SettingToJson(const std::string& key, const Json::Value& value)
 {
     Json::Value document;
     document["key"] = key;
-    document["type"] = value == nullptr ? Json::Value() : Json::Value(TypeName(value));
-    document["value"] = ValueToJson(value);
+    document["type"] = value.isNull() ? Json::Value() : Json::Value(TypeName(value));
+    document["value"] = value;
     return document;
 }
 
-// Nothing when there is no such setting.
-Json::Value ReadSetting(const std::string& key)
-{
-    if (const std::optional<int> number = ReadNumber(key)) {
-        const srcwatch_host_value value{nullptr, *number};
-        return SettingToJson(key, &value);
-    }
-    if (const std::optional<std::string> text = ReadText(key)) {
-        const srcwatch_host_value value{text->c_str(), 0};
-        return SettingToJson(key, &value);
-    }
-    return Json::nullValue;
-}
+Row SettingToRow(const std::string& key, const Json::Value& value) { return {key, TypeName(value), CellText(value)}; }
 
 /* ---- list, get, set ---- */
 
@@ -65,19 +59,19 @@ void List(const std::string& prefix, Output& output)
     const auto add = [](const char* key, const srcwatch_host_value* value, void* data) {
         auto& list = *static_cast<Found*>(data);
         if (std::string(key).rfind(list.prefix, 0) != 0) return;
-        list.document.append(SettingToJson(key, value));
-        list.table.rows.push_back({key, TypeName(value), CellText(ValueToJson(value))});
+        list.document.append(SettingToJson(key, ValueToJson(value)));
+        list.table.rows.push_back(SettingToRow(key, ValueToJson(value)));
     };
-    ListSettings(add, &found);
+    if (srcwatch_host_list_settings(add, &found) != 0) ThrowUnreadableStore();
     output.Write(found.document, found.table);
 }
 
 void Get(const std::string& key, Output& output)
 {
     RequireSettings();
-    const Json::Value setting = ReadSetting(key);
-    if (setting.isNull()) throw Failure("there is no setting " + key);
-    output.WriteText(setting, CellText(setting["value"]));
+    const Json::Value value = ReadValue(key);
+    if (value.isNull()) throw Failure("no such setting: " + key);
+    output.WriteText(SettingToJson(key, value), CellText(value));
 }
 
 enum class ValueType { kAsBefore, kInt, kText };
@@ -86,28 +80,28 @@ enum class ValueType { kAsBefore, kInt, kText };
 bool IsNumber(const std::string& key, const std::string& value, ValueType type)
 {
     if (type != ValueType::kAsBefore) return type == ValueType::kInt;
-    const Json::Value before = ReadSetting(key);
-    return before.isNull() ? ParseInt(value).has_value() : before["type"] == "int";
+    const Json::Value before = ReadValue(key);
+    return before.isNull() ? ParseInt(value).has_value() : before.isInt();
 }
 
 void Set(const std::string& key, const std::string& value, ValueType type, Output& output)
 {
     if (IsNumber(key, value, type)) {
         const std::optional<int> number = ParseInt(value);
-        if (!number) throw Failure(key + " is a number, and '" + value + "' is no 32-bit number", kUsage);
+        if (!number) throw Failure(key + " is a number, and '" + value + "' is not a 32-bit number", kUsage);
         WriteNumber(key, *number);
     } else {
-        if (!g_utf8_validate(value.c_str(), -1, nullptr)) throw Failure("the value is no valid UTF-8", kUsage);
+        if (!g_utf8_validate(value.c_str(), -1, nullptr)) throw Failure("the value is not valid UTF-8", kUsage);
         WriteText(key, value);
     }
-    output.Say(ReadSetting(key), key + " = " + value);
+    output.Confirm(SettingToJson(key, ReadValue(key)), key + " = " + value);
 }
 
 /* ---- watch ---- */
 
 class Watch {
 public:
-    Watch(Output& output, unsigned long count) : m_output(output), m_count(count) {}
+    Watch(Output& output, int count) : m_output(output), m_count(count) {}
 
     Loop::End Run(const std::string& key, std::optional<double> seconds)
     {
@@ -122,23 +116,22 @@ private:
     static void OnWritten(const char* key, const srcwatch_host_value* value, void* self)
     {
         auto& watch = *static_cast<Watch*>(self);
-        watch.m_loop.Guard([&] { watch.Show(key, value); });
+        watch.m_loop.Guard([&] { watch.Show(key, ValueToJson(value)); });
     }
 
-    void Show(const char* key, const srcwatch_host_value* value)
+    void Show(const char* key, const Json::Value& value)
     {
-        m_output.Element(SettingToJson(key, value),
-                         {key, value == nullptr ? "removed" : TypeName(value), CellText(ValueToJson(value))});
+        m_output.Element(SettingToJson(key, value), SettingToRow(key, value));
         if (m_count != 0 && ++m_shown == m_count) m_loop.Quit();
     }
 
     Output& m_output;
-    const unsigned long m_count;  // of writes to show; 0 means all that come
-    unsigned long m_shown = 0;
+    const int m_count;  // of writes to show; 0 for all
+    int m_shown = 0;
     Loop m_loop;
 };
 
-void RunWatch(const std::string& key, unsigned long count, std::optional<double> seconds, Output& output)
+void RunWatch(const std::string& key, int count, std::optional<double> seconds, Output& output)
 {
     const Loop::End end = Watch(output, count).Run(key, seconds);
     if (end == Loop::End::kTimedOut) throw Failure("settings watch: time is up", kTimedOut);
@@ -146,17 +139,15 @@ void RunWatch(const std::string& key, unsigned long count, std::optional<double>
 
 /* ---- arguments ---- */
 
-std::string WhatIsWrongWithKey(const std::string& key)
+std::string RefuseKey(const std::string& key)
 {
     if (key.rfind("db/", 0) == 0 || key.rfind("memory/", 0) == 0) return "";
-    return "'" + key + "' is no key: keys begin with db/ or memory/";
+    return "'" + key + "' is not a key: keys begin with db/ or memory/";
 }
 
 CLI::Option* AddKey(CLI::App* command, std::string& key)
 {
-    return command->add_option("KEY", key, "Key, beginning with db/ or memory/")
-        ->type_name("")
-        ->check(WhatIsWrongWithKey);
+    return command->add_option("KEY", key, "Key, beginning with db/ or memory/")->type_name("")->check(RefuseKey);
 }
 
 struct SetOptions {
@@ -184,14 +175,12 @@ void AddSet(CLI::App* settings, Output& output)
 void AddWatch(CLI::App* settings, Output& output)
 {
     const auto key = std::make_shared<std::string>();
-    const auto count = std::make_shared<unsigned long>(0);
+    const auto count = std::make_shared<int>(0);
     const auto timeout = std::make_shared<std::optional<double>>();
     CLI::App* const watch =
         settings->add_subcommand("watch", "Show the writes to a setting, or to all, as they happen");
     AddKey(watch, *key);
-    watch->add_option("--count", *count, "End after this many writes")
-        ->type_name("N")
-        ->check(CLI::Range(1UL, 1000000000UL));
+    AddCount(watch, *count, "End after this many writes");
     AddTimeout(watch, *timeout, "End, with exit code 3, after this time");
     watch->callback([=, &output] { RunWatch(*key, *count, *timeout, output); });
 }
@@ -205,7 +194,7 @@ void AddSettingsCommands(CLI::App& app, Output& output)
 
     const auto key = std::make_shared<std::string>();
     CLI::App* const list = settings->add_subcommand("list", "List the settings");
-    list->add_option("PREFIX", *key, "Only the keys that begin so")->type_name("");
+    list->add_option("PREFIX", *key, "Only the keys that begin with this")->type_name("");
     list->callback([=, &output] { List(*key, output); });
 
     CLI::App* const get = settings->add_subcommand("get", "Print the value of a setting, as it is");

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // features, twc, stats: states of the TV and of the detection.
+#include "Arguments.h"
 #include "Commands.h"
-#include "Failure.h"
 #include "Inspection.h"
 #include "Ports.h"
 #include "QDInfoCommon.h"
@@ -21,37 +21,35 @@ namespace {
 
 /* ---- features ---- */
 
-struct Feature {
-    const char* name;
-    const char* function;
-    Json::Value (*ask)();
-};
-constexpr Feature kFeatures[] = {
-    {"hdmi_count", "get_hdmi_count", []() -> Json::Value { return get_hdmi_count(); }},
-    {"hotplug_enabled", "srcwatch_is_HotPlug_enable", []() -> Json::Value { return srcwatch_is_HotPlug_enable(); }},
-    {"hotplug_running", "srcwatch_is_HotPlug_progress", []() -> Json::Value { return srcwatch_is_HotPlug_progress(); }},
-    {"mvpd_enabled", "srcwatch_is_MVPD_enable", []() -> Json::Value { return srcwatch_is_MVPD_enable(); }},
-    {"notification_shown", "srcwatch_Is_hdmi_notification_running",
-     []() -> Json::Value { return srcwatch_Is_hdmi_notification_running(); }},
-    {"no_device", "srcwatch_is_no_device", []() -> Json::Value { return srcwatch_is_no_device(); }},
-};
-
-struct Switch {
-    const char* name;
-    const char* key;
-};
-constexpr Switch kSwitches[] = {
-    {"calvix_remote", "com.korvane/featureconf/bt_profile_bt_calvix"},
-    {"infrared_remote", "com.korvane/featureconf/cx_core_ir_tavrin"},
-};
-
-// Null where the platform does not tell.
+// Null where the platform does not know.
 Json::Value ReadSwitch(const char* key)
 {
-    bool on = false;
-    if (system_info_get_custom_bool(key, &on) != 0) return Json::nullValue;
-    return on;
+    bool isOn = false;
+    if (system_info_get_custom_bool(key, &isOn) != 0) return Json::nullValue;
+    return isOn;
 }
+
+template <auto function>
+Json::Value Ask(const char* /*name*/)
+{
+    return function();
+}
+
+struct Feature {
+    const char* name;
+    const char* source;  // a function of the library or a key of the platform
+    Json::Value (*read)(const char* source);
+};
+constexpr Feature kFeatures[] = {
+    {"hdmi_count", "get_hdmi_count", Ask<get_hdmi_count>},
+    {"hotplug_enabled", "srcwatch_is_HotPlug_enable", Ask<srcwatch_is_HotPlug_enable>},
+    {"hotplug_running", "srcwatch_is_HotPlug_progress", Ask<srcwatch_is_HotPlug_progress>},
+    {"mvpd_enabled", "srcwatch_is_MVPD_enable", Ask<srcwatch_is_MVPD_enable>},
+    {"notification_shown", "srcwatch_Is_hdmi_notification_running", Ask<srcwatch_Is_hdmi_notification_running>},
+    {"no_device", "srcwatch_is_no_device", Ask<srcwatch_is_no_device>},
+    {"calvix_remote", "com.korvane/featureconf/bt_profile_bt_calvix", ReadSwitch},
+    {"infrared_remote", "com.korvane/featureconf/cx_core_ir_tavrin", ReadSwitch},
+};
 
 Cell StateCell(const Json::Value& value)
 {
@@ -65,12 +63,8 @@ void ShowFeatures(Output& output)
     Json::Value document;
     Table table{{"FEATURE", "STATE", "FROM"}, {}};
     for (const Feature& feature : kFeatures) {
-        document[feature.name] = feature.ask();
-        table.rows.push_back({feature.name, StateCell(document[feature.name]), feature.function});
-    }
-    for (const Switch& feature : kSwitches) {
-        document[feature.name] = ReadSwitch(feature.key);
-        table.rows.push_back({feature.name, StateCell(document[feature.name]), feature.key});
+        document[feature.name] = feature.read(feature.source);
+        table.rows.push_back({feature.name, StateCell(document[feature.name]), feature.source});
     }
     output.Write(document, table);
 }
@@ -107,48 +101,36 @@ void ShowTwc(Output& output)
                                    CellText(document["frames"])}}});
 }
 
-// The library does not tell whether its writes succeeded.
-void Require(const std::string& key, int value)
-{
-    if (ReadNumber(key) != value) throw Failure(key + " could not be written; 'srcwatchctl doctor' tells why");
-}
+struct TwcCommand {
+    const char* name;
+    const char* description;
+    void (*send)(int port);
+    int code;  // that the library writes, plus the port
+};
+constexpr TwcCommand kTwcCommands[] = {
+    {"start", "Start the check of a port", srcwatch_TWC_check_start, SCAN_COMMAND_TWC_CHECK_START},
+    {"end", "End the check of a port", srcwatch_TWC_check_end, SCAN_COMMAND_TWC_CHECK_END},
+};
 
-void SayTwc(const char* command, int port, Output& output)
+void RunTwc(const TwcCommand& command, int port, Output& output)
 {
+    command.send(port);
+    RequireNumber(VCONF_SCAN_PROGRESS, command.code + port);
     Json::Value document;
-    document["command"] = std::string("twc ") + command;
+    document["command"] = std::string("twc ") + command.name;
     document["port"] = port;
-    output.Say(document, document["command"].asString() + " for " + PortName(port) + ": sent");
-}
-
-void StartTwc(int port, Output& output)
-{
-    srcwatch_TWC_check_start(port);
-    Require(VCONF_SCAN_PROGRESS, SCAN_COMMAND_TWC_CHECK_START + port);
-    SayTwc("start", port, output);
-}
-
-void EndTwc(int port, Output& output)
-{
-    srcwatch_TWC_check_end(port);
-    Require(VCONF_SCAN_PROGRESS, SCAN_COMMAND_TWC_CHECK_END + port);
-    SayTwc("end", port, output);
+    output.Confirm(document, document["command"].asString() + " for " + PortName(port) + ": sent");
 }
 
 void ReportTuned(int sequence, int frames, Output& output)
 {
     srcwatch_TWC_is_channeltuned(sequence, frames);
-    Require(VCONF_TWC_SEQ_ID, sequence);
+    RequireNumber(VCONF_TWC_SEQ_ID, sequence);
     Json::Value document;
     document["command"] = "twc tuned";
     document["sequence"] = sequence;
     document["frames"] = frames;
-    output.Say(document, "twc tuned: reported");
-}
-
-CLI::Option* AddTwcPort(CLI::App* command, int& port)
-{
-    return AddPort(command, "PORT", port)->description("Port: 0 to 7")->check(CLI::Range(0, 7));
+    output.Confirm(document, "twc tuned: reported");
 }
 
 void AddTwc(CLI::App& app, Output& output)
@@ -165,17 +147,15 @@ void AddTwc(CLI::App& app, Output& output)
         ShowTwc(output);
     });
 
-    CLI::App* const start = twc->add_subcommand("start", "Start the check of a port");
-    AddTwcPort(start, *port);
-    start->callback([=, &output] { StartTwc(*port, output); });
-
-    CLI::App* const end = twc->add_subcommand("end", "End the check of a port");
-    AddTwcPort(end, *port);
-    end->callback([=, &output] { EndTwc(*port, output); });
+    for (const TwcCommand& command : kTwcCommands) {
+        CLI::App* const sent = twc->add_subcommand(command.name, command.description);
+        AddHdmiPort(sent, *port);
+        sent->callback([=, &command, &output] { RunTwc(command, *port, output); });
+    }
 
     CLI::App* const tuned = twc->add_subcommand("tuned", "Report a tuned channel to the check");
-    tuned->add_option("SEQUENCE", *sequence, "Sequence identifier")->required()->type_name("");
-    tuned->add_option("FRAMES", *frames, "Frame count")->required()->type_name("");
+    tuned->add_option("SEQUENCE", *sequence, "Sequence identifier")->required()->type_name("")->transform(IsNumber());
+    tuned->add_option("FRAMES", *frames, "Frame count")->required()->type_name("")->transform(IsNumber());
     tuned->callback([=, &output] { ReportTuned(*sequence, *frames, output); });
 }
 
@@ -183,23 +163,20 @@ void AddTwc(CLI::App& app, Output& output)
 
 constexpr std::size_t kStatisticsPorts = 8;  // that the library's function fills
 
-[[noreturn]] void ThrowUnreadable()
-{
-    throw Failure("the document in " + VCONF_SPD_AKSV_1 + " cannot be read; 'srcwatchctl doctor' tells why");
-}
-
-// The library gives no entry where there is no document, and also where it cannot read the one that is there.
+// The library returns no entry where there is no document, and also where it cannot read the one that is there.
 void RequireReadable()
 {
     const std::optional<std::string> text = ReadText(VCONF_SPD_AKSV_1);
-    if (text && !Inspect(srcwatch::JsonText(*text), srcwatch::StoredKind::kStatistics).IsReadable()) ThrowUnreadable();
+    if (!text) return;
+    if (!Inspect(srcwatch::JsonText(*text), srcwatch::StoredKind::kStatistics).IsReadable())
+        ThrowUnreadableDocument(VCONF_SPD_AKSV_1);
 }
 
 void ShowStatistics(Output& output)
 {
     RequireSettings();
     std::array<srcwatch_kpi_info_s, kStatisticsPorts> entries{};
-    if (srcwatch_get_all_device_kpi_info(entries.data()) != SRCWATCH_OK) ThrowUnreadable();
+    if (srcwatch_get_all_device_kpi_info(entries.data()) != SRCWATCH_OK) ThrowUnreadableDocument(VCONF_SPD_AKSV_1);
     Json::Value document(Json::arrayValue);
     Table table{{"PORT", "INPUT", "TIME", "VENDOR", "PRODUCT", "RESULT"}, {}};
     for (std::size_t i = 0; i < entries.size(); ++i) {

@@ -1,23 +1,162 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// validate: what is wrong with a file.
+// validate: what is wrong with a document, a file of profiles, or a capture.
+#include "Aksv.h"
+#include "Arguments.h"
 #include "Commands.h"
-#include "Documents.h"
+#include "Evidence.h"
 #include "Failure.h"
+#include "Inspection.h"
+#include "Profiles.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <memory>
 
 namespace ctl {
 
 namespace {
 
-Json::Value ToJson(const std::string& file, const Validation& validation)
+constexpr std::size_t kDocumentLimit = 16UL * 1024 * 1024;
+constexpr const char* kCapture = "capture";
+
+// The keys of the faults are paths of members, or names of files in a capture.
+using Faults = std::vector<srcwatch::Finding>;
+
+struct Validation {
+    Faults faults;
+    std::optional<bool> isReadable;  // true if the library reads a stored document in spite of its faults
+};
+
+/* ---- documents ---- */
+
+template <srcwatch::StoredKind kind>
+Validation InspectStored(const std::string& text)
+{
+    srcwatch::Inspection inspection = Inspect(srcwatch::JsonText(text), kind);
+    const bool isReadable = inspection.IsReadable();
+    return {std::move(inspection.findings), isReadable};
+}
+
+Validation InspectProfiles(const std::string& text)
+{
+    const srcwatch::JsonText json(text);
+    if (!json.Errors().empty()) return {SyntaxFindings(json), std::nullopt};
+    srcwatch::Profiles profiles;
+    profiles.LoadText(text, "");
+    Validation validation;
+    for (const srcwatch::ProfileError& error : profiles.Errors()) {
+        const bool isEntry = error.entry >= 0;
+        const Json::Value& place =
+            isEntry ? json.Root()["profiles"][static_cast<Json::ArrayIndex>(error.entry)] : json.Root();
+        const std::string key = isEntry ? "profiles[" + std::to_string(error.entry) + "]" : "";
+        validation.faults.push_back({json.LineOf(place), key, error.reason, false});
+    }
+    return validation;
+}
+
+Validation InspectUnknown(const std::string& text)
+{
+    const srcwatch::JsonText json(text);
+    if (!json.IsJson()) return {SyntaxFindings(json), std::nullopt};
+    const char* const why = "has none of the members \"activity\", \"Auto\" and \"profiles\"";
+    return {{{json.LineOf(json.Root()), "", why, false}}, std::nullopt};
+}
+
+/* ---- captures ---- */
+
+Validation ToValidation(const srcwatch::Remarks& remarks)
+{
+    Validation validation;
+    for (const srcwatch::Remark& remark : remarks) {
+        validation.faults.push_back({remark.line, remark.file, remark.text, false});
+    }
+    return validation;
+}
+
+template <typename T, srcwatch::Decoded<T> (*decode)(const srcwatch::Bytes&)>
+Validation InspectItem(const std::string& bytes)
+{
+    return ToValidation(RemarksOn(decode(srcwatch::Bytes(bytes.begin(), bytes.end()))));
+}
+
+Validation InspectCapture(const std::string& directory)
+{
+    const srcwatch::Evidence evidence = srcwatch::ReadEvidence(directory);
+    Validation validation = ToValidation(evidence.AllRemarks());
+    if (!evidence.spd && !evidence.cec && !evidence.aksv) {
+        validation.faults.push_back({0, "", "has none of spd.bin, cec.log, aksv.bin", false});
+    }
+    return validation;
+}
+
+/* ---- kinds ---- */
+
+struct Kind {
+    const char* name;
+    const char* file;  // of a capture, which always has this kind
+    std::size_t limit;
+    Validation (*inspect)(const std::string& text);
+};
+constexpr Kind kUnknown = {"unknown", "", kDocumentLimit, InspectUnknown};
+constexpr Kind kKinds[] = {
+    {"activity", "", kDocumentLimit, InspectStored<srcwatch::StoredKind::kActivity>},
+    {"optical", "", kDocumentLimit, InspectStored<srcwatch::StoredKind::kOptical>},
+    {"statistics", "", kDocumentLimit, InspectStored<srcwatch::StoredKind::kStatistics>},
+    {"profiles", "", kDocumentLimit, InspectProfiles},
+    {"spd", srcwatch::kSpdFile, srcwatch::kBinaryLimit,
+     InspectItem<srcwatch::SpdInfoFrame, srcwatch::DecodeSpdInfoFrame>},
+    {"cec", srcwatch::kCecFile, srcwatch::kCecLimit, InspectItem<srcwatch::CecLog, srcwatch::DecodeCecLog>},
+    {"aksv", srcwatch::kAksvFile, srcwatch::kBinaryLimit, InspectItem<std::string, srcwatch::DecodeAksv>},
+};
+
+std::vector<std::string> KindNames()
+{
+    std::vector<std::string> names{kCapture};
+    for (const Kind& kind : kKinds) names.emplace_back(kind.name);
+    return names;
+}
+
+// The kind of this name or, if that is empty, of a file of a capture.
+const Kind& FindKind(const std::string& name, const std::string& file)
+{
+    const auto* const found = std::find_if(std::begin(kKinds), std::end(kKinds), [&](const Kind& kind) {
+        return name.empty() ? file == kind.file : name == kind.name;
+    });
+    return found == std::end(kKinds) ? kUnknown : *found;
+}
+
+const Kind& GuessKind(const std::string& text)
+{
+    const std::optional<Json::Value> json = srcwatch::ParseJson(text);
+    if (!json) return kUnknown;
+    if (json->isNull()) return FindKind("activity", "");
+    if (!json->isObject()) return kUnknown;
+    if (json->isMember("profiles")) return FindKind("profiles", "");
+    if (json->isMember("Auto")) return FindKind("statistics", "");
+    if (!json->isMember("activity")) return kUnknown;
+    return FindKind((*json)["activity"].isObject() ? "optical" : "activity", "");
+}
+
+/* ---- the command ---- */
+
+std::string ReadFile(const std::string& path, std::size_t limit)
+{
+    const auto read = srcwatch::ReadBoundedFile(path, limit);
+    if (!read) throw Failure("no such file: " + path);
+    const auto* const fault = std::get_if<srcwatch::Fault>(&*read);
+    if (fault != nullptr) throw Failure(path + ": " + srcwatch::InOneLine(fault->remarks));
+    const auto& bytes = std::get<srcwatch::Bytes>(*read);
+    return {bytes.begin(), bytes.end()};
+}
+
+Json::Value ToJson(const std::string& file, const std::string& kind, const Validation& validation)
 {
     Json::Value document;
     document["file"] = file;
-    document["kind"] = KindName(validation.kind);
+    document["kind"] = kind;
     document["valid"] = validation.faults.empty();
-    document["readable"] = validation.readable ? Json::Value(*validation.readable) : Json::Value();
+    document["readable"] = validation.isReadable ? Json::Value(*validation.isReadable) : Json::Value();
     document["faults"] = Json::arrayValue;
     for (const srcwatch::Finding& fault : validation.faults) {
         Json::Value entry;
@@ -29,20 +168,31 @@ Json::Value ToJson(const std::string& file, const Validation& validation)
     return document;
 }
 
-void Validate(const std::string& file, const std::string& kind, Output& output)
+void Report(const std::string& file, const std::string& kind, const Validation& validation, Output& output)
 {
-    const Validation validation = ValidateFile(file, ParseKind(kind));
-    const Json::Value document = ToJson(file, validation);
-    if (validation.faults.empty()) {
-        return output.Say(document, file + ": valid (" + KindName(validation.kind) + ")");
-    }
+    const Json::Value document = ToJson(file, kind, validation);
+    if (validation.faults.empty()) return output.Confirm(document, file + ": valid (" + kind + ")");
     Table table{{"LINE", "KEY", "WHY"}, {}};
     for (const srcwatch::Finding& fault : validation.faults) {
         table.rows.push_back({fault.line > 0 ? std::to_string(fault.line) : "", fault.key, {fault.why, Colour::kBad}});
     }
     output.Write(document, table);
-    const char* const readable = validation.readable.value_or(false) ? "; the library reads it all the same" : "";
+    const char* const readable = validation.isReadable.value_or(false) ? "; the library can still read it" : "";
     throw Failure(file + " is not valid: " + std::to_string(validation.faults.size()) + " fault(s)" + readable);
+}
+
+void Validate(const std::string& path, const std::string& kindName, Output& output)
+{
+    std::error_code error;
+    const bool isDirectory = std::filesystem::is_directory(path, error);
+    if (kindName == kCapture && !isDirectory) throw Failure("no such directory: " + path);
+    if (kindName == kCapture || (kindName.empty() && isDirectory)) {
+        return Report(path, kCapture, InspectCapture(path), output);
+    }
+    const Kind& named = FindKind(kindName, std::filesystem::path(path).filename());
+    const std::string text = ReadFile(path, named.limit);
+    const Kind& kind = &named == &kUnknown ? GuessKind(text) : named;
+    Report(path, kind.name, kind.inspect(text), output);
 }
 
 }  // namespace
@@ -52,13 +202,13 @@ void AddValidateCommand(CLI::App& app, Output& output)
     const auto file = std::make_shared<std::string>();
     const auto kind = std::make_shared<std::string>();
     CLI::App* const validate =
-        app.add_subcommand("validate", "Tell what is wrong with a document, a file of profiles or a capture");
+        app.add_subcommand("validate", "Show what is wrong with a document, a file of profiles or a capture");
     validate->add_option("FILE", *file, "JSON file, file of a capture, or directory of a capture")
         ->required()
         ->type_name("");
     validate->add_option("--kind", *kind, "What the file is meant to be; guessed without it")
         ->type_name("KIND")
-        ->check(CLI::IsMember(KindNames()));
+        ->check(IsOneOf("a kind", KindNames()));
     validate->callback([=, &output] { Validate(*file, *kind, output); });
 }
 

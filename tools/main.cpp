@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // srcwatchctl: command line, and the end of the program.
+#include "Arguments.h"
 #include "Commands.h"
 #include "Escape.h"
 #include "Failure.h"
@@ -41,24 +42,25 @@ void Define(CLI::App& app, ctl::Output& output)
     const auto setFormat = [&output](const std::string& name) { output.SetFormat(kFormats.at(name)); };
     app.add_option_function<std::string>("-o,--output", setFormat, "Form of the output: table, json, jsonl or raw")
         ->type_name("FORM")
-        ->check(CLI::IsMember({"table", "json", "jsonl", "raw"}));
+        ->check(ctl::IsOneOf("a form of output", {"table", "json", "jsonl", "raw"}));
     app.add_flag("--log", "Show the library's log on standard error");  // see LogSink.cpp
     AddCommands(app, output);
 }
 
-// A word that is no command makes the command missing, which is not what the caller needs to know.
+// A word that is not a command makes the command missing, which is not what the caller needs to know.
 std::string Describe(const CLI::App& app, const CLI::ParseError& error)
 {
     const std::vector<std::string> unknown = app.remaining(true);
     const bool missing = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
     if (!missing) return error.what();
     if (unknown.empty()) return std::string(error.what()) + "; see --help";
-    return "'" + unknown.front() + "' is no command; see --help";
+    return "'" + unknown.front() + "' is not a command; see --help";
 }
 
-int Complain(const char* text, int code)
+int Fail(const char* text, int code)
 {
-    (void)std::fprintf(stderr, "srcwatchctl: %s\n", ctl::Escape(text).c_str());  // nowhere else to say it
+    // Nothing can be done if this fails.
+    static_cast<void>(std::fprintf(stderr, "srcwatchctl: %s\n", ctl::Escape(text).c_str()));
     return code;
 }
 
@@ -66,19 +68,19 @@ int Complain(const char* text, int code)
 
 int main(int argc, char** argv)
 try {
-    (void)std::setlocale(LC_ALL, "");  // a locale that is not there leaves "C"
+    static_cast<void>(std::setlocale(LC_ALL, ""));  // a locale that does not exist leaves "C"
     CLI::App app("Looks at and commands the detection of the devices on the TV's inputs.", "srcwatchctl");
     ctl::Output output;
     Define(app, output);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
-        if (e.get_exit_code() != 0) return Complain(Describe(app, e).c_str(), ctl::kUsage);
+        if (e.get_exit_code() != 0) return Fail(Describe(app, e).c_str(), ctl::kUsage);
         return app.exit(e);
     } catch (const ctl::Failure& failure) {
-        return Complain(failure.what(), failure.Code());
+        return Fail(failure.what(), failure.Code());
     }
     return ctl::kDone;
 } catch (const std::exception& e) {
-    return Complain(e.what(), ctl::kFailed);
+    return Fail(e.what(), ctl::kFailed);
 }

@@ -34,7 +34,7 @@ TEST_F(Service, KeepsRecordsAsideThatAreReadableOnlyInPart)
     Plug("hdmi1", "tivaro-one");
 
     EXPECT_EQ(TextSetting(kActivity + ".unreadable"), text);
-    EXPECT_EQ(LogLinesWith("is unreadable (line 1: activity[1].DevName: is no text)"), 1);
+    EXPECT_EQ(LogLinesWith("is unreadable (line 1: activity[1].DevName: is not a text)"), 1);
     EXPECT_EQ(StoredRecord(0)["DenyCount"].asInt(), 4);
 }
 

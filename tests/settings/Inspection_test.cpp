@@ -52,10 +52,10 @@ TEST(Inspection, TellsWhatIsConvertedFromWhatIsLost)
 {
     const std::string text = "{\"activity\":[{\"BName\":5,\n\"Other\":[]},\n{\"DevName\":[1]},7]}";
 
-    EXPECT_THAT(Readable(text), ElementsAre("line 1: activity[0].BName: is no text",
-                                            "line 2: activity[0].Other: is no member of a record"));
+    EXPECT_THAT(Readable(text), ElementsAre("line 1: activity[0].BName: is not a text",
+                                            "line 2: activity[0].Other: is not a member of a record"));
     EXPECT_THAT(Unreadable(text),
-                ElementsAre("line 3: activity[1].DevName: is no text", "line 3: activity[2]: is no object"));
+                ElementsAre("line 3: activity[1].DevName: is not a text", "line 3: activity[2]: is not an object"));
     EXPECT_EQ(Inspect(JsonText(text), StoredKind::kActivity).FirstUnreadable()->key, "activity[1].DevName");
 }
 
@@ -97,7 +97,7 @@ TEST(Inspection, FindsReadableWhatOnlyAStrictReaderRefuses)
     EXPECT_THAT(Unreadable("{\"activity\":[]} more"), ElementsAre());
 }
 
-TEST(Inspection, TellsEntriesThatThePortsLackFromThoseThatSpoilAll)
+TEST(Inspection, DistinguishesUnusedEntriesFromThoseThatSpoilAll)
 {
     const auto kind = StoredKind::kStatistics;
 
@@ -105,8 +105,8 @@ TEST(Inspection, TellsEntriesThatThePortsLackFromThoseThatSpoilAll)
         Readable(R"({"Auto":[null,{},{"port":true,"pri":1.5,"spd":["a"],"result":[1,"",""]}]})", kind),
         ElementsAre("line 1: Auto[1].port: is missing: the entry belongs to no port",
                     "line 1: Auto[1].pri: is missing: the entry is never used",
-                    "line 1: Auto[2].port: is no 32-bit number", "line 1: Auto[2].pri: is no 32-bit number",
-                    "line 1: Auto[2].spd: is no array of three texts", "line 1: Auto[2].result[0]: is no text"));
+                    "line 1: Auto[2].port: is not a 32-bit number", "line 1: Auto[2].pri: is not a 32-bit number",
+                    "line 1: Auto[2].spd: is not an array of three texts", "line 1: Auto[2].result[0]: is not a text"));
     for (const char* const entry :
          {"7", "[]", "\"x\"", R"({"port":"1","pri":1})", R"({"port":1,"pri":[]})", R"({"port":1,"pri":1,"t":"5"})",
           R"({"port":1,"pri":1,"spd":[[],"",""]})", R"({"port":1,"pri":1,"result":{"a":1,"b":2,"c":3}})"}) {

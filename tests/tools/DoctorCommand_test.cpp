@@ -103,7 +103,7 @@ TEST_F(DoctorCommand, FindsADamagedDocumentAndItsPlace)
     Set(kOpticalKey, "{");
     Set(kStatisticsKey, R"({"Auto":7})");
 
-    EXPECT_EQ(Finding("activity-document", 1)["detail"], "line 2: activity[0].DevType: is no 32-bit number");
+    EXPECT_EQ(Finding("activity-document", 1)["detail"], "line 2: activity[0].DevType: is not a 32-bit number");
     EXPECT_EQ(Finding("optical-document", 1)["ok"], false);
     EXPECT_EQ(Finding("statistics-document", 1)["ok"], false);
 }
@@ -117,7 +117,7 @@ TEST_F(DoctorCommand, FindsNoFaultInWhatTheLibraryReads)
     const Json::Value finding = Finding("activity-document", 0);
 
     EXPECT_EQ(finding["ok"], true);
-    EXPECT_THAT(finding["detail"].asString(), HasSubstr("line 1: activity[0].BName: is no text"));
+    EXPECT_THAT(finding["detail"].asString(), HasSubstr("line 1: activity[0].BName: is not a text"));
     EXPECT_TRUE(finding["remedy"].isNull());
 }
 

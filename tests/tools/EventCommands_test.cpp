@@ -73,7 +73,7 @@ TEST_F(EventCommands, MonitorEndsAfterACount)
     EXPECT_EQ(events[0]["texts"][0], "A b");
 }
 
-TEST_F(EventCommands, MonitorShowsOnlyTheTypesAskedForAlsoWithoutAName)
+TEST_F(EventCommands, MonitorShowsOnlyTheTypesAskedFor)
 {
     const auto monitor = Start({"monitor", "--type", "777", "--type", "connection", "-o", "jsonl"});
 
@@ -107,7 +107,7 @@ TEST_F(EventCommands, MonitorTimesOut)
 
 TEST_F(EventCommands, MonitorRefusesWrongUsage)
 {
-    EXPECT_TRUE(Fails(Run({"monitor", "--type", "nonsense"}), 2, "'nonsense' is no event type"));
+    EXPECT_TRUE(Fails(Run({"monitor", "--type", "nonsense"}), 2, "'nonsense' is not an event type"));
     EXPECT_TRUE(Fails(Run({"monitor", "--count", "0"}), 2, "--count"));
     EXPECT_TRUE(Fails(Run({"monitor", "--count", "x"}), 2, "--count"));
     EXPECT_TRUE(Fails(Run({"monitor", "--timeout", "-1"}), 2, "--timeout"));
@@ -183,7 +183,7 @@ TEST_F(EventCommands, WaitRefusesWrongUsage)
 {
     EXPECT_TRUE(Fails(Run({"wait"}), 2, "--port"));
     EXPECT_TRUE(Fails(Run({"wait", "--port", "8"}), 2, "--port"));
-    EXPECT_TRUE(Fails(Run({"wait", "--port", "0", "--device-type", "car"}), 2, "'car' is no device type"));
+    EXPECT_TRUE(Fails(Run({"wait", "--port", "0", "--device-type", "car"}), 2, "'car' is not a device type"));
 }
 
 TEST_F(EventCommands, CallPrintsTheReply)
@@ -250,7 +250,7 @@ TEST_F(EventCommands, CallTimesOutWhenTheServiceIsSilent)
 TEST_F(EventCommands, CallRefusesWrongUsage)
 {
     EXPECT_TRUE(Fails(Run({"call"}), 2, "REQUEST"));
-    EXPECT_TRUE(Fails(Run({"call", "nonsense"}), 2, "'nonsense' is no request"));
+    EXPECT_TRUE(Fails(Run({"call", "nonsense"}), 2, "'nonsense' is not a request"));
     EXPECT_TRUE(Fails(Run({"call", "1", "x"}), 2, "NUMBER"));
     EXPECT_TRUE(Fails(Run({"call", "1", "99999999999"}), 2, "NUMBER"));
 

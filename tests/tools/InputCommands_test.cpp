@@ -37,15 +37,15 @@ TEST_F(InputCommands, PlugLeavesAnInputAloneThatHasADevice)
 {
     ASSERT_EQ(Run({"plug", "1", "tivaro-one"}).code, 0);
 
-    EXPECT_TRUE(Fails(Run({"plug", "1", "kestelle-k2"}), 1, "something is plugged into HDMI 2 already"));
+    EXPECT_TRUE(Fails(Run({"plug", "1", "kestelle-k2"}), 1, "a device is already plugged into HDMI 2"));
     EXPECT_EQ(fs::read_symlink(Path("inputs/hdmi2")).filename(), "tivaro-one");
 }
 
 TEST_F(InputCommands, PlugRefusesWhatIsNoCaptureOrNoInput)
 {
-    EXPECT_TRUE(Fails(Run({"plug", "0", "nonsense"}), 1, "there is no capture directory nonsense"));
-    EXPECT_TRUE(Fails(Run({"plug", "0", Path("platform.conf")}), 1, "there is no capture directory"));
-    EXPECT_TRUE(Fails(Run({"plug", "0", "tivaro-one", "--inputs", Path("absent")}), 1, "there is no inputs directory"));
+    EXPECT_TRUE(Fails(Run({"plug", "0", "nonsense"}), 1, "no such capture directory: nonsense"));
+    EXPECT_TRUE(Fails(Run({"plug", "0", Path("platform.conf")}), 1, "no such capture directory"));
+    EXPECT_TRUE(Fails(Run({"plug", "0", "tivaro-one", "--inputs", Path("absent")}), 1, "no such inputs directory"));
     EXPECT_TRUE(Fails(Run({"plug", "0"}), 2, "CAPTURE"));
     EXPECT_TRUE(Fails(Run({"plug", "8", "tivaro-one"}), 2, "PORT"));
     EXPECT_TRUE(fs::is_empty(Path("inputs")));
@@ -77,7 +77,7 @@ TEST_F(InputCommands, UnplugLeavesADirectoryThatIsNoLink)
     fs::create_directories(Path("inputs/hdmi1"));
     WriteFile("inputs/hdmi1/cec.log", "");
 
-    EXPECT_TRUE(Fails(Run({"unplug", "0"}), 1, "is no link"));
+    EXPECT_TRUE(Fails(Run({"unplug", "0"}), 1, "is not a link"));
     EXPECT_TRUE(fs::exists(Path("inputs/hdmi1/cec.log")));
 }
 

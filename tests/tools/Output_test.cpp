@@ -60,7 +60,7 @@ TEST_F(OutputTest, GivesTextOfDevicesUnchangedInJsonButOnlyAsAscii)
 
 TEST_F(OutputTest, EscapesWhatItComplainsOf)
 {
-    EXPECT_TRUE(Fails(Run({"show", "\x1b[2J\n0"}), 2, "'\\x1b[2J\\n0' is no port"));
+    EXPECT_TRUE(Fails(Run({"show", "\x1b[2J\n0"}), 2, "'\\x1b[2J\\n0' is not a port"));
     EXPECT_TRUE(Fails(Run({"validate", "/no\n/such"}), 1, "/no\\n/such"));
 }
 
@@ -154,8 +154,8 @@ TEST_F(OutputTest, FailsWhenItCannotWrite)
 TEST_F(OutputTest, ExplainsWrongUsageInOneLine)
 {
     EXPECT_TRUE(Fails(Run({}), 2, "required"));
-    EXPECT_TRUE(Fails(Run({"nonsense"}), 2, "'nonsense' is no command"));
-    EXPECT_TRUE(Fails(Run({"scan", "nonsense"}), 2, "'nonsense' is no command"));
+    EXPECT_TRUE(Fails(Run({"nonsense"}), 2, "'nonsense' is not a command"));
+    EXPECT_TRUE(Fails(Run({"scan", "nonsense"}), 2, "'nonsense' is not a command"));
     EXPECT_TRUE(Fails(Run({"list", "0"}), 2, "0"));
     EXPECT_TRUE(Fails(Run({"list", "--nonsense"}), 2, "--nonsense"));
     EXPECT_TRUE(Fails(Run({"show"}), 2, "PORT"));

@@ -81,7 +81,7 @@ TEST_F(PortCommands, FailWhereTheStoreCannotBeRead)
     }
 }
 
-TEST_F(PortCommands, ListsThePortsWithARecordWhereTheNumberOfInputsIsUnknown)
+TEST_F(PortCommands, ListsPortsWithARecordIfTheNumberOfInputsIsUnknown)
 {
     StoreRecord(1, SetTopBox("Provider"));
     Set(kActivityKey, R"({"activity":[{"DevType":9},{"DevType":7}]})");
@@ -257,7 +257,7 @@ TEST_F(PortCommands, ExplainsWhichEvidenceWasRefused)
 
     EXPECT_EQ(outcome.code, 0) << outcome;
     EXPECT_THAT(outcome.out, HasSubstr("refused: checksum"));
-    EXPECT_THAT(outcome.out, HasSubstr("by faulty; not what the record has"));
+    EXPECT_THAT(outcome.out, HasSubstr("by faulty; the record differs"));
 }
 
 TEST_F(PortCommands, ForgetsAllButTheDenyCountWhenNoServiceRuns)
@@ -290,7 +290,7 @@ TEST_F(PortCommands, ForgetsNothingWhenAnotherRecordWouldBeLost)
     EXPECT_EQ(Get(kActivityKey), before);
 }
 
-TEST_F(PortCommands, ForgetsNothingWhereTheNumberOfInputsIsUnknown)
+TEST_F(PortCommands, ForgetsNothingIfTheNumberOfInputsIsUnknown)
 {
     const std::string before = R"({"activity":[{"DevType":9}]})";
     Set(kActivityKey, before);
@@ -303,7 +303,7 @@ TEST_F(PortCommands, ForgetsNothingWhereTheNumberOfInputsIsUnknown)
 TEST_F(PortCommands, HasNothingToForgetWithoutARecord)
 {
     EXPECT_EQ(Run({"forget", "0"}).code, 0);
-    EXPECT_TRUE(Fails(Run({"settings", "get", kActivityKey}), 1, "no setting"));
+    EXPECT_TRUE(Fails(Run({"settings", "get", kActivityKey}), 1, "no such setting"));
 }
 
 TEST_F(PortCommands, AsksARunningServiceToForget)

@@ -160,7 +160,7 @@ TEST_F(ScanCommands, RunTimesOut)
 TEST_F(ScanCommands, RunFailsWithoutAService)
 {
     EXPECT_TRUE(Fails(Run({"scan", "run"}), 1, "no detection service is running"));
-    EXPECT_TRUE(Fails(Run({"settings", "get", kCommandKey}), 1, "no setting"));
+    EXPECT_TRUE(Fails(Run({"settings", "get", kCommandKey}), 1, "no such setting"));
 }
 
 TEST_F(ScanCommands, RunFailsWhenTheServiceEnds)

@@ -60,7 +60,7 @@ TEST_F(BesideService, MendsDamagedDocumentsByItsStart)
     Set(kActivityKey, R"({"activity":[{"DevType":6,"DenyCount":4},{"DevName":[1]}]})");
     Set(kOpticalKey, R"({"activity":[]})");
     Set(kStatisticsKey, R"({"Auto":[7]})");
-    EXPECT_THAT(findings(1), testing::Each(HasSubstr("the detection service writes it anew when it starts")));
+    EXPECT_THAT(findings(1), testing::Each(HasSubstr("the detection service replaces it when it starts")));
 
     StartService();
 

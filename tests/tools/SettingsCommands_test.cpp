@@ -39,16 +39,16 @@ TEST_F(SettingsCommands, SetChangesTheTypeWhenAsked)
     EXPECT_EQ(Document({"settings", "set", "db/key", "12", "--int"}, "settings set")["value"], 12);
     EXPECT_EQ(Document({"settings", "set", "db/key", "12", "--text"}, "settings set")["value"], "12");
     EXPECT_TRUE(Fails(Run({"settings", "set", "db/key", "12", "--text", "--int"}), 2, "--text"));
-    EXPECT_TRUE(Fails(Run({"settings", "set", "db/key", "x", "--int"}), 2, "no 32-bit number"));
-    EXPECT_TRUE(Fails(Run({"settings", "set", "db/key", "2147483648", "--int"}), 2, "no 32-bit number"));
+    EXPECT_TRUE(Fails(Run({"settings", "set", "db/key", "x", "--int"}), 2, "not a 32-bit number"));
+    EXPECT_TRUE(Fails(Run({"settings", "set", "db/key", "2147483648", "--int"}), 2, "not a 32-bit number"));
 }
 
 TEST_F(SettingsCommands, RefuseWhatIsNoKeyOrNoText)
 {
-    EXPECT_TRUE(Fails(Run({"settings", "set", "key", "1"}), 2, "'key' is no key"));
+    EXPECT_TRUE(Fails(Run({"settings", "set", "key", "1"}), 2, "'key' is not a key"));
     EXPECT_TRUE(Fails(Run({"settings", "get", ""}), 2, "KEY"));
     EXPECT_TRUE(Fails(Run({"settings", "watch", "other/key"}), 2, "KEY"));
-    EXPECT_TRUE(Fails(Run({"settings", "set", "db/key", "\xff", "--text"}), 2, "no valid UTF-8"));
+    EXPECT_TRUE(Fails(Run({"settings", "set", "db/key", "\xff", "--text"}), 2, "not valid UTF-8"));
 }
 
 TEST_F(SettingsCommands, GetPrintsAValueAsItIs)
@@ -60,7 +60,7 @@ TEST_F(SettingsCommands, GetPrintsAValueAsItIs)
     EXPECT_EQ(Run({"settings", "get", "db/document"}).out, document + "\n");
     EXPECT_EQ(Run({"settings", "get", "db/number", "-o", "raw"}).out, "-7\n");
     EXPECT_EQ(Document({"settings", "get", "db/document"}, "settings get")["value"], document);
-    EXPECT_TRUE(Fails(Run({"settings", "get", "db/absent"}), 1, "there is no setting db/absent"));
+    EXPECT_TRUE(Fails(Run({"settings", "get", "db/absent"}), 1, "no such setting: db/absent"));
 }
 
 TEST_F(SettingsCommands, ListShowsAllOrThoseOfAPrefix)

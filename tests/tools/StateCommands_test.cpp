@@ -89,7 +89,7 @@ TEST_F(StateCommands, TwcRefusesPortsThatCannotBeChecked)
     EXPECT_TRUE(Fails(Run({"twc", "start", "99"}), 2, "PORT"));
     EXPECT_TRUE(Fails(Run({"twc", "end", "-1"}), 2, "PORT"));
     EXPECT_TRUE(Fails(Run({"twc", "tuned", "1"}), 2, "FRAMES"));
-    EXPECT_TRUE(Fails(Run({"settings", "get", kCommandKey}), 1, "no setting"));
+    EXPECT_TRUE(Fails(Run({"settings", "get", kCommandKey}), 1, "no such setting"));
 }
 
 TEST_F(StateCommands, TwcFailsWhenTheCommandCannotBeWritten)

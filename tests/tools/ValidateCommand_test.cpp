@@ -71,10 +71,10 @@ TEST_F(ValidateCommand, GivesLineKeyAndReasonOfEachFault)
         FaultsOf("{\"activity\": [\n {\"DevType\": \"one\",\n  \"BName\": 5},\n {\"DevTyp\": 1}, 7,\n"
                  " {\"DevType\": 2}, {\"PortNum\": 99999999999}]}",
                  "activity"),
-        testing::UnorderedElementsAre("2 activity[0].DevType: is no 32-bit number", "3 activity[0].BName: is no text",
-                                      "4 activity[1].DevTyp: is no member of a record", "4 activity[2]: is no object",
-                                      "5 activity[3].DevType: error type 2: applications are given no text for it",
-                                      "5 activity[4].PortNum: is no 32-bit number"));
+        testing::UnorderedElementsAre("2 activity[0].DevType: is not a 32-bit number", "3 activity[0].BName: is not a text",
+                                      "4 activity[1].DevTyp: is not a member of a record", "4 activity[2]: is not an object",
+                                      "5 activity[3].DevType: error type 2: applications get no text for it",
+                                      "5 activity[4].PortNum: is not a 32-bit number"));
 }
 
 TEST_F(ValidateCommand, TellsWhetherTheLibraryReadsTheDocument)
@@ -87,18 +87,18 @@ TEST_F(ValidateCommand, TellsWhetherTheLibraryReadsTheDocument)
     EXPECT_EQ(Document({"validate", Path("lost.json")}, "validate", 1)["readable"], false);
     EXPECT_EQ(Document({"validate", Path("good.json")}, "validate")["readable"], true);
     EXPECT_TRUE(Document({"validate", SRCWATCH_PROFILES_FILE}, "validate")["readable"].isNull());
-    EXPECT_TRUE(Fails(Run({"validate", Path("odd.json")}), 1, "the library reads it all the same"));
+    EXPECT_TRUE(Fails(Run({"validate", Path("odd.json")}), 1, "the library can still read it"));
 }
 
 TEST_F(ValidateCommand, ExaminesTheShapeOfEachKind)
 {
-    EXPECT_THAT(FaultsOf("[]", "activity"), testing::ElementsAre("1 : is no object"));
+    EXPECT_THAT(FaultsOf("[]", "activity"), testing::ElementsAre("1 : is not an object"));
     EXPECT_THAT(FaultsOf("{}", "activity"), testing::ElementsAre("1 activity: is missing"));
-    EXPECT_THAT(FaultsOf("{\n\"activity\": {}}", "activity"), testing::ElementsAre("2 activity: is no array"));
-    EXPECT_THAT(FaultsOf("{\n\"activity\": []}", "optical"), testing::ElementsAre("2 activity: is no object"));
+    EXPECT_THAT(FaultsOf("{\n\"activity\": {}}", "activity"), testing::ElementsAre("2 activity: is not an array"));
+    EXPECT_THAT(FaultsOf("{\n\"activity\": []}", "optical"), testing::ElementsAre("2 activity: is not an object"));
     EXPECT_THAT(FaultsOf(R"({"activity":{"DevType":[]}})", "optical"),
-                testing::ElementsAre("1 activity.DevType: is no 32-bit number"));
-    EXPECT_THAT(FaultsOf(R"({"Auto":5})", "statistics"), testing::ElementsAre("1 Auto: is no array"));
+                testing::ElementsAre("1 activity.DevType: is not a 32-bit number"));
+    EXPECT_THAT(FaultsOf(R"({"Auto":5})", "statistics"), testing::ElementsAre("1 Auto: is not an array"));
 }
 
 TEST_F(ValidateCommand, ExaminesStatistics)
@@ -108,8 +108,8 @@ TEST_F(ValidateCommand, ExaminesStatistics)
                  "statistics"),
         testing::UnorderedElementsAre("2 Auto[0].port: is missing: the entry belongs to no port",
                                       "2 Auto[0].pri: is missing: the entry is never used",
-                                      "2 Auto[0].t: is no 32-bit number", "3 Auto[1].spd: is no array of three texts",
-                                      "3 Auto[1].result[0]: is no text", "4 Auto[2]: is no object"));
+                                      "2 Auto[0].t: is not a 32-bit number", "3 Auto[1].spd: is not an array of three texts",
+                                      "3 Auto[1].result[0]: is not a text", "4 Auto[2]: is not an object"));
 }
 
 TEST_F(ValidateCommand, ExaminesProfiles)
@@ -220,9 +220,9 @@ TEST_F(ValidateCommand, RefusesAnEmptyDirectory)
 
 TEST_F(ValidateCommand, FailsWhereThereIsNothingToRead)
 {
-    EXPECT_TRUE(Fails(Run({"validate", Path("absent")}), 1, "there is no file"));
+    EXPECT_TRUE(Fails(Run({"validate", Path("absent")}), 1, "no such file"));
     EXPECT_TRUE(Fails(Run({"validate", "/dev/zero"}), 1, "/dev/zero"));
-    EXPECT_TRUE(Fails(Run({"validate", Path("platform.conf"), "--kind", "capture"}), 1, "there is no directory"));
+    EXPECT_TRUE(Fails(Run({"validate", Path("platform.conf"), "--kind", "capture"}), 1, "no such directory"));
     EXPECT_TRUE(Fails(Run({"validate"}), 2, "FILE"));
     EXPECT_TRUE(Fails(Run({"validate", "x", "--kind", "nonsense"}), 2, "--kind"));
 }

@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Arguments.h"
+
+#include "Ports.h"
+#include "srcwatch-api.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace ctl {
+
+namespace {
+
+constexpr int kLargestCount = 1'000'000'000;
+constexpr double kLongestTimeout = 1e6;
+
+template <typename Number>
+std::optional<Number> Parse(const std::string& text)
+{
+    Number number{};
+    const char* const end = text.data() + text.size();
+    const auto [last, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || last != end) return std::nullopt;
+    return number;
+}
+
+std::string NotA(const std::string& text, const std::string& what) { return "'" + text + "' is not " + what; }
+
+// Reads a text as a number. The text becomes what it was read as, so that CLI11 cannot read it otherwise ("010").
+template <typename Read>
+CLI::Validator Reader(Read read, const std::string& what)
+{
+    const auto validate = [=](std::string& text) -> std::string {
+        const std::optional<int> number = read(text);
+        if (!number) return NotA(text, what);
+        text = std::to_string(*number);
+        return "";
+    };
+    return CLI::Validator(validate, "");
+}
+
+template <typename Predicate>
+CLI::Validator NumberThat(Predicate isAllowed, const std::string& what)
+{
+    const auto read = [=](const std::string& text) {
+        const std::optional<int> number = ParseInt(text);
+        return number && isAllowed(*number) ? number : std::nullopt;
+    };
+    return Reader(read, what);
+}
+
+std::string RefuseSeconds(const std::string& text)
+{
+    const double seconds = Parse<double>(text).value_or(-1);
+    return seconds >= 0 && seconds <= kLongestTimeout ? "" : NotA(text, "a number of seconds from 0 to 1000000");
+}
+
+std::string Joined(const std::vector<std::string>& names)
+{
+    std::string joined;
+    for (const std::string& name : names) joined += (joined.empty() ? "" : ", ") + name;
+    return joined;
+}
+
+bool IsPort(int port) { return port == SRCWATCH_PORT_OPTICAL || IsHdmiPort(port); }
+
+}  // namespace
+
+std::optional<int> ParseInt(const std::string& text) { return Parse<int>(text); }
+
+CLI::Validator IsNumber(int lowest, int highest)
+{
+    const bool isAny = lowest == INT_MIN && highest == INT_MAX;
+    return NumberThat(
+        [=](int number) { return number >= lowest && number <= highest; },
+        isAny ? "a 32-bit number" : "a number from " + std::to_string(lowest) + " to " + std::to_string(highest));
+}
+
+CLI::Validator IsNumberOrName(const std::string& what, const Names& names)
+{
+    std::vector<std::string> known;
+    for (const auto& entry : names) known.push_back(entry.first);
+    const auto read = [=](const std::string& text) {
+        const auto found = std::find(known.begin(), known.end(), text);
+        return found == known.end() ? ParseInt(text) : names[static_cast<std::size_t>(found - known.begin())].second;
+    };
+    return Reader(read, what + ": use a number, or one of " + Joined(known));
+}
+
+CLI::Validator IsOneOf(const std::string& what, const std::vector<std::string>& names)
+{
+    const auto validate = [=](const std::string& text) {
+        const bool isKnown = std::find(names.begin(), names.end(), text) != names.end();
+        return isKnown ? "" : NotA(text, what + ": use one of " + Joined(names));
+    };
+    return CLI::Validator(validate, "");
+}
+
+CLI::Option* AddPort(CLI::App* command, const std::string& name, int& port)
+{
+    return command->add_option(name, port, "Port: 0 is HDMI 1, 99 the optical source")
+        ->required()
+        ->type_name(name.front() == '-' ? "PORT" : "")
+        ->transform(NumberThat(IsPort, "a port: 0 to 7 are HDMI 1 to 8, 99 is the optical source"));
+}
+
+CLI::Option* AddHdmiPort(CLI::App* command, int& port)
+{
+    return command->add_option("PORT", port, "Port: 0 to 7")
+        ->required()
+        ->type_name("")
+        ->transform(NumberThat(IsHdmiPort, "an HDMI port: 0 to 7 are HDMI 1 to 8"));
+}
+
+CLI::Option* AddTimeout(CLI::App* command, std::optional<double>& seconds, const std::string& description)
+{
+    return command->add_option("--timeout", seconds, description)->type_name("SECONDS")->check(RefuseSeconds);
+}
+
+CLI::Option* AddCount(CLI::App* command, int& count, const std::string& description)
+{
+    return command->add_option("--count", count, description)->type_name("N")->transform(IsNumber(1, kLargestCount));
+}
+
+CLI::Option* AddInputs(CLI::App* command, std::string& directory)
+{
+    directory = "/run/srcwatch/inputs";
+    return command->add_option("--inputs", directory, "Inputs directory of the detection service")
+        ->envname(kInputsVariable)
+        ->type_name("DIR")
+        ->capture_default_str();
+}
+
+}  // namespace ctl

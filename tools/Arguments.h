@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// What stands on the command line: how numbers and names are read, and the arguments that several commands have. What
+// is refused is refused with "'x' is not a ...", as wrong usage.
+#ifndef SRCWATCH_TOOLS_ARGUMENTS_H
+#define SRCWATCH_TOOLS_ARGUMENTS_H
+
+#include <climits>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+namespace ctl {
+
+/// Names with the numbers that they mean.
+using Names = std::vector<std::pair<std::string, int>>;
+
+/// Returns the decimal number of 32 bits that is all of a text, or nothing.
+std::optional<int> ParseInt(const std::string& text);
+
+/// @name What an argument may be, for CLI::Option::transform(). "what" has its article: "a device type".
+/// @{
+CLI::Validator IsNumber(int lowest = INT_MIN, int highest = INT_MAX);
+CLI::Validator IsNumberOrName(const std::string& what, const Names& names);
+CLI::Validator IsOneOf(const std::string& what, const std::vector<std::string>& names);
+/// @}
+
+/// Adds the argument PORT to a command, or the option if the name begins with '-': an index, 0 to 7 or 99.
+CLI::Option* AddPort(CLI::App* command, const std::string& name, int& port);
+
+/// Adds the argument PORT to a command that only HDMI inputs have.
+CLI::Option* AddHdmiPort(CLI::App* command, int& port);
+
+/// Adds the option --timeout to a command.
+CLI::Option* AddTimeout(CLI::App* command, std::optional<double>& seconds, const std::string& description);
+
+/// Adds the option --count to a command.
+CLI::Option* AddCount(CLI::App* command, int& count, const std::string& description);
+
+/// Environment variable of the option --inputs.
+constexpr const char* kInputsVariable = "SRCWATCH_INPUTS";
+
+/// Adds the option --inputs to a command: the inputs directory of the reference detection service.
+CLI::Option* AddInputs(CLI::App* command, std::string& directory);
+
+}  // namespace ctl
+
+#endif
