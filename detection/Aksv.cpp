@@ -21,9 +21,9 @@ std::size_t CountBits(const Bytes& bytes)
 
 Decoded<std::string> DecodeAksv(const Bytes& bytes)
 {
-    if (bytes.size() != kSize) return Fault{std::to_string(bytes.size()) + " bytes, not 5"};
+    if (bytes.size() != kSize) return {std::nullopt, OnlyRemark(std::to_string(bytes.size()) + " bytes, not 5")};
     const std::size_t bits = CountBits(bytes);
-    if (bits != kBitsSet) return Fault{std::to_string(bits) + " of 40 bits set, not 20"};
+    if (bits != kBitsSet) return {std::nullopt, OnlyRemark(std::to_string(bits) + " of 40 bits set, not 20")};
 
     constexpr char kDigits[] = "0123456789abcdef";
     std::string text;
@@ -31,7 +31,7 @@ Decoded<std::string> DecodeAksv(const Bytes& bytes)
         text += kDigits[byte >> 4U];
         text += kDigits[byte & 0xfU];
     }
-    return text;
+    return {text, {}};
 }
 
 }  // namespace srcwatch

@@ -10,7 +10,7 @@
 
 namespace srcwatch {
 
-/// Decode five bytes, of whose 40 bits 20 are set, into ten lower-case hexadecimal digits in the order of the bytes.
+/// Decodes five bytes, of whose 40 bits 20 are set, into ten lower-case hexadecimal digits in the order of the bytes.
 Decoded<std::string> DecodeAksv(const Bytes& bytes);
 
 }  // namespace srcwatch

@@ -12,7 +12,8 @@
 
 namespace srcwatch {
 
-/// The printable text of a field, cut at its first zero and without spaces around it. Remarks on all other bytes.
+/// Returns the printable text of a field, cut at its first zero and without spaces around it. Remarks on all other
+/// bytes.
 std::string DecodeAscii(const char* fieldName, const std::uint8_t* bytes, std::size_t size, Remarks& remarks);
 
 }  // namespace srcwatch

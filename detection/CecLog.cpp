@@ -4,6 +4,7 @@
 #include "AsciiField.h"
 
 #include <algorithm>
+#include <charconv>
 
 #include <linux/cec.h>
 
@@ -13,61 +14,64 @@ namespace {
 
 constexpr std::size_t kHeaderAndOpcode = 2;
 
-std::optional<unsigned> HexDigit(char c)
+constexpr const char* kNotHex = "not hexadecimal bytes with ':' between";
+
+// The value of two hexadecimal digits.
+std::optional<std::uint8_t> ParseByte(const std::string& digits)
 {
-    if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
-    if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a' + 10);
-    if (c >= 'A' && c <= 'F') return static_cast<unsigned>(c - 'A' + 10);
-    return std::nullopt;
+    std::uint8_t byte = 0;
+    const char* const end = digits.data() + digits.size();
+    const auto [last, error] = std::from_chars(digits.data(), end, byte, 16);
+    if (error != std::errc() || last != end || digits.size() != 2) return std::nullopt;
+    return byte;
 }
 
 Decoded<Bytes> ParseMessage(const std::string& line)
 {
     Bytes message;
     for (std::size_t at = 0; at < line.size(); at += 3) {
-        const auto high = HexDigit(line[at]);
-        const auto low = at + 1 < line.size() ? HexDigit(line[at + 1]) : std::nullopt;
-        if (!high || !low) return Fault{"not hexadecimal bytes with ':' between"};
-        if (at + 2 < line.size() && (line[at + 2] != ':' || at + 3 == line.size())) {
-            return Fault{"not hexadecimal bytes with ':' between"};
+        const auto byte = ParseByte(line.substr(at, 2));
+        const bool isLast = at + 2 >= line.size();
+        if (!byte || (!isLast && (line[at + 2] != ':' || at + 3 == line.size()))) {
+            return {std::nullopt, OnlyRemark(kNotHex)};
         }
-        if (message.size() == CEC_MAX_MSG_SIZE) return Fault{"more than 16 bytes"};
-        message.push_back(static_cast<std::uint8_t>(*high << 4U | *low));
+        if (message.size() == CEC_MAX_MSG_SIZE) return {std::nullopt, OnlyRemark("more than 16 bytes")};
+        message.push_back(*byte);
     }
-    return message;
+    return {message, {}};
 }
 
 using Operands = Bytes;
 
-void SetOsdName(const Operands& operands, CecLog& log)
+void SetOsdName(const Operands& operands, CecLog& log, Remarks& remarks)
 {
-    log.osdName = DecodeAscii("<Set OSD Name>", operands.data(), operands.size(), log.remarks);
+    log.osdName = DecodeAscii("<Set OSD Name>", operands.data(), operands.size(), remarks);
 }
 
-void SetVendorId(const Operands& operands, CecLog& log)
+void SetVendorId(const Operands& operands, CecLog& log, Remarks& /*remarks*/)
 {
     log.vendorId = static_cast<std::uint32_t>(operands[0] << 16 | operands[1] << 8 | operands[2]);
 }
 
-void SetPhysicalAddress(const Operands& operands, CecLog& log)
+void SetPhysicalAddress(const Operands& operands, CecLog& log, Remarks& /*remarks*/)
 {
     log.physicalAddress = static_cast<std::uint16_t>(operands[0] << 8 | operands[1]);
     log.primaryDeviceType = operands[2];
 }
 
-void SetVersion(const Operands& operands, CecLog& log) { log.version = operands[0]; }
+void SetVersion(const Operands& operands, CecLog& log, Remarks& /*remarks*/) { log.version = operands[0]; }
 
-void AddFeatureAbort(const Operands& operands, CecLog& log)
+void AddFeatureAbort(const Operands& operands, CecLog& log, Remarks& /*remarks*/)
 {
     log.featureAborts.push_back(CecFeatureAbort{operands[0], operands[1]});
 }
 
-// The messages that say something of the device. More operands than needed are ignored, as the standard asks.
+// The messages that describe the device. More operands than needed are ignored, as the standard requires.
 struct MessageKind {
     std::uint8_t opcode;
     const char* name;
     std::size_t operandCount;
-    void (*apply)(const Operands& operands, CecLog& log);
+    void (*apply)(const Operands& operands, CecLog& log, Remarks& remarks);
 };
 constexpr MessageKind kKinds[] = {
     {CEC_MSG_SET_OSD_NAME, "<Set OSD Name>", 1, SetOsdName},
@@ -77,7 +81,7 @@ constexpr MessageKind kKinds[] = {
     {CEC_MSG_FEATURE_ABORT, "<Feature Abort>", 2, AddFeatureAbort},
 };
 
-// What the TV sends says nothing of the device. A lone header is a poll, also without contents.
+// Messages of the TV do not describe the device, nor does a lone header, which is a poll.
 const MessageKind* FindKind(const Bytes& message)
 {
     if (message.size() < kHeaderAndOpcode || message[0] >> 4U == CEC_LOG_ADDR_TV) return nullptr;
@@ -86,7 +90,7 @@ const MessageKind* FindKind(const Bytes& message)
     return kind == std::end(kKinds) ? nullptr : kind;
 }
 
-void ApplyMessage(const Bytes& message, int line, CecLog& log)
+void ApplyMessage(const Bytes& message, int line, CecLog& log, Remarks& remarks)
 {
     const MessageKind* const kind = FindKind(message);
     if (kind == nullptr) {
@@ -95,23 +99,23 @@ void ApplyMessage(const Bytes& message, int line, CecLog& log)
     }
     const Operands operands(message.begin() + kHeaderAndOpcode, message.end());
     if (operands.size() < kind->operandCount) {
-        log.remarks.push_back({"", line, std::string(kind->name) + " is too short"});
+        remarks.push_back({"", line, std::string(kind->name) + " is too short"});
         return;
     }
-    kind->apply(operands, log);
+    kind->apply(operands, log, remarks);
     ++log.understood;
 }
 
-void ApplyLine(std::string line, int number, CecLog& log)
+void ApplyLine(std::string line, int number, CecLog& log, Remarks& remarks)
 {
     if (!line.empty() && line.back() == '\r') line.pop_back();
     if (line.empty()) return;
     const Decoded<Bytes> message = ParseMessage(line);
-    if (const auto* fault = std::get_if<Fault>(&message)) {
-        log.remarks.push_back({"", number, fault->remarks.front().text});
-        return;
+    if (message.value) {
+        ApplyMessage(*message.value, number, log, remarks);
+    } else {
+        remarks.push_back({"", number, message.remarks.front().text});
     }
-    ApplyMessage(std::get<Bytes>(message), number, log);
 }
 
 }  // namespace
@@ -119,14 +123,15 @@ void ApplyLine(std::string line, int number, CecLog& log)
 Decoded<CecLog> DecodeCecLog(const Bytes& bytes)
 {
     CecLog log;
+    Remarks remarks;
     int number = 1;
     for (auto start = bytes.begin(); start != bytes.end(); ++number) {
         const auto end = std::find(start, bytes.end(), std::uint8_t{'\n'});
-        ApplyLine(std::string(start, end), number, log);
+        ApplyLine(std::string(start, end), number, log, remarks);
         start = end == bytes.end() ? end : end + 1;
     }
-    if (log.understood + log.skipped == 0 && !log.remarks.empty()) return Fault(std::move(log.remarks));
-    return log;
+    if (log.understood + log.skipped == 0 && !remarks.empty()) return {std::nullopt, remarks};
+    return {log, remarks};
 }
 
 }  // namespace srcwatch

@@ -20,7 +20,7 @@ struct CecFeatureAbort {
     std::uint8_t reason;
 };
 
-/// What the messages say of the device that sent them. Of several messages of a kind the last one counts.
+/// What a device has sent about itself. Of several messages of a kind the last one counts.
 struct CecLog {
     std::string osdName;
     std::optional<std::uint32_t> vendorId;
@@ -30,11 +30,10 @@ struct CecLog {
     std::vector<CecFeatureAbort> featureAborts;
     std::size_t understood = 0;
     std::size_t skipped = 0;  ///< messages of other kinds, and those that the TV itself sent
-    Remarks remarks;          ///< lines that were refused
 };
 
-/// Decode a log. It is refused as a whole when none of its lines is a message; an empty one is none, and is not
-/// refused.
+/// Decodes a log, with a remark on each line that is refused. A log is refused as a whole if none of its lines is a
+/// message; an empty one is not.
 Decoded<CecLog> DecodeCecLog(const Bytes& bytes);
 
 }  // namespace srcwatch

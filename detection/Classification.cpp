@@ -19,8 +19,8 @@ struct Rule {
     Method method;
     int code;  // source information of an SPD InfoFrame or primary device type of HDMI-CEC
     int type;
-    int typeWithAudio;  // the same when HDMI-CEC says that the device is an audio system
-    const char* note;   // what there is to say of a device of this kind without a name
+    int typeWithAudio;  // the same if HDMI-CEC reports that the device is an audio system
+    const char* note;   // the text for a device of this kind that has no name
 };
 
 constexpr int kStb = SRCWATCH_DEVICE_SET_TOP_BOX;
@@ -57,29 +57,31 @@ constexpr Rule kRules[] = {
     {Method::kSilent, kAnyCode, kOther, kOther, "Unidentified device"},
 };
 
-bool EveryItemIsFaulty(const Evidence& evidence)
+bool IsEveryItemFaulty(const Evidence& evidence)
 {
-    const bool any = evidence.directory || evidence.spd || evidence.cec || evidence.aksv;
-    return any && evidence.Spd() == nullptr && evidence.Cec() == nullptr && evidence.Aksv() == nullptr;
+    const bool hasItems = !evidence.directory.empty() || evidence.spd || evidence.cec || evidence.aksv;
+    return hasItems && ValueOf(evidence.spd) == nullptr && ValueOf(evidence.cec) == nullptr &&
+           ValueOf(evidence.aksv) == nullptr;
 }
 
 int PrimaryDeviceType(const Evidence& evidence)
 {
-    const CecLog* const cec = evidence.Cec();
+    const CecLog* const cec = ValueOf(evidence.cec);
     return cec == nullptr ? kAnyCode : cec->primaryDeviceType.value_or(kAnyCode);
 }
 
-bool Applies(const Rule& rule, const Evidence& evidence)
+bool IsRuleFor(const Evidence& evidence, const Rule& rule)
 {
+    const SpdInfoFrame* const spd = ValueOf(evidence.spd);
     switch (rule.method) {
         case Method::kSpd:
-            return evidence.Spd() != nullptr && evidence.Spd()->sourceInformation == rule.code;
+            return spd != nullptr && spd->sourceInformation == rule.code;
         case Method::kCec:
             return PrimaryDeviceType(evidence) == rule.code;
         case Method::kAksv:
-            return evidence.Aksv() != nullptr;
+            return ValueOf(evidence.aksv) != nullptr;
         case Method::kFaulty:
-            return EveryItemIsFaulty(evidence);
+            return IsEveryItemFaulty(evidence);
         default:
             return true;
     }
@@ -89,7 +91,7 @@ bool Applies(const Rule& rule, const Evidence& evidence)
 const Rule& FindRule(const Evidence& evidence)
 {
     return *std::find_if(std::begin(kRules), std::end(kRules),
-                         [&](const Rule& rule) { return Applies(rule, evidence); });
+                         [&](const Rule& rule) { return IsRuleFor(evidence, rule); });
 }
 
 const char* CecDeviceName(const Evidence& evidence)
@@ -100,16 +102,16 @@ const char* CecDeviceName(const Evidence& evidence)
     return rule == std::end(kRules) ? "" : rule->note;
 }
 
-// What the evidence names, whatever the device is.
+// The names in the evidence, which do not depend on the kind of device.
 Classification NamesOf(const Evidence& evidence)
 {
     Classification result;
-    if (const SpdInfoFrame* const spd = evidence.Spd()) {
+    if (const SpdInfoFrame* const spd = ValueOf(evidence.spd)) {
         result.manufacturerName = result.brandName = spd->vendor;
         result.modelName = result.deviceName = spd->product;
     }
-    if (const CecLog* const cec = evidence.Cec()) result.cecName = cec->osdName;
-    if (evidence.Aksv() != nullptr) result.aksv = *evidence.Aksv();
+    if (const CecLog* const cec = ValueOf(evidence.cec)) result.cecName = cec->osdName;
+    if (const std::string* const aksv = ValueOf(evidence.aksv)) result.aksv = *aksv;
     if (result.deviceName.empty()) result.deviceName = result.cecName;
     result.cecDeviceName = CecDeviceName(evidence);
     return result;

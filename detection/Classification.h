@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// From the evidence to what a record says of the device.
+// From the evidence to the fields of a record.
 #ifndef SRCWATCH_DETECTION_CLASSIFICATION_H
 #define SRCWATCH_DETECTION_CLASSIFICATION_H
 
@@ -12,7 +12,7 @@
 
 namespace srcwatch {
 
-/// What the evidence says of a device: the fields of its record that do not depend on the port or on the past.
+/// The fields of a record that depend on the evidence only, and not on the port or on the past.
 struct Classification {
     int deviceType = 0;
     DetectionMethod method = DetectionMethod::kNone;
@@ -23,13 +23,13 @@ struct Classification {
     std::string codesetName;       ///< the profile's
     std::string cecDeviceName;     ///< name of the primary device type
     std::string aksv;              ///< ten hexadecimal digits
-    std::string unknownType;       ///< what there is to say of a device without a name of its own
+    std::string unknownType;       ///< the text for a device that has no name of its own
     std::string manufacturerName;  ///< vendor of the SPD InfoFrame
     std::string modelName;         ///< product of the SPD InfoFrame
     std::string cecName;           ///< OSD name
 };
 
-/// Classify by the rules of docs/detection.md.
+/// Classifies a device by the rules of docs/detection.md.
 Classification Classify(const Evidence& evidence, const Profiles& profiles);
 
 }  // namespace srcwatch

@@ -1,37 +1,31 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a decoder gives: the value, or the reason why the bytes are refused. Decoders are pure functions of bytes.
+// What a decoder returns: a value, or none if it refuses the bytes, and what it remarks on them. Decoders are pure
+// functions of bytes.
 #ifndef SRCWATCH_DETECTION_DECODED_H
 #define SRCWATCH_DETECTION_DECODED_H
 
 #include "Remark.h"
 
 #include <cstdint>
-#include <string>
-#include <utility>
-#include <variant>
+#include <optional>
 #include <vector>
 
 namespace srcwatch {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Why bytes are refused: one remark at least.
-struct Fault {
-    explicit Fault(std::string text) : remarks{{"", 0, std::move(text)}} {}
-    explicit Fault(Remarks all) : remarks(std::move(all)) {}
-
-    Remarks remarks;
+template <typename T>
+struct Decoded {
+    std::optional<T> value;
+    Remarks remarks;  ///< at least one if the bytes are refused
 };
 
+/// Returns the value, or null if the bytes are absent or refused.
 template <typename T>
-using Decoded = std::variant<T, Fault>;
-
-/// The value, or null when it was refused.
-template <typename T>
-const T* ValueOf(const Decoded<T>& decoded)
+const T* ValueOf(const std::optional<Decoded<T>>& item)
 {
-    return std::get_if<T>(&decoded);
+    return item && item->value ? &*item->value : nullptr;
 }
 
 }  // namespace srcwatch

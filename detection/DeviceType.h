@@ -23,7 +23,7 @@ enum class DetectionMethod {
     kFaulty = SRCWATCH_METHOD_FAULTY
 };
 
-/// Text of a detection method, for logs and tools; a record may also have other numbers than the methods'.
+/// Returns the text of a detection method, for logs and tools; a record may also have other numbers than the methods'.
 inline std::string DetectionMethodText(int method)
 {
     constexpr const char* kTexts[] = {"none", "profile", "SPD InfoFrame", "HDMI-CEC", "AKSV", "silent", "faulty"};
@@ -31,7 +31,7 @@ inline std::string DetectionMethodText(int method)
     return isMethod ? kTexts[method] : "method " + std::to_string(method);
 }
 
-/// A device type: the text that the record has beside it, and its name in words. Type 2 is never given.
+/// A device type: the text that the record has beside it, and its name in words. Type 2 is not used.
 struct DeviceTypeName {
     int type;
     const char* text;
@@ -48,7 +48,7 @@ constexpr DeviceTypeName kDeviceTypes[] = {
     {SRCWATCH_DEVICE_PC, "PC", "PC"},
 };
 
-/// Text of a device type; null for a type that is never given.
+/// Returns the text of a device type; null for a type that is not used.
 constexpr const char* DeviceTypeText(int type)
 {
     for (const DeviceTypeName& entry : kDeviceTypes) {

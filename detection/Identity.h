@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What tells one device from another.
+// The identity of a device.
 #ifndef SRCWATCH_DETECTION_IDENTITY_H
 #define SRCWATCH_DETECTION_IDENTITY_H
 
@@ -10,14 +10,14 @@
 
 namespace srcwatch {
 
-/// What tells one device from another: its AKSV, or vendor and product together.
+/// What distinguishes a device from others: its AKSV, or vendor and product together.
 struct Identity {
     std::string aksv;
     std::string vendor;
     std::string product;
 
     bool IsEmpty() const;
-    /// Whether both are the same device, as far as can be told: the same AKSV or the same vendor and product.
+    /// Returns true if both have the same AKSV or the same vendor and product, or if both are empty.
     bool Matches(const Identity& other) const;
 };
 Identity IdentityOf(const Classification& classification);

@@ -11,7 +11,7 @@
 
 namespace srcwatch {
 
-/// The name of an input in the inputs directory: "hdmi1" for port 0, "optical" for port 99.
+/// Returns the name of an input in the inputs directory: "hdmi1" for port 0, "optical" for port 99.
 inline std::string InputName(int port)
 {
     return port == SRCWATCH_PORT_OPTICAL ? SRCWATCH_INPUT_OPTICAL : SRCWATCH_INPUT_HDMI + std::to_string(port + 1);

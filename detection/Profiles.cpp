@@ -44,7 +44,7 @@ bool IsControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7
 
 std::string ReadText(const Json::Value& value, const std::string& name)
 {
-    if (!value.isString()) throw Refusal{Quoted(name) + " is no text"};
+    if (!value.isString()) throw Refusal{Quoted(name) + " is not a text"};
     std::string text = value.asString();
     if (text.empty()) throw Refusal{Quoted(name) + " is empty"};
     if (text.size() > kTextLimit) throw Refusal{Quoted(name) + " is longer than 99 bytes"};
@@ -73,11 +73,11 @@ void ReadMember(const std::string& object, const std::string& name, const Json::
 
 Profile ReadEntry(const Json::Value& entry)
 {
-    if (!entry.isObject()) throw Refusal{"no object"};
+    if (!entry.isObject()) throw Refusal{"not an object"};
     Profile profile;
     for (const std::string& object : entry.getMemberNames()) {
         if (object != "match" && object != "give") throw Refusal{Quoted(object) + " is not known"};
-        if (!entry[object].isObject()) throw Refusal{Quoted(object) + " is no object"};
+        if (!entry[object].isObject()) throw Refusal{Quoted(object) + " is not an object"};
         for (const std::string& name : entry[object].getMemberNames()) {
             ReadMember(object, name, entry[object][name], profile);
         }
@@ -101,7 +101,7 @@ Json::Value Parse(const std::string& text)
         throw Refusal{"not JSON: " + Printable(errors)};
     }
     if (!root.isObject() || !root["profiles"].isArray()) {
-        throw Refusal{"no object with an array \"profiles\""};
+        throw Refusal{"not an object with an array \"profiles\""};
     }
     return root["profiles"];
 }
@@ -140,14 +140,8 @@ void Profiles::LoadDirectory(const std::string& path)
 void Profiles::LoadFile(const std::string& path)
 {
     const auto bytes = ReadBoundedFile(path, kFileLimit);
-    if (!bytes) {
-        m_errors.push_back(ProfileError{path, -1, "there is no such file"});
-    } else if (const auto* fault = std::get_if<Fault>(&*bytes)) {
-        m_errors.push_back(ProfileError{path, -1, InOneLine(fault->remarks)});
-    } else {
-        const Bytes& text = std::get<Bytes>(*bytes);
-        LoadText(std::string(text.begin(), text.end()), path);
-    }
+    if (bytes && bytes->value) return LoadText(std::string(bytes->value->begin(), bytes->value->end()), path);
+    m_errors.push_back(ProfileError{path, -1, bytes ? InOneLine(bytes->remarks) : "no such file"});
 }
 
 void Profiles::LoadText(const std::string& text, const std::string& file)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Profiles of known devices: which names they tell of themselves, and what they are.
+// Profiles of known devices: the names that they send, and what they are.
 #ifndef SRCWATCH_DETECTION_PROFILES_H
 #define SRCWATCH_DETECTION_PROFILES_H
 
@@ -13,7 +13,7 @@ namespace srcwatch {
 struct Profile {
     std::string vendor;   ///< of the SPD InfoFrame
     std::string product;  ///< of the SPD InfoFrame
-    std::string osd;      ///< the OSD name told by HDMI-CEC
+    std::string osd;      ///< the OSD name of HDMI-CEC
 
     int type = 0;
     std::string brand;
@@ -22,7 +22,7 @@ struct Profile {
     std::string codeset;
 };
 
-/// Why a file or one of its entries is not used.
+/// The reason for which a file or one of its entries is not used.
 struct ProfileError {
     std::string file;
     int entry = -1;  ///< index in the file's "profiles"; -1 for the file as a whole
@@ -32,17 +32,17 @@ struct ProfileError {
     std::string Text() const;
 };
 
-/// The profiles in the order in which they are asked: the first that matches wins.
+/// Profiles in the order of their precedence: the first that matches wins.
 class Profiles {
 public:
-    /// Add those of a JSON file, or of all files "*.json" of a directory in the order of their names. Whatever is
-    /// malformed is left out and reported; a file or directory that is not there is an error too.
+    /// Adds the profiles of a JSON file, or of all files "*.json" of a directory in the order of their names. Malformed
+    /// entries are left out and become errors; so does a file or directory that does not exist.
     void Load(const std::string& path);
 
-    /// Add those of a JSON text; file names it in errors.
+    /// Adds the profiles of a JSON text; file names it in errors.
     void LoadText(const std::string& text, const std::string& file);
 
-    /// The first that matches these names, or null. Valid until the next load.
+    /// Returns the first that matches these names, or null. Valid until the next load.
     const Profile* Find(const std::string& vendor, const std::string& product, const std::string& osd) const;
 
     std::size_t Count() const { return m_profiles.size(); }

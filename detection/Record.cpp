@@ -35,7 +35,7 @@ Record ComposeRecord(int port, const Record& before, const Classification& devic
     record.device = device;
     const Identity identity = IdentityOf(device);
     if (before.HasDevice() && IdentityOf(before.device).Matches(identity)) return record;
-    const Past past = statistics.Remember(port, identity, isOccupied);
+    const Past past = statistics.FindPast(port, identity, isOccupied);
     record.previousPort = past.previousPort;
     record.changed = past.changed;
     return record;

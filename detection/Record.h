@@ -11,7 +11,7 @@
 
 namespace srcwatch {
 
-/// All that a record says beside the port.
+/// The fields of a record, but for the port.
 struct Record {
     Classification device;
     int denyCount = 0;
@@ -23,9 +23,9 @@ struct Record {
 };
 bool operator==(const Record& a, const Record& b);
 
-/// The record of a port on which a device was detected: what is counted on the port stays, and so does the past of a
-/// device that was there before. The past of another one comes from the statistics; ports that isOccupied names still
-/// have the device that was seen there.
+/// Returns the record of a port on which a device was detected: what is counted on the port stays, and so does the past
+/// of a device that was there before. The past of another one comes from the statistics; ports for which isOccupied is
+/// true still have the device that was seen there.
 Record ComposeRecord(int port, const Record& before, const Classification& device, const Statistics& statistics,
                      const std::function<bool(int)>& isOccupied);
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What is found about the bytes of a device, as data. It becomes prose only where it is shown.
+// Remarks on the bytes of a device, as data. They become prose only where they are shown.
 #ifndef SRCWATCH_DETECTION_REMARK_H
 #define SRCWATCH_DETECTION_REMARK_H
 
@@ -11,13 +11,19 @@ namespace srcwatch {
 
 struct Remark {
     std::string file;  ///< in the device's directory; empty for the directory itself, and for bytes without a name
-    int line;          ///< from 1; 0 when it is about no line
+    int line;          ///< from 1; 0 for the whole
     std::string text;  ///< one line of ASCII
 };
 using Remarks = std::vector<Remark>;
 
-/// Remarks about one file in one line. Of many it has the first few and the number of the others.
+/// Returns the only remark, on the whole.
+Remarks OnlyRemark(std::string text);
+
+/// Returns the remarks about one file in one line: the first few, and the number of the others.
 std::string InOneLine(const Remarks& remarks);
+
+/// Returns a text for a log line: all but printable ASCII is escaped, and it is cut after 200 characters.
+std::string Printable(const std::string& text);
 
 }  // namespace srcwatch
 

@@ -20,7 +20,7 @@ constexpr std::size_t kMinimumLength = kVendorSize + kProductSize + 1;
 std::string Hex(unsigned value)
 {
     char text[16];
-    (void)std::snprintf(text, sizeof text, "0x%02x", value);  // the longest is 10 characters
+    static_cast<void>(std::snprintf(text, sizeof text, "0x%02x", value));  // the longest is 10 characters
     return text;
 }
 
@@ -29,7 +29,7 @@ std::string Truncated(std::size_t size, std::size_t expected)
     return "truncated: " + std::to_string(size) + " of " + std::to_string(expected) + " bytes";
 }
 
-// The reason why these bytes are no frame; empty when they are one.
+// The reason why these bytes are not a frame; empty if they are one.
 std::string WhatIsWrong(const Bytes& bytes)
 {
     if (bytes.size() < kHeaderSize) return Truncated(bytes.size(), kHeaderSize + kMinimumLength);
@@ -50,15 +50,16 @@ std::string WhatIsWrong(const Bytes& bytes)
 Decoded<SpdInfoFrame> DecodeSpdInfoFrame(const Bytes& bytes)
 {
     const std::string wrong = WhatIsWrong(bytes);
-    if (!wrong.empty()) return Fault{wrong};
+    if (!wrong.empty()) return {std::nullopt, OnlyRemark(wrong)};
 
     SpdInfoFrame frame;
+    Remarks remarks;
     const std::uint8_t* const vendor = bytes.data() + kHeaderSize;
     const std::uint8_t* const product = vendor + kVendorSize;
-    frame.vendor = DecodeAscii("vendor name", vendor, kVendorSize, frame.remarks);
-    frame.product = DecodeAscii("product description", product, kProductSize, frame.remarks);
+    frame.vendor = DecodeAscii("vendor name", vendor, kVendorSize, remarks);
+    frame.product = DecodeAscii("product description", product, kProductSize, remarks);
     frame.sourceInformation = product[kProductSize];
-    return frame;
+    return {frame, remarks};
 }
 
 }  // namespace srcwatch

@@ -14,7 +14,7 @@ namespace {
 constexpr const char* kEntries = "Auto";
 constexpr Json::ArrayIndex kEntriesPerPort = 8;
 
-// Entries may have been written by somebody else: whatever is not as expected reads as nothing.
+// Other programs may have written entries: anything unexpected reads as nothing.
 int ReadPort(const Json::Value& entry)
 {
     if (!entry.isObject() || !entry["port"].isInt()) return -1;
@@ -38,9 +38,7 @@ Identity ReadIdentity(const Json::Value& entry)
 Json::Value TextList(const std::string& first, const std::string& second, const std::string& third)
 {
     Json::Value list(Json::arrayValue);
-    list.append(first);
-    list.append(second);
-    list.append(third);
+    for (const std::string& text : {first, second, third}) list.append(text);
     return list;
 }
 
@@ -52,7 +50,7 @@ Json::Value ResultTexts(const Classification& classification)
                     stb ? classification.unknownType : classification.brandName, classification.deviceTypeText);
 }
 
-// Keep the last entries of a port, and those of all other ports.
+// Keeps the last entries of a port, and those of all other ports.
 void Trim(Json::Value& entries, int port)
 {
     const auto count = std::count_if(entries.begin(), entries.end(),
@@ -87,7 +85,7 @@ void Statistics::Add(int port, const Classification& classification, int millise
     Trim(m_document[kEntries], port);
 }
 
-Past Statistics::Remember(int port, const Identity& identity, const std::function<bool(int)>& isOccupied) const
+Past Statistics::FindPast(int port, const Identity& identity, const std::function<bool(int)>& isOccupied) const
 {
     // From the last entry backwards: the last one of this port, the last one of the device elsewhere.
     const Json::Value& entries = m_document[kEntries];

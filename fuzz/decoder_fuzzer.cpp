@@ -32,10 +32,8 @@ void CheckRemarks(const srcwatch::Remarks& remarks)
 template <typename Value>
 void CheckFault(const srcwatch::Decoded<Value>& decoded)
 {
-    if (const auto* const fault = std::get_if<srcwatch::Fault>(&decoded)) {
-        Require(!fault->remarks.empty(), "what is refused is refused for a reason");
-        CheckRemarks(fault->remarks);
-    }
+    Require(decoded.value || !decoded.remarks.empty(), "what is refused is refused for a reason");
+    CheckRemarks(decoded.remarks);
 }
 
 // A padded field of printable characters; others are left out, and so are spaces at both ends.
@@ -80,13 +78,12 @@ void CheckSpd(Input& input)
     if (complete) Complete(bytes);
     const auto decoded = srcwatch::DecodeSpdInfoFrame(bytes);
     CheckFault(decoded);
-    const auto* const frame = srcwatch::ValueOf(decoded);
-    Require((frame != nullptr) == IsFrame(bytes), "frames are taken, other bytes are refused");
-    if (frame == nullptr) return;
+    const auto& frame = decoded.value;
+    Require(frame.has_value() == IsFrame(bytes), "frames are taken, other bytes are refused");
+    if (!frame) return;
     Require(frame->vendor == FieldText(bytes, 4, 8), "the vendor name of a frame");
     Require(frame->product == FieldText(bytes, 12, 16), "the product description of a frame");
     Require(frame->sourceInformation == bytes[28], "the source information of a frame");
-    CheckRemarks(frame->remarks);
 }
 
 // --- AKSV
@@ -104,9 +101,9 @@ void CheckAksv(Input& input)
         digits += two;
         for (; byte != 0; byte = static_cast<std::uint8_t>(byte & (byte - 1U))) ++bits;
     }
-    const auto* const text = srcwatch::ValueOf(decoded);
-    Require((text != nullptr) == (bytes.size() == 5 && bits == 20), "five bytes with half of their bits are taken");
-    Require(text == nullptr || *text == digits, "the text of a key selection vector");
+    const auto& text = decoded.value;
+    Require(text.has_value() == (bytes.size() == 5 && bits == 20), "five bytes with half of their bits are taken");
+    Require(!text || *text == digits, "the text of a key selection vector");
 }
 
 // --- CEC log
@@ -236,10 +233,10 @@ void CheckCec(Input& input)
     const auto decoded = srcwatch::DecodeCecLog(BytesOf(text));
     CheckFault(decoded);
     const Heard heard = HearAll(text);
-    const auto* const log = srcwatch::ValueOf(decoded);
+    const auto& log = decoded.value;
     const bool isLog = heard.understood + heard.skipped > 0 || heard.refused == 0;
-    Require((log != nullptr) == isLog, "a log with a message is taken");
-    if (log == nullptr) return;
+    Require(log.has_value() == isLog, "a log with a message is taken");
+    if (!log) return;
     Require(log->understood == heard.understood && log->skipped == heard.skipped, "the messages of a log");
     Require(log->osdName == heard.name, "the name of a log");
     Require(Or(log->vendorId) == heard.vendor, "the vendor of a log");
@@ -249,8 +246,7 @@ void CheckCec(Input& input)
     Require(std::equal(log->featureAborts.begin(), log->featureAborts.end(), heard.aborts.begin(), heard.aborts.end(),
                        [](const auto& a, const auto& b) { return a.opcode == b.first && a.reason == b.second; }),
             "the refusals of a log");
-    Require(CountLines(log->remarks) == heard.refused, "every refused line is remarked on, and no other");
-    CheckRemarks(log->remarks);
+    Require(CountLines(decoded.remarks) == heard.refused, "every refused line is remarked on, and no other");
 }
 
 }  // namespace

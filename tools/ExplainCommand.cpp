@@ -37,9 +37,9 @@ std::string Describe(const std::string& aksv) { return "key selection vector " +
 template <typename T>
 void AddItem(const char* file, const std::optional<srcwatch::Decoded<T>>& item, Json::Value& items, Table& table)
 {
-    const T* const value = item ? srcwatch::ValueOf(*item) : nullptr;
+    const T* const value = srcwatch::ValueOf(item);
     const std::string contents = value != nullptr ? Describe(*value)
-                                 : item           ? "refused: " + srcwatch::InOneLine(std::get<srcwatch::Fault>(*item).remarks)
+                                 : item           ? "refused: " + srcwatch::InOneLine(item->remarks)
                                                   : "absent";
     Json::Value entry;
     entry["file"] = file;

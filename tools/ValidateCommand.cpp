@@ -77,7 +77,7 @@ Validation ToValidation(const srcwatch::Remarks& remarks)
 template <typename T, srcwatch::Decoded<T> (*decode)(const srcwatch::Bytes&)>
 Validation InspectItem(const std::string& bytes)
 {
-    return ToValidation(RemarksOn(decode(srcwatch::Bytes(bytes.begin(), bytes.end()))));
+    return ToValidation(decode(srcwatch::Bytes(bytes.begin(), bytes.end())).remarks);
 }
 
 Validation InspectCapture(const std::string& directory)
@@ -144,10 +144,8 @@ std::string ReadFile(const std::string& path, std::size_t limit)
 {
     const auto read = srcwatch::ReadBoundedFile(path, limit);
     if (!read) throw Failure("no such file: " + path);
-    const auto* const fault = std::get_if<srcwatch::Fault>(&*read);
-    if (fault != nullptr) throw Failure(path + ": " + srcwatch::InOneLine(fault->remarks));
-    const auto& bytes = std::get<srcwatch::Bytes>(*read);
-    return {bytes.begin(), bytes.end()};
+    if (!read->value) throw Failure(path + ": " + srcwatch::InOneLine(read->remarks));
+    return {read->value->begin(), read->value->end()};
 }
 
 Json::Value ToJson(const std::string& file, const std::string& kind, const Validation& validation)

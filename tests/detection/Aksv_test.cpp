@@ -13,14 +13,13 @@ using srcwatch_test::FromHex;
 std::string Reason(const Bytes& bytes)
 {
     const Decoded<std::string> decoded = DecodeAksv(bytes);
-    const auto* const fault = std::get_if<Fault>(&decoded);
-    return fault == nullptr ? "accepted" : InOneLine(fault->remarks);
+    return decoded.value ? "accepted" : InOneLine(decoded.remarks);
 }
 
 TEST(Aksv, GivesTenDigitsInTheOrderOfTheBytes)
 {
-    EXPECT_EQ(std::get<std::string>(DecodeAksv(FromHex("b70361f714"))), "b70361f714");
-    EXPECT_EQ(std::get<std::string>(DecodeAksv(FromHex("00000FFFFF"))), "00000fffff");
+    EXPECT_EQ(DecodeAksv(FromHex("b70361f714")).value, "b70361f714");
+    EXPECT_EQ(DecodeAksv(FromHex("00000FFFFF")).value, "00000fffff");
 }
 
 TEST(Aksv, RefusesAnyOtherNumberOfSetBits)

@@ -8,7 +8,7 @@ namespace srcwatch {
 namespace {
 
 constexpr int kAbsent = -1;
-const Fault kFault{"faulty"};
+const Remarks kFault = OnlyRemark("faulty");
 
 Evidence Given(int spdCode, int cecType, bool aksv = false)
 {
@@ -18,15 +18,15 @@ Evidence Given(int spdCode, int cecType, bool aksv = false)
         frame.vendor = "ACME";
         frame.product = "Thing";
         frame.sourceInformation = spdCode;
-        evidence.spd = frame;
+        evidence.spd = {frame, {}};
     }
     if (cecType != kAbsent) {
         CecLog log;
         log.osdName = "Acme Thing";
         log.primaryDeviceType = cecType;
-        evidence.cec = log;
+        evidence.cec = {log, {}};
     }
-    if (aksv) evidence.aksv = std::string("b70361f714");
+    if (aksv) evidence.aksv = {"b70361f714", {}};
     return evidence;
 }
 
@@ -109,11 +109,11 @@ TEST(Classification, CallsADeviceWithoutAnyEvidenceOther)
     EXPECT_EQ(result.method, DetectionMethod::kSilent);
 }
 
-TEST(Classification, CallsADeviceNotSupportedWhenEveryItemIsFaulty)
+TEST(Classification, CallsADeviceNotSupportedIfAllItemsAreFaulty)
 {
     Evidence evidence;
-    evidence.spd = kFault;
-    evidence.aksv = kFault;
+    evidence.spd = {std::nullopt, kFault};
+    evidence.aksv = {std::nullopt, kFault};
 
     const Classification result = Classify(evidence, Profiles());
 
@@ -124,17 +124,17 @@ TEST(Classification, CallsADeviceNotSupportedWhenEveryItemIsFaulty)
 TEST(Classification, UsesWhatIsGoodBesideAFaultyItem)
 {
     Evidence evidence = Given(8, kAbsent);
-    evidence.cec = kFault;
-    evidence.aksv = kFault;
+    evidence.cec = {std::nullopt, kFault};
+    evidence.aksv = {std::nullopt, kFault};
 
     EXPECT_EQ(Classify(evidence, Profiles()).deviceType, 6);
 }
 
-TEST(Classification, CallsADeviceOtherWhenItsOnlyGoodItemSaysNothing)
+TEST(Classification, CallsADeviceOtherIfItsOnlyGoodItemIsEmpty)
 {
     Evidence evidence;
-    evidence.spd = kFault;
-    evidence.cec = CecLog();
+    evidence.spd = {std::nullopt, kFault};
+    evidence.cec = {CecLog(), {}};
 
     EXPECT_EQ(Classify(evidence, Profiles()).deviceType, 7);
 }
@@ -178,7 +178,7 @@ TEST(Classification, NamesADeviceByItsOsdNameWhenThereIsNoProduct)
     EXPECT_EQ(Classify(Given(kAbsent, kPlayback), Profiles()).deviceName, "Acme Thing");
 }
 
-TEST(Classification, KeepsTheNameOfTheSignalsWhenAProfileGivesNone)
+TEST(Classification, KeepsTheNameOfTheSignalsIfAProfileHasNone)
 {
     Profiles profiles;
     profiles.LoadText(R"({"profiles": [{"match": {"vendor": "ACME"}, "give": {"type": 5}}]})", "test.json");
@@ -189,7 +189,7 @@ TEST(Classification, KeepsTheNameOfTheSignalsWhenAProfileGivesNone)
     EXPECT_EQ(result.deviceName, "Thing");
 }
 
-TEST(Classification, SaysWhatASetTopBoxIsOnlyWhileItsProviderIsUnknown)
+TEST(Classification, DescribesASetTopBoxOnlyIfItsProviderIsUnknown)
 {
     EXPECT_EQ(Classify(Given(1, kAbsent), Profiles()).unknownType, "Set-top box");
     EXPECT_EQ(Classify(Given(10, kAbsent), Profiles()).unknownType, "");

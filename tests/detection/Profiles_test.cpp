@@ -81,17 +81,17 @@ TEST_P(MalformedEntry, IsLeftOutWithItsReasonAndTheOthersAreUsed)
 INSTANTIATE_TEST_SUITE_P(
     Profiles, MalformedEntry,
     testing::Values(
-        Malformed{"7", "no object"}, Malformed{"null", "no object"},
+        Malformed{"7", "not an object"}, Malformed{"null", "not an object"},
         Malformed{"{}", R"("match" has none of "vendor", "product", "osd")"},
         Malformed{R"({"match": {"vendor": "A"}})", R"("give" has no "type")"},
         Malformed{R"({"match": {}, "give": {"type": 1}})", R"("match" has none of "vendor", "product", "osd")"},
-        Malformed{R"({"match": [], "give": {"type": 1}})", R"("match" is no object)"},
+        Malformed{R"({"match": [], "give": {"type": 1}})", R"("match" is not an object)"},
         Malformed{R"({"match": {"vendor": "A"}, "give": {"type": 2}})", R"("type" is none of 1, 3, 4, 5, 6, 7, 8, 9)"},
         Malformed{R"({"match": {"vendor": "A"}, "give": {"type": "1"}})",
                   R"("type" is none of 1, 3, 4, 5, 6, 7, 8, 9)"},
         Malformed{R"({"match": {"vendor": "A"}, "give": {"type": 99999999999}})",
                   R"("type" is none of 1, 3, 4, 5, 6, 7, 8, 9)"},
-        Malformed{R"({"match": {"vendor": 5}, "give": {"type": 1}})", R"("vendor" is no text)"},
+        Malformed{R"({"match": {"vendor": 5}, "give": {"type": 1}})", R"("vendor" is not a text)"},
         Malformed{R"({"match": {"vendor": ""}, "give": {"type": 1}})", R"("vendor" is empty)"},
         Malformed{R"({"match": {"vender": "A"}, "give": {"type": 1}})", R"("vender" is not known in "match")"},
         Malformed{R"({"match": {"vendor": "A"}, "give": {"type": 1, "colour": "x"}})",
@@ -131,7 +131,7 @@ TEST(Profiles, RefuseOtherDocuments)
     for (const char* text : {"[]", "{}", "{\"profiles\": {}}", "5"}) {
         Profiles profiles;
         profiles.LoadText(text, "p.json");
-        EXPECT_EQ(OnlyError(profiles), "p.json: no object with an array \"profiles\"") << text;
+        EXPECT_EQ(OnlyError(profiles), "p.json: not an object with an array \"profiles\"") << text;
     }
 }
 
@@ -140,7 +140,7 @@ TEST(Profiles, ReportAFileThatIsNotThere)
     Profiles profiles;
     profiles.Load("/nonexistent/p.json");
 
-    EXPECT_EQ(OnlyError(profiles), "/nonexistent/p.json: there is no such file");
+    EXPECT_EQ(OnlyError(profiles), "/nonexistent/p.json: no such file");
 }
 
 TEST(Profiles, LoadAllFilesOfADirectoryInTheOrderOfTheirNames)

@@ -72,7 +72,7 @@ TEST(Record, OfTheSameDeviceKeepsItsPast)
     EXPECT_EQ(record.changed, SRCWATCH_CHANGED_NEW);
 }
 
-TEST(Record, OfADeviceAfterAnEmptyPortTakesItsPastFromTheStatistics)
+TEST(Record, TakesThePastOfANewDeviceFromTheStatistics)
 {
     const Record record = ComposeRecord(0, Record(), Classification(), Seen(0, Classification()), Nowhere);
 

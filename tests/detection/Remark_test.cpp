@@ -19,5 +19,12 @@ TEST(Remark, IsCountedWhereItIsNotShown)
     EXPECT_EQ(InOneLine(Remarks(10, {"", 1, "x"})), "line 1: x; line 1: x; line 1: x; line 1: x; and 6 more");
 }
 
+TEST(Printable, EscapesWhatCouldDisturbALogAndCutsIt)
+{
+    EXPECT_EQ(Printable("plain text"), "plain text");
+    EXPECT_EQ(Printable("a\\b\r\xe2\x80\xae"), R"(a\x5cb\x0d\xe2\x80\xae)");
+    EXPECT_EQ(Printable(std::string(300, 'x')), std::string(200, 'x') + "...");
+}
+
 }  // namespace
 }  // namespace srcwatch

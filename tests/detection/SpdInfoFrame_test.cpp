@@ -17,18 +17,17 @@ using srcwatch_test::SpdFrame;
 
 const SpdInfoFrame& Accepted(const Decoded<SpdInfoFrame>& decoded)
 {
-    if (const auto* fault = std::get_if<Fault>(&decoded)) ADD_FAILURE() << "refused: " << InOneLine(fault->remarks);
-    return std::get<SpdInfoFrame>(decoded);
+    if (!decoded.value) ADD_FAILURE() << "refused: " << InOneLine(decoded.remarks);
+    return decoded.value.value();
 }
 
 std::string Reason(const Frame& frame)
 {
     const Decoded<SpdInfoFrame> decoded = DecodeSpdInfoFrame(frame);
-    const auto* const fault = std::get_if<Fault>(&decoded);
-    return fault == nullptr ? "accepted" : InOneLine(fault->remarks);
+    return decoded.value ? "accepted" : InOneLine(decoded.remarks);
 }
 
-TEST(SpdInfoFrame, GivesTheNamesAndTheCodeOfAReceivedFrame)
+TEST(SpdInfoFrame, DecodesNamesAndCodeOfAReceivedFrame)
 {
     const auto decoded = DecodeSpdInfoFrame(FromHex("8301197d4e45555452414c00536574546f70426f78204f6e6500000001"));
 
@@ -36,7 +35,7 @@ TEST(SpdInfoFrame, GivesTheNamesAndTheCodeOfAReceivedFrame)
     EXPECT_EQ(frame.vendor, "NEUTRAL");
     EXPECT_EQ(frame.product, "SetTopBox One");
     EXPECT_EQ(frame.sourceInformation, 1);
-    EXPECT_EQ(InOneLine(frame.remarks), "");
+    EXPECT_EQ(InOneLine(decoded.remarks), "");
 }
 
 TEST(SpdInfoFrame, TakesNamesThatFillTheirFields)
@@ -76,7 +75,7 @@ TEST(SpdInfoFrame, DropsBytesWithBitSevenSetAndRemarksOnThem)
     const auto decoded = DecodeSpdInfoFrame(SpdFrame("AC\xc3\x89ME", "Box", 1));
 
     EXPECT_EQ(Accepted(decoded).vendor, "ACME");
-    EXPECT_EQ(InOneLine(Accepted(decoded).remarks), "vendor name: 2 byte(s) outside 0x20 to 0x7e dropped");
+    EXPECT_EQ(InOneLine(decoded.remarks), "vendor name: 2 byte(s) outside 0x20 to 0x7e dropped");
 }
 
 TEST(SpdInfoFrame, DropsControlCharactersAndRemarksOnThem)
@@ -84,15 +83,15 @@ TEST(SpdInfoFrame, DropsControlCharactersAndRemarksOnThem)
     const auto decoded = DecodeSpdInfoFrame(SpdFrame("ACME", "Bo\x1b[1mx\x7f", 1));
 
     EXPECT_EQ(Accepted(decoded).product, "Bo[1mx");
-    EXPECT_EQ(InOneLine(Accepted(decoded).remarks), "product description: 2 byte(s) outside 0x20 to 0x7e dropped");
+    EXPECT_EQ(InOneLine(decoded.remarks), "product description: 2 byte(s) outside 0x20 to 0x7e dropped");
 }
 
-TEST(SpdInfoFrame, CutsANameAtItsFirstZeroAndRemarksOnJunkBehindIt)
+TEST(SpdInfoFrame, CutsANameAtItsFirstZeroAndRemarksOnTheRest)
 {
     const auto decoded = DecodeSpdInfoFrame(SpdFrame(std::string("ACME\0XYZ", 8), "Box", 1));
 
     EXPECT_EQ(Accepted(decoded).vendor, "ACME");
-    EXPECT_EQ(InOneLine(Accepted(decoded).remarks), "vendor name: bytes after the terminating zero ignored");
+    EXPECT_EQ(InOneLine(decoded.remarks), "vendor name: bytes after the terminating zero ignored");
 }
 
 TEST(SpdInfoFrame, RefusesATruncatedFrameAtEveryLength)

@@ -41,7 +41,7 @@ protected:
     void Seen(int port, const Classification& device) { m_statistics.Add(port, device, 1); }
     Past Appears(int port, const Classification& device) const
     {
-        return m_statistics.Remember(port, IdentityOf(device), [this](int other) { return other == m_occupied; });
+        return m_statistics.FindPast(port, IdentityOf(device), [this](int other) { return other == m_occupied; });
     }
 
     Statistics m_statistics;
@@ -116,7 +116,7 @@ TEST(Statistics, PassOverEntriesThatSomebodyElseWrote)
                                                {"port": 1, "spd": [1, 2, 3]}, {"port": 99999999999}]})"));
     statistics.Add(1, kConsole, 1);
 
-    EXPECT_TRUE(Is(statistics.Remember(0, IdentityOf(kConsole), [](int) { return false; }), 1, SRCWATCH_CHANGED_MOVED));
+    EXPECT_TRUE(Is(statistics.FindPast(0, IdentityOf(kConsole), [](int) { return false; }), 1, SRCWATCH_CHANGED_MOVED));
     EXPECT_EQ(EntriesOf(statistics).size(), 8U);
 }
 
