@@ -2,7 +2,6 @@
 #include "Aksv.h"
 
 #include <bitset>
-#include <numeric>
 
 namespace srcwatch {
 
@@ -11,18 +10,13 @@ namespace {
 constexpr std::size_t kSize = 5;
 constexpr std::size_t kBitsSet = 20;
 
-std::size_t CountBits(const Bytes& bytes)
-{
-    return std::accumulate(bytes.begin(), bytes.end(), std::size_t{0},
-                           [](std::size_t sum, std::uint8_t byte) { return sum + std::bitset<8>(byte).count(); });
-}
-
 }  // namespace
 
 Decoded<std::string> DecodeAksv(const Bytes& bytes)
 {
     if (bytes.size() != kSize) return {std::nullopt, OnlyRemark(std::to_string(bytes.size()) + " bytes, not 5")};
-    const std::size_t bits = CountBits(bytes);
+    std::size_t bits = 0;
+    for (const std::uint8_t byte : bytes) bits += std::bitset<8>(byte).count();
     if (bits != kBitsSet) return {std::nullopt, OnlyRemark(std::to_string(bits) + " of 40 bits set, not 20")};
 
     constexpr char kDigits[] = "0123456789abcdef";

@@ -16,10 +16,12 @@ struct Identity {
     std::string vendor;
     std::string product;
 
-    bool IsEmpty() const;
+    bool IsEmpty() const { return aksv.empty() && vendor.empty() && product.empty(); }
     /// Returns true if both have the same AKSV or the same vendor and product, or if both are empty.
     bool Matches(const Identity& other) const;
 };
+
+/// Returns the identity of a device that was detected.
 Identity IdentityOf(const Classification& classification);
 
 }  // namespace srcwatch

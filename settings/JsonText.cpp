@@ -22,6 +22,18 @@ bool Read(const Json::CharReaderBuilder& builder, const std::string& text, Json:
     }
 }
 
+// The reader formats its errors as "* Line 3, Column 5", with the message on the next line.
+std::vector<JsonText::SyntaxError> ToErrors(const std::string& messages)
+{
+    static const std::regex kError("\\* Line ([0-9]+), Column ([0-9]+)\n  ([^\n]*)");
+    std::vector<JsonText::SyntaxError> errors;
+    for (std::sregex_iterator it(messages.begin(), messages.end(), kError), end; it != end; ++it) {
+        errors.push_back({std::stoi((*it)[1]), "column " + (*it)[2].str() + ": " + (*it)[3].str()});
+    }
+    if (errors.empty()) errors.push_back({0, messages});
+    return errors;
+}
+
 }  // namespace
 
 std::optional<Json::Value> ParseJson(const std::string& text)
@@ -32,32 +44,14 @@ std::optional<Json::Value> ParseJson(const std::string& text)
     return root;
 }
 
-JsonText::JsonText(std::string text) : m_text(std::move(text))
+JsonText::JsonText(std::string text) : m_text(std::move(text)), m_root(ParseJson(m_text))
 {
-    const std::optional<Json::Value> root = ParseJson(m_text);
-    m_isJson = root.has_value();
-    m_root = root.value_or(Json::nullValue);
-    ReadStrictly();
-}
-
-void JsonText::ReadStrictly()
-{
-    Json::CharReaderBuilder builder;
-    builder["failIfExtra"] = true;
-    builder["rejectDupKeys"] = true;
+    Json::CharReaderBuilder strict;
+    strict["failIfExtra"] = true;
+    strict["rejectDupKeys"] = true;
     Json::Value root;
     std::string messages;
-    if (!Read(builder, m_text, root, messages)) AddErrors(messages);
-}
-
-// The reader formats its errors as "* Line 3, Column 5", with the message on the next line.
-void JsonText::AddErrors(const std::string& messages)
-{
-    static const std::regex kError("\\* Line ([0-9]+), Column ([0-9]+)\n  ([^\n]*)");
-    for (std::sregex_iterator it(messages.begin(), messages.end(), kError), end; it != end; ++it) {
-        m_errors.push_back({std::stoi((*it)[1]), "column " + (*it)[2].str() + ": " + (*it)[3].str()});
-    }
-    if (m_errors.empty()) m_errors.push_back({0, messages});
+    if (!Read(strict, m_text, root, messages)) m_errors = ToErrors(messages);
 }
 
 int JsonText::LineOf(const Json::Value& value) const

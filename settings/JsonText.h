@@ -25,24 +25,20 @@ public:
     explicit JsonText(std::string text);
 
     /// Returns true if the library can read the text.
-    bool IsJson() const { return m_isJson; }
+    bool IsJson() const { return m_root.has_value(); }
 
     /// Returns what a strict reader finds: nothing may follow the value, and no member may occur twice.
     const std::vector<SyntaxError>& Errors() const { return m_errors; }
 
     /// Returns the value as the library reads it; null if it is not JSON.
-    const Json::Value& Root() const { return m_root; }
+    const Json::Value& Root() const { return m_root ? *m_root : Json::Value::nullSingleton(); }
 
     /// Returns the line on which a value of this text begins.
     int LineOf(const Json::Value& value) const;
 
 private:
-    void ReadStrictly();
-    void AddErrors(const std::string& messages);
-
     std::string m_text;
-    bool m_isJson;
-    Json::Value m_root;
+    std::optional<Json::Value> m_root;
     std::vector<SyntaxError> m_errors;
 };
 

@@ -81,8 +81,10 @@ CLI::Validator IsNumberOrName(const std::string& what, const Names& names)
     std::vector<std::string> known;
     for (const auto& entry : names) known.push_back(entry.first);
     const auto read = [=](const std::string& text) {
-        const auto found = std::find(known.begin(), known.end(), text);
-        return found == known.end() ? ParseInt(text) : names[static_cast<std::size_t>(found - known.begin())].second;
+        for (const auto& [name, number] : names) {
+            if (text == name) return std::optional<int>(number);
+        }
+        return ParseInt(text);
     };
     return Reader(read, what + ": use a number, or one of " + Joined(known));
 }

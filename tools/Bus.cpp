@@ -20,14 +20,11 @@ using VariantPtr = srcwatch::Handle<GVariant, g_variant_unref>;
 
 // Asks the bus itself about a name.
 VariantPtr AskBus(GDBusConnection* connection, const char* method, const char* name, const char* replyType,
-                  ErrorPtr& error)
+                  GError** error)
 {
-    GError* failure = nullptr;
-    VariantPtr reply(g_dbus_connection_call_sync(
+    return VariantPtr(g_dbus_connection_call_sync(
         connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", method,
-        g_variant_new("(s)", name), G_VARIANT_TYPE(replyType), G_DBUS_CALL_FLAGS_NONE, kTimeoutMs, nullptr, &failure));
-    error.reset(failure);
-    return reply;
+        g_variant_new("(s)", name), G_VARIANT_TYPE(replyType), G_DBUS_CALL_FLAGS_NONE, kTimeoutMs, nullptr, error));
 }
 
 std::optional<unsigned> NumberOf(GVariant* dictionary, const char* key)
@@ -52,8 +49,9 @@ Connection ConnectBus()
 
 std::optional<BusOwner> ServiceOwner(GDBusConnection* connection)
 {
-    ErrorPtr error;
-    const VariantPtr reply = AskBus(connection, "GetNameOwner", SRCWATCH_BUS_NAME, "(s)", error);
+    GError* failure = nullptr;
+    const VariantPtr reply = AskBus(connection, "GetNameOwner", SRCWATCH_BUS_NAME, "(s)", &failure);
+    const ErrorPtr error(failure);
     if (!reply && g_error_matches(error.get(), G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER)) return std::nullopt;
     if (!reply) throw Failure(std::string("the system bus does not answer: ") + error->message);
 
@@ -62,7 +60,7 @@ std::optional<BusOwner> ServiceOwner(GDBusConnection* connection)
     g_variant_get(reply.get(), "(&s)", &name);
     owner.uniqueName = name;
 
-    const VariantPtr credentials = AskBus(connection, "GetConnectionCredentials", name, "(a{sv})", error);
+    const VariantPtr credentials = AskBus(connection, "GetConnectionCredentials", name, "(a{sv})", nullptr);
     if (!credentials) return owner;  // it has left in the meantime
     const VariantPtr dictionary(g_variant_get_child_value(credentials.get(), 0));
     owner.pid = NumberOf(dictionary.get(), "ProcessID");

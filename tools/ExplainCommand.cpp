@@ -74,13 +74,12 @@ void AddEvidence(const std::string& directory, const std::vector<std::string>& p
 void AddRecord(Json::Value& document, Table& table)
 {
     const Json::Value& record = document["record"];
-    const std::string method = CellText(record["DMethod"]);
     const std::string name = record["DMethod"].isInt() ? srcwatch::DetectionMethodText(record["DMethod"].asInt()) : "";
     const std::string type = record["DevType"].isInt() ? DeviceTypeName(record["DevType"].asInt()) : "";
     document["method_name"] = name;
     document["type_name"] = type;
     table.rows.push_back({"record", "DevType", CellText(record["DevType"]), type});
-    table.rows.push_back({"record", "DMethod", method, "detected by: " + name});
+    table.rows.push_back({"record", "DMethod", CellText(record["DMethod"]), "detected by: " + name});
 }
 
 void AddAnswers(int port, Json::Value& document, Table& table)

@@ -28,7 +28,7 @@ Json::Value LoadActivity(const std::string& key)
     if (!text) return Json::nullValue;
     const std::optional<Json::Value> root = srcwatch::ParseJson(*text);
     if (!root || !(root->isNull() || root->isObject())) ThrowUnreadableDocument(key);
-    return root->isNull() ? Json::Value() : (*root)["activity"];
+    return (*root)["activity"];
 }
 
 Json::Value LoadHdmiRecords()
@@ -77,8 +77,7 @@ StoredRecord LoadRecord(int port)
 int CountStoredRecords()
 {
     const Json::Value records = LoadHdmiRecords();
-    const auto none =
-        std::find_if(records.begin(), records.end(), [](const Json::Value& value) { return value.isNull(); });
+    const auto none = std::find(records.begin(), records.end(), Json::Value());
     return static_cast<int>(std::distance(records.begin(), none));
 }
 

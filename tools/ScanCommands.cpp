@@ -203,7 +203,9 @@ public:
         Send(kScanCommands[0]);
         m_progress.Begin();
         try {
-            Follow(seconds);
+            const Loop::End end = m_loop.Run(seconds);
+            if (end == Loop::End::kTimedOut) throw Failure("the scan did not finish in time", kTimedOut);
+            if (end == Loop::End::kInterrupted) throw Failure("interrupted; the scan goes on in the service");
         } catch (const Failure&) {
             m_progress.Abandon();
             throw;
@@ -212,13 +214,6 @@ public:
     }
 
 private:
-    void Follow(std::optional<double> seconds)
-    {
-        const Loop::End end = m_loop.Run(seconds);
-        if (end == Loop::End::kTimedOut) throw Failure("the scan did not finish in time", kTimedOut);
-        if (end == Loop::End::kInterrupted) throw Failure("interrupted; the scan goes on in the service");
-    }
-
     static void OnServiceGone(GDBusConnection* /*connection*/, const char* /*name*/, void* self)
     {
         static_cast<ScanRun*>(self)->m_loop.Guard([] { throw Failure("the detection service ended during the scan"); });

@@ -74,19 +74,24 @@ void Get(const std::string& key, Output& output)
     output.WriteText(SettingToJson(key, value), CellText(value));
 }
 
-enum class ValueType { kAsBefore, kInt, kText };
+struct SetOptions {
+    std::string key;
+    std::string value;
+    std::optional<bool> isNumber;  // nothing for the type that the setting has
+};
 
-// A setting keeps its type, because readers of another type fail; a new one is a number when its value reads as one.
-bool IsNumber(const std::string& key, const std::string& value, ValueType type)
+// A setting keeps its type, because readers of another type fail; a new one is a number if its value reads as one.
+bool WantsNumber(const SetOptions& options)
 {
-    if (type != ValueType::kAsBefore) return type == ValueType::kInt;
-    const Json::Value before = ReadValue(key);
-    return before.isNull() ? ParseInt(value).has_value() : before.isInt();
+    if (options.isNumber) return *options.isNumber;
+    const Json::Value before = ReadValue(options.key);
+    return before.isNull() ? ParseInt(options.value).has_value() : before.isInt();
 }
 
-void Set(const std::string& key, const std::string& value, ValueType type, Output& output)
+void Set(const SetOptions& options, Output& output)
 {
-    if (IsNumber(key, value, type)) {
+    const auto& [key, value, isNumber] = options;
+    if (WantsNumber(options)) {
         const std::optional<int> number = ParseInt(value);
         if (!number) throw Failure(key + " is a number, and '" + value + "' is not a 32-bit number", kUsage);
         WriteNumber(key, *number);
@@ -150,12 +155,6 @@ CLI::Option* AddKey(CLI::App* command, std::string& key)
     return command->add_option("KEY", key, "Key, beginning with db/ or memory/")->type_name("")->check(RefuseKey);
 }
 
-struct SetOptions {
-    std::string key;
-    std::string value;
-    ValueType type = ValueType::kAsBefore;
-};
-
 void AddSet(CLI::App* settings, Output& output)
 {
     const auto options = std::make_shared<SetOptions>();
@@ -165,11 +164,11 @@ void AddSet(CLI::App* settings, Output& output)
         ->required()
         ->type_name("");
     CLI::Option* const number = set->add_flag_callback(
-        "--int", [=] { options->type = ValueType::kInt; }, "Write a number");
+        "--int", [=] { options->isNumber = true; }, "Write a number");
     set->add_flag_callback(
-           "--text", [=] { options->type = ValueType::kText; }, "Write a text")
+           "--text", [=] { options->isNumber = false; }, "Write a text")
         ->excludes(number);
-    set->callback([=, &output] { Set(options->key, options->value, options->type, output); });
+    set->callback([=, &output] { Set(*options, output); });
 }
 
 void AddWatch(CLI::App* settings, Output& output)
