@@ -31,7 +31,7 @@ inline std::string DetectionMethodText(int method)
     return isMethod ? kTexts[method] : "method " + std::to_string(method);
 }
 
-/// A device type: the text that the record has beside it, and its name in words. Type 2 is not used.
+/// A device type: its text in a record, and its name in words. Type 2 is not used.
 struct DeviceTypeName {
     int type;
     const char* text;

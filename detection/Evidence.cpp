@@ -114,7 +114,10 @@ std::optional<Decoded<Bytes>> ReadBoundedFile(const std::string& path, std::size
     const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     if (fd < 0 && errno == ENOENT) return std::nullopt;
     const Handle<std::FILE, std::fclose> file(fd < 0 ? nullptr : fdopen(fd, "r"));
-    return file ? ReadOpen(file.get(), limit) : Refused(SystemRemark("cannot be opened"));
+    if (file) return ReadOpen(file.get(), limit);
+    Decoded<Bytes> refused = Refused(SystemRemark("cannot be opened"));
+    if (fd >= 0) static_cast<void>(close(fd));  // there was no memory for the stream; nothing was written
+    return refused;
 }
 
 Evidence ReadEvidence(const std::string& directory)

@@ -21,6 +21,7 @@ struct Past {
     int changed;
 };
 
+/// The detections that are remembered.
 class Statistics {
 public:
     Statistics();

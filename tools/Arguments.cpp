@@ -49,7 +49,7 @@ CLI::Validator NumberThat(Predicate isAllowed, const std::string& what)
     return Reader(read, what);
 }
 
-std::string RefuseSeconds(const std::string& text)
+std::string CheckSeconds(const std::string& text)
 {
     const double seconds = Parse<double>(text).value_or(-1);
     return seconds >= 0 && seconds <= kLongestTimeout ? "" : NotA(text, "a number of seconds from 0 to 1000000");
@@ -116,7 +116,7 @@ CLI::Option* AddHdmiPort(CLI::App* command, int& port)
 
 CLI::Option* AddTimeout(CLI::App* command, std::optional<double>& seconds, const std::string& description)
 {
-    return command->add_option("--timeout", seconds, description)->type_name("SECONDS")->check(RefuseSeconds);
+    return command->add_option("--timeout", seconds, description)->type_name("SECONDS")->check(CheckSeconds);
 }
 
 CLI::Option* AddCount(CLI::App* command, int& count, const std::string& description)

@@ -60,7 +60,7 @@ const char* StateOf(int result)
 {
     switch (result) {
         case 0:
-            // Applications cannot tell no scan from zero per cent.
+            // Applications cannot distinguish no scan from zero per cent.
             return ReadNumber(VCONF_SCAN_RESULT) == 0 ? "idle" : "running";
         case SRCWATCH_SCAN_STOPPED:
             return "stopped";

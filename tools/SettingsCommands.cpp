@@ -144,7 +144,7 @@ void RunWatch(const std::string& key, int count, std::optional<double> seconds, 
 
 /* ---- arguments ---- */
 
-std::string RefuseKey(const std::string& key)
+std::string CheckKey(const std::string& key)
 {
     if (key.rfind("db/", 0) == 0 || key.rfind("memory/", 0) == 0) return "";
     return "'" + key + "' is not a key: keys begin with db/ or memory/";
@@ -152,7 +152,7 @@ std::string RefuseKey(const std::string& key)
 
 CLI::Option* AddKey(CLI::App* command, std::string& key)
 {
-    return command->add_option("KEY", key, "Key, beginning with db/ or memory/")->type_name("")->check(RefuseKey);
+    return command->add_option("KEY", key, "Key, beginning with db/ or memory/")->type_name("")->check(CheckKey);
 }
 
 void AddSet(CLI::App* settings, Output& output)

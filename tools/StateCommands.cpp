@@ -168,8 +168,8 @@ void RequireReadable()
 {
     const std::optional<std::string> text = ReadText(VCONF_SPD_AKSV_1);
     if (!text) return;
-    if (!Inspect(srcwatch::JsonText(*text), srcwatch::StoredKind::kStatistics).IsReadable())
-        ThrowUnreadableDocument(VCONF_SPD_AKSV_1);
+    const srcwatch::Inspection inspection = Inspect(srcwatch::JsonText(*text), srcwatch::StoredKind::kStatistics);
+    if (!inspection.IsReadable()) ThrowUnreadableDocument(VCONF_SPD_AKSV_1);
 }
 
 void ShowStatistics(Output& output)

@@ -16,7 +16,7 @@ std::string Reason(const Bytes& bytes)
     return decoded.value ? "accepted" : InOneLine(decoded.remarks);
 }
 
-TEST(Aksv, GivesTenDigitsInTheOrderOfTheBytes)
+TEST(Aksv, DecodesTenDigitsInTheOrderOfTheBytes)
 {
     EXPECT_EQ(DecodeAksv(FromHex("b70361f714")).value, "b70361f714");
     EXPECT_EQ(DecodeAksv(FromHex("00000FFFFF")).value, "00000fffff");

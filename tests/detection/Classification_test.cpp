@@ -39,7 +39,7 @@ struct Case {
 
 class RuleTable : public testing::TestWithParam<Case> {};
 
-TEST_P(RuleTable, GivesTypeAndMethod)
+TEST_P(RuleTable, DecidesTypeAndMethod)
 {
     const Case& expected = GetParam();
 
@@ -189,7 +189,7 @@ TEST(Classification, KeepsTheNameOfTheSignalsIfAProfileHasNone)
     EXPECT_EQ(result.deviceName, "Thing");
 }
 
-TEST(Classification, DescribesASetTopBoxOnlyIfItsProviderIsUnknown)
+TEST(Classification, DescribesASetTopBoxOnlyWithoutAProvider)
 {
     EXPECT_EQ(Classify(Given(1, kAbsent), Profiles()).unknownType, "Set-top box");
     EXPECT_EQ(Classify(Given(10, kAbsent), Profiles()).unknownType, "");

@@ -48,7 +48,7 @@ TEST(Inspection, FindsTheDocumentsOfTheServiceClean)
                         StoredKind::kStatistics));
 }
 
-TEST(Inspection, TellsWhatIsConvertedFromWhatIsLost)
+TEST(Inspection, DistinguishesConvertedFromLostMembers)
 {
     const std::string text = "{\"activity\":[{\"BName\":5,\n\"Other\":[]},\n{\"DevName\":[1]},7]}";
 

@@ -25,7 +25,7 @@ protected:
     }
 };
 
-TEST_F(DoctorCommand, FindsAllWellWhereAllWorks)
+TEST_F(DoctorCommand, PassesAllChecksIfEverythingWorks)
 {
     const FakeService service;
     Set(kActivityKey, R"({"activity":[]})");
@@ -38,12 +38,12 @@ TEST_F(DoctorCommand, FindsAllWellWhereAllWorks)
 
 TEST_F(DoctorCommand, LeavesNoSettingBehind)
 {
-    (void)Run({"doctor"});
+    static_cast<void>(Run({"doctor"}));
 
     EXPECT_EQ(Document({"settings", "list"}, "settings list").size(), 0U);
 }
 
-TEST_F(DoctorCommand, TellsWhoOwnsTheName)
+TEST_F(DoctorCommand, ShowsWhoOwnsTheName)
 {
     const FakeService service;
 
@@ -108,7 +108,7 @@ TEST_F(DoctorCommand, FindsADamagedDocumentAndItsPlace)
     EXPECT_EQ(Finding("statistics-document", 1)["ok"], false);
 }
 
-// The service takes such records over and leaves them, so nothing would ever mend them.
+// The service takes such records over as they are, so nothing would ever correct them.
 TEST_F(DoctorCommand, FindsNoFaultInWhatTheLibraryReads)
 {
     const FakeService service;

@@ -198,7 +198,7 @@ TEST_F(EventCommands, CallPrintsTheReply)
     EXPECT_EQ(Document({"call", "4242"}, "call")["reply"], "two words");
 }
 
-TEST_F(EventCommands, CallSendsAllThatItIsGiven)
+TEST_F(EventCommands, CallSendsAllArguments)
 {
     FakeService service;
     service.Answer(4242, "done");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A detection service in the test's own process: it owns the name, answers as it is told and sends what it is told.
+// A detection service in the test's own process: it owns the name, and answers and sends what the test wants.
 #ifndef SRCWATCH_TESTS_FAKESERVICE_H
 #define SRCWATCH_TESTS_FAKESERVICE_H
 

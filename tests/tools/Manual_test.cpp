@@ -100,7 +100,7 @@ TEST_F(Manual, DescribesTheCommandsAndOptionsThatThereAre)
 
 TEST_F(Manual, IsWellFormed)
 {
-    // Where there is no mandoc, it has nothing to say.
+    // Without mandoc, there is nothing to check.
     Program mandoc({"/bin/sh", "-c", "! command -v mandoc >/dev/null || exec mandoc -T lint -W warning \"$0\"",
                     SRCWATCHCTL_TOOLS_DIR "/srcwatchctl.1"},
                    Environment(), Path("mandoc"));
@@ -137,7 +137,7 @@ TEST_F(Manual, CompletionsAreWellFormed)
     };
     for (const Row& row :
          {Row{"bash", "srcwatchctl.bash"}, Row{"zsh", "_srcwatchctl"}, Row{"fish", "srcwatchctl.fish"}}) {
-        // A shell that is not installed has nothing to say.
+        // A shell that is not installed cannot be asked.
         Program shell({"/bin/sh", "-c", "! command -v \"$1\" >/dev/null || exec \"$1\" -n \"$0\"",
                        SRCWATCHCTL_TOOLS_DIR "/completion/" + std::string(row.file), row.shell},
                       Environment(), Path(row.shell));

@@ -46,7 +46,7 @@ TEST_F(OutputTest, EscapesTextOfDevicesInRawOutput)
     EXPECT_THAT(Run({"list", "-o", "raw"}).out, HasSubstr("\tBox\\x1b[31m\\n\\u{202e}evil\\\\\\x7f\t"));
 }
 
-TEST_F(OutputTest, GivesTextOfDevicesUnchangedInJsonButOnlyAsAscii)
+TEST_F(OutputTest, WritesTextOfDevicesUnchangedInAsciiJson)
 {
     StoreRecord(0, RecordWith(kHostileName));
 
@@ -58,7 +58,7 @@ TEST_F(OutputTest, GivesTextOfDevicesUnchangedInJsonButOnlyAsAscii)
     })) << outcome.out;
 }
 
-TEST_F(OutputTest, EscapesWhatItComplainsOf)
+TEST_F(OutputTest, EscapesItsErrorMessages)
 {
     EXPECT_TRUE(Fails(Run({"show", "\x1b[2J\n0"}), 2, "'\\x1b[2J\\n0' is not a port"));
     EXPECT_TRUE(Fails(Run({"validate", "/no\n/such"}), 1, "/no\\n/such"));

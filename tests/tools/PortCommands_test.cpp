@@ -81,7 +81,7 @@ TEST_F(PortCommands, FailWhereTheStoreCannotBeRead)
     }
 }
 
-TEST_F(PortCommands, ListsPortsWithARecordIfTheNumberOfInputsIsUnknown)
+TEST_F(PortCommands, ListsPortsWithRecordsIfNumberOfInputsIsUnknown)
 {
     StoreRecord(1, SetTopBox("Provider"));
     Set(kActivityKey, R"({"activity":[{"DevType":9},{"DevType":7}]})");
@@ -137,7 +137,7 @@ TEST_F(PortCommands, ShowsWhatEachFunctionAnswers)
     EXPECT_EQ(AnswerOf(document, "srcwatch_get_changed_device_info")["values"]["PrevPort"], 1);
 }
 
-TEST_F(PortCommands, TellsAnUntouchedOutputFromAnEmptyOne)
+TEST_F(PortCommands, DistinguishesUntouchedFromEmptyOutputs)
 {
     StoreRecord(1, SetTopBox("STB Generic"));
 
@@ -191,7 +191,7 @@ TEST_F(PortCommands, GetsOneBareValue)
     EXPECT_EQ(Document({"get", "0", "DevType"}, "get")["source"], "srcwatch_get_product_type_name");
 }
 
-TEST_F(PortCommands, FailsToGetWhatNoFunctionGives)
+TEST_F(PortCommands, FailsToGetWhatNoFunctionReturns)
 {
     StoreRecord(0, SetTopBox("STB Generic"));
 
@@ -324,9 +324,9 @@ TEST_F(PortCommands, PassesOnWhyTheServiceDoesNotForget)
 {
     FakeService service;
     EXPECT_TRUE(Fails(Run({"forget", "5"}), 1, "does not know this request"));
-    service.Answer(kForget, R"({"error":"there is no port 5"})");
+    service.Answer(kForget, R"({"error":"no such port: 5"})");
 
-    EXPECT_TRUE(Fails(Run({"forget", "5"}), 1, "there is no port 5"));
+    EXPECT_TRUE(Fails(Run({"forget", "5"}), 1, "no such port: 5"));
 }
 
 TEST_F(PortCommands, ShowsAConnectedCable)

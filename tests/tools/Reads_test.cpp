@@ -26,7 +26,7 @@ protected:
         vconf_set_str(kOpticalActivity, R"({"activity":{"DevType":4,"DevName":"B"}})");
     }
 
-    // Runs a command, and gives what it wrote.
+    // Runs a command, and returns what it wrote.
     std::string Run(const std::string& arguments, ctl::Format format = ctl::Format::kTable)
     {
         CLI::App app("", "srcwatchctl");
@@ -46,7 +46,7 @@ protected:
         TheStoreReads() = {};
         bool known = false;
         char codeset[SRCWATCH_CODESET_TEXT_SIZE];
-        (void)srcwatch_get_codeset_info(port, &known, codeset);
+        static_cast<void>(srcwatch_get_codeset_info(port, &known, codeset));  // only its reads count
         return Total();
     }
 
@@ -58,7 +58,7 @@ protected:
     }
 };
 
-TEST_F(Reads, OfAFieldThatAFunctionGivesAreOne)
+TEST_F(Reads, OfAFieldThatAFunctionReturnsAreOne)
 {
     EXPECT_EQ(Run("get 0 DevType"), "6\n");
     EXPECT_EQ(TheStoreReads().texts, (Texts{{kActivity, 1}}));

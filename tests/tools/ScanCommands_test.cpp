@@ -60,7 +60,7 @@ TEST_F(ScanCommands, FailWhenTheCommandCannotBeWritten)
     EXPECT_TRUE(Fails(Run({"scan", "start"}), 1, "could not be written"));
 }
 
-TEST_F(ScanCommands, StatusTellsEveryState)
+TEST_F(ScanCommands, StatusShowsEveryState)
 {
     struct Row {
         const char* stored;

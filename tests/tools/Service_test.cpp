@@ -45,8 +45,8 @@ protected:
     WithService() { StartService(); }
 };
 
-// What the remedy says.
-TEST_F(BesideService, MendsDamagedDocumentsByItsStart)
+// What the remedy promises.
+TEST_F(BesideService, ReplacesDamagedDocumentsAtItsStart)
 {
     const Words checks = {"activity-document", "optical-document", "statistics-document"};
     const auto findings = [&](int code) {
@@ -70,7 +70,7 @@ TEST_F(BesideService, MendsDamagedDocumentsByItsStart)
     EXPECT_EQ(Get(kStatisticsKey + std::string(".unreadable")), R"({"Auto":[7]})");
 }
 
-// Nothing to mend, and nothing is touched.
+// Nothing is wrong, and nothing is touched.
 TEST_F(BesideService, LeavesReadableDocumentsAsTheyAre)
 {
     const std::string text = R"({"activity":[{"BName":5},{},{},{}]})";
@@ -111,8 +111,8 @@ TEST_F(WithService, MonitorsADeviceComingAndGoing)
     const auto monitor = Start({"monitor", "-o", "jsonl"});
     // The first device may come before the monitor listens.
     EXPECT_TRUE(RunUntil([&] {
-        (void)Run({"plug", "3", "tivaro-one"});
-        (void)Run({"unplug", "3"});
+        static_cast<void>(Run({"plug", "3", "tivaro-one"}));
+        static_cast<void>(Run({"unplug", "3"}));
         return monitor->Output().find("connection") != std::string::npos;
     }));
     Plug("2", "kestelle-k2");
@@ -178,7 +178,7 @@ TEST_F(WithService, CommandsTheOpticalSource)
     // The monitor may not listen yet when the first scan ends; and a start interrupts a scan that runs.
     const auto isMonitored = [&] { return !monitor->Output().empty(); };
     EXPECT_TRUE(RunUntil([&] {
-        (void)Run({"optical", "start"});
+        static_cast<void>(Run({"optical", "start"}));
         return RunUntil(isMonitored, std::chrono::seconds(2));
     }));
 
@@ -221,7 +221,7 @@ TEST_F(WithService, AnswersRequests)
     EXPECT_TRUE(Fails(Run({"call", "record", "7"}), 1, "no such port: 7"));
 }
 
-TEST_F(WithService, IsWellInTheEyesOfTheDoctor)
+TEST_F(WithService, PassesAllChecksOfTheDoctor)
 {
     Plug("0", "malformed");
     Plug("99", "ambrelle-soundbar");

@@ -14,7 +14,7 @@ const char* const kCommandKey = "memory/srcwatch-service/scan_progress";
 
 class StateCommands : public ToolTest {};
 
-TEST_F(StateCommands, FeaturesTellsWhatApplicationsCanAsk)
+TEST_F(StateCommands, FeaturesShowsWhatApplicationsCanAsk)
 {
     Set("memory/srcwatch-service/hp_auto_detect_support", "1", "--int");
     Set("memory/srcwatch-service/mvpd_auto_detect_support", "2", "--int");
@@ -67,7 +67,7 @@ TEST_F(StateCommands, TwcReportsATunedChannel)
     EXPECT_EQ(status["frames"], 5);
 }
 
-TEST_F(StateCommands, TwcTellsEveryState)
+TEST_F(StateCommands, TwcShowsEveryState)
 {
     EXPECT_EQ(Document({"twc", "status"}, "twc status")["state"], "no check");
     EXPECT_EQ(Document({"twc"}, "twc status")["state"], "no check");
@@ -81,6 +81,12 @@ TEST_F(StateCommands, TwcTellsEveryState)
 
         EXPECT_EQ(Document({"twc", "status"}, "twc status")["state"], state);
     }
+}
+
+TEST_F(StateCommands, TunedReadsItsNumbersAsDecimal)
+{
+    EXPECT_EQ(Document({"twc", "tuned", "010", "09"}, "twc tuned")["sequence"], 10);
+    EXPECT_TRUE(Fails(Run({"twc", "tuned", "0x10", "1"}), 2, "'0x10' is not a 32-bit number"));
 }
 
 TEST_F(StateCommands, TwcRefusesPortsThatCannotBeChecked)

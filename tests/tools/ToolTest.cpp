@@ -65,8 +65,9 @@ public:
     SchemaChecker& operator=(const SchemaChecker&) = delete;
     ~SchemaChecker()
     {
-        (void)g_output_stream_close(g_subprocess_get_stdin_pipe(m_process), nullptr, nullptr);
-        (void)g_subprocess_wait(m_process, nullptr, nullptr);
+        // A failure would only leave the checker running.
+        static_cast<void>(g_output_stream_close(g_subprocess_get_stdin_pipe(m_process), nullptr, nullptr));
+        static_cast<void>(g_subprocess_wait(m_process, nullptr, nullptr));
         g_object_unref(m_answers);
         g_object_unref(m_process);
     }
@@ -94,7 +95,7 @@ private:
     GDataInputStream* m_answers = nullptr;
 };
 
-void DieWithParent(void* /*data*/) { (void)prctl(PR_SET_PDEATHSIG, SIGKILL); }
+void DieWithParent(void* /*data*/) { static_cast<void>(prctl(PR_SET_PDEATHSIG, SIGKILL)); }
 
 }  // namespace
 
@@ -145,14 +146,14 @@ Program::~Program()
 {
     if (!m_ended) {
         g_subprocess_force_exit(m_process);
-        (void)RunUntil([this] { return m_ended; });
+        static_cast<void>(RunUntil([this] { return m_ended; }));  // a killed program ends
     }
     g_object_unref(m_process);
 }
 
 void Program::OnEnd(GObject* process, GAsyncResult* result, void* self)
 {
-    (void)g_subprocess_wait_finish(G_SUBPROCESS(process), result, nullptr);
+    static_cast<void>(g_subprocess_wait_finish(G_SUBPROCESS(process), result, nullptr));  // is never cancelled
     static_cast<Program*>(self)->m_ended = true;
 }
 
@@ -171,7 +172,7 @@ Outcome Program::Wait()
     if (!RunUntil([this] { return m_ended; })) {
         g_subprocess_force_exit(m_process);
         ADD_FAILURE() << "a program does not end; its errors: " << Errors();
-        (void)RunUntil([this] { return m_ended; });
+        static_cast<void>(RunUntil([this] { return m_ended; }));  // a killed program ends
     }
     const int code = g_subprocess_get_if_exited(m_process) ? g_subprocess_get_exit_status(m_process)
                                                            : 128 + g_subprocess_get_term_sig(m_process);
@@ -217,7 +218,7 @@ Outcome ToolTest::RunOnTerminal(const Words& arguments)
     int terminal = -1;
     int slave = -1;
     if (openpty(&terminal, &slave, nullptr, nullptr, nullptr) != 0) throw std::runtime_error("no terminal");
-    (void)fcntl(terminal, F_SETFD, FD_CLOEXEC);
+    static_cast<void>(fcntl(terminal, F_SETFD, FD_CLOEXEC));  // cannot fail
     Words command = {SRCWATCHCTL_PROGRAM};
     command.insert(command.end(), arguments.begin(), arguments.end());
     Program program(command, m_environment, Path("terminal-" + std::to_string(++m_started)), slave);

@@ -41,9 +41,9 @@ public:
     std::string Errors() const;
     void Signal(int number) { g_subprocess_send_signal(m_process, number); }
 
-    /// Run the main loop until the output has a text. False when the deadline came first.
+    /// Runs the main loop until the output has a text. Returns false if the deadline came first.
     bool WaitForOutput(const std::string& text);
-    /// Run the main loop until the program ends. A program that does not is killed, and fails the test.
+    /// Runs the main loop until the program ends. A program that does not is killed, and fails the test.
     Outcome Wait();
 
 private:
@@ -61,23 +61,23 @@ protected:
     ToolTest();
     ~ToolTest() override;
 
-    /// Run the tool to its end.
+    /// Runs the tool to its end.
     Outcome Run(const Words& arguments);
     std::unique_ptr<Program> Start(const Words& arguments);
-    /// Run it with a terminal as its standard output, and give what the terminal got.
+    /// Runs it with a terminal as its standard output, and returns what the terminal got.
     Outcome RunOnTerminal(const Words& arguments);
 
-    /// The JSON document that a command writes, after a check against its schema, also in the form of lines.
+    /// Returns the JSON document that a command writes, after a check against its schema, also in the form of lines.
     Json::Value Document(const Words& arguments, const std::string& schema, int code = 0);
-    /// Whether a text is a JSON document as the schema of a command has it.
+    /// Succeeds if a text is a JSON document as the schema of a command has it.
     static testing::AssertionResult Matches(const std::string& schema, const std::string& text);
     static Json::Value Parse(const std::string& text);
 
-    /// Write a setting, through the tool.
+    /// Writes a setting, through the tool.
     void Set(const std::string& key, const std::string& text, const std::string& type = "--text");
     std::string Get(const std::string& key);
 
-    /// Store this as the record of a port, with none before it.
+    /// Stores this as the record of a port, with none before it.
     void StoreRecord(int port, const Json::Value& record);
 
     std::string Path(const std::string& name) const { return m_home + "/" + name; }
@@ -96,7 +96,7 @@ extern const char* const kActivityKey;
 extern const char* const kOpticalKey;
 extern const char* const kStatisticsKey;
 
-/// Ends with these words in one line on standard error.
+/// Succeeds if the program ended with these words in one line on standard error.
 testing::AssertionResult Fails(const Outcome& outcome, int code, const std::string& words);
 
 }  // namespace srcwatch_test

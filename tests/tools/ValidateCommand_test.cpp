@@ -46,7 +46,7 @@ TEST_F(ValidateCommand, KnowsTheKindOfAValidDocument)
     EXPECT_EQ(KindOf(R"({"profiles":[{"match":{"vendor":"V*"},"give":{"type":1}}]})"), "profiles");
 }
 
-TEST_F(ValidateCommand, SaysSoInWords)
+TEST_F(ValidateCommand, ConfirmsAValidFileInWords)
 {
     WriteFile("document.json", R"({"activity":[]})");
 
@@ -65,19 +65,19 @@ TEST_F(ValidateCommand, AcceptsTheShippedProfilesAndCaptures)
     EXPECT_GE(captures, 12);
 }
 
-TEST_F(ValidateCommand, GivesLineKeyAndReasonOfEachFault)
+TEST_F(ValidateCommand, ShowsLineKeyAndReasonOfEachFault)
 {
-    EXPECT_THAT(
-        FaultsOf("{\"activity\": [\n {\"DevType\": \"one\",\n  \"BName\": 5},\n {\"DevTyp\": 1}, 7,\n"
-                 " {\"DevType\": 2}, {\"PortNum\": 99999999999}]}",
-                 "activity"),
-        testing::UnorderedElementsAre("2 activity[0].DevType: is not a 32-bit number", "3 activity[0].BName: is not a text",
-                                      "4 activity[1].DevTyp: is not a member of a record", "4 activity[2]: is not an object",
-                                      "5 activity[3].DevType: error type 2: applications get no text for it",
-                                      "5 activity[4].PortNum: is not a 32-bit number"));
+    EXPECT_THAT(FaultsOf("{\"activity\": [\n {\"DevType\": \"one\",\n  \"BName\": 5},\n {\"DevTyp\": 1}, 7,\n"
+                         " {\"DevType\": 2}, {\"PortNum\": 99999999999}]}",
+                         "activity"),
+                testing::UnorderedElementsAre(
+                    "2 activity[0].DevType: is not a 32-bit number", "3 activity[0].BName: is not a text",
+                    "4 activity[1].DevTyp: is not a member of a record", "4 activity[2]: is not an object",
+                    "5 activity[3].DevType: error type 2: applications get no text for it",
+                    "5 activity[4].PortNum: is not a 32-bit number"));
 }
 
-TEST_F(ValidateCommand, TellsWhetherTheLibraryReadsTheDocument)
+TEST_F(ValidateCommand, ShowsIfTheLibraryCanReadTheDocument)
 {
     WriteFile("odd.json", R"({"activity":[{"BName":5},{},{},{}]})");
     WriteFile("lost.json", R"({"activity":[{"BName":[]}]})");
@@ -108,7 +108,8 @@ TEST_F(ValidateCommand, ExaminesStatistics)
                  "statistics"),
         testing::UnorderedElementsAre("2 Auto[0].port: is missing: the entry belongs to no port",
                                       "2 Auto[0].pri: is missing: the entry is never used",
-                                      "2 Auto[0].t: is not a 32-bit number", "3 Auto[1].spd: is not an array of three texts",
+                                      "2 Auto[0].t: is not a 32-bit number",
+                                      "3 Auto[1].spd: is not an array of three texts",
                                       "3 Auto[1].result[0]: is not a text", "4 Auto[2]: is not an object"));
 }
 
@@ -125,7 +126,7 @@ TEST_F(ValidateCommand, ExaminesProfiles)
     EXPECT_THAT(faults[1], HasSubstr("type"));
 }
 
-TEST_F(ValidateCommand, GivesTheLineOfASyntaxError)
+TEST_F(ValidateCommand, ShowsTheLineOfASyntaxError)
 {
     EXPECT_THAT(FaultsOf("{\n\n  \"activity\": [1,,2]\n}", "activity"),
                 testing::Contains(testing::StartsWith("3 : column ")));
@@ -167,7 +168,7 @@ TEST_F(ValidateCommand, ExaminesSingleFilesOfACapture)
     EXPECT_TRUE(Fails(Run({"validate", Path("other"), "--kind", "aksv"}), 1, "1 fault(s)"));
 }
 
-TEST_F(ValidateCommand, GivesTheLineOfEachMessageThatIsNone)
+TEST_F(ValidateCommand, ShowsTheLineOfEachMalformedMessage)
 {
     WriteFile("cec.log", "40:47:53\nnonsense\n40:47:54\n4:4\n");
 
