@@ -13,7 +13,7 @@ struct Releaser {
     template <typename T>
     void operator()(T* handle) const
     {
-        Release(handle);
+        static_cast<void>(Release(handle));  // nothing can be done if it fails
     }
 };
 

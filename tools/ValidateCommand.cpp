@@ -30,10 +30,10 @@ struct Validation {
 
 /* ---- documents ---- */
 
-template <srcwatch::StoredKind kind>
+template <srcwatch::StoredKind Stored>
 Validation InspectStored(const std::string& text)
 {
-    srcwatch::Inspection inspection = Inspect(srcwatch::JsonText(text), kind);
+    srcwatch::Inspection inspection = Inspect(srcwatch::JsonText(text), Stored);
     const bool isReadable = inspection.IsReadable();
     return {std::move(inspection.findings), isReadable};
 }
@@ -74,10 +74,10 @@ Validation ToValidation(const srcwatch::Remarks& remarks)
     return validation;
 }
 
-template <typename T, srcwatch::Decoded<T> (*decode)(const srcwatch::Bytes&)>
+template <typename T, srcwatch::Decoded<T> (*Decode)(const srcwatch::Bytes&)>
 Validation InspectItem(const std::string& bytes)
 {
-    return ToValidation(decode(srcwatch::Bytes(bytes.begin(), bytes.end())).remarks);
+    return ToValidation(Decode(srcwatch::Bytes(bytes.begin(), bytes.end())).remarks);
 }
 
 Validation InspectCapture(const std::string& directory)

@@ -205,7 +205,9 @@ TEST_F(WithService, KeepsStatisticsOfEachDetection)
 {
     Plug("1", "tessaly-cable");
 
-    const Json::Value entries = Document({"stats"}, "stats");
+    // The service saves the record first.
+    Json::Value entries;
+    ASSERT_TRUE(RunUntil([&] { return !(entries = Document({"stats"}, "stats")).empty(); }));
 
     ASSERT_EQ(entries.size(), 1U);
     EXPECT_EQ(entries[0]["port"], 1);
