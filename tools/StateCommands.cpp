@@ -29,10 +29,10 @@ Json::Value ReadSwitch(const char* key)
     return isOn;
 }
 
-template <auto function>
+template <auto Function>
 Json::Value Ask(const char* /*name*/)
 {
-    return function();
+    return Function();
 }
 
 struct Feature {
