@@ -96,7 +96,7 @@ std::string CallService(int type, const srcwatch_event_s& request, const std::st
 
 Json::Value ParseReply(const std::string& reply)
 {
-    const Json::Value document = srcwatch::ParseJson(reply).value_or(Json::nullValue);
+    Json::Value document = srcwatch::ParseJson(reply).value_or(Json::nullValue);
     if (document.isObject() && document["error"].isString()) {
         throw Failure("the detection service refused: " + document["error"].asString());
     }

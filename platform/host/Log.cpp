@@ -37,7 +37,7 @@
 #include <unistd.h>
 
 // A program need not define it.
-extern "C" __attribute__((weak)) const char* srcwatch_host_log_sink(void);
+#pragma weak srcwatch_host_log_sink
 
 namespace host {
 namespace {
