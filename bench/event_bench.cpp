@@ -235,10 +235,12 @@ BENCHMARK_TEMPLATE(Event, LibrarySender)->RangeMultiplier(2)->Range(2, 64)->UseM
 // ---------------------------------------------------------------------------------------------------------------------
 // Saving
 
+std::string& StoredText() { return srcwatch_test::ThePlatform().settings.texts[qdinfo::kSourceActivityKey]; }
+
 // The table holds the records of the document that the other ways save.
 qdinfo::CQDInfoServerData& FilledStore()
 {
-    bench::SetText(qdinfo::kSourceActivityKey, bench::TextOf(bench::ActivityDocument(8)));
+    StoredText() = bench::TextOf(bench::ActivityDocument(8));
     qdinfo::CQDInfoServerData& store = *qdinfo::CSingleton<qdinfo::CQDInfoServerData>::GetInstance();
     bench::Require(store.t_LoadActivityInfoToMemory(), "the records cannot be loaded");
     return store;
@@ -248,9 +250,9 @@ void CheckAndSave(benchmark::State& state)
 {
     const Bus bus;
     qdinfo::CQDInfoServerData& store = FilledStore();
-    bench::SetText(qdinfo::kSourceActivityKey, "");
+    StoredText().clear();
     for (auto _ : state) store.t_CheckAndSaveActivity(0);
-    if (bench::Text(qdinfo::kSourceActivityKey) != bench::TextOf(bench::ActivityDocument(8))) {
+    if (StoredText() != bench::TextOf(bench::ActivityDocument(8))) {
         state.SkipWithError("other records were saved");
     }
 }
@@ -285,18 +287,18 @@ void WriteEmitFlush(benchmark::State& state)
 {
     const Saver saver;
     const std::vector<bench::Record> records = bench::Records(8);
-    bench::SetText(qdinfo::kSourceActivityKey, "");
+    StoredText().clear();
     for (auto _ : state) {
         Json::Value document;
         for (const bench::Record& record : records) document["activity"].append(bench::Document(record));
         saver.Save(document);
     }
-    if (bench::Text(qdinfo::kSourceActivityKey) != bench::TextOf(bench::ActivityDocument(8))) {
+    if (StoredText() != bench::TextOf(bench::ActivityDocument(8))) {
         state.SkipWithError("other records were saved");
     }
 }
 
-// A document that nobody has to make any more.
+// A document that is made already.
 void WriteReadyEmitFlush(benchmark::State& state)
 {
     const Saver saver;

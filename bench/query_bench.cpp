@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The queries about a port over settings in memory, beside the least and beside the obvious that can be done with
-// JsonCpp for the same answer; and how their cost grows with the work.
+// The queries about a port over settings in memory, beside the least and the obvious code over JsonCpp with the same
+// answer; and how their cost grows with the work.
 #include "Documents.h"
 #include "MemoryPlatform.h"
+#include "Queries.h"
 #include "srcwatch-api.h"
 
 #include <cstdlib>
@@ -15,25 +16,11 @@
 
 namespace {
 
-struct TextQuery {
-    const char* name;
-    int (*query)(char* dst, int port);
-    const char* key;
-};
-
-constexpr TextQuery kTextQueries[] = {
-    {"cec_name", srcwatch_get_cec_name, "CECName"},
-    {"model_name", srcwatch_get_model_name, "ModelName"},
-    {"manufacturer_name", srcwatch_get_manufacturer_name, "MFName"},
-    {"codeset_name", srcwatch_get_codeset_name, "CName"},
-    {"logo_mso_name", srcwatch_get_logo_mso_name, "PRName"},
-    {"cec_device_name", srcwatch_get_cec_device_name, "CDevName"},
-    {"aksv_info", srcwatch_get_aksv_info, "AKSV"},
-};
+using srcwatch_test::Query;
 
 using Copy = std::unique_ptr<char, decltype(&std::free)>;
 
-// Gives the ports in turn, so that no figure hangs on the place of one record.
+// The ports in turn, so that no figure depends on the place of one record.
 class Ports {
 public:
     explicit Ports(int count) : m_count(count) {}
@@ -44,19 +31,24 @@ private:
     int m_port = -1;
 };
 
-void StoreActivity(int records)
+std::string& Stored(const char* key) { return srcwatch_test::ThePlatform().settings.texts[key]; }
+
+// Stores a document of this many records.
+const std::string& StoreActivity(int records)
 {
-    bench::SetText(qdinfo::kSourceActivityKey, bench::TextOf(bench::ActivityDocument(records)));
+    return Stored(qdinfo::kSourceActivityKey) = bench::TextOf(bench::ActivityDocument(records));
 }
+
+std::int64_t Reads() { return srcwatch_test::ThePlatform().counts.textReads; }
 
 // A query that did not go to the store, or went there more often, is not what is to be measured.
 class ReadCheck {
 public:
-    explicit ReadCheck(std::int64_t readsPerQuery) : m_perQuery(readsPerQuery), m_before(bench::MemoryReads()) {}
+    explicit ReadCheck(std::int64_t readsPerQuery) : m_perQuery(readsPerQuery), m_before(Reads()) {}
 
     void Finish(benchmark::State& state) const
     {
-        const std::int64_t reads = bench::MemoryReads() - m_before;
+        const std::int64_t reads = Reads() - m_before;
         const std::int64_t queries = static_cast<std::int64_t>(state.iterations());
         if (reads != m_perQuery * queries) state.SkipWithError("the store was not read as often as it has to be");
         state.counters["reads_per_query"] = static_cast<double>(reads) / static_cast<double>(queries);
@@ -68,14 +60,15 @@ private:
 };
 
 // The library's text query.
-void Ours(benchmark::State& state, const TextQuery& query, int records)
+void Ours(benchmark::State& state, const Query& query, int records)
 {
     StoreActivity(records);
     Ports ports(records);
     char text[SRCWATCH_TEXT_SIZE];
-    const ReadCheck reads(1);
+    const srcwatch_test::CallerOutputs outputs = {text, nullptr, nullptr, nullptr, nullptr};
+    const ReadCheck reads(query.reads);
     for (auto _ : state) {
-        if (query.query(text, ports.Next()) != SRCWATCH_OK) state.SkipWithError("the query failed");
+        if (query.call(ports.Next(), outputs) != SRCWATCH_OK) state.SkipWithError("the query failed");
         benchmark::DoNotOptimize(text);
     }
     reads.Finish(state);
@@ -83,10 +76,9 @@ void Ours(benchmark::State& state, const TextQuery& query, int records)
 
 // The fastest way with plain JsonCpp: the stored text is copied, as every store that others write to has to, the reader
 // is kept, no error text is asked for, the element is moved out of the document.
-void Floor(benchmark::State& state, const TextQuery& query, int records)
+void Floor(benchmark::State& state, const Query& query, int records)
 {
-    StoreActivity(records);
-    const std::string& stored = bench::Text(qdinfo::kSourceActivityKey);
+    const std::string& stored = StoreActivity(records);
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     Ports ports(records);
     for (auto _ : state) {
@@ -100,10 +92,9 @@ void Floor(benchmark::State& state, const TextQuery& query, int records)
 }
 
 // What one writes at first: builder and reader made for each query, the element copied.
-void Naive(benchmark::State& state, const TextQuery& query, int records)
+void Naive(benchmark::State& state, const Query& query, int records)
 {
-    StoreActivity(records);
-    const std::string& stored = bench::Text(qdinfo::kSourceActivityKey);
+    const std::string& stored = StoreActivity(records);
     Ports ports(records);
     for (auto _ : state) {
         const Copy text(strdup(stored.c_str()), &std::free);
@@ -149,12 +140,12 @@ void CodesetInfo(benchmark::State& state)
     reads.Finish(state);
 }
 
-// A document of about so many bytes, as more records of the same kind.
+// A document of about this many bytes, as more records of the same kind.
 void DocumentSize(benchmark::State& state)
 {
     const auto wanted = static_cast<std::size_t>(state.range(0));
     const std::size_t perRecord = bench::TextOf(bench::ActivityDocument(8)).size() / 8;
-    StoreActivity(static_cast<int>((wanted + perRecord / 2) / perRecord));
+    const std::string& stored = StoreActivity(static_cast<int>((wanted + perRecord / 2) / perRecord));
     char text[SRCWATCH_TEXT_SIZE];
     const ReadCheck reads(1);
     for (auto _ : state) {
@@ -162,18 +153,18 @@ void DocumentSize(benchmark::State& state)
         benchmark::DoNotOptimize(text);
     }
     reads.Finish(state);
-    state.counters["work"] = static_cast<double>(bench::Text(qdinfo::kSourceActivityKey).size());
+    state.counters["work"] = static_cast<double>(stored.size());
 }
 
 void PortCount(benchmark::State& state)
 {
-    Ours(state, kTextQueries[0], static_cast<int>(state.range(0)));
+    Ours(state, srcwatch_test::QueryNamed("srcwatch_get_cec_name"), static_cast<int>(state.range(0)));
     state.counters["work"] = static_cast<double>(state.range(0));
 }
 
 void Statistics(benchmark::State& state)
 {
-    bench::SetText(qdinfo::kStatisticsKey, bench::TextOf(bench::StatisticsDocument(static_cast<int>(state.range(0)))));
+    Stored(qdinfo::kStatisticsKey) = bench::TextOf(bench::StatisticsDocument(static_cast<int>(state.range(0))));
     srcwatch_kpi_info_s infos[8];
     const ReadCheck reads(1);
     for (auto _ : state) {
@@ -184,15 +175,16 @@ void Statistics(benchmark::State& state)
     state.counters["work"] = static_cast<double>(state.range(0));
 }
 
-using Way = void (*)(benchmark::State&, const TextQuery&, int);
+using Way = void (*)(benchmark::State&, const Query&, int);
 
 void RegisterTextQueries(const char* way, Way run)
 {
-    for (const TextQuery& query : kTextQueries) {
+    constexpr std::size_t kPrefix = sizeof("srcwatch_get_") - 1;
+    for (const Query& query : srcwatch_test::TextQueries()) {
         for (const int records : {1, 2, 4, 8}) {
-            const std::string name = std::string(way) + "/" + query.name + "/" + std::to_string(records);
+            const std::string name = std::string(way) + "/" + (query.name + kPrefix) + "/" + std::to_string(records);
             benchmark::RegisterBenchmark(
-                name.c_str(), [run, &query, records](benchmark::State& state) { run(state, query, records); });
+                name.c_str(), [run, query, records](benchmark::State& state) { run(state, query, records); });
         }
     }
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The three kinds of stored document, whatever is in them, through the loaders, the table, the record and all queries,
+// The three kinds of stored document, with any content, through the loaders, the table, the record and all queries,
 // against the answers as they are stated. Parsing itself is left to JsonCpp on both sides.
 //
 // Input: the kind of document, which port is asked for, how the text is made, then what it is made of.
@@ -8,7 +8,9 @@
 #include "Fuzz.h"
 #include "JsonText.h"
 #include "MemoryPlatform.h"
+#include "QDInfoNames.h"
 #include "QDInfoServerData.h"
+#include "Queries.h"
 #include "srcwatch-api.h"
 
 #include <climits>
@@ -21,12 +23,11 @@ using fuzz::Field;
 using fuzz::Input;
 using fuzz::Require;
 using qdinfo::CQDInfoServerData;
+using srcwatch_test::IsAccepted;
+using srcwatch_test::kOptical;
 
-constexpr int kOptical = 99;
 constexpr int kPorts[] = {0, 1, 2, 3, 4, 7, kOptical, 8, -1, 98, 100, INT_MAX, INT_MIN};
 constexpr int kKpiPorts = 8;
-
-bool IsAccepted(int port) { return port == kOptical || (port >= 0 && port <= 7); }
 
 // ---------------------------------------------------------------------------------------------------------------------
 // Making a text
@@ -145,27 +146,6 @@ std::optional<Json::Value> StoredRecord(const Document& document, std::optional<
     return Maybe([&]() -> Json::Value { return element ? root["activity"][*element] : root["activity"]; });
 }
 
-// A caller's text of 100 bytes.
-struct Buffer {
-    char bytes[SRCWATCH_TEXT_SIZE];
-    char* Reset()
-    {
-        std::memset(bytes, '#', sizeof(bytes));
-        return bytes;
-    }
-    bool Holds(const std::string& text) const { return std::string(bytes, sizeof(bytes)) == text; }
-    bool IsUntouched() const { return Holds(std::string(sizeof(bytes), '#')); }
-};
-
-// What a buffer holds after a copy of size bytes; what was there stays behind it.
-std::string Copied(const std::string& text, std::size_t size = SRCWATCH_TEXT_SIZE)
-{
-    std::string copied = fuzz::Printed(text);
-    copied.resize(size);
-    copied.resize(SRCWATCH_TEXT_SIZE, '#');
-    return copied;
-}
-
 std::optional<int> Number(Json::Value& record, const char* name)
 {
     return Maybe([&] { return record[name].asInt(); });
@@ -176,172 +156,20 @@ std::optional<std::string> Text(Json::Value& record, const char* name)
     return Maybe([&] { return std::string(record[name].asString()); });
 }
 
-struct TextQuery {
-    int (*call)(char* dst, int port);
-    const char* name;
-};
-constexpr TextQuery kTextQueries[] = {
-    {&srcwatch_get_cec_name, "CECName"},         {&srcwatch_get_model_name, "ModelName"},
-    {&srcwatch_get_manufacturer_name, "MFName"}, {&srcwatch_get_codeset_name, "CName"},
-    {&srcwatch_get_logo_mso_name, "PRName"},     {&srcwatch_get_cec_device_name, "CDevName"},
-    {&srcwatch_get_aksv_info, "AKSV"},
-};
-
-void CheckText(const TextQuery& query, int port, Json::Value& record)
+// All queries answer for the text that is stored for the port, and log what is stated.
+void CheckQueries(int port, const std::string& stored)
 {
-    Buffer buffer;
-    const int result = query.call(buffer.Reset(), port);
-    if (!IsAccepted(port)) return Require(result == 2 && buffer.IsUntouched(), "a port is refused");
-    const auto text = Text(record, query.name);
-    Require(result == (text ? 0 : 1), "the result of a text query");
-    Require(text ? buffer.Holds(Copied(*text)) : buffer.IsUntouched(), "the text of a text query");
-}
-
-struct NumberQuery {
-    int (*call)(int port, int* number);
-    const char* name;
-};
-constexpr NumberQuery kNumberQueries[] = {
-    {&srcwatch_get_product_type_name, "DevType"},
-    {[](int port, int* number) { return srcwatch_get_denycount(number, port); }, "DenyCount"},
-    {&srcwatch_get_detection_moethod, "DMethod"},
-    {&srcwatch_get_oobe_scan_state, "ScanState"},
-};
-
-void CheckNumber(const NumberQuery& query, int port, Json::Value& record)
-{
-    constexpr int kBefore = -777;
-    int number = kBefore;
-    const int result = query.call(port, &number);
-    if (!IsAccepted(port)) return Require(result == 2 && number == kBefore, "a port is refused");
-    const auto expected = Number(record, query.name);
-    Require(result == (expected ? 0 : 1), "the result of a number query");
-    Require(number == expected.value_or(kBefore), "the number of a number query");
-}
-
-void CheckChanged(int port, Json::Value& record)
-{
-    int previous = -777;
-    bool changed = true;
-    const int result = srcwatch_get_changed_device_info(port, &previous, &changed);
-    if (!IsAccepted(port)) return Require(result == 2 && previous == -777 && changed, "a port is refused");
-    const auto expectedPrevious = Number(record, "PrevPort");
-    const auto expectedChanged = expectedPrevious ? Number(record, "Changed") : std::nullopt;
-    Require(result == (expectedChanged ? 0 : 1), "the result of the change query");
-    Require(previous == (expectedChanged ? *expectedPrevious : -777), "the previous port");
-    Require(changed == (expectedChanged.value_or(1) != 0), "the change mark");
-}
-
-// The two strings of a device, as its type has them; a failure leaves what was written before it.
-struct Shown {
-    bool failed = false;
-    int type = -777;
-    std::string text1 = std::string(SRCWATCH_TEXT_SIZE, '#');
-    std::string text2 = std::string(SRCWATCH_TEXT_SIZE, '#');
-};
-
-bool IsNamed(int type) { return (type >= 3 && type <= 6) || type == 9; }
-
-void ShowNames(Json::Value& record, Shown& shown)
-{
-    const auto device = Text(record, "DevName");
-    if (device && shown.type == 9) shown.text1 = Copied(*device);
-    const auto brand = device ? Text(record, "BName") : std::nullopt;
-    shown.failed = !brand;
-    if (!brand) return;
-    shown.text1 = Copied(*device);
-    shown.text2 = Copied(*brand);
-}
-
-void ShowWithUnknownType(Json::Value& record, Shown& shown)
-{
-    if (shown.type == 8) {
-        shown.text1[0] = '\0';
-    } else {
-        const auto name = Text(record, shown.type == 1 ? "PRName" : "DevName");
-        shown.failed = !name;
-        if (!name) return;
-        const bool isGeneric = shown.type == 1 && name->compare(0, 3, "STB") == 0;
-        shown.text1 = Copied(isGeneric ? "Unknown" : *name);
+    for (const srcwatch_test::Query& query : srcwatch_test::AllQueries()) {
+        Require(Ask(query, port) == Expected(query, port, &stored), query.name);
     }
-    const auto detection = Text(record, "UnknownType");
-    shown.failed = !detection;
-    if (detection) shown.text2 = Copied(*detection);
-}
-
-Shown ShownFor(Json::Value& record, char fill)
-{
-    Shown shown;
-    shown.text1.assign(SRCWATCH_TEXT_SIZE, fill);
-    const auto type = Number(record, "DevType");
-    shown.failed = !type;
-    if (!type) return shown;
-    shown.type = *type;
-    if (IsNamed(*type)) ShowNames(record, shown);
-    if (*type == 1 || *type == 7 || *type == 8) ShowWithUnknownType(record, shown);
-    if (!shown.failed && *type != 8 && shown.text1[0] == '\0') shown.text1.replace(0, 8, "Unknown", 8);
-    return shown;
-}
-
-void CheckDeviceInfo(int port, Json::Value& record)
-{
-    int type = -777;
-    Buffer text1;
-    Buffer text2;
-    const int result = srcwatch_get_device_info(port, &type, text1.Reset(), text2.Reset());
-    if (!IsAccepted(port)) return Require(result == 2 && text1.IsUntouched(), "a port is refused");
-    const Shown shown = ShownFor(record, '#');
-    Require(result == (shown.failed ? 1 : 0) && type == shown.type, "the result of the device query");
-    Require(text1.Holds(shown.text1), "the first string of the device query");
-    Require(text2.Holds(shown.text2), "the second string of the device query");
-}
-
-void CheckCodeset(int port, Json::Value& record)
-{
-    bool has = true;
-    Buffer buffer;
-    const int result = srcwatch_get_codeset_info(port, &has, buffer.Reset());
-    if (!IsAccepted(port)) return Require(result == 2 && has && buffer.IsUntouched(), "a port is refused");
-    const std::string shown = ShownFor(record, '\0').text1;
-    const bool isGeneric = shown.compare(0, 7, "Unknown") == 0 || shown.compare(0, 3, "STB") == 0;
-    const auto name = isGeneric ? std::string() : Text(record, "CName");
-    Require(result == (!name ? 1 : name->empty() ? 3 : 0), "the result of the codeset query");
-    Require(has == (!name || !name->empty()), "whether there is a codeset");
-    const bool isWritten = name && !name->empty();
-    Require(buffer.Holds(isWritten ? Copied(*name, SRCWATCH_CODESET_TEXT_SIZE) : std::string(SRCWATCH_TEXT_SIZE, '#')),
-            "the name of a codeset");
-}
-
-void CheckResultString(int (*call)(char*, int), int port, Json::Value& record, const char* (*memberOf)(int type))
-{
-    Buffer buffer;
-    const int result = call(buffer.Reset(), port);
-    if (!IsAccepted(port)) return Require(result == 2 && buffer.IsUntouched(), "a port is refused");
-    const auto type = Number(record, "DevType");
-    const char* const member = type ? memberOf(*type) : nullptr;
-    const auto text = member != nullptr ? Text(record, member) : std::nullopt;
-    const bool failed = !type || (member != nullptr && !text);
-    Require(result == (failed ? 1 : 0), "the result of a result-string query");
-    Require(text ? buffer.Holds(Copied(*text)) : buffer.IsUntouched(), "a result string");
-}
-
-void CheckQueries(int port, const Json::Value& stored)
-{
-    Json::Value record = stored;
-    for (const TextQuery& query : kTextQueries) CheckText(query, port, record);
-    for (const NumberQuery& query : kNumberQueries) CheckNumber(query, port, record);
-    CheckChanged(port, record);
-    CheckDeviceInfo(port, record);
-    CheckCodeset(port, record);
-    CheckResultString(&srcwatch_get_result_str1_name, port, record, [](int type) {
-        return type == 1 ? "PRName" : IsNamed(type) ? "DevName" : nullptr;
-    });
-    CheckResultString(&srcwatch_get_result_str2_name, port, record,
-                      [](int type) { return type >= 3 && type <= 6 ? "BName" : nullptr; });
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
 // The kinds of document
+
+void Store(const char* key, const std::string& text) { srcwatch_test::ThePlatform().settings.texts = {{key, text}}; }
+
+std::string Stored() { return srcwatch_test::ThePlatform().settings.texts[qdinfo::kSourceActivityKey]; }
 
 CQDInfoServerData& TheStore() { return *qdinfo::CSingleton<CQDInfoServerData>::GetInstance(); }
 
@@ -371,7 +199,7 @@ void CheckTableRecord(CQDInfoServerData& table, int port, Json::Value element)
 
 void CheckTable(const Document& document)
 {
-    const int ports = std::max(fuzz::HdmiCount(), 0);
+    const int ports = std::max(srcwatch_test::ExpectedHdmiCount(), 0);
     CQDInfoServerData table;
     const bool loaded = table.t_LoadActivityInfoToMemory();
     const bool readable = document.isJson && (ports == 0 || StoredRecord(document, 0));
@@ -380,36 +208,36 @@ void CheckTable(const Document& document)
     for (int port = 0; port < ports; ++port) CheckTableRecord(table, port, *StoredRecord(document, port));
 
     Require(table.t_SaveActivityInfoToFile(), "what was loaded can be saved");
-    const std::string saved = fuzz::Texts()[qdinfo::kSourceActivityKey];
+    const std::string saved = Stored();
     Require(table.t_LoadActivityInfoToMemory() && table.t_SaveActivityInfoToFile(), "and loaded and saved again");
-    Require(fuzz::Texts()[qdinfo::kSourceActivityKey] == saved, "and gives the same text");
+    Require(Stored() == saved, "and gives the same text");
 }
 
 void CheckActivity(Input& input)
 {
     const int port = kPorts[input.Below(std::size(kPorts))];
     const std::string text = DocumentText(input, RecordNames(), &ActivityText);
-    fuzz::Texts() = {{qdinfo::kSourceActivityKey, text}};
+    Store(qdinfo::kSourceActivityKey, text);
     const Document document = DocumentOf(text);
 
     const auto stored = StoredRecord(document, port);
     Json::Value loaded("before");
     const bool result = TheStore().t_LoadPortJsonInfoToMemory(port, loaded);
     CheckLoaded(result, loaded, stored);
-    if (port != kOptical) CheckQueries(port, stored.value_or(Json::Value()));
+    if (port != kOptical) CheckQueries(port, text);
     CheckTable(document);
 }
 
 void CheckOptical(Input& input)
 {
     const std::string text = DocumentText(input, RecordNames(), &OpticalText);
-    fuzz::Texts() = {{qdinfo::kOpticalActivityKey, text}};
+    Store(qdinfo::kOpticalActivityKey, text);
 
     const auto stored = StoredRecord(DocumentOf(text), std::nullopt);
     Json::Value loaded("before");
     const bool result = TheStore().t_LoadOpticalPortJsonInfoToMemory(kOptical, loaded);
     CheckLoaded(result, loaded, stored);
-    CheckQueries(kOptical, stored.value_or(Json::Value()));
+    CheckQueries(kOptical, text);
 }
 
 // Calls take(port, entry) for each entry worth taking; false when the list ends with a failure, or there is none.
@@ -477,7 +305,7 @@ void CheckOneKpi(const Document& document, int port)
 
 void CheckAllKpi(const Document& document)
 {
-    const int ports = std::max(fuzz::HdmiCount(), 0);
+    const int ports = std::max(srcwatch_test::ExpectedHdmiCount(), 0);
     std::vector<Json::Value> expected(static_cast<std::size_t>(std::max(ports, kKpiPorts)));
     const bool whole = ForEachEntry(
         document, [ports](int port) { return port >= 0 && port < ports; },
@@ -502,7 +330,7 @@ void CheckStatistics(Input& input)
 {
     const int port = kPorts[input.Below(std::size(kPorts))];
     const std::string text = DocumentText(input, kStatisticsNames, &StatisticsText);
-    fuzz::Texts() = {{qdinfo::kStatisticsKey, text}};
+    Store(qdinfo::kStatisticsKey, text);
     const Document document = DocumentOf(text);
     CheckOneKpi(document, port);
     CheckAllKpi(document);
@@ -512,6 +340,7 @@ void CheckStatistics(Input& input)
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
+    srcwatch_test::ThePlatform().ForgetCalls();
     Input input(bytes, size);
     switch (input.Below(4)) {
         case 0:

@@ -8,7 +8,9 @@
 #include "JsonText.h"
 #include "MemoryPlatform.h"
 #include "QDInfoActivityInfo.h"
+#include "QDInfoNames.h"
 #include "QDInfoServerData.h"
+#include "Queries.h"
 
 #include <array>
 #include <map>
@@ -21,9 +23,11 @@ using fuzz::Field;
 using fuzz::Input;
 using fuzz::Require;
 using qdinfo::CQDInfoServerData;
+using srcwatch_test::kOptical;
 
-constexpr int kOptical = 99;
 constexpr std::size_t kLongestText = 130;
+
+auto& Texts() { return srcwatch_test::ThePlatform().settings.texts; }
 
 // A record as the table must show it.
 struct Record {
@@ -68,7 +72,7 @@ void SetText(CQDInfoServerData& table, const Field& field, int port, const std::
     if (!text.empty() || canBeEmptied) record.texts[field.name] = text;
 }
 
-// Sets what the input says; gives the record as it must be now.
+// Sets what the input contains; record becomes what the table must show.
 void SetRecord(Input& input, CQDInfoServerData& table, int port, Record& record)
 {
     for (const Field& field : fuzz::kFields) {
@@ -111,7 +115,7 @@ void CheckOptical(CQDInfoServerData& table, const Record& expected)
     Require(table.GetOpticalActivityInfoToStream(root) && root.size() == 1, "the optical record is written");
     Require(RecordOf(root["activity"]) == expected, "the optical document is the optical record");
     CheckRecord(root["activity"]);
-    fuzz::Texts()[qdinfo::kOpticalActivityKey] = Json::writeString(Json::StreamWriterBuilder(), root);
+    Texts()[qdinfo::kOpticalActivityKey] = Json::writeString(Json::StreamWriterBuilder(), root);
     Json::Value loaded;
     Require(table.t_LoadOpticalPortJsonInfoToMemory(kOptical, loaded), "the optical document can be loaded");
     if (IsUtf8(expected)) Require(loaded == root["activity"], "it is loaded as it was saved");
@@ -120,7 +124,7 @@ void CheckOptical(CQDInfoServerData& table, const Record& expected)
 void CheckStored(CQDInfoServerData& table, const std::vector<Record>& records)
 {
     Require(table.t_SaveActivityInfoToFile(), "the table is saved");
-    const std::string saved = fuzz::Texts()[qdinfo::kSourceActivityKey];
+    const std::string saved = Texts()[qdinfo::kSourceActivityKey];
     CQDInfoServerData other;
     Require(other.t_LoadActivityInfoToMemory(), "what was saved can be loaded");
     for (std::size_t i = 0; i < records.size(); ++i) {
@@ -132,7 +136,7 @@ void CheckStored(CQDInfoServerData& table, const std::vector<Record>& records)
         Require(RecordOf(object) == records[i], "one record is loaded as it was saved");
     }
     Require(other.t_SaveActivityInfoToFile(), "what was loaded can be saved");
-    Require(fuzz::Texts()[qdinfo::kSourceActivityKey] == saved, "and gives the same text");
+    Require(Texts()[qdinfo::kSourceActivityKey] == saved, "and gives the same text");
 }
 
 Record EmptyRecord()
@@ -146,7 +150,8 @@ Record EmptyRecord()
 int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
     static const Record empty = EmptyRecord();
-    static const int ports = std::max(fuzz::HdmiCount(), 0);
+    static const int ports = std::max(srcwatch_test::ExpectedHdmiCount(), 0);
+    srcwatch_test::ThePlatform().ForgetCalls();
     Input input(bytes, size);
     CQDInfoServerData table;
     table.CreateAndAddNewActivity();

@@ -1,38 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A store in place of the library's own, and a platform, that cost next to nothing: they count what is asked of them
-// and keep what was written last.
+// A store in place of the library's own that costs next to nothing: it counts what is asked of it.
 #ifndef SRCWATCH_TESTS_STUBSTORE_H
 #define SRCWATCH_TESTS_STUBSTORE_H
 
-#include <cstdint>
+#include <string>
 
 namespace exhaustive {
 
-/// What the library asked for since the last Forget().
-struct Calls {
+/// What the library asked the store for.
+struct StoreCalls {
     int loads = 0;         ///< of records of HDMI ports
     int opticalLoads = 0;  ///< of the optical record
     int kpiLoads = 0;
     int saves = 0;
     int savesWithNotify = 0;
     int tableLoads = 0;
-    int writes = 0;    ///< of integer settings
-    int commands = 0;  ///< of those, to the key of the scan commands
-    int lines = 0;     ///< of the log
-    int port = 0;      ///< that a load or a save was for
-    int command = 0;
+    int port = 0;  ///< that a load or a save was for
 };
 
-extern Calls calls;
+extern StoreCalls storeCalls;
 
-inline void Forget() { calls = Calls(); }
-
-/// What the key of the scan's progress holds.
-extern int progress;
-
-/// The number of HDMI inputs; fixed by the environment, before anything asks.
-int HdmiCount();
+/// The document that the store loads the record of a port from, if it were stored.
+std::string StoredDocument(int port);
 
 }  // namespace exhaustive
 

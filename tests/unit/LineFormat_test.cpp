@@ -15,7 +15,7 @@ using qdinfo::LineFormat;
 
 class LineFormats : public PlatformTest {
 protected:
-    LineFormats() { platform.otherLogFiles = {"LineFormat_test.cpp"}; }
+    LineFormats() { ownFiles = {"LineFormat_test.cpp"}; }
 };
 
 TEST_F(LineFormats, FixTheTypesOfTheirArguments)

@@ -4,7 +4,7 @@
 #include "QDInfoAPI.h"
 
 #include "QDInfoServerData.h"
-#include "Queries.h"
+#include "QueryTest.h"
 #include "srcwatch-api.h"
 
 namespace {

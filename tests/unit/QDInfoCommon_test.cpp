@@ -40,7 +40,7 @@ namespace {
 
 using qdinfo::CallSite;
 using qdinfo::CSingleton;
-using srcwatch_test::GivenHdmiCount;
+using srcwatch_test::ExpectedHdmiCount;
 using srcwatch_test::LoadSequence;
 using srcwatch_test::LogHook;
 using srcwatch_test::LogLine;
@@ -133,7 +133,7 @@ TEST(Constants, AreDeclaredInOrderAfterTheHdmiCount)
 
 class LogFormat : public PlatformTest {
 protected:
-    LogFormat() { platform.otherLogFiles = {"QDInfoCommon_test.cpp"}; }
+    LogFormat() { ownFiles = {"QDInfoCommon_test.cpp"}; }
     void TearDown() override { g_fixedTime.reset(); }
 
     const LogLine& Line() const
@@ -289,7 +289,7 @@ constexpr char kQueryFailed[] = "E QDInfo.cpp get_hdmi_count: System Info get fa
 constexpr char kNoCount[] = "E QDInfo.cpp get_hdmi_count: HDMI count < 0";
 
 struct HdmiAnswer {
-    const char* given;
+    srcwatch_test::NumberAnswer answer;
     int count;
     std::vector<std::string> sequence;
 };
@@ -299,40 +299,23 @@ const std::vector<std::string> kWithoutCount = {"count 122", kNoCount};
 const std::vector<std::string> kFailed = {"count 122", kQueryFailed, kNoCount};
 
 const HdmiAnswer kHdmiAnswers[] = {
-    {"-2147483648", -1, kWithoutCount},
-    {"-5", -1, kWithoutCount},
-    {"-1", -1, kWithoutCount},
-    {"0", -1, kWithoutCount},
-    {"1", 1, kSilent},
-    {"4", 4, kSilent},
-    {"8", 8, kSilent},
-    {"9", 9, kSilent},
-    {"2147483647", INT_MAX, kSilent},
-    {"fail", -1, kFailed},
+    {{0, INT_MIN}, -1, kWithoutCount},
+    {{0, -5}, -1, kWithoutCount},
+    {{0, -1}, -1, kWithoutCount},
+    {{0, 0}, -1, kWithoutCount},
+    {{0, 1}, 1, kSilent},
+    {{0, 4}, 4, kSilent},
+    {{0, 8}, 8, kSilent},
+    {{0, 9}, 9, kSilent},
+    {{0, INT_MAX}, INT_MAX, kSilent},
+    {{-1, 7}, -1, kFailed},
 };
 
-class HdmiCount : public PlatformTest, public testing::WithParamInterface<HdmiAnswer> {
-protected:
-    HdmiCount()
-    {
-        const char* old = std::getenv(srcwatch_test::kHdmiCountVariable);
-        if (old != nullptr) m_old = old;
-    }
-    void TearDown() override
-    {
-        unsetenv(srcwatch_test::kHdmiCountVariable);
-        if (m_old) setenv(srcwatch_test::kHdmiCountVariable, m_old->c_str(), 1);
-    }
-
-    static void Give(const char* count) { setenv(srcwatch_test::kHdmiCountVariable, count, 1); }
-
-private:
-    std::optional<std::string> m_old;
-};
+class HdmiCount : public PlatformTest, public testing::WithParamInterface<HdmiAnswer> {};
 
 TEST_P(HdmiCount, IsAskedForWithItsLogLines)
 {
-    Give(GetParam().given);
+    platform.hdmiCount = GetParam().answer;
 
     EXPECT_EQ(get_hdmi_count(), GetParam().count);
 
@@ -344,9 +327,9 @@ INSTANTIATE_TEST_SUITE_P(Answers, HdmiCount, testing::ValuesIn(kHdmiAnswers));
 
 TEST_F(HdmiCount, IsAskedForAtEachCall)
 {
-    Give("2");
+    platform.hdmiCount = {0, 2};
     const int before = get_hdmi_count();
-    Give("6");
+    platform.hdmiCount = {0, 6};
 
     EXPECT_EQ(before, 2);
     EXPECT_EQ(get_hdmi_count(), 6);
@@ -356,7 +339,7 @@ TEST_F(HdmiCount, IsAskedForAtEachCall)
 TEST_F(HdmiCount, IsFixedWhenTheProgramStarts)
 {
     const int atStart = HDMI_PORT_COUNT;
-    Give("6");
+    platform.hdmiCount = {0, 6};
 
     EXPECT_EQ(HDMI_PORT_COUNT, atStart);
     EXPECT_THAT(platform.sequence, IsEmpty());
@@ -365,14 +348,15 @@ TEST_F(HdmiCount, IsFixedWhenTheProgramStarts)
 // ---------------------------------------------------------------------------------------------------------------------
 // Loading
 
-TEST(Loading, FixesTheHdmiCount) { EXPECT_EQ(HDMI_PORT_COUNT, GivenHdmiCount()); }
+class Loading : public PlatformTest {};
+
+TEST_F(Loading, FixesTheHdmiCount) { EXPECT_EQ(HDMI_PORT_COUNT, ExpectedHdmiCount()); }
 
 // Each source file of the library, and this one, has its own count; nothing else happens.
-TEST(Loading, AsksOnlyForTheHdmiCountOncePerSourceFile)
+TEST_F(Loading, AsksOnlyForTheHdmiCountOncePerSourceFile)
 {
-    const char* given = std::getenv(srcwatch_test::kHdmiCountVariable);
-    const bool fails = given != nullptr && std::string(given) == "fail";
-    const std::vector<std::string>& once = fails ? kFailed : GivenHdmiCount() > 0 ? kSilent : kWithoutCount;
+    const bool fails = srcwatch_test::HdmiCountOfEnvironment().result != 0;
+    const std::vector<std::string>& once = fails ? kFailed : ExpectedHdmiCount() > 0 ? kSilent : kWithoutCount;
     std::vector<std::string> expected;
     for (int file = 0; file < SRCWATCH_LIBRARY_SOURCES + 1; ++file) {
         expected.insert(expected.end(), once.begin(), once.end());

@@ -20,7 +20,7 @@ namespace {
 
 using qdinfo::CQDInfoActivityInfo;
 using qdinfo::CQDInfoData;
-using srcwatch_test::GivenHdmiCount;
+using srcwatch_test::ExpectedHdmiCount;
 using srcwatch_test::PlatformTest;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -191,7 +191,7 @@ protected:
 // ---------------------------------------------------------------------------------------------------------------------
 // Making and growing
 
-TEST_F(ActivityTable, RunsWithTheGivenNumberOfInputs) { EXPECT_EQ(HDMI_PORT_COUNT, GivenHdmiCount()); }
+TEST_F(ActivityTable, RunsWithTheGivenNumberOfInputs) { EXPECT_EQ(HDMI_PORT_COUNT, ExpectedHdmiCount()); }
 
 TEST_F(ActivityTable, StartsWithoutHdmiRecordsAndWithADefaultOpticalOne)
 {

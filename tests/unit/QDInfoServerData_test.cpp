@@ -4,7 +4,7 @@
 #include "QDInfoServerData.h"
 
 #include "QDInfoCommon.h"
-#include "Queries.h"
+#include "QueryTest.h"
 
 #include <algorithm>
 
@@ -326,7 +326,7 @@ TEST_F(TableLoad, LogsADocumentThatIsNestedTooDeep)
     const std::string deep(10000, '[');
     GivenText(0, deep);
     Json::Value root;
-    const std::string what = WhatJsonSays([&] { ParseJson(deep, root); });
+    const std::string what = JsonErrorOf([&] { ParseJson(deep, root); });
 
     EXPECT_EQ(ExceptionOf([this] { return Load(); }),
               "t_LoadActivityInfoToMemory: Exception Handled by t_LoadActivityInfoToMemory: " + what);
@@ -367,7 +367,7 @@ TEST_F(Store, RefusesANegativePortByTheNameOfTheTableLoader)
     GivenText(0, R"({"activity":[{}]})");
     for (const int port : {-1, INT_MIN}) {
         Json::Value array(Json::arrayValue);
-        const std::string what = WhatJsonSays([&] { static_cast<void>(array[port]); });
+        const std::string what = JsonErrorOf([&] { static_cast<void>(array[port]); });
         EXPECT_EQ(ExceptionOf([&] { return store.t_LoadPortJsonInfoToMemory(port, out); }),
                   "t_LoadPortJsonInfoToMemory: Exception Handled by t_LoadActivityInfoToMemory: " + what);
         EXPECT_EQ(platform.log.back().format,

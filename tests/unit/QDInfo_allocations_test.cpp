@@ -1,27 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // How often a query allocates: as often as the document that it reads makes the parser allocate, and hardly more. This
-// program counts every call of operator new, and brings a platform that makes none.
+// program counts every call of operator new; its platform makes none.
 #include "QDInfoServerData.h"
+#include "QueryTest.h"
 #include "srcwatch-api.h"
 
 #include <cstdlib>
-#include <cstring>
 #include <new>
 #include <string>
-#include <vector>
-
-#include <TVServiceAPI.h>
-#include <dlog.h>
-#include <gtest/gtest.h>
-#include <system_info.h>
-#include <vconf.h>
 
 namespace {
 
 int g_allocations = 0;
-std::string g_hdmi;
-std::string g_statistics;
 
 void* CountedNew(std::size_t size)
 {
@@ -40,23 +31,11 @@ void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 
-int __dlog_print(int, int, const char*, const char*, ...) { return 0; }
-int vconf_get_int(const char*, int*) { return -1; }
-int vconf_set_int(const char*, int) { return -1; }
-int vconf_set_str(const char*, const char*) { return -1; }
-char* vconf_get_str(const char* key)
-{
-    return strdup(std::strstr(key, "spd") != nullptr ? g_statistics.c_str() : g_hdmi.c_str());
-}
-int system_info_get_value_int(system_info_key_e, int* value)
-{
-    *value = 4;
-    return 0;
-}
-int system_info_get_custom_bool(const char*, bool*) { return -1; }
-int TVServiceAPI::CreateSourceControl(EProfile, int, ISourceControl**) { return -1; }
+void srcwatch_test::ConfigurePlatform(Platform& platform) { platform.keepsCalls = false; }
 
 namespace {
+
+using namespace srcwatch_test;
 
 constexpr int kPorts = 4;
 constexpr int kMembers = 18;
@@ -86,36 +65,25 @@ std::string Document(int type, const std::string& text)
     return R"({"activity":[)" + records + "]}";
 }
 
-char g_text1[SRCWATCH_TEXT_SIZE];
-char g_text2[SRCWATCH_TEXT_SIZE];
-int g_number = 0;
-bool g_flag = false;
+int Call(const Query& query, int port)
+{
+    static char text1[SRCWATCH_TEXT_SIZE];
+    static char text2[SRCWATCH_TEXT_SIZE];
+    static int numbers[2];
+    static bool flag;
+    return query.call(port, {text1, text2, &numbers[0], &numbers[1], &flag});
+}
 
-struct Row {
-    const char* name;
-    int (*call)(int port);
-    int texts;  // that the query copies out of a record of type 3
-    int reads;  // of the document
-};
-
-const Row kRows[] = {
-    {"cec_name", [](int port) { return srcwatch_get_cec_name(g_text1, port); }, 1, 1},
-    {"model_name", [](int port) { return srcwatch_get_model_name(g_text1, port); }, 1, 1},
-    {"manufacturer_name", [](int port) { return srcwatch_get_manufacturer_name(g_text1, port); }, 1, 1},
-    {"codeset_name", [](int port) { return srcwatch_get_codeset_name(g_text1, port); }, 1, 1},
-    {"logo_mso_name", [](int port) { return srcwatch_get_logo_mso_name(g_text1, port); }, 1, 1},
-    {"cec_device_name", [](int port) { return srcwatch_get_cec_device_name(g_text1, port); }, 1, 1},
-    {"aksv_info", [](int port) { return srcwatch_get_aksv_info(g_text1, port); }, 1, 1},
-    {"result_str1_name", [](int port) { return srcwatch_get_result_str1_name(g_text1, port); }, 1, 1},
-    {"result_str2_name", [](int port) { return srcwatch_get_result_str2_name(g_text1, port); }, 1, 1},
-    {"product_type_name", [](int port) { return srcwatch_get_product_type_name(port, &g_number); }, 0, 1},
-    {"denycount", [](int port) { return srcwatch_get_denycount(&g_number, port); }, 0, 1},
-    {"detection_moethod", [](int port) { return srcwatch_get_detection_moethod(port, &g_number); }, 0, 1},
-    {"oobe_scan_state", [](int port) { return srcwatch_get_oobe_scan_state(port, &g_number); }, 0, 1},
-    {"changed_device_info", [](int port) { return srcwatch_get_changed_device_info(port, &g_number, &g_flag); }, 0, 1},
-    {"device_info", [](int port) { return srcwatch_get_device_info(port, &g_number, g_text1, g_text2); }, 2, 1},
-    {"codeset_info", [](int port) { return srcwatch_get_codeset_info(port, &g_flag, g_text1); }, 3, 2},
-};
+// The texts that a query copies out of a record of type 3.
+int TextsOf(const Query& query)
+{
+    const std::string name = query.name;
+    for (const char* numbers :
+         {"product_type_name", "denycount", "detection_moethod", "oobe_scan_state", "changed_device_info"}) {
+        if (name == std::string("srcwatch_get_") + numbers) return 0;
+    }
+    return name == "srcwatch_get_codeset_info" ? 3 : name == "srcwatch_get_device_info" ? 2 : 1;
+}
 
 class Allocations : public testing::Test {
 public:
@@ -125,12 +93,13 @@ protected:
     // The store and this thread's parser are made by the first query, and kept.
     Allocations()
     {
-        g_hdmi = "{}";
-        kRows[0].call(0);
+        hdmi = "{}";
+        Call(AllQueries()[0], 0);
     }
-    // Counts one call, and fails the test when the next ones count otherwise.
-    template <typename Call>
-    static int Count(Call call)
+
+    // Counts one call, and fails the test if the next ones count otherwise.
+    template <typename Action>
+    static int Count(Action call)
     {
         const int before = g_allocations;
         call();
@@ -142,47 +111,55 @@ protected:
         }
         return count;
     }
+
+    std::string& hdmi = ThePlatform().settings.texts[kHdmiKey];
+    std::string& statistics = ThePlatform().settings.texts[kStatisticsKey];
 };
 
 TEST_F(Allocations, OfAQueryAreThoseOfTheParser)
 {
-    g_hdmi = Document(3, "short");
-    for (const Row& row : kRows) {
+    hdmi = Document(3, "short");
+    for (const Query& query : AllQueries()) {
         // Codeset: 166, as it reads the document twice. All others: 83.
-        EXPECT_EQ(Count([&] { EXPECT_EQ(row.call(1), 0); }), row.reads * kDocument) << row.name;
+        EXPECT_EQ(Count([&] { EXPECT_EQ(Call(query, 1), 0); }), query.reads * kDocument) << query.name;
     }
 }
 
 TEST_F(Allocations, OfALongTextAreOneMoreToParseItAndOneMoreToCopyIt)
 {
-    g_hdmi = Document(3, std::string(40, 'l'));
+    hdmi = Document(3, std::string(40, 'l'));
     constexpr int kTexts = kPorts * 11;
-    for (const Row& row : kRows) {
+    for (const Query& query : AllQueries()) {
         // 83 + 44 to decode the texts of the document, + 0, 1 or 2 to take those of the answer out of the record.
-        EXPECT_EQ(Count([&] { EXPECT_EQ(row.call(1), 0); }), row.reads * (kDocument + kTexts) + row.texts) << row.name;
+        EXPECT_EQ(Count([&] { EXPECT_EQ(Call(query, 1), 0); }), query.reads * (kDocument + kTexts) + TextsOf(query))
+            << query.name;
     }
 }
 
 TEST_F(Allocations, OfARefusedCallAreNone)
 {
-    for (const Row& row : kRows) EXPECT_EQ(Count([&] { EXPECT_EQ(row.call(8), 2); }), 0) << row.name;
+    for (const Query& query : AllQueries()) EXPECT_EQ(Count([&] { EXPECT_EQ(Call(query, 8), 2); }), 0) << query.name;
 }
 
 TEST_F(Allocations, OfAnAbsentMemberAreTheNodesThatTheLookupsAdd)
 {
-    g_hdmi = R"({"activity":[{}]})";
+    hdmi = R"({"activity":[{}]})";
     // Parsed: the maps of root, array and record, and the nodes of "activity" and of its element: 5.
     constexpr int kEmpty = 5;
-    EXPECT_EQ(Count([] { srcwatch_get_cec_name(g_text1, 0); }), kEmpty + 1);  // "CECName"
-    EXPECT_EQ(Count([] { srcwatch_get_denycount(&g_number, 0); }), kEmpty + 1);
-    EXPECT_EQ(Count([] { srcwatch_get_changed_device_info(0, &g_number, &g_flag); }), kEmpty + 2);
+    const auto countOf = [](const char* name, int port) {
+        const Query& query = QueryNamed(name);
+        return Count([&] { Call(query, port); });
+    };
+    EXPECT_EQ(countOf("srcwatch_get_cec_name", 0), kEmpty + 1);  // "CECName"
+    EXPECT_EQ(countOf("srcwatch_get_denycount", 0), kEmpty + 1);
+    EXPECT_EQ(countOf("srcwatch_get_changed_device_info", 0), kEmpty + 2);
     // Another port: the node of its element, and the map and the node of the record that it becomes.
-    EXPECT_EQ(Count([] { srcwatch_get_cec_name(g_text1, 1); }), kEmpty + 3);
+    EXPECT_EQ(countOf("srcwatch_get_cec_name", 1), kEmpty + 3);
 }
 
 TEST_F(Allocations, OfStatisticsWithoutAnEntryAreThoseOfTheParserAndOneForAllPorts)
 {
-    g_statistics = R"({"Auto":[{"port":9,"pri":1}]})";
+    statistics = R"({"Auto":[{"port":9,"pri":1}]})";
     // The maps of root, list and entry; the nodes of "Auto", of its element and of two members.
     constexpr int kList = 3 + 4;
     srcwatch_kpi_info_s infos[8] = {};
@@ -195,7 +172,7 @@ TEST_F(Allocations, OfStatisticsGrowByTheSameNumberForEachEntry)
 {
     srcwatch_kpi_info_s infos[8] = {};
     const auto countOf = [&](const std::string& entries) {
-        g_statistics = R"({"Auto":[)" + entries + "]}";
+        statistics = R"({"Auto":[)" + entries + "]}";
         return Count([&] { EXPECT_EQ(srcwatch_get_all_device_kpi_info(infos), 0); });
     };
     const std::string first = R"({"port":0,"pri":1,"t":5})";

@@ -2,7 +2,7 @@
 //
 // What holds for every query about a port, whatever it asks for.
 #include "QDInfoServerData.h"
-#include "Queries.h"
+#include "QueryTest.h"
 #include "srcwatch-api.h"
 
 #include <algorithm>
@@ -23,9 +23,7 @@ protected:
 
     void ExpectAnswer(int port, char fill = '#')
     {
-        const auto stored = platform.settings.texts.find(StoredKey(port));
-        const std::string* text = stored == platform.settings.texts.end() ? nullptr : &stored->second;
-        EXPECT_EQ(Ask(query, port, fill), Expected(query, port, text, fill)) << "port " << port;
+        EXPECT_EQ(Ask(query, port, fill), Expected(query, port, Stored(port), fill)) << "port " << port;
     }
 
     void ExpectAnswerOnEveryPort()
@@ -106,12 +104,11 @@ protected:
     // With each of the untested outputs null that the query has, and with all of them.
     void ExpectAllButTheWrites(int port)
     {
-        const auto stored = platform.settings.texts.find(StoredKey(port));
-        const std::string* text = stored == platform.settings.texts.end() ? nullptr : &stored->second;
         const Untested& all = query.untested;
         for (const Untested null : {Untested{all.number1, false}, Untested{false, all.flag}, all}) {
             for (const char fill : {'#', '\0'}) {
-                EXPECT_EQ(Ask(query, port, fill, null), Expected(query, port, text, fill, null)) << "port " << port;
+                EXPECT_EQ(Ask(query, port, fill, null), Expected(query, port, Stored(port), fill, null))
+                    << "port " << port;
                 withNull = platform.sequence;
                 Ask(query, port, fill);
                 EXPECT_EQ(withNull, platform.sequence);
@@ -159,7 +156,6 @@ TEST_P(EveryQuery, AnswersForTheRecordOfThePort)
 
 TEST_P(EveryQuery, ReadsTheStoreAsOftenAsStatedAndNothingElse)
 {
-    const bool twice = std::string(query.name) == "srcwatch_get_codeset_info";
     for (const int port : kAcceptedPorts) {
         GivenRecord(port, FullRecord(3));
 
@@ -167,7 +163,7 @@ TEST_P(EveryQuery, ReadsTheStoreAsOftenAsStatedAndNothingElse)
 
         const std::vector<std::string> once = OneRead(port);
         std::vector<std::string> expected = once;
-        if (twice) expected.insert(expected.end(), once.begin(), once.end());
+        if (query.reads == 2) expected.insert(expected.end(), once.begin(), once.end());
         std::vector<std::string> seen = platform.sequence;
         const auto isOwn = [](const std::string& entry) { return entry.compare(0, 13, "E QDInfo.cpp ") == 0; };
         seen.erase(std::remove_if(seen.begin(), seen.end(), isOwn), seen.end());
@@ -319,7 +315,7 @@ TEST_P(EveryQuery, LeavesItsOutputsWhenTheRecordIsNoObject)
         for (const int port : {3, kOptical}) {
             GivenRecord(port, value);
             const Outcome outcome = Ask(query, port);
-            EXPECT_EQ(outcome, Expected(query, port, &platform.settings.texts[StoredKey(port)]));
+            EXPECT_EQ(outcome, Expected(query, port, Stored(port)));
             EXPECT_EQ(outcome.result, SRCWATCH_ERROR_JSON);
         }
     }

@@ -2,7 +2,7 @@
 //
 // A saved document with every single bit turned over, and cut at every length.
 #include "QDInfoServerData.h"
-#include "Queries.h"
+#include "QueryTest.h"
 
 namespace {
 

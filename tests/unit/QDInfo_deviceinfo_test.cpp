@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The two strings to show for a device.
-#include "Queries.h"
+#include "QueryTest.h"
 #include "srcwatch-api.h"
 
 namespace {
@@ -257,7 +257,7 @@ TEST_F(DeviceInfo, KeepsWhatItWroteBeforeAnException)
         {9, "BName", Copied("Device"), untouched, 1},
     };
     const Json::Value wrong(Json::arrayValue);
-    const std::string what = WhatJsonSays([&] { static_cast<void>(wrong.asString()); });
+    const std::string what = JsonErrorOf([&] { static_cast<void>(wrong.asString()); });
     for (const Case& c : cases) {
         const auto messages = MessagesFor(Changed(Record(c.type), c.wrong, wrong));
 

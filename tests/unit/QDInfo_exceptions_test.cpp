@@ -6,7 +6,7 @@
 #include "QDInfoCommon.h"
 #include "QDInfoServerData.h"
 #include "QDInfoSettingUtil.h"
-#include "Queries.h"
+#include "QueryTest.h"
 #include "srcwatch-api.h"
 
 #include <algorithm>

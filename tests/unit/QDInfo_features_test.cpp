@@ -12,7 +12,7 @@
 
 namespace {
 
-using srcwatch_test::GivenHdmiCount;
+using srcwatch_test::ExpectedHdmiCount;
 using srcwatch_test::PlatformTest;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -211,7 +211,7 @@ protected:
     }
 };
 
-TEST_F(NoDeviceQuery, RunsWithTheGivenNumberOfInputs) { EXPECT_EQ(HDMI_PORT_COUNT, GivenHdmiCount()); }
+TEST_F(NoDeviceQuery, RunsWithTheGivenNumberOfInputs) { EXPECT_EQ(HDMI_PORT_COUNT, ExpectedHdmiCount()); }
 
 // How a feature switch reads, and what it then counts as.
 struct FeatureState {
@@ -502,7 +502,7 @@ TEST_F(TwcCheck, EndsWithTheCommandBeforeTheThreeValuesAreReset)
                         Written(kCommandKey, 2020 + port), Written(kTwcSeqId, -1), Written(kTwcFrameCount, 3),
                         Written(kTwcStatus, -1), Logged("srcwatch_TWC_check_end", "Srcwatch TWC Check End API End\n")));
         EXPECT_EQ(platform.settings.numbers,
-                  (std::map<std::string, int>{
+                  (srcwatch_test::ByName<int>{
                       {kCommandKey, 2020 + port}, {kTwcSeqId, -1}, {kTwcFrameCount, 3}, {kTwcStatus, -1}}));
     }
 }

@@ -2,7 +2,7 @@
 //
 // Statistics of detections.
 #include "QDInfoCommon.h"
-#include "Queries.h"
+#include "QueryTest.h"
 #include "srcwatch-api.h"
 
 #include <algorithm>
@@ -60,7 +60,7 @@ TEST_F(OnePort, EndsWithAnExceptionForAnEntryThatIsThere)
         EXPECT_EQ(srcwatch_get_device_kpi_info(port, &info), 1);
 
         EXPECT_TRUE(info == Untouched());
-        const std::string what = WhatJsonSays([&] { static_cast<void>(entry[port]); });
+        const std::string what = JsonErrorOf([&] { static_cast<void>(entry[port]); });
         EXPECT_THAT(platform.sequence,
                     ElementsAre(kRead, Own("Exception Handled by srcwatch_get_device_kpi_info: " + what)));
         EXPECT_EQ(platform.log.back().format,

@@ -3,7 +3,7 @@
 // The queries when memory runs out. This program's operator new fails on demand.
 #include "QDInfoAPI.h"
 #include "QDInfoServerData.h"
-#include "Queries.h"
+#include "QueryTest.h"
 #include "srcwatch-api.h"
 
 #include <cstdint>
@@ -236,7 +236,7 @@ TEST_F(LittleMemory, LosesNoStoredDocumentToASaveThatWasCut)
 {
     qdinfo::CQDInfoServerData store;
     store.CreateAndAddNewActivity();
-    for (int port = 0; port < GivenHdmiCount(); ++port) {
+    for (int port = 0; port < ExpectedHdmiCount(); ++port) {
         store.SetBrandName(std::string(50000, 'b').c_str(), port);
         store.SetDeviceName(std::string(50000, 'd').c_str(), port);
     }

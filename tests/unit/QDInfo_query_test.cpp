@@ -2,7 +2,7 @@
 //
 // The queries for one text or one number of a port's record, case by case.
 #include "QDInfoServerData.h"
-#include "Queries.h"
+#include "QueryTest.h"
 #include "srcwatch-api.h"
 
 namespace {
@@ -22,48 +22,31 @@ Json::Value RecordWith(const char* key, const Json::Value& value)
     return record;
 }
 
-struct TextRow {
-    int (*query)(char* dst, int port);
-    const char* name;
-    const char* key;
-    const char* blamed;
-};
+const std::vector<Query> kTexts = TextQueries();
 
-constexpr TextRow kTexts[] = {
-    {srcwatch_get_cec_name, "srcwatch_get_cec_name", "CECName", "srcwatch_get_cec_name"},
-    {srcwatch_get_model_name, "srcwatch_get_model_name", "ModelName", "srcwatch_get_model_name"},
-    {srcwatch_get_manufacturer_name, "srcwatch_get_manufacturer_name", "MFName", "srcwatch_get_manufacturer_name"},
-    {srcwatch_get_codeset_name, "srcwatch_get_codeset_name", "CName", "srcwatch_get_codeset_name"},
-    {srcwatch_get_logo_mso_name, "srcwatch_get_logo_mso_name", "PRName", "srcwatch_get_infoframe_model_name"},
-    {srcwatch_get_cec_device_name, "srcwatch_get_cec_device_name", "CDevName", "srcwatch_get_cec_device_name"},
-    {srcwatch_get_aksv_info, "srcwatch_get_aksv_info", "AKSV", "srcwatch_get_codeset_name"},
-};
+int CallText(const Query& query, char* dst, int port)
+{
+    return query.call(port, {dst, nullptr, nullptr, nullptr, nullptr});
+}
 
-struct NumberRow {
-    int (*query)(int port, int* number);
-    const char* name;
-    const char* key;
-    const char* blamed;
-};
+const Query kNumbers[] = {QueryNamed("srcwatch_get_product_type_name"), QueryNamed("srcwatch_get_denycount"),
+                          QueryNamed("srcwatch_get_detection_moethod")};
 
-int OutputFirstDenyCount(int port, int* number) { return srcwatch_get_denycount(number, port); }
-
-constexpr NumberRow kNumbers[] = {
-    {srcwatch_get_product_type_name, "srcwatch_get_product_type_name", "DevType", "srcwatch_get_product_type_name"},
-    {OutputFirstDenyCount, "srcwatch_get_denycount", "DenyCount", "srcwatch_get_codeset_name"},
-    {srcwatch_get_detection_moethod, "srcwatch_get_detection_moethod", "DMethod", "srcwatch_get_cec_device_name"},
-};
+int CallNumber(const Query& query, int port, int* number)
+{
+    return query.call(port, {nullptr, nullptr, number, nullptr, nullptr});
+}
 
 TEST_F(PortQuery, CopiesTheTextOfItsMember)
 {
-    for (const TextRow& row : kTexts) {
+    for (const Query& query : kTexts) {
         for (const int port : kAcceptedPorts) {
-            GivenRecord(port, RecordWith(row.key, "Living room"));
+            GivenRecord(port, RecordWith(query.key, "Living room"));
             GuardedText dst;
 
-            EXPECT_EQ(row.query(dst.data(), port), 0) << row.name;
+            EXPECT_EQ(CallText(query, dst.data(), port), 0) << query.name;
 
-            EXPECT_EQ(dst.Content(), "Living room" + std::string(89, '\0')) << row.name;
+            EXPECT_EQ(dst.Content(), "Living room" + std::string(89, '\0')) << query.name;
             EXPECT_TRUE(dst.GuardsHold());
         }
     }
@@ -76,11 +59,11 @@ TEST_F(PortQuery, FillsTheBufferAsStrncpyWouldWithACountOfOneHundred)
         std::size_t zeros;
     };
     for (const Case& c : {Case{0, 100}, {9, 91}, {10, 90}, {11, 89}, {99, 1}, {100, 0}, {101, 0}, {5000, 0}}) {
-        for (const TextRow& row : kTexts) {
-            GivenRecord(1, RecordWith(row.key, std::string(c.length, 'n')));
+        for (const Query& query : kTexts) {
+            GivenRecord(1, RecordWith(query.key, std::string(c.length, 'n')));
             GuardedText dst;
 
-            EXPECT_EQ(row.query(dst.data(), 1), SRCWATCH_OK);
+            EXPECT_EQ(CallText(query, dst.data(), 1), SRCWATCH_OK);
 
             EXPECT_EQ(dst.Content(), std::string(100 - c.zeros, 'n') + std::string(c.zeros, '\0')) << c.length;
             EXPECT_TRUE(dst.GuardsHold());
@@ -100,24 +83,24 @@ TEST_F(PortQuery, CutsATextInsideACharacter)
 
 TEST_F(PortQuery, RefusesOtherPortsAndNullBuffersPortFirst)
 {
-    for (const TextRow& row : kTexts) {
+    for (const Query& query : kTexts) {
         for (const int port : kRefusedPorts) {
             GuardedText dst;
-            EXPECT_EQ(row.query(dst.data(), port), 2) << row.name << port;
-            EXPECT_EQ(row.query(nullptr, port), 2) << row.name << port;
+            EXPECT_EQ(CallText(query, dst.data(), port), 2) << query.name << port;
+            EXPECT_EQ(CallText(query, nullptr, port), 2) << query.name << port;
             EXPECT_TRUE(dst.IsUntouched());
         }
-        for (const int port : kAcceptedPorts) EXPECT_EQ(row.query(nullptr, port), 4) << row.name << port;
+        for (const int port : kAcceptedPorts) EXPECT_EQ(CallText(query, nullptr, port), 4) << query.name << port;
     }
     EXPECT_TRUE(platform.sequence.empty());
 }
 
 TEST_F(PortQuery, GivesAnEmptyTextWithoutARecord)
 {
-    for (const TextRow& row : kTexts) {
+    for (const Query& query : kTexts) {
         for (const int port : kAcceptedPorts) {
             GuardedText dst;
-            EXPECT_EQ(row.query(dst.data(), port), 0);
+            EXPECT_EQ(CallText(query, dst.data(), port), 0);
             EXPECT_EQ(dst.Content(), std::string(100, '\0'));
         }
     }
@@ -125,20 +108,20 @@ TEST_F(PortQuery, GivesAnEmptyTextWithoutARecord)
 
 TEST_F(PortQuery, LogsATextThatCannotBeReadAndLeavesTheBuffer)
 {
-    for (const TextRow& row : kTexts) {
+    for (const Query& query : kTexts) {
         for (const Json::Value& wrong : {Json::Value(Json::objectValue), Json::Value(Json::arrayValue)}) {
-            GivenRecord(7, RecordWith(row.key, wrong));
-            const std::string what = WhatJsonSays([&] { static_cast<void>(wrong.asString()); });
+            GivenRecord(7, RecordWith(query.key, wrong));
+            const std::string what = JsonErrorOf([&] { static_cast<void>(wrong.asString()); });
             ForgetCalls();
             GuardedText dst;
 
-            EXPECT_EQ(row.query(dst.data(), 7), 1) << row.name;
+            EXPECT_EQ(CallText(query, dst.data(), 7), 1) << query.name;
 
             EXPECT_TRUE(dst.IsUntouched());
-            EXPECT_THAT(platform.LogOf(DLOG_ERROR), ElementsAre(std::string(row.name) + ": Exception Handled by " +
-                                                                row.blamed + ": " + what + "\n"));
+            EXPECT_THAT(platform.LogOf(DLOG_ERROR), ElementsAre(std::string(query.name) + ": Exception Handled by " +
+                                                                query.blamed + ": " + what + "\n"));
             EXPECT_EQ(platform.log.back().format,
-                      std::string("%s: %s(%d) > <%ld> Exception Handled by ") + row.blamed + ": %s\n\n");
+                      std::string("%s: %s(%d) > <%ld> Exception Handled by ") + query.blamed + ": %s\n\n");
         }
     }
 }
@@ -150,11 +133,11 @@ TEST_F(PortQuery, ReadsNumbersAndSwitchesAsText)
         const char* text;
     };
     const Case cases[] = {{5, "5"}, {-7, "-7"}, {true, "true"}, {false, "false"}, {Json::Value(), ""}, {0.5, "0.5"}};
-    for (const TextRow& row : kTexts) {
+    for (const Query& query : kTexts) {
         for (const Case& c : cases) {
-            GivenRecord(0, RecordWith(row.key, c.stored));
+            GivenRecord(0, RecordWith(query.key, c.stored));
             GuardedText dst;
-            EXPECT_EQ(row.query(dst.data(), 0), 0);
+            EXPECT_EQ(CallText(query, dst.data(), 0), 0);
             EXPECT_STREQ(dst.Content().c_str(), c.text);
         }
     }
@@ -162,15 +145,15 @@ TEST_F(PortQuery, ReadsNumbersAndSwitchesAsText)
 
 TEST_F(PortQuery, GivesTheNumberOfItsMember)
 {
-    for (const NumberRow& row : kNumbers) {
+    for (const Query& query : kNumbers) {
         for (const int port : kAcceptedPorts) {
             for (const int stored : {INT_MIN, -1, 0, 1, 77, INT_MAX}) {
-                GivenRecord(port, RecordWith(row.key, stored));
+                GivenRecord(port, RecordWith(query.key, stored));
                 int numbers[] = {-5, -5, -5};
 
-                EXPECT_EQ(row.query(port, &numbers[1]), 0) << row.name;
+                EXPECT_EQ(CallNumber(query, port, &numbers[1]), 0) << query.name;
 
-                EXPECT_THAT(numbers, ElementsAre(-5, stored, -5)) << row.name;
+                EXPECT_THAT(numbers, ElementsAre(-5, stored, -5)) << query.name;
             }
         }
     }
@@ -183,11 +166,11 @@ TEST_F(PortQuery, ReadsWhatCountsAsANumber)
         int number;
     };
     const Case cases[] = {{3.9, 3}, {-3.9, -3}, {true, 1}, {false, 0}, {Json::Value(), 0}};
-    for (const NumberRow& row : kNumbers) {
+    for (const Query& query : kNumbers) {
         for (const Case& c : cases) {
-            GivenRecord(0, RecordWith(row.key, c.stored));
+            GivenRecord(0, RecordWith(query.key, c.stored));
             int number = -5;
-            EXPECT_EQ(row.query(0, &number), 0);
+            EXPECT_EQ(CallNumber(query, 0, &number), 0);
             EXPECT_EQ(number, c.number);
         }
     }
@@ -204,32 +187,32 @@ TEST_F(PortQuery, LogsANumberThatCannotBeReadAndLeavesTheOutput)
                                   Json::Int64{UINT_MAX},
                                   Json::Value::maxUInt64,
                                   1e300};
-    for (const NumberRow& row : kNumbers) {
+    for (const Query& query : kNumbers) {
         for (const Json::Value& wrong : wrongs) {
-            GivenRecord(0, RecordWith(row.key, wrong));
-            const std::string what = WhatJsonSays([&] { static_cast<void>(wrong.asInt()); });
+            GivenRecord(0, RecordWith(query.key, wrong));
+            const std::string what = JsonErrorOf([&] { static_cast<void>(wrong.asInt()); });
             ForgetCalls();
             int number = -5;
 
-            EXPECT_EQ(row.query(0, &number), 1) << row.name << wrong;
+            EXPECT_EQ(CallNumber(query, 0, &number), 1) << query.name << wrong;
 
             EXPECT_EQ(number, -5);
-            EXPECT_THAT(platform.LogOf(DLOG_ERROR), ElementsAre(std::string(row.name) + ": Exception Handled by " +
-                                                                row.blamed + ": " + what + "\n"));
+            EXPECT_THAT(platform.LogOf(DLOG_ERROR), ElementsAre(std::string(query.name) + ": Exception Handled by " +
+                                                                query.blamed + ": " + what + "\n"));
         }
     }
 }
 
 TEST_F(PortQuery, RefusesOtherPortsAndNullNumbersPortFirst)
 {
-    for (const NumberRow& row : kNumbers) {
+    for (const Query& query : kNumbers) {
         for (const int port : kRefusedPorts) {
             int number = -5;
-            EXPECT_EQ(row.query(port, &number), 2) << row.name << port;
-            EXPECT_EQ(row.query(port, nullptr), 2) << row.name << port;
+            EXPECT_EQ(CallNumber(query, port, &number), 2) << query.name << port;
+            EXPECT_EQ(CallNumber(query, port, nullptr), 2) << query.name << port;
             EXPECT_EQ(number, -5);
         }
-        for (const int port : kAcceptedPorts) EXPECT_EQ(row.query(port, nullptr), 4) << row.name << port;
+        for (const int port : kAcceptedPorts) EXPECT_EQ(CallNumber(query, port, nullptr), 4) << query.name << port;
     }
     EXPECT_TRUE(platform.sequence.empty());
 }
@@ -276,7 +259,7 @@ TEST_F(PortQuery, TakesAFailedLoadForNoRecordAfterTheLoadersLine)
 
     EXPECT_EQ(type, 0);
     Json::Value array(Json::arrayValue);
-    const std::string what = WhatJsonSays([&] { static_cast<void>(array["activity"]); });
+    const std::string what = JsonErrorOf([&] { static_cast<void>(array["activity"]); });
     EXPECT_THAT(platform.sequence, ElementsAre("gets db/srcwatch-service/source-activity",
                                                "D QDInfoServerData.cpp t_LoadPortJsonInfoToMemory: "
                                                " get db/srcwatch-service/source-activity succeed! <[]>",

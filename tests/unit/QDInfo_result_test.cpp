@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The codeset of a device and the strings of a detection result.
-#include "Queries.h"
+#include "QueryTest.h"
 #include "srcwatch-api.h"
 
 namespace {
@@ -186,7 +186,7 @@ TEST_F(Codeset, IsToldByItsResultAloneWhenNobodyTakesTheAnswer)
 TEST_F(Codeset, ThatCannotBeReadLeavesTheOutputs)
 {
     const Json::Value wrong(Json::objectValue);
-    const std::string what = WhatJsonSays([&] { static_cast<void>(wrong.asString()); });
+    const std::string what = JsonErrorOf([&] { static_cast<void>(wrong.asString()); });
     for (const bool before : {false, true}) {
         known = before;
         EXPECT_EQ(AskFor(1, Changed(Record(3), "CName", wrong)), 1);
@@ -335,7 +335,7 @@ TEST_F(ResultString, LogsAnExceptionUnderItsOwnName)
     const Row rows[] = {{srcwatch_get_result_str1_name, "srcwatch_get_result_str1_name", "DevName"},
                         {srcwatch_get_result_str2_name, "srcwatch_get_result_str2_name", "BName"}};
     const Json::Value wrong(Json::objectValue);
-    const std::string what = WhatJsonSays([&] { static_cast<void>(wrong.asString()); });
+    const std::string what = JsonErrorOf([&] { static_cast<void>(wrong.asString()); });
     for (const Row& row : rows) {
         GivenRecord(1, Changed(Record(4), row.key, wrong));
         GuardedText dst;

@@ -3,7 +3,7 @@
 // A save when memory runs out at any one point. JsonCpp allocates its texts with malloc, and throws an exception of its
 // own when it gets none; so this program's malloc fails once, on demand.
 #include "QDInfoServerData.h"
-#include "Queries.h"
+#include "QueryTest.h"
 
 #include <cstdlib>
 #include <new>

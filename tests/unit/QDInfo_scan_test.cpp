@@ -12,7 +12,7 @@
 
 namespace {
 
-using srcwatch_test::GivenHdmiCount;
+using srcwatch_test::ExpectedHdmiCount;
 using srcwatch_test::LogHook;
 using srcwatch_test::LogLine;
 using srcwatch_test::PlatformTest;
@@ -64,7 +64,7 @@ TEST_P(ScanCommand, LogsAndThenWritesItsCode)
     command.command();
 
     EXPECT_THAT(platform.sequence, ElementsAre(logged, written));
-    EXPECT_EQ(platform.settings.numbers, (std::map<std::string, int>{{kCommandKey, command.code}}));
+    EXPECT_EQ(platform.settings.numbers, (srcwatch_test::ByName<int>{{kCommandKey, command.code}}));
 }
 
 TEST_P(ScanCommand, IsWrittenAgainAtEachCall)
@@ -301,11 +301,11 @@ protected:
     }
 };
 
-TEST_F(ScanProgress, RunsWithTheGivenNumberOfInputs) { EXPECT_EQ(HDMI_PORT_COUNT, GivenHdmiCount()); }
+TEST_F(ScanProgress, RunsWithTheGivenNumberOfInputs) { EXPECT_EQ(HDMI_PORT_COUNT, ExpectedHdmiCount()); }
 
 TEST_F(ScanProgress, TranslatesEveryStoredValue)
 {
-    const std::map<int, Answer> meaningful = MeaningfulValues(GivenHdmiCount());
+    const std::map<int, Answer> meaningful = MeaningfulValues(ExpectedHdmiCount());
     std::vector<int> stored = {INT_MIN, INT_MIN + 1, INT_MIN + 99, INT_MIN + 100, INT_MAX - 1, INT_MAX};
     for (int value = -200; value <= 300; ++value) stored.push_back(value);
 
@@ -397,7 +397,7 @@ TEST_F(ScanProgress, WritesNothingIntoTheStore)
 {
     ExpectAnswer(150, {0, 50});
 
-    EXPECT_EQ(platform.settings.numbers, (std::map<std::string, int>{{kProgressKey, 150}}));
+    EXPECT_EQ(platform.settings.numbers, (srcwatch_test::ByName<int>{{kProgressKey, 150}}));
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 // and whole documents.
 #include "QDInfoCommon.h"
 #include "QDInfoServerData.h"
-#include "Queries.h"
+#include "QueryTest.h"
 
 namespace {
 
@@ -27,7 +27,7 @@ protected:
         record["DevName"] = "Player";
         record["CName"] = "C1";
         Json::Value document;
-        for (int port = 0; port < GivenHdmiCount(); ++port) document["activity"][port] = record;
+        for (int port = 0; port < ExpectedHdmiCount(); ++port) document["activity"][port] = record;
         platform.settings.texts[kHdmiKey] = TextOf(document);
         GivenRecord(kOptical, record);
         ForgetCalls();

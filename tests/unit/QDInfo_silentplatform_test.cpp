@@ -1,33 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A platform that says of every question that it was answered, and answers none: what the library then takes for the
-// answer is what it had put there before it asked. This program is that platform.
+// A platform that reports success to every question, and answers none: the library then takes for the answer what it
+// had put there before it asked.
 #include "QDInfoSettingUtil.h"
+#include "TestPlatform.h"
 #include "srcwatch-api.h"
 
 #include <string>
 
-#pragma GCC visibility push(default)  // for the shared library too
-#include <TVServiceAPI.h>
-#include <dlog.h>
-#include <system_info.h>
-#include <vconf.h>
-
-int __dlog_print(int, int, const char*, const char*, ...) { return 0; }
-int vconf_get_int(const char*, int*) { return 0; }
-int vconf_set_int(const char*, int) { return 0; }
-char* vconf_get_str(const char*) { return nullptr; }
-int vconf_set_str(const char*, const char*) { return 0; }
-int system_info_get_value_int(system_info_key_e, int*) { return 0; }
-int system_info_get_custom_bool(const char*, bool*) { return 0; }
-int TVServiceAPI::CreateSourceControl(EProfile, int, ISourceControl**) { return 0; }
-#pragma GCC visibility pop
-
-#include <gtest/gtest.h>
+// Before the library asks for the number of HDMI inputs.
+void srcwatch_test::ConfigurePlatform(Platform& platform)
+{
+    static const Store silent = {[](const char*, int*) { return 0; }, [](const char*, int) { return 0; },
+                                 [](const char*) -> char* { return nullptr; },
+                                 [](const char*, const char*) { return 0; }};
+    platform.settings.other = &silent;
+    platform.hdmiCount = {0, std::nullopt};
+    platform.otherFeatureResult = 0;
+    platform.tv.createNull = true;
+}
 
 namespace {
 
-TEST(SilentPlatform, GivesTheServiceItsDefaults)
+TEST(SilentPlatform, LeavesTheServiceItsDefaults)
 {
     EXPECT_EQ(CQDInfoSettingUtil::GetQDInfoActivityIndex(), -2);
     EXPECT_EQ(CQDInfoSettingUtil::GetQDInfoMode(), 0);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What a text query and a number query make of each kind of stored text: the table at the top of srcwatch-api.h.
-#include "Queries.h"
+#include "QueryTest.h"
 #include "srcwatch-api.h"
 
 #include <ostream>

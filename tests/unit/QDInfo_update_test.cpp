@@ -4,7 +4,7 @@
 #include "QDInfoAPI.h"
 #include "QDInfoCommon.h"
 #include "QDInfoServerData.h"
-#include "Queries.h"
+#include "QueryTest.h"
 #include "srcwatch-api.h"
 
 #include <utility>
@@ -85,7 +85,7 @@ TEST_F(ChangedDevice, WritesNothingWhenEitherNumberCannotBeRead)
 
         EXPECT_EQ(prevPort, -5);
         EXPECT_FALSE(changed);
-        const std::string what = WhatJsonSays([&] { static_cast<void>(record[key].asInt()); });
+        const std::string what = JsonErrorOf([&] { static_cast<void>(record[key].asInt()); });
         EXPECT_THAT(platform.LogOf(DLOG_ERROR),
                     ElementsAre("srcwatch_get_changed_device_info: Exception Handled by srcwatch_get_codeset_name: " +
                                 what + "\n"));
@@ -153,7 +153,7 @@ TEST_F(ScanState, IsLeftWhenItCannotBeRead)
     EXPECT_EQ(srcwatch_get_oobe_scan_state(kOptical, &state), 1);
 
     EXPECT_EQ(state, -5);
-    const std::string what = WhatJsonSays([&] { static_cast<void>(record["ScanState"].asInt()); });
+    const std::string what = JsonErrorOf([&] { static_cast<void>(record["ScanState"].asInt()); });
     EXPECT_THAT(
         platform.LogOf(DLOG_ERROR),
         ElementsAre("srcwatch_get_oobe_scan_state: Exception Handled by srcwatch_get_codeset_name: " + what + "\n"));
