@@ -27,7 +27,7 @@ Function* HostFunction(const char* name)
 // From now on the settings are those of the host platform, or those in memory again: the same code measures both.
 void UseHostPlatform(bool on)
 {
-    static const srcwatch_test::Store host = {
+    static const srcwatch_test::StoreFunctions host = {
         HostFunction<decltype(vconf_get_int)>("vconf_get_int"), HostFunction<decltype(vconf_set_int)>("vconf_set_int"),
         HostFunction<decltype(vconf_get_str)>("vconf_get_str"), HostFunction<decltype(vconf_set_str)>("vconf_set_str")};
     srcwatch_test::ThePlatform().settings.other = on ? &host : nullptr;

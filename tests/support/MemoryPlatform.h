@@ -38,7 +38,7 @@ struct LogLine {
 extern const char kLogPrefix[];
 
 /// The functions of another settings store.
-struct Store {
+struct StoreFunctions {
     int (*getNumber)(const char* key, int* value);
     int (*setNumber)(const char* key, int value);
     char* (*getText)(const char* key);
@@ -55,7 +55,7 @@ struct Settings {
     ByName<int> failingNumbers;                     ///< read fails, but the output is written
     std::set<std::string, std::less<>> unwritable;  ///< keys whose writes fail
     std::function<void()> onAccess;                 ///< called at each read and write, once it is recorded; may throw
-    const Store* other = nullptr;                   ///< answers in place of the settings above
+    const StoreFunctions* other = nullptr;          ///< answers in place of the settings above
 };
 
 struct TvService {

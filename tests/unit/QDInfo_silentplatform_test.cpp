@@ -11,9 +11,9 @@
 // Before the library asks for the number of HDMI inputs.
 void srcwatch_test::ConfigurePlatform(Platform& platform)
 {
-    static const Store silent = {[](const char*, int*) { return 0; }, [](const char*, int) { return 0; },
-                                 [](const char*) -> char* { return nullptr; },
-                                 [](const char*, const char*) { return 0; }};
+    static const StoreFunctions silent = {[](const char*, int*) { return 0; }, [](const char*, int) { return 0; },
+                                          [](const char*) -> char* { return nullptr; },
+                                          [](const char*, const char*) { return 0; }};
     platform.settings.other = &silent;
     platform.hdmiCount = {0, std::nullopt};
     platform.otherFeatureResult = 0;

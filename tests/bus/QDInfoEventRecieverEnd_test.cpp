@@ -1,0 +1,199 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The end of a receiver in every state, and receivers in other main contexts.
+#include "ReceiverTest.h"
+
+#include <functional>
+#include <thread>
+
+namespace {
+
+using namespace srcwatch_test;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Its end
+
+TEST_F(Receiver, OfAServiceEndsBeforeAnyMainLoopRan)
+{
+    receiver = std::make_unique<CQDEventReciever>(kChannel, true);
+    TakeLog();
+    receiver.reset();
+
+    EXPECT_THAT(TakeLog(), ElementsAre(kEmptyTable, kEnd));
+    peer.Sync();
+    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
+    }
+    EXPECT_THAT(TakeLog(), IsEmpty());
+    EXPECT_EQ(peer.OwnerOf(kChannelName), "");
+}
+
+TEST_F(Receiver, OfAServiceEndsAfterAnyNumberOfTurnsOfTheMainLoop)
+{
+    for (int turns = 0; turns < 40; ++turns) {
+        receiver = std::make_unique<CQDEventReciever>(kChannel, true);
+        for (int turn = 0; turn < turns; ++turn) g_main_context_iteration(nullptr, FALSE);
+        receiver.reset();
+        EXPECT_EQ(TakeLog().back(), kEnd);
+    }
+    MakeService();
+    EXPECT_EQ(Call(5).signature, "s");
+}
+
+TEST_F(Receiver, EndsAfterTheBusDied)
+{
+    for (const bool isService : {false, true}) {
+        TheBus().Restart();
+        receiver = std::make_unique<CQDEventReciever>(kChannel, isService);
+        if (isService) {
+            ASSERT_TRUE(RunUntilNameAcquired());
+        }
+        TheBus().Kill();
+
+        receiver.reset();
+
+        EXPECT_EQ(TakeLog().back(), kEnd);
+        while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
+        }
+    }
+}
+
+TEST_F(Receiver, OfAServiceEndsAfterItWasToldThatTheBusDied)
+{
+    MakeService();
+    TheBus().Kill();
+    ASSERT_TRUE(RunUntil([this] { return Logged(kNameLost); }));
+    TakeLog();
+
+    receiver.reset();
+
+    EXPECT_EQ(TakeLog().back(), kEnd);
+    EXPECT_THAT(TakeGlibMessages(), IsEmpty());
+}
+
+std::size_t CountNames(BusPeer& peer)
+{
+    const Variant reply = peer.AskBus("ListNames", nullptr);
+    const Variant names(g_variant_get_child_value(reply.get(), 0));
+    return g_variant_n_children(names.get());
+}
+
+TEST_F(Receiver, OfAServiceSurvivesABusThatDiedBeforeTheMainLoopRan)
+{
+    receiver = std::make_unique<CQDEventReciever>(kChannel, true);
+    ASSERT_TRUE(WaitUntil([this] { return CountNames(peer) >= 3; }));  // the bus, the peer, the service's connection
+    TheBus().Kill();
+
+    EXPECT_TRUE(RunUntil([this] { return Logged(kNameLost); }));  // and the process lives
+}
+
+TEST_F(Receiver, EndsWithSignalsStillInTheQueue)
+{
+    for (int round = 0; round < 20; ++round) {
+        MakeClient();
+        receiver->RegisterEventCallback(5, &Deliveries::Callback, &deliveries);
+        for (int i = 0; i < 20; ++i) Emit(5);
+        SyncSharedConnection();
+        for (int turn = 0; turn < round; ++turn) g_main_context_iteration(nullptr, FALSE);
+
+        receiver.reset();
+        const std::size_t count = deliveries.Count();
+        while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
+        }
+
+        EXPECT_EQ(deliveries.Count(), count);
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Other main contexts
+
+class ContextThread {
+public:
+    ContextThread() : m_context(g_main_context_new()) {}
+    ContextThread(const ContextThread&) = delete;
+    ContextThread& operator=(const ContextThread&) = delete;
+    ~ContextThread() { g_main_context_unref(m_context); }
+
+    // Runs body in another thread, whose thread-default context is one of its own.
+    void Run(const std::function<void(GMainContext*)>& body)
+    {
+        std::thread([this, &body] {
+            g_main_context_push_thread_default(m_context);
+            body(m_context);
+            while (g_main_context_iteration(m_context, FALSE) != FALSE) {
+            }
+            g_main_context_pop_thread_default(m_context);
+        }).join();
+    }
+
+private:
+    GMainContext* m_context;
+};
+
+TEST_F(BusTest, AReceiverLivesWhollyInTheMainContextOfItsThread)
+{
+    BusPeer peer;
+    for (const bool isService : {false, true}) {
+        ContextThread().Run([&](GMainContext* context) {
+            Deliveries deliveries;
+            const auto self = std::this_thread::get_id();
+            static std::thread::id calledIn;
+            CQDEventReciever receiver(kChannel, isService);
+            receiver.RegisterEventCallback(5, &Deliveries::Callback, &deliveries);
+            receiver.RegisterEventCallback(
+                6, [](void*, srcwatch_event_s*) { calledIn = std::this_thread::get_id(); }, nullptr);
+            if (isService) {
+                EXPECT_TRUE(RunUntil([&] { return Logged("E m_NameAcquiredHandler: Registered on DBus"); }, kDeadline,
+                                     context));
+            } else {
+                SyncSharedConnection();
+            }
+
+            peer.Emit(kChannelPath, kChannelName, kChannel, g_variant_new("(is)", 6, ""));
+            peer.Emit(kChannelPath, kChannelName, kChannel, g_variant_new("(is)", 5, ""));
+
+            EXPECT_TRUE(RunUntil([&] { return deliveries.Count() == 1; }, kDeadline, context));
+            EXPECT_EQ(calledIn, self);
+        });
+    }
+}
+
+TEST_F(BusTest, AReceiverOfAThreadEndsThereAfterItsBusDied)
+{
+    ContextThread().Run([this](GMainContext* context) {
+        auto service = std::make_unique<CQDEventReciever>(kChannel, true);
+        EXPECT_TRUE(
+            RunUntil([this] { return Logged("E m_NameAcquiredHandler: Registered on DBus"); }, kDeadline, context));
+        TheBus().Kill();
+        // GLib tells of the end in the context in which the process's shared connection was made, whosever that was.
+        EXPECT_TRUE(RunUntil(
+            [this] {
+                g_main_context_iteration(nullptr, FALSE);
+                return Logged(kNameLost);
+            },
+            kDeadline, context));
+        service.reset();
+    });
+
+    EXPECT_EQ(TakeLog().back(), kEnd);
+}
+
+TEST_F(BusTest, AReceiverMayEndInAnotherThreadThanThatOfItsContext)
+{
+    auto client = std::make_unique<CQDEventReciever>(kChannel, false);
+    auto service = std::make_unique<CQDEventReciever>(kChannel, true);
+    ASSERT_TRUE(RunUntilNameAcquired());
+
+    std::thread([&] {
+        client.reset();
+        service.reset();
+    }).join();
+    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
+    }
+
+    EXPECT_EQ(BusPeer().OwnerOf(kChannelName), "");
+}
+
+}  // namespace
