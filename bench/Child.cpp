@@ -55,9 +55,9 @@ Child::~Child()
     waitpid(m_pid, nullptr, 0);
 }
 
-void TellReady()
+void ReportReady()
 {
-    Require(write(kReadyFile, "", 1) == 1, "nobody waits for this process");
+    Require(write(kReadyFile, "", 1) == 1, "no process waits for this one");
     close(kReadyFile);
 }
 
@@ -79,7 +79,8 @@ std::string PrivatePlace(const char* variable)
 {
     const char* value = std::getenv(variable);
     if (value != nullptr && *value != '\0') return value;
-    (void)std::fprintf(stderr, "%s is not set; scripts/bench runs this program with all that it needs\n", variable);
+    static_cast<void>(
+        std::fprintf(stderr, "%s is not set; scripts/bench runs this program with all that it needs\n", variable));
     std::exit(2);
 }
 

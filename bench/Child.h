@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Further processes of a benchmark: this program once more, with other arguments. They die with it.
+// Further processes of a benchmark: this program again, with other arguments. They die with it.
 #ifndef SRCWATCH_BENCH_CHILD_H
 #define SRCWATCH_BENCH_CHILD_H
 
@@ -14,7 +14,7 @@ namespace bench {
 /// A running process, ended by the destructor.
 class Child {
 public:
-    /// Runs this program with the arguments, and returns when it has called TellReady(). Ends the benchmark otherwise.
+    /// Runs this program with the arguments until it has called ReportReady(). Ends the benchmark if it does not.
     explicit Child(const std::vector<std::string>& arguments);
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
@@ -24,18 +24,18 @@ private:
     pid_t m_pid = -1;
 };
 
-/// For the process that a Child runs: it can be measured now.
-void TellReady();
+/// Called in the process that a Child runs: it can be measured now.
+void ReportReady();
 
 /// Memory of a type that this process and its children share; the children open it by its number.
 int MakeShared(std::size_t size);
 void* OpenShared(int file, std::size_t size);
 
-/// Value of an environment variable that names a private place. Ends the program when it is not set, before a
+/// Returns an environment variable that names a private place. Ends the program if it is not set, before a
 /// benchmark touches the system's own bus or settings.
 std::string PrivatePlace(const char* variable);
 
-/// Ends the program when the condition does not hold.
+/// Ends the program if the condition does not hold.
 void Require(bool condition, const char* what);
 
 }  // namespace bench

@@ -13,7 +13,7 @@
 
 namespace bench {
 
-/// What is stored of one device, as plain members.
+/// The stored record of one device, as plain members.
 struct Record {
     int port;
     int type;
@@ -25,14 +25,14 @@ struct Record {
     std::string aksv;
 };
 
-/// The records of so many ports.
+/// The records of this many ports.
 std::vector<Record> Records(int count);
-/// The document of one record, made in the way that costs the least.
+/// The document of one record, made in the cheapest way.
 Json::Value Document(const Record& record);
 
-/// The activity document with so many records.
+/// The activity document with this many records.
 Json::Value ActivityDocument(int records);
-/// The statistics document with so many entries, on the ports 0 to 7 in turn.
+/// The statistics document with this many entries, on the ports 0 to 7 in turn.
 Json::Value StatisticsDocument(int entries);
 /// As the library writes it.
 std::string TextOf(const Json::Value& document);

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Memory.h"
 
+#include "Handle.h"
+
 #include <cstdio>
-#include <memory>
 
 namespace bench {
 namespace {
 
-// -1 when the kernel does not tell.
+// -1 if the kernel does not report it.
 long PrivateMemory()
 {
-    const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(std::fopen("/proc/self/smaps_rollup", "re"),
-                                                                  &std::fclose);
+    const srcwatch::Handle<std::FILE, std::fclose> file(std::fopen("/proc/self/smaps_rollup", "re"));
     if (!file) return -1;
     long sum = 0;
     char line[256];
@@ -27,7 +27,7 @@ long PrivateMemory()
 
 }  // namespace
 
-int TellMemory()
+int PrintMemory()
 {
     const long memory = PrivateMemory();
     std::printf("%ld\n", memory);

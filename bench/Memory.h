@@ -5,9 +5,9 @@
 namespace bench {
 
 /// Prints the memory, in KiB, that this process shares with no other, and waits for the end of the input. Pages of a
-/// library count as shared only while another process has them too, so two of a kind are to run for a true figure.
-/// Gives the result for main.
-int TellMemory();
+/// library count as shared only while another process has them too, so a true figure needs two of a kind.
+/// @return The result for main.
+int PrintMemory();
 
 }  // namespace bench
 

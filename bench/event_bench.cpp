@@ -36,7 +36,7 @@ constexpr char kMessage[] = "0\t1\t1\t0\t0\t0\t0\t0\t0\t0\tHD#Recorder#500\tKorv
 
 // What the receiving processes and this one share.
 struct Board {
-    std::atomic<std::int64_t> target;    // how many events a receiver waits for before it tells
+    std::atomic<std::int64_t> target;    // the number of events after which a receiver reports
     std::atomic<std::int64_t> received;  // by the receiver that was last
     std::atomic<std::int64_t> arrivedNs;
 };
@@ -53,7 +53,7 @@ std::int64_t NowNs()
 
 struct Receiver {
     Board* board;
-    int told;
+    int done;
     std::int64_t count;
 };
 
@@ -65,7 +65,7 @@ void CountEvent()
     g_receiver.board->received = g_receiver.count;
     g_receiver.board->arrivedNs = NowNs();
     g_receiver.count = 0;
-    bench::Require(eventfd_write(g_receiver.told, 1) == 0, "cannot tell of the events");
+    bench::Require(eventfd_write(g_receiver.done, 1) == 0, "cannot report the events");
 }
 
 void OnEvent(void*, srcwatch_event_s* event)
@@ -91,9 +91,9 @@ void WaitForBus(GDBusConnection* bus)
     g_variant_unref(id);
 }
 
-int Receive(const std::string& how, int board, int told)
+int Receive(const std::string& how, int board, int done)
 {
-    g_receiver = {static_cast<Board*>(bench::OpenShared(board, sizeof(Board))), told, 0};
+    g_receiver = {static_cast<Board*>(bench::OpenShared(board, sizeof(Board))), done, 0};
     GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
     bench::Require(bus != nullptr, "no bus");
     if (how == "library") {
@@ -103,7 +103,7 @@ int Receive(const std::string& how, int board, int told)
                                            G_DBUS_SIGNAL_FLAGS_NONE, OnSignal, nullptr, nullptr);
     }
     WaitForBus(bus);
-    bench::TellReady();
+    bench::ReportReady();
     g_main_loop_run(g_main_loop_new(nullptr, FALSE));
     return 0;
 }
@@ -129,7 +129,7 @@ public:
     {
         for (std::size_t i = 0; i < count; ++i) {
             m_processes.push_back(std::make_unique<bench::Child>(std::vector<std::string>{
-                std::string("--receive=") + how, std::to_string(m_file), std::to_string(m_told)}));
+                std::string("--receive=") + how, std::to_string(m_file), std::to_string(m_done)}));
         }
     }
     Receivers(const Receivers&) = delete;
@@ -137,22 +137,23 @@ public:
     ~Receivers()
     {
         m_processes.clear();
-        close(m_told);
+        close(m_done);
         close(m_file);
     }
 
-    // Each of them is to tell after so many events.
+    // Each of them reports after this many events.
     void Expect(std::int64_t events) { m_board->target = events; }
 
-    // Waits until all have told, and gives the time when the last one was called back. What is not there after a minute
-    // is lost.
+    // Waits until all have reported; an event that is not there after a minute is lost. Returns the time when the last
+    // one was called back.
     std::int64_t Wait() const
     {
         constexpr int kTimeoutMs = 60'000;
-        eventfd_t told = 0;
+        eventfd_t reported = 0;
         for (std::size_t i = 0; i < m_processes.size(); ++i) {
-            pollfd wait{m_told, POLLIN, 0};
-            bench::Require(poll(&wait, 1, kTimeoutMs) == 1 && eventfd_read(m_told, &told) == 0, "an event was lost");
+            pollfd wait{m_done, POLLIN, 0};
+            bench::Require(poll(&wait, 1, kTimeoutMs) == 1 && eventfd_read(m_done, &reported) == 0,
+                           "an event was lost");
         }
         return m_board->arrivedNs;
     }
@@ -160,7 +161,7 @@ public:
 private:
     int m_file = bench::MakeShared(sizeof(Board));
     Board* m_board = static_cast<Board*>(bench::OpenShared(m_file, sizeof(Board)));
-    int m_told = eventfd(0, EFD_SEMAPHORE);
+    int m_done = eventfd(0, EFD_SEMAPHORE);
     std::vector<std::unique_ptr<bench::Child>> m_processes;
 };
 
@@ -194,7 +195,7 @@ private:
     Bus m_bus;
 };
 
-// From the call until the callback of the last of so many other processes.
+// From the call until the callback of the last of this many other processes.
 template <typename Sender>
 void Event(benchmark::State& state)
 {
@@ -209,8 +210,8 @@ void Event(benchmark::State& state)
     state.counters["work"] = static_cast<double>(state.range(0));
 }
 
-// So many events as fast as they can be sent, until the callback for the last one. The receiver tells only when it has
-// had them all.
+// This many events as fast as they can be sent, until the callback for the last one: the receiver reports only once it
+// has had them all.
 template <typename Sender>
 void Burst(benchmark::State& state)
 {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The host platform beside what else one could take: a bare SQLite statement for reading a number, a property read over
-// D-Bus for a query; and what a log line costs that nobody wants.
+// The host platform beside its alternatives: a bare SQLite statement for reading a number, a property read over D-Bus
+// for a query; and the cost of a log line that is not recorded.
 #include "Child.h"
 #include "Documents.h"
 #include "QDInfoCommon.h"
@@ -158,7 +158,7 @@ int ServeWithGDBus()
     GDBusNodeInfo* node = g_dbus_node_info_new_for_xml(kIntrospection, nullptr);
     g_dbus_connection_register_object(bus, kPath, node->interfaces[0], &kTable, nullptr, nullptr, nullptr);
     g_bus_own_name_on_connection(
-        bus, kBusName, G_BUS_NAME_OWNER_FLAGS_NONE, [](GDBusConnection*, const char*, void*) { bench::TellReady(); },
+        bus, kBusName, G_BUS_NAME_OWNER_FLAGS_NONE, [](GDBusConnection*, const char*, void*) { bench::ReportReady(); },
         nullptr, nullptr, nullptr);
     g_main_loop_run(g_main_loop_new(nullptr, FALSE));
     return 0;
@@ -180,7 +180,7 @@ int ServeWithSdBus()
     bench::Require(sd_bus_open_system(&bus) >= 0, "no bus");
     bench::Require(sd_bus_add_object_vtable(bus, nullptr, kPath, kBusName, kTable, nullptr) >= 0, "no object");
     bench::Require(sd_bus_request_name(bus, kBusName, 0) >= 0, "no name");
-    bench::TellReady();
+    bench::ReportReady();
     for (;;) {
         const int handled = sd_bus_process(bus, nullptr);
         if (handled < 0) return 1;

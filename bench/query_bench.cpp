@@ -3,6 +3,7 @@
 // The queries about a port over settings in memory, beside the least and the obvious code over JsonCpp with the same
 // answer; and how their cost grows with the work.
 #include "Documents.h"
+#include "Handle.h"
 #include "MemoryPlatform.h"
 #include "Queries.h"
 #include "srcwatch-api.h"
@@ -18,7 +19,7 @@ namespace {
 
 using srcwatch_test::Query;
 
-using Copy = std::unique_ptr<char, decltype(&std::free)>;
+using Copy = srcwatch::Handle<char, std::free>;
 
 // The ports in turn, so that no figure depends on the place of one record.
 class Ports {
@@ -82,7 +83,7 @@ void Floor(benchmark::State& state, const Query& query, int records)
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     Ports ports(records);
     for (auto _ : state) {
-        const Copy text(strdup(stored.c_str()), &std::free);
+        const Copy text(strdup(stored.c_str()));
         Json::Value root;
         reader->parse(text.get(), text.get() + std::strlen(text.get()), &root, nullptr);
         Json::Value record = std::move(root["activity"][ports.Next()]);
@@ -97,7 +98,7 @@ void Naive(benchmark::State& state, const Query& query, int records)
     const std::string& stored = StoreActivity(records);
     Ports ports(records);
     for (auto _ : state) {
-        const Copy text(strdup(stored.c_str()), &std::free);
+        const Copy text(strdup(stored.c_str()));
         Json::CharReaderBuilder builder;
         const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
         Json::Value root;

@@ -35,7 +35,7 @@ struct Reading {
     double p99Us;
 };
 
-// What the processes share. A round is told by its number, so that all start together.
+// What the processes share. A round is announced by its number, so that all start together.
 struct Board {
     std::atomic<int> round;
     std::atomic<int> finished;
@@ -72,7 +72,7 @@ int RunReader(Board& board, std::size_t number, std::chrono::milliseconds pause)
 {
     char text[SRCWATCH_TEXT_SIZE];
     srcwatch_get_model_name(text, 0);  // opens the store
-    bench::TellReady();
+    bench::ReportReady();
     for (int round = 1;; ++round) {
         WaitForRound(board, round);
         board.readings[number] = ReadForARound(pause);
@@ -84,7 +84,7 @@ int RunWriter(Board& board)
 {
     const std::string document = bench::TextOf(bench::ActivityDocument(8));
     bench::Require(vconf_set_str(qdinfo::kSourceActivityKey, document.c_str()) == 0, "cannot write the settings");
-    bench::TellReady();
+    bench::ReportReady();
     for (Clock::time_point next = Clock::now();; next += kBetweenSaves) {
         std::this_thread::sleep_until(next);
         bench::Require(vconf_set_str(qdinfo::kSourceActivityKey, document.c_str()) == 0, "a save failed");

@@ -24,5 +24,5 @@ int main(int argc, char**)
     if (!value.isString() || g_dbus_is_name("org.nalto.tv.qdinfo") == FALSE) return 1;
     if (argc == 1) return srcwatch_get_current_aksv_info() == -1 ? 0 : 1;
     if (!Query()) return 1;
-    return bench::TellMemory();
+    return bench::PrintMemory();
 }

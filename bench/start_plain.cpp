@@ -11,5 +11,5 @@ int main(int argc, char**)
 {
     const Json::Value value("text");
     if (!value.isString() || g_dbus_is_name("org.nalto.tv.qdinfo") == FALSE) return 1;
-    return argc > 1 ? bench::TellMemory() : 0;
+    return argc > 1 ? bench::PrintMemory() : 0;
 }

@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
 
 namespace fuzz {
 
-/// Ends the process with a line that says what does not hold, unless it does.
+/// Ends the process with a line that names what does not hold, unless it holds.
 inline void Require(bool holds, const char* what, const char* file = __builtin_FILE(), int line = __builtin_LINE())
 {
     if (holds) return;
@@ -25,7 +25,7 @@ inline void Require(bool holds, const char* what, const char* file = __builtin_F
     std::abort();
 }
 
-/// The bytes of one execution. An input that is used up gives zeros and empty texts.
+/// The bytes of one execution. An input that is used up yields zeros and empty texts.
 class Input {
 public:
     Input(const std::uint8_t* bytes, std::size_t size) : m_next(bytes), m_left(size) {}
@@ -39,7 +39,7 @@ public:
         return *m_next++;
     }
 
-    /// One of 0 to count - 1.
+    /// Returns one of 0 to count - 1.
     unsigned Below(unsigned count) { return Byte() % count; }
 
     std::int32_t Number()
@@ -49,7 +49,7 @@ public:
         return static_cast<std::int32_t>(number);
     }
 
-    /// At most most bytes; the first one says how many.
+    /// Returns at most this many bytes; the first one is their number.
     std::string Text(std::size_t most) { return Take(std::min<std::size_t>({Byte(), most, m_left})); }
 
     std::string Rest() { return Take(m_left); }

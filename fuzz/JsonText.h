@@ -22,10 +22,10 @@ std::string JsonValue(Input& input, const Names& names);
 /// A JSON text, with the escapes of a few characters only: bytes are as they come.
 std::string JsonString(const std::string& text);
 
-/// A 32-bit number, or one that is none.
+/// A 32-bit number, or one that is too large or has a fraction.
 std::string JsonNumber(Input& input);
 
-/// Parses as the library does. False when the text is not JSON, whatever the reason.
+/// Parses as the library does. @return False if the text is not JSON, for any reason.
 bool Parse(const std::string& text, Json::Value& root);
 
 }  // namespace fuzz

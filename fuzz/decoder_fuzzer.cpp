@@ -127,7 +127,7 @@ int Digit(char c)
     return found == nullptr ? -1 : static_cast<int>(found - digits);
 }
 
-// The bytes of a line; none when it is no message.
+// The bytes of a line; none if it is not a message.
 Bytes MessageOf(const std::string& line)
 {
     if (line.size() % 3 != 2 || line.size() > 47) return {};

@@ -66,7 +66,7 @@ std::string RecordText(Input& input)
     return text + "}";
 }
 
-// An array of what element gives, and now and then of anything.
+// An array of what element returns, and now and then of anything.
 template <typename Element>
 std::string ArrayText(Input& input, const fuzz::Names& names, Element element)
 {
@@ -115,7 +115,7 @@ std::string DocumentText(Input& input, const fuzz::Names& names, std::string (*n
 // ---------------------------------------------------------------------------------------------------------------------
 // What must be answered
 
-// Nothing, when reading it must fail.
+// Nothing if reading it must fail.
 template <typename Read>
 auto Maybe(Read read) -> std::optional<decltype(read())>
 {
@@ -138,7 +138,7 @@ Document DocumentOf(const std::string& text)
     return document;
 }
 
-// The member "activity", or an element of it; nothing when it cannot be loaded.
+// The member "activity", or an element of it; nothing if it cannot be loaded.
 std::optional<Json::Value> StoredRecord(const Document& document, std::optional<int> element)
 {
     if (!document.isJson) return std::nullopt;
@@ -203,14 +203,14 @@ void CheckTable(const Document& document)
     CQDInfoServerData table;
     const bool loaded = table.t_LoadActivityInfoToMemory();
     const bool readable = document.isJson && (ports == 0 || StoredRecord(document, 0));
-    Require(loaded == readable, "whether the table loads");
+    Require(loaded == readable, "the result of loading the table");
     if (!loaded) return;
     for (int port = 0; port < ports; ++port) CheckTableRecord(table, port, *StoredRecord(document, port));
 
     Require(table.t_SaveActivityInfoToFile(), "what was loaded can be saved");
     const std::string saved = Stored();
     Require(table.t_LoadActivityInfoToMemory() && table.t_SaveActivityInfoToFile(), "and loaded and saved again");
-    Require(Stored() == saved, "and gives the same text");
+    Require(Stored() == saved, "and it is the same text");
 }
 
 void CheckActivity(Input& input)
@@ -240,7 +240,7 @@ void CheckOptical(Input& input)
     CheckQueries(kOptical, text);
 }
 
-// Calls take(port, entry) for each entry worth taking; false when the list ends with a failure, or there is none.
+// Calls take(port, entry) for each entry worth taking; false if the list ends with a failure, or there is none.
 template <typename IsWanted, typename Take>
 bool ForEachEntry(const Document& document, IsWanted isWanted, Take take)
 {
@@ -259,7 +259,7 @@ bool ForEachEntry(const Document& document, IsWanted isWanted, Take take)
         .value_or(false);
 }
 
-// One text of an array of three; nothing when it is not to be copied.
+// One text of an array of three; nothing if it is not to be copied.
 void CopyThird(Json::Value& entry, const char* member, const std::vector<std::string*>& fields)
 {
     const Json::Value list = entry[member];
@@ -299,7 +299,7 @@ void CheckOneKpi(const Document& document, int port)
     Require(loaded == expected, "the entry of a statistics loader");
 
     srcwatch_kpi_info_s info = KpiBefore();
-    Require(srcwatch_get_device_kpi_info(port, &info) == (IsAccepted(port) ? 1 : 2), "one entry is never given");
+    Require(srcwatch_get_device_kpi_info(port, &info) == (IsAccepted(port) ? 1 : 2), "one entry is never returned");
     Require(info == KpiBefore(), "and leaves the record alone");
 }
 

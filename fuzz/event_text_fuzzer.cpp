@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The text form of an event, both ways, against a decoder and a writer of its own, which know nothing of streams.
+// The text form of an event, both ways, against a decoder and a writer of its own, which use no streams.
 //
 // Input: what to do, then the message; or, for writing, the event's fields and the appended block.
 #include "EventText.h"
 #include "Fuzz.h"
+#include "Handle.h"
 
 #include <cstdint>
-#include <memory>
 
 #include <glib.h>
 
@@ -21,7 +21,7 @@ constexpr std::size_t kFieldSize = sizeof(srcwatch_event_s::str_args[0]);
 struct Event {
     std::int32_t numbers[10] = {};
     std::string texts[3];
-    std::string rest;  // what lies behind the third text
+    std::string rest;  // what follows the third text
 };
 
 bool operator==(const Event& a, const Event& b)
@@ -50,7 +50,7 @@ private:
     char Here() const { return m_message[m_at]; }
     bool AtDigit() const { return !AtEnd() && Here() >= '0' && Here() <= '9'; }
 
-    // False when nothing more can be read.
+    // False if nothing more can be read.
     bool FindItem()
     {
         if (m_over) return false;
@@ -97,8 +97,7 @@ private:
 
 std::string ValidUtf8(const std::string& text)
 {
-    const std::unique_ptr<char, decltype(&g_free)> valid(
-        g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())), &g_free);
+    const srcwatch::Handle<char, g_free> valid(g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())));
     return valid.get();
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Texts of profiles.json, whatever is in them: which entries are taken and which refused, and which one matches a
+// Texts of profiles.json with any content: which entries are taken and which refused, and which one matches a
 // device, against rules of its own. Parsing itself is left to JsonCpp on both sides.
 //
 // Input: the three names of a device, how the text is made, then what it is made of.
@@ -90,7 +90,7 @@ bool IsProfile(const Json::Value& entry)
            entry["give"].isMember("type");
 }
 
-// The entries; null when the text is refused as a whole.
+// The entries; null if the text is refused as a whole.
 Json::Value EntriesOf(const std::string& text)
 {
     Json::CharReaderBuilder builder;
@@ -160,7 +160,7 @@ void CheckFound(const srcwatch::Profile* found, const std::vector<Json::Value>& 
         return Matches(match, "vendor", device.vendor) && Matches(match, "product", device.product) &&
                Matches(match, "osd", device.osd);
     });
-    Require((found != nullptr) == (expected != profiles.end()), "whether a profile matches");
+    Require((found != nullptr) == (expected != profiles.end()), "that a profile matches");
     if (found == nullptr) return;
     const Json::Value& give = (*expected)["give"];
     Require(found->type == give["type"].asInt(), "the type of the first profile that matches");
@@ -179,7 +179,7 @@ void CheckErrors(const srcwatch::Profiles& profiles)
     }
 }
 
-// What a device can tell: printable text of at most size bytes.
+// What a device can report: printable text of at most size bytes.
 std::string DeviceName(Input& input, std::size_t size)
 {
     std::string name = input.Text(size);

@@ -136,7 +136,7 @@ void CheckStored(CQDInfoServerData& table, const std::vector<Record>& records)
         Require(RecordOf(object) == records[i], "one record is loaded as it was saved");
     }
     Require(other.t_SaveActivityInfoToFile(), "what was loaded can be saved");
-    Require(Texts()[qdinfo::kSourceActivityKey] == saved, "and gives the same text");
+    Require(Texts()[qdinfo::kSourceActivityKey] == saved, "and it is the same text");
 }
 
 Record EmptyRecord()

@@ -4,12 +4,12 @@
 //
 // Input: one operation after the other. The store lies in memory where the machine has a file system there.
 #include "Fuzz.h"
+#include "Handle.h"
 #include "srcwatch-host.h"
 #include "vconf.h"
 
 #include <filesystem>
 #include <map>
-#include <memory>
 #include <optional>
 
 #include <unistd.h>
@@ -105,7 +105,7 @@ void CheckRead(const std::string& key, const Settings& settings)
     Require((vconf_get_int(key.c_str(), &number) == 0) == isNumber, "numbers are read");
     Require(number == (isNumber ? found->second.number : -777), "a number is read as it was written");
 
-    const std::unique_ptr<char, decltype(&std::free)> text(vconf_get_str(key.c_str()), &std::free);
+    const srcwatch::Handle<char, std::free> text(vconf_get_str(key.c_str()));
     Require((text != nullptr) == (found != settings.end() && !isNumber), "texts are read");
     Require(text == nullptr || *found->second.text == text.get(), "a text is read as it was written");
 }

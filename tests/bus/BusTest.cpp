@@ -29,9 +29,9 @@ void KeepGlibMessage(const char* domain, GLogLevelFlags level, const char* messa
 
 bool HasOpenConnection()
 {
-    const std::unique_ptr<GDBusConnection, decltype(&g_object_unref)> connection(
-        g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr), &g_object_unref);
-    if (connection == nullptr) return false;
+    const srcwatch::Handle<GDBusConnection, g_object_unref> connection(
+        g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
+    if (!connection) return false;
     g_dbus_connection_set_exit_on_close(connection.get(), FALSE);
     return g_dbus_connection_is_closed(connection.get()) == FALSE;
 }
@@ -93,12 +93,12 @@ SharedConnectionWatch::SharedConnectionWatch() : m_connection()
 bool SharedConnectionWatch::RunUntilGone()
 {
     return RunUntil([this] {
-        const std::unique_ptr<void, decltype(&g_object_unref)> held(g_weak_ref_get(&m_connection), &g_object_unref);
-        return held == nullptr;
+        const srcwatch::Handle<void, g_object_unref> held(g_weak_ref_get(&m_connection));
+        return !held;
     });
 }
 
-// Whatever the test before did to its bus, this one begins with an open connection.
+// Each test begins with an open connection, also after one that ended its bus.
 BusTest::BusTest()
 {
     if (!TheBus().IsRunning()) TheBus().Restart();

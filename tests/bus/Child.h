@@ -15,14 +15,14 @@ namespace srcwatch_test {
 
 class Child {
 public:
-    /// Starts a program, which is looked for in the path; it gets the environment of the test.
+    /// Starts a program, which is searched in the path; it has the environment of the test.
     explicit Child(std::vector<std::string> command);
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
-    ~Child();  ///< Kills it, when it still runs.
+    ~Child();  ///< Kills it if it still runs.
 
     void WriteLine(const std::string& line) const;
-    /// The next line of its output, without the newline. Empty when it ended or the deadline came first.
+    /// The next line of its output, without the newline. Empty if it ended or the deadline came first.
     std::string ReadLine(std::chrono::milliseconds deadline = kDeadline);
     /// Closes its input, reads the rest of its output and waits for its end.
     std::string Finish();
@@ -39,7 +39,7 @@ private:
     int m_status = 0;
 };
 
-/// Whether a program is in the path.
+/// Returns true if a program is in the path.
 bool IsInstalled(const std::string& program);
 
 }  // namespace srcwatch_test

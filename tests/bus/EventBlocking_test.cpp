@@ -63,7 +63,7 @@ TEST_F(BusTest, ServicesAndABusThatHangBlockForTheStatedTimes)
     EXPECT_TRUE(Logged("E m_Call:  proxy call failed (Timeout was reached)"));
     EXPECT_TAKES(callSeconds, 5.0);
     EXPECT_GT(sendSeconds, 3.0);  // waits for the call of the other sender
-    EXPECT_LT(askSeconds, 1.0);   // waits for nobody
+    EXPECT_LT(askSeconds, 1.0);   // does not wait
 
     TheBus().Pause();
     askSeconds = SecondsOf([&] { EXPECT_EQ(asker.IsServiceAvailable(), 0); });
@@ -78,7 +78,7 @@ TEST_F(BusTest, ServicesAndABusThatHangBlockForTheStatedTimes)
     EXPECT_LT(endSeconds, 1.0);   // the socket takes it
 }
 
-TEST_F(BusTest, TheFirstCallOfASenderAlsoWaitsForTheServicesProperties)
+TEST_F(BusTest, FirstCallOfASenderAlsoWaitsForTheProperties)
 {
     const auto service = HangingService(false);
     CQDEventSender caller(kChannel);

@@ -103,7 +103,7 @@ TEST_F(BusLoss, AgainAndAgainCostsNoDescriptorsThreadsOrMemory)
 #endif
 }
 
-TEST_F(BusLoss, LeavesAReceiverThatStaysSilentUntilItIsMadeAnew)
+TEST_F(BusLoss, LeavesAReceiverSilentUntilItIsMadeAgain)
 {
     Deliveries deliveries;
     auto receiver = std::make_unique<CQDEventReciever>(kChannel, false);

@@ -174,7 +174,7 @@ TEST_F(Channels, AnswerCalls)
     EXPECT_EQ(CallInAnotherThread(kOther, reply), 1);
     EXPECT_EQ(reply.str(), "answer to extra");
 
-    EXPECT_EQ(CallInAnotherThread(kChannel, reply), 0);  // nobody is there
+    EXPECT_EQ(CallInAnotherThread(kChannel, reply), 0);  // the name has no owner
     EXPECT_EQ(reply.str(), "answer to extra");
 }
 
@@ -258,7 +258,7 @@ TEST_F(Channels, WithALongerNameAreRefusedByGlib)
     }
 }
 
-TEST_F(Channels, WithANameThatTheDescriptionIsCutForAreNotAskedForAtAll)
+TEST_F(Channels, WhoseDescriptionWouldBeCutAreNotAskedFor)
 {
     for (const std::size_t length : {kLongest + 1, std::size_t{2000}, std::size_t{100000}}) {
         {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The end of a receiver while its handlers run: it comes at once, whoever is in a handler, and what a handler uses
-// stays until the handler leaves.
+// The end of a receiver while its handlers run: it comes at once, also while another thread is in a handler, and what a
+// handler uses stays until the handler leaves.
 #include "BusTest.h"
 #include "Held.h"
 
@@ -70,7 +70,7 @@ struct Deletion {
 
 const std::string kMessage = MessageOf({7}, {"Player"}) + "rest\t";
 
-TEST_F(End, OfAClientInItsCallbackComesAtOnceAndTheSignalEndsAfterwards)
+TEST_F(End, OfAClientInItsCallbackComesBeforeThatOfTheSignal)
 {
     Deletion deletion{receiver};
     receiver = std::make_unique<CQDEventReciever>(kChannel, false);
@@ -87,7 +87,7 @@ TEST_F(End, OfAClientInItsCallbackComesAtOnceAndTheSignalEndsAfterwards)
     EXPECT_EQ(deletion.rest, "rest");
 }
 
-TEST_F(End, OfAServiceInItsCallbackComesAtOnceAndTheSignalEndsAfterwards)
+TEST_F(End, OfAServiceInItsCallbackComesBeforeThatOfTheSignal)
 {
     Deletion deletion{receiver};
     receiver = std::make_unique<CQDEventReciever>(kChannel, true);
@@ -104,7 +104,7 @@ TEST_F(End, OfAServiceInItsCallbackComesAtOnceAndTheSignalEndsAfterwards)
     EXPECT_EQ(deletion.rest, "rest");
 }
 
-TEST_F(End, OfAServiceInTheCallbackOfACallComesAtOnceAndTheCallIsAnswered)
+TEST_F(End, OfAServiceInACallComesAtOnceAndTheCallIsAnswered)
 {
     Deletion deletion{receiver};
     receiver = std::make_unique<CQDEventReciever>(kChannel, true);
@@ -247,7 +247,7 @@ TEST_F(End, DoesNotWaitForAHandlerThatWaitsForAnotherCallback)
         const HeldCallback held;
         Emit(5);
         SyncSharedConnection();
-        WaitUntil([] { return false; }, kMoment);  // nothing tells when the handler waits for the lock
+        WaitUntil([] { return false; }, kMoment);  // nothing shows when the handler waits for the lock
 
         receiver.reset();
 
@@ -272,7 +272,7 @@ TEST_F(End, OfAServiceDoesNotWaitForItsNameHandlers)
         constexpr std::uint32_t kReplaceExisting = 2;
         peer.RequestName(kChannelName, kReplaceExisting);
         ASSERT_TRUE(WaitUntil([this] { return Logged(kNameLost); }));
-        WaitUntil([] { return false; }, kMoment);  // nothing tells when the handler waits for the lock
+        WaitUntil([] { return false; }, kMoment);  // nothing shows when the handler waits for the lock
 
         receiver.reset();
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Processes that send while they end: in exit handlers, in destructors of static objects, in threads that nobody waits
-// for. They end as they would without the library, and what was sent arrives.
+// Processes that send while they end: in exit handlers, in destructors of static objects, in threads that are not
+// joined. They end as they would without the library, and what was sent arrives.
 #include "PrivateBus.h"
 #include "Process.h"
 #include "Sanitizers.h"
@@ -40,7 +40,7 @@ protected:
         peer->Listen(kName);
     }
 
-    // The result of a program; nothing when it does not end.
+    // The result of a program; nothing if it does not end.
     std::optional<int> Run(const std::vector<std::string>& command) const
     {
         return Process(command, directory / "program").Wait(kDeadline);
@@ -60,7 +60,7 @@ struct Ending {
 
 class Sends : public Exit, public testing::WithParamInterface<Ending> {};
 
-TEST_P(Sends, DuringTheExitArriveAndTheProcessEndsWell)
+TEST_P(Sends, DuringTheExitArriveAndTheProcessSucceeds)
 {
     const auto [name, events] = GetParam();
 

@@ -258,7 +258,7 @@ TEST_F(Locks, OfTheReceiversAreTakenToSetUpAServiceOnTheBus)
     EXPECT_TRUE(Logged(setUp));
 }
 
-TEST_F(Locks, OfTheReceiversAreNotWaitedForToAnnounceThatTheNameIsLost)
+TEST_F(Locks, AreNotWaitedForToAnnounceThatTheNameIsLost)
 {
     MakeService();
     peer.Listen(kChannelName);
@@ -271,7 +271,7 @@ TEST_F(Locks, OfTheReceiversAreNotWaitedForToAnnounceThatTheNameIsLost)
     EXPECT_EQ(signals[0].type, SRCWATCH_EVENT_SERVICE_STOPPED);
 }
 
-TEST_F(Locks, OfTheReceiversAreNotWaitedForToAnnounceThatTheNameIsAcquired)
+TEST_F(Locks, AreNotWaitedForToAnnounceThatTheNameIsAcquired)
 {
     MakeService();
     peer.RequestName(kChannelName, kReplaceExisting);
@@ -286,7 +286,7 @@ TEST_F(Locks, OfTheReceiversAreNotWaitedForToAnnounceThatTheNameIsAcquired)
     EXPECT_EQ(signals[0].type, SRCWATCH_EVENT_SERVICE_STARTED);
 }
 
-TEST_F(Locks, OfTheReceiversAreNotWaitedForByConstructionsAndDestructors)
+TEST_F(Locks, AreNotWaitedForByConstructorsAndDestructors)
 {
     auto client = std::make_unique<CQDEventReciever>(kChannel, false);
     auto service = std::make_unique<CQDEventReciever>(kChannel, true);

@@ -123,7 +123,7 @@ protected:
     Child applications[2] = {Child(Program({"application"})), Child(Program({"application"}))};
 };
 
-TEST_F(ServiceAndApplications, SeeEachSaveInTheNextQueryAndOneAnnouncementOnTheBus)
+TEST_F(ServiceAndApplications, SeeEachSaveAtOnceAndOneAnnouncement)
 {
     ExpectBothRead(1, "0 ");  // nothing was ever stored
     for (int round = 0; round < 20; ++round) {
@@ -141,7 +141,7 @@ TEST_F(ServiceAndApplications, SeeEachSaveInTheNextQueryAndOneAnnouncementOnTheB
     for (Child& application : applications) ExpectEnd(application);
 }
 
-TEST_F(ServiceAndApplications, GetEventsOfTheServiceButNotItsAnnouncements)
+TEST_F(ServiceAndApplications, GetEventsButNotAnnouncements)
 {
     Save(99, "optical");
     service.WriteLine("event 10 7");
@@ -155,7 +155,7 @@ TEST_F(ServiceAndApplications, GetEventsOfTheServiceButNotItsAnnouncements)
     }
 }
 
-TEST_F(ServiceAndApplications, KeepTheRecordsWhenTheServiceIsStartedAgain)
+TEST_F(ServiceAndApplications, KeepTheRecordsOverARestart)
 {
     Save(2, "Kept");
     ExpectEnd(service);
@@ -169,7 +169,7 @@ TEST_F(ServiceAndApplications, KeepTheRecordsWhenTheServiceIsStartedAgain)
     ExpectBothRead(1, "0 Other");
 }
 
-TEST_F(ServiceAndApplications, OutliveTheBus)
+TEST_F(ServiceAndApplications, SurviveTheBus)
 {
     TheBus().Restart();
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Callbacks that end their thread, by pthread_exit or because somebody cancels it. All that is left of them is what was
-// in GLib's hands.
+// Callbacks that end their thread, by pthread_exit or because another thread cancels it. All that is left of them is
+// what GLib holds.
 #include "BusTest.h"
 #include "Sanitizers.h"
 #include "Threads.h"
@@ -97,7 +97,7 @@ protected:
         }
     }
 
-    // That other receivers live on, and the one of the thread can be ended.
+    // Other receivers continue, and that of the thread can be ended.
     void ExpectNothingIsHeld(EndingThread& thread)
     {
         Deliveries deliveries;
@@ -162,7 +162,7 @@ TEST_P(ThreadEnd, ByCancellationInACallbackEndsNothingElse)
     ExpectNothingIsHeld(thread);
 }
 
-// A receiver that its own callback deleted before has nobody else to release it.
+// Nothing else releases a receiver that its own callback deleted before.
 TEST_P(ThreadEnd, ByACallbackThatDeletedItsReceiverEndsNothingElse)
 {
     EndingThread thread(GetParam(), [](void* receiver, srcwatch_event_s*) {

@@ -68,7 +68,7 @@ TEST(PrivateBus, CarriesCallsAndRepliesBetweenPeers)
     EXPECT_EQ(caller.OwnerOf("test.nobody"), "");
 }
 
-TEST(PrivateBus, BreaksConnectionsWhenKilledAndComesBackAtTheSameAddress)
+TEST(PrivateBus, BreaksConnectionsAndRestartsAtTheSameAddress)
 {
     const std::string address = TheBus().Address();
     const BusPeer before;
@@ -100,7 +100,7 @@ TEST(PrivateBus, LeavesNothingBehind)
     setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
 }
 
-TEST(PrivateBus, HoldsThePolicyThatItWasGiven)
+TEST(PrivateBus, HasThePolicyOfItsCaller)
 {
     const std::string address = TheBus().Address();
     {
@@ -113,7 +113,7 @@ TEST(PrivateBus, HoldsThePolicyThatItWasGiven)
     setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
 }
 
-TEST(RunUntil, GivesUpAtItsDeadline)
+TEST(RunUntil, ReturnsAtItsDeadline)
 {
     const auto begin = std::chrono::steady_clock::now();
 

@@ -158,7 +158,7 @@ TEST_F(Bodies, OfCallsOfEveryOtherTypeAreRefusedByTheHandlerToo)
     for (const std::string& signature : AllSignatures()) {
         if (signature == "is") continue;
         probe.body = [&signature] { return Body(signature); };
-        // The bus lets nobody wait for more than so many replies.
+        // The bus limits the replies that a connection waits for.
         if (refused % 100 == 0) caller = std::make_unique<BusPeer>();
         caller->Send(kChannelName, kChannelPath, kChannelName, kChannel, Body("is"));
         ++refused;

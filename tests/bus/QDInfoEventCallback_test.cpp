@@ -79,7 +79,7 @@ TEST_F(EventCallback, IsRegisteredForFourTypesInOrder)
                                        "E RegisterEventCallback: register eventtype: 10"));
 }
 
-TEST_F(EventCallback, LogsNothingOfItsOwnWhenAllIsWell)
+TEST_F(EventCallback, LogsNothingOfItsOwnOnSuccess)
 {
     EXPECT_EQ(Register(), 1);
     EXPECT_EQ(Unregister(), 1);
@@ -269,7 +269,7 @@ TEST_F(CallbackInside, MayUnregisterItself)
     EXPECT_EQ(actions.calls, 1);
 }
 
-TEST_F(CallbackInside, IsNotCalledInAMainLoopThatItRunsOnceItUnregistered)
+TEST_F(CallbackInside, IsNotCalledInItsMainLoopOnceUnregistered)
 {
     qdinfo::CQDEventReciever other(kChannel, false);
     other.RegisterEventCallback(10, &Deliveries::Callback, &deliveries);

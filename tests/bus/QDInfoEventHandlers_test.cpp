@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the event channel asks of GIO, and what its handlers do with what GIO never gives them: null pointers, other
+// What the event channel asks of GIO, and what its handlers do with what GIO never passes: null pointers, other
 // methods, bodies that do not match the description of the exported object.
 #include "BusTest.h"
 #include "GioProbe.h"
@@ -82,7 +82,7 @@ TEST_F(GioCalls, OfAClientAreOneSubscriptionAndItsEnd)
     EXPECT_THAT(probe.calls, ElementsAre(kSubscription, "signal_unsubscribe"));
 }
 
-TEST_F(GioCalls, OfAServiceAreTheReplaceableNameTheObjectAndTheSubscription)
+TEST_F(GioCalls, OfAServiceAreNameObjectAndSubscription)
 {
     {
         const CQDEventReciever service(kChannel, true);
@@ -99,7 +99,7 @@ TEST_F(GioCalls, OfAServiceAreTheReplaceableNameTheObjectAndTheSubscription)
     EXPECT_THAT(probe.calls, ElementsAre("signal_unsubscribe", "unregister_object", "unown_name"));
 }
 
-TEST_F(GioCalls, OfAServiceThatWasNotAskedForItsNameYetAreTheNameOnly)
+TEST_F(GioCalls, OfAServiceBeforeTheMainLoopAreTheNameOnly)
 {
     {
         const CQDEventReciever service(kChannel, true);
@@ -112,7 +112,7 @@ TEST_F(GioCalls, OfAServiceThatWasNotAskedForItsNameYetAreTheNameOnly)
 // What GIO refuses
 
 // Another thread ends the receiver between the look-up by its handler and the registration of the object.
-TEST_F(GioCalls, OfAServiceThatEndsWhileItRegistersLeaveNothingRegistered)
+TEST_F(GioCalls, OfAServiceThatEndsMeanwhileLeaveNothing)
 {
     auto service = std::make_unique<CQDEventReciever>(kChannel, true);
     std::atomic<bool> hasEnded{false};
@@ -146,7 +146,7 @@ TEST_F(GioCalls, ThatRefuseTheSubscriptionOfAClientAreLogged)
     EXPECT_THAT(probe.calls, ElementsAre(kSubscription));
 }
 
-TEST_F(GioCalls, ThatRefuseTheSubscriptionOfAServiceAreLoggedAndItStillAnswersCalls)
+TEST_F(GioCalls, ThatRefuseASubscriptionLeaveAServiceThatAnswers)
 {
     probe.failSubscribe = true;
     const CQDEventReciever service(kChannel, true);
@@ -246,7 +246,7 @@ TEST_F(Handlers, LogAFailedPreconditionWithoutABody)
                 ElementsAre("E m_MethodCallHandler: Received method call", "E m_MethodCallHandler: Assertion failed"));
 }
 
-TEST_F(Handlers, DoNotLookAtTheNamesOfASignal)
+TEST_F(Handlers, IgnoreTheNamesOfASignal)
 {
     const Variant body(g_variant_ref_sink(g_variant_new("(is)", 1, "5")));
 
@@ -311,7 +311,7 @@ TEST_F(Handlers, LeaveACallWithAnotherBodyWithoutAReply)
 
 // The connection of a service may lose its last reference in another thread at any time: here, between the look at it
 // and its use.
-TEST_F(Handlers, KeepTheBorrowedConnectionWhileTheReceiverLetsGoOfIt)
+TEST_F(Handlers, KeepTheBorrowedConnectionWhileItIsReleased)
 {
     GDBusConnection* connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
     TheBus().Kill();

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Messages and registrations that there is no memory for. The stream that a message is built in keeps to itself that it
-// could not grow. This program's operator new refuses on demand what is too large, or once in the thread that asks for
-// it; GLib allocates otherwise.
+// Messages and registrations without enough memory for them. The stream that a message is built in does not report that
+// it could not grow. This program's operator new refuses on demand what is too large, or once in the thread that asks
+// for it; GLib allocates otherwise.
 #include "BusTest.h"
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 namespace {
 
 thread_local std::size_t t_largest = SIZE_MAX;
-thread_local int t_left = -1;  // the allocation after so many fails; negative: none
+thread_local int t_left = -1;  // allocations until one fails; negative: none does
 
 void* Allocate(std::size_t size)
 {
@@ -94,7 +94,7 @@ TEST_F(MessageWithoutMemory, IsNotCalledWithInPart)
     EXPECT_EQ(reply.str(), "reply");
 }
 
-TEST_F(BusTest, ARegistrationThatThereIsNoMemoryForCanBeTriedAgain)
+TEST_F(BusTest, ARegistrationWithoutMemoryCanBeTriedAgain)
 {
     const srcwatch_event_cb callback = [](void*, srcwatch_event_s*) {};
     bool registered = false;
@@ -121,7 +121,7 @@ class HalfAReceiver : public BusTest, public testing::WithParamInterface<bool> {
 protected:
     static bool IsService() { return GetParam(); }
 
-    // Constructs a receiver in the same place each time. Null when the allocation after so many had failed.
+    // Constructs a receiver in the same place each time. Returns null if the allocation after granted ones failed.
     CQDEventReciever* TryToConstruct(int granted)
     {
         t_left = granted;
@@ -185,12 +185,12 @@ TEST_P(HalfAReceiver, HoldsNoConnection)
     EXPECT_GT(failed, 3);
 }
 
-TEST_P(HalfAReceiver, LeavesNothingBehindOnTheBusAndNoHandlerThatDoesAnything)
+TEST_P(HalfAReceiver, LeavesNothingOnTheBusAndNoHandlerThatActs)
 {
     ForEachThatFails([this](int granted) {
         TakeLog();
-        const std::unique_ptr<GDBusConnection, decltype(&g_object_unref)> connection(
-            g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr), &g_object_unref);  // the one that it had lives on
+        const srcwatch::Handle<GDBusConnection, g_object_unref> connection(
+            g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));  // the one that it had stays open
         SyncSharedConnection();
         BusPeer peer;
         peer.Emit(kChannelPath, kChannelName, kChannel, g_variant_new("(is)", 5, kEmptyMessage));
@@ -216,7 +216,7 @@ TEST_P(HalfAReceiver, IsNotInTheWayOfTheNextOneInItsPlace)
 INSTANTIATE_TEST_SUITE_P(Sides, HalfAReceiver, testing::Bool(),
                          [](const auto& side) { return std::string(side.param ? "Service" : "Client"); });
 
-TEST_F(BusTest, ARegistrationThatThereIsNoMemoryForHoldsNoConnection)
+TEST_F(BusTest, ARegistrationWithoutMemoryHoldsNoConnection)
 {
     const srcwatch_event_cb callback = [](void*, srcwatch_event_s*) {};
     bool isRegistered = false;

@@ -139,7 +139,7 @@ TEST_F(ReceivedMessage, IsReadWithSpacesForHashes)
     EXPECT_TRUE(Logged("D m_ConvertStreamToEvent: param:A#B a#b#c #"));
 }
 
-TEST_F(ReceivedMessage, IsReadAsEmptyTextOnlyWhenAWordIsExactlyUnknown)
+TEST_F(ReceivedMessage, IsReadAsEmptyTextOnlyForExactlyUnknown)
 {
     ExpectReadAs("0 0 0 0 0 0 0 0 0 0 UNKNOWN UNKNOWNS unknown", {}, {"", "UNKNOWNS", "unknown"});
 }
@@ -153,7 +153,7 @@ TEST_F(ReceivedMessage, MayBeShort)
     ExpectReadAs("1\t2\t3\t4\t5\t6\t7\t8\t9\t10\tone", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, {"one"});
 }
 
-TEST_F(ReceivedMessage, HasZerosFromTheFirstNumberOnThatCannotBeRead)
+TEST_F(ReceivedMessage, HasZerosFromTheFirstUnreadableNumberOn)
 {
     ExpectReadAs("1\ttwo\t3\t4\t5\t6\t7\t8\t9\t10\tone\ttwo\tthree\t", {1}, {});
     ExpectReadAs("1\t2147483648\t3\t0\t0\t0\t0\t0\t0\t0\tone\t\t\t", {1}, {});
@@ -271,7 +271,7 @@ TEST_F(BusTest, ALocaleWithDigitGroupingChangesNoMessage)
     EXPECT_EQ(deliveries.Last().event.args[1], -1000);
 }
 
-TEST_F(ReceivedMessage, IsReadTheSameWhateverACallbackDidToTheStreams)
+TEST_F(ReceivedMessage, IsReadTheSameAfterACallbackChangedStreams)
 {
     const auto spoil = [](void*, srcwatch_event_s* event) {
         for (std::stringstream* stream : {&RequestOf(event), &ReplyOf(event)}) {

@@ -18,7 +18,7 @@ using testing::IsEmpty;
 // ---------------------------------------------------------------------------------------------------------------------
 // Calls and streams
 
-TEST_F(Receiver, AnswersACallThatNobodyHandlesWithTheEmptyText)
+TEST_F(Receiver, AnswersACallWithoutCallbackWithTheEmptyText)
 {
     MakeService();
 
@@ -82,7 +82,7 @@ TEST_F(Receiver, AnswersASenderOfTheLibraryInAnotherThread)
     EXPECT_EQ(reply.str(), "echo 7,two,words");
 }
 
-TEST_F(Receiver, AnswersWithValidUtf8WhateverTheCallbackWrote)
+TEST_F(Receiver, AnswersWithValidUtf8AfterAnyText)
 {
     MakeService();
     receiver->RegisterEventCallback(
@@ -151,7 +151,7 @@ TEST_F(Receiver, HasTheSameStreamsForEveryEvent)
     EXPECT_NE(all[0].event.ptr_args[0], all[0].event.ptr_args[1]);
 }
 
-TEST_F(Receiver, LeavesCallsOfOtherMethodsAndObjectsToGdbusWhichRefusesThem)
+TEST_F(Receiver, LeavesCallsOfOtherMethodsAndObjectsToGdbus)
 {
     MakeService();
     receiver->RegisterEventCallback(5, &Deliveries::Callback, &deliveries);
@@ -243,7 +243,7 @@ TEST_F(Receiver, LetsACallbackSendEventsAndHandlesThemAfterwards)
     EXPECT_EQ(deliveries.Last().event.args[0], 42);
 }
 
-TEST_F(Receiver, OutlivesCallbacksThatThrow)
+TEST_F(Receiver, SurvivesCallbacksThatThrow)
 {
     MakeService();
     receiver->RegisterEventCallback(

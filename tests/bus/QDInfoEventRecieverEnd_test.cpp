@@ -59,7 +59,7 @@ TEST_F(Receiver, EndsAfterTheBusDied)
     }
 }
 
-TEST_F(Receiver, OfAServiceEndsAfterItWasToldThatTheBusDied)
+TEST_F(Receiver, OfAServiceEndsAfterItSawTheBusDie)
 {
     MakeService();
     TheBus().Kill();
@@ -85,7 +85,7 @@ TEST_F(Receiver, OfAServiceSurvivesABusThatDiedBeforeTheMainLoopRan)
     ASSERT_TRUE(WaitUntil([this] { return CountNames(peer) >= 3; }));  // the bus, the peer, the service's connection
     TheBus().Kill();
 
-    EXPECT_TRUE(RunUntil([this] { return Logged(kNameLost); }));  // and the process lives
+    EXPECT_TRUE(RunUntil([this] { return Logged(kNameLost); }));  // and the process continues
 }
 
 TEST_F(Receiver, EndsWithSignalsStillInTheQueue)
@@ -132,7 +132,7 @@ private:
     GMainContext* m_context;
 };
 
-TEST_F(BusTest, AReceiverLivesWhollyInTheMainContextOfItsThread)
+TEST_F(BusTest, AReceiverRunsInTheMainContextOfItsThread)
 {
     BusPeer peer;
     for (const bool isService : {false, true}) {
@@ -167,7 +167,7 @@ TEST_F(BusTest, AReceiverOfAThreadEndsThereAfterItsBusDied)
         EXPECT_TRUE(
             RunUntil([this] { return Logged("E m_NameAcquiredHandler: Registered on DBus"); }, kDeadline, context));
         TheBus().Kill();
-        // GLib tells of the end in the context in which the process's shared connection was made, whosever that was.
+        // GLib reports the end in the context in which the process's shared connection was made, of any thread.
         EXPECT_TRUE(RunUntil(
             [this] {
                 g_main_context_iteration(nullptr, FALSE);

@@ -174,7 +174,7 @@ TEST_F(Receiver, OfAServiceStillReceivesSignalsAfterItLostItsName)
     EXPECT_TRUE(RunUntil([this] { return deliveries.Count() == 1; }));
 }
 
-TEST_F(Receiver, OfAServiceGetsItsNameBackWhenTheOtherGivesItUp)
+TEST_F(Receiver, OfAServiceGetsItsNameBackFromTheOther)
 {
     MakeService();
     peer.RequestName(kChannelName, kReplaceExisting);
@@ -225,7 +225,7 @@ TEST_F(Receiver, OfAServiceWithoutABusLosesTheName)
 TEST_F(Receiver, OfAServiceLeavesNothingExportedAndASecondOneWorks)
 {
     MakeService();
-    GDBusConnection* connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);  // lives on
+    GDBusConnection* connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);  // stays open
     const std::string uniqueName = g_dbus_connection_get_unique_name(connection);
     receiver.reset();
 
@@ -242,7 +242,7 @@ TEST_F(Receiver, OfAServiceLeavesNothingExportedAndASecondOneWorks)
     g_object_unref(connection);
 }
 
-TEST_F(Receiver, OfAServiceMayLiveBesideClientsOfTheSameProcess)
+TEST_F(Receiver, OfAServiceMayRunBesideClientsOfTheProcess)
 {
     MakeService();
     Deliveries ofClient;
@@ -290,7 +290,7 @@ TEST_F(Receiver, DispatchesByType)
     EXPECT_EQ(deliveries.Count(), 5U);
 }
 
-TEST_F(Receiver, LogsATypeThatNobodyRegisteredAsUnsignedNumber)
+TEST_F(Receiver, LogsAnUnknownTypeAsUnsignedNumber)
 {
     MakeClient();
 
@@ -352,7 +352,7 @@ TEST_F(Receiver, UnregistersOneTypeOrAllAndLogsNothing)
     EXPECT_EQ(deliveries.Count(), 2U);
 }
 
-TEST_F(Receiver, UnregistersTheTypeMinusOneOnlyTogetherWithAllOthers)
+TEST_F(Receiver, UnregistersTypeMinusOneOnlyWithAllOthers)
 {
     MakeClient();
     receiver->RegisterEventCallback(-1, &Deliveries::Callback, &deliveries);

@@ -95,7 +95,7 @@ TEST_F(BrokenSender, KeepsItsConnectionAndFails)
     EXPECT_EQ(sender.SendSignal(3), 0);  // the connection is not replaced
 }
 
-TEST_F(BrokenSender, SharesItsClosedConnectionWithNewOnesWhichSaySoOnce)
+TEST_F(BrokenSender, SharesItsClosedConnectionWithNewOnes)
 {
     CQDEventSender later(kChannel);
 
@@ -126,7 +126,7 @@ TEST_F(BusTest, ASenderMadeAfterTheMainLoopHasRunUsesTheNewBus)
 {
     CQDEventSender(kChannel).SendEvent(1);
     TheBus().Restart();
-    // GLib hands out the closed connection until the main loop was told of its end.
+    // GLib hands out the closed connection until the main loop has handled its end.
     ASSERT_TRUE(RunUntil([] { return CQDEventSender(kChannel).SendSignal(2) == 1; }));
     BusPeer peer;
     peer.Listen(kChannelName);
@@ -141,7 +141,7 @@ TEST_F(BusTest, ASenderMadeAfterTheMainLoopHasRunUsesTheNewBus)
 
 class InvalidChannel : public BusTest, public testing::WithParamInterface<const char*> {};
 
-TEST_P(InvalidChannel, GivesFailuresAndLogLines)
+TEST_P(InvalidChannel, FailsWithLogLines)
 {
     CQDEventSender sender(GetParam());
     std::stringstream reply("kept");
@@ -159,7 +159,7 @@ TEST_P(InvalidChannel, GivesFailuresAndLogLines)
     EXPECT_EQ(reply.str(), "kept");
 }
 
-TEST_P(InvalidChannel, GivesReceiversThatReceiveNothing)
+TEST_P(InvalidChannel, MakesReceiversThatReceiveNothing)
 {
     {
         const CQDEventReciever client(GetParam(), false);
@@ -176,7 +176,7 @@ const char* const kInvalidChannels[] = {"a b",  "1",   "a.", ".a",         "a/b"
 
 INSTANTIATE_TEST_SUITE_P(Names, InvalidChannel, testing::ValuesIn(kInvalidChannels));
 
-TEST_F(BusTest, AChannelNameThatIsABusNameButNoPathIsOwnedAndExportsNothing)
+TEST_F(BusTest, AChannelNameThatIsNotAPathExportsNothing)
 {
     {
         const CQDEventReciever service("a-b", true);

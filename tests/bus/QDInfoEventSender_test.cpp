@@ -68,7 +68,7 @@ TEST_F(EventSender, SendsASignalWithExtraText)
     EXPECT_EQ(signals[0].text, std::string(kEmptyMessage) + "extra words\t");
 }
 
-TEST_F(EventSender, SendsTheTypeOfTheOperationNotThatOfTheCurrentEvent)
+TEST_F(EventSender, SendsTheOperationsTypeNotTheCurrentEvents)
 {
     srcwatch_event_s event{};
     event.type = 77;
@@ -263,7 +263,7 @@ TEST_F(EventSender, RefusesAReplyThatIsNotOneText)
     }
 }
 
-TEST_F(EventSender, FailsToCallWhenNobodyOwnsTheName)
+TEST_F(EventSender, FailsToCallWithoutAnOwnerOfTheName)
 {
     std::stringstream reply("kept");
 
@@ -316,7 +316,7 @@ TEST_F(EventSender, FindsTheServiceThatOwnsTheName)
     EXPECT_THAT(service.peer.Calls(), IsEmpty());  // the bus is asked, not the service
 }
 
-TEST_F(EventSender, FindsNoServiceWhenNobodyOwnsTheName)
+TEST_F(EventSender, FindsNoServiceWithoutAnOwnerOfTheName)
 {
     EXPECT_EQ(sender.IsServiceAvailable(), 0);
 

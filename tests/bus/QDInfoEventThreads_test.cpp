@@ -45,7 +45,7 @@ TEST_F(Threads, OfQueriesGoOnWhileAnotherRegistersAndUnregisters)
                 if (srcwatch_get_cec_name(name, thread % 4) != 0) ++bad;
                 if (srcwatch_get_product_type_name(thread % 4, &number) != 0) ++bad;
                 if (srcwatch_get_changed_device_info(thread % 4, &number, &changed) != 0) ++bad;
-                // The stand-ins have one lock for everybody, which is to be free now and then.
+                // The platform in memory has one lock for all threads, which must be free now and then.
                 std::this_thread::sleep_for(std::chrono::microseconds(500));
             }
         });
@@ -66,7 +66,7 @@ TEST_F(Threads, OfQueriesGoOnWhileAnotherRegistersAndUnregisters)
     EXPECT_EQ(bad, 0);
 }
 
-// GLib 2.74 now and then loses its own record of an owned name, 132 bytes, when the name is given up in another thread
+// GLib 2.74 now and then loses its own record of an owned name, 132 bytes, when the name is released in another thread
 // than that of the main loop which is about to hand it over.
 std::unique_ptr<CQDEventReciever> MakeServiceInAnotherThread()
 {
@@ -164,7 +164,7 @@ TEST_F(Threads, OfTwoMainContextsBothGetEverySignal)
 }
 
 // A handler that waits for the lock must not be waited for by a callback that holds it.
-TEST_F(Threads, DoNotBlockEachOtherWhenACallbackDeletesTheReceiverOfAnother)
+TEST_F(Threads, DoNotBlockWhenACallbackDeletesAnothersReceiver)
 {
     const Watchdog watchdog;
     LoopThread loop;
@@ -185,7 +185,7 @@ TEST_F(Threads, DoNotBlockEachOtherWhenACallbackDeletesTheReceiverOfAnother)
                 const auto* self = static_cast<Parts*>(data);
                 self->isInside = true;
                 WaitUntil([self] { return self->isAboutToHandle.load(); });
-                // The main thread is on its way to the lock; nothing tells when it waits there.
+                // The main thread is on its way to the lock; nothing shows when it waits there.
                 WaitUntil([] { return false; }, std::chrono::milliseconds(100));
                 self->client.reset();
             },

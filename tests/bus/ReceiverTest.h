@@ -25,7 +25,7 @@ protected:
         TakeLog();
     }
 
-    // Leaves nothing in the queue: the service has also seen its own first announcement.
+    /// Leaves nothing in the queue: the service has also seen its own first announcement.
     void MakeService()
     {
         receiver = std::make_unique<CQDEventReciever>(kChannel, true);
@@ -39,7 +39,7 @@ protected:
         peer.Emit(kChannelPath, kChannelName, kChannel, g_variant_new("(is)", type, message.c_str()));
     }
 
-    // Emits, and runs the main loop until the receiver has handled it.
+    /// Emits, and runs the main loop until the receiver has handled it.
     void EmitAndHandle(int type, const std::string& message = kEmptyMessage)
     {
         const std::size_t handled = TimesLogged("D m_SignalHandler: signal end");

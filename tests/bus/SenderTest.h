@@ -16,10 +16,10 @@ constexpr char kTokens[] = "D m_ConvertEventToStream: UNKNOWN UNKNOWN UNKNOWN";
 constexpr char kNoConnection[] = "E m_Connect: Couldn't connect to DBus bus: '.+'";
 const std::string kMessageLine = "E m_Call: sizeOfMsgData:44  MsgData:" + std::string(kEmptyMessage);
 
-// The service of the channel, played by an independent peer.
+/// The service of the channel, played by an independent peer.
 class Service {
 public:
-    // Answers calls of the channel's method with the body; GetAll, with which a proxy begins, with no properties.
+    /// Answers calls of the channel's method with the body; GetAll, with which a proxy begins, with no properties.
     explicit Service(const std::function<GVariant*(const BusMessage&)>& body)
     {
         peer.AnswerWith([body](const BusMessage& call) {
@@ -28,7 +28,7 @@ public:
         EXPECT_EQ(peer.RequestName(kChannelName), 1U);
     }
 
-    // The calls of the channel's own method.
+    /// The calls of the channel's own method.
     std::vector<BusMessage> Calls() const
     {
         std::vector<BusMessage> calls;

@@ -29,7 +29,7 @@ public:
 private:
     void Watch();
 
-    std::mutex m_mutex;  // guards m_isDone
+    std::mutex m_mutex;  ///< guards m_isDone
     std::condition_variable m_done;
     bool m_isDone = false;
     std::thread m_thread;
@@ -51,7 +51,7 @@ private:
 
     GMainContext* m_context;
     std::atomic<bool> m_isEnding{false};
-    std::mutex m_mutex;  // guards m_body
+    std::mutex m_mutex;  ///< guards m_body
     std::condition_variable m_called;
     const std::function<void()>* m_body = nullptr;
     std::thread m_thread;

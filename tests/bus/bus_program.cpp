@@ -48,7 +48,7 @@ int Send(const std::string& ending, long number)
     }
     CQDEventSender sender("");
     sender.SendEvent(10, number, 0, 0);
-    if (ending == "exit") std::exit(0);  // the sender still lives
+    if (ending == "exit") std::exit(0);  // the sender still exists
     return 0;
 }
 

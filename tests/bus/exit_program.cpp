@@ -30,7 +30,7 @@ void SendOne()
     Send(sender);
 }
 
-// Lives as long as the process, and is not destroyed.
+// Lasts as long as the process, and is not destroyed.
 CQDEventSender& LastingSender()
 {
     static auto& sender = *new CQDEventSender("");

@@ -217,7 +217,7 @@ def stored_with(inputs, build):
 def differences(path, build):
     shown = Shown(path)
     if not shown.inputs:
-        raise Difference("there is no table of inputs and captures")
+        raise Difference("no table of inputs and captures")
     stored = stored_with(shown.inputs, build)
     for key in ENTRIES:
         if key not in shown.examples or stored[key] is None:

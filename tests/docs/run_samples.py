@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Compile and run every code sample of a guide, in the order in which a reader meets them.
 
-A fenced block is a sample by its language; a comment in the line above says what there is to know:
+A fenced block is a sample by its language; a comment in the line above has what the tests need to know:
 
     c, cpp   a program: compiled with the project's warnings, and run; must end with 0
     sh       a script: run, in an empty directory, with the build's programs in the path
@@ -10,7 +10,7 @@ A fenced block is a sample by its language; a comment in the line above says wha
     ini      <!-- platform.conf -->                 it becomes the platform's configuration for the samples after it
     text     <!-- prints -->                        what the program or script before it printed, to the letter
 
-Blocks without a language, and text without a comment, are no samples. Any other language is an error, so that no sample
+Blocks without a language, and text without a comment, are not samples. Any other language is an error, so that no sample
 is left out unseen. Everything runs in a private place: own settings, own message bus.
 """
 import argparse

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The smallest platform that the library can live on: a TV with two HDMI inputs and a cable in the first, whose
+// The smallest platform that the library can work on: a TV with two HDMI inputs and a cable in the first, whose
 // settings last as long as the process, and whose log is the standard error stream.
 #include <cstdarg>
 #include <cstdio>

@@ -23,12 +23,12 @@ constexpr int kHdmiInputs = 4;
 
 void RunWorker(pid_t parent, const std::function<void()>& body)
 {
-    (void)prctl(PR_SET_PDEATHSIG, SIGKILL);
+    static_cast<void>(prctl(PR_SET_PDEATHSIG, SIGKILL));  // a child that outlives its parent ends by itself
     if (getppid() != parent) _exit(1);
     try {
         body();
     } catch (const std::exception& e) {
-        (void)std::fprintf(stderr, "a process failed: %s\n", e.what());
+        static_cast<void>(std::fprintf(stderr, "a process failed: %s\n", e.what()));
         _exit(1);
     }
     _exit(0);
@@ -45,7 +45,7 @@ void* ShareMemory(std::size_t size)
 
 Worker::Worker(const std::function<void()>& body)
 {
-    (void)std::fflush(nullptr);
+    static_cast<void>(std::fflush(nullptr));  // or the child prints it again
     const pid_t parent = getpid();
     m_id = fork();
     if (m_id < 0) throw std::runtime_error("cannot fork");
@@ -55,11 +55,13 @@ Worker::Worker(const std::function<void()>& body)
 Worker::~Worker()
 {
     if (m_id < 0) return;
-    (void)kill(m_id, SIGKILL);
-    (void)waitpid(m_id, nullptr, 0);
+    Signal(SIGKILL);
+    static_cast<void>(waitpid(m_id, nullptr, 0));  // it was killed
 }
 
-bool Worker::EndsWell()
+void Worker::Signal(int number) const { static_cast<void>(kill(m_id, number)); }  // it may have ended
+
+bool Worker::Succeeds()
 {
     int status = 0;
     const pid_t id = m_id;
@@ -118,7 +120,7 @@ bool Has(const std::vector<std::string>& arguments, const std::string& option)
 int RunAtHome(int argc, char** argv, int (*body)(const std::vector<std::string>& arguments))
 {
     const std::vector<std::string> arguments(argv + 1, argv + argc);
-    (void)std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    static_cast<void>(std::setvbuf(stdout, nullptr, _IOLBF, 0));  // only the order of lines depends on it
     return srcwatch_test::RunInHome(argc, argv, kHdmiInputs, [&] { return body(arguments); });
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What the load programs share: processes, memory that they share, times, and what they found. A program ends with 0
-// when all that it watches held; otherwise it says "FOUND: ..." and ends with 1. Each can be given a fault on purpose.
+// when all that it watches held; otherwise it prints "FOUND: ..." and ends with 1. Each has options that plant a fault.
 #ifndef SRCWATCH_TESTS_LOAD_H
 #define SRCWATCH_TESTS_LOAD_H
 
@@ -18,7 +18,7 @@ namespace load {
 
 using Clock = std::chrono::steady_clock;
 
-/// Memory, full of zeros, for this process and those that it forks. Never given back.
+/// Memory, full of zeros, for this process and those that it forks. It is never released.
 void* ShareMemory(std::size_t size);
 template <typename Type>
 Type& Share()
@@ -36,20 +36,21 @@ public:
     ~Worker();
 
     pid_t Id() const { return m_id; }
-    /// Whether it has ended by itself and well.
-    bool EndsWell();
+    void Signal(int number) const;
+    /// Waits for its end. @return True if it ended by itself with 0.
+    bool Succeeds();
 
 private:
     pid_t m_id;
 };
 
-/// Waits until the condition holds; false when that takes more than the time.
+/// Waits until the condition holds. @return False if that takes more than the time.
 bool WaitUntil(const std::function<bool()>& condition, std::chrono::milliseconds time = std::chrono::seconds(30));
 
 /// Microseconds of the monotonic clock.
 std::int64_t NowUs();
 
-/// How long this thread was ready to run and had no core: that is the machine's doing.
+/// How long this thread was ready to run and had no core: that is due to the machine.
 std::int64_t QueuedUs();
 
 /// Raises a maximum.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // One process announces events at a steady rate to receivers in processes of their own: each gets all of them, in
-// order. With --stop N, one more receiver does nothing for N seconds in between, which stalls nobody.
+// order. With --stop N, one more receiver does nothing for N seconds in between, which stalls no other process.
 // Usage: events_load [--seconds N] [--rate N] [--stop N] [--skip] [--swap] [--stall]; the last three are faults on
 // purpose: an event that is not sent, two that are sent the wrong way round, a receiver that stalls.
 #include "Load.h"
@@ -128,9 +128,9 @@ bool HaveAll(const Board& board, int receivers, std::int64_t total)
 void StopForAWhile(const Worker& receiver, const Plan& plan)
 {
     std::this_thread::sleep_for(std::chrono::seconds(1));
-    (void)kill(receiver.Id(), SIGSTOP);
+    receiver.Signal(SIGSTOP);
     std::this_thread::sleep_for(std::chrono::seconds(*plan.stop));
-    (void)kill(receiver.Id(), SIGCONT);
+    receiver.Signal(SIGCONT);
 }
 
 int Judge(const Board& board, int receivers, const Plan& plan)
@@ -177,11 +177,13 @@ int Run(const std::vector<std::string>& arguments)
 
     const std::int64_t total = std::int64_t{plan.seconds} * plan.rate;
     const bool isSent = WaitUntil([&] { return board.sendingUs > 0; }, std::chrono::seconds(plan.seconds * 4 + 10));
-    (void)WaitUntil([&] { return HaveAll(board, receivers, total); }, std::chrono::seconds(plan.skips ? 2 : 30));
+    // What is missing then is reported as lost.
+    static_cast<void>(
+        WaitUntil([&] { return HaveAll(board, receivers, total); }, std::chrono::seconds(plan.skips ? 2 : 30)));
     board.isOver = true;
     Report report;
-    report.Require(isSent && sender.EndsWell(), "the sender failed");
-    for (Worker& worker : workers) report.Require(worker.EndsWell(), "a receiver failed");
+    report.Require(isSent && sender.Succeeds(), "the sender failed");
+    for (Worker& worker : workers) report.Require(worker.Succeeds(), "a receiver failed");
     return Judge(board, receivers, plan) | report.Result();
 }
 

@@ -173,16 +173,16 @@ int Run(const std::vector<std::string>& arguments)
     std::this_thread::sleep_for(std::chrono::seconds(seconds));
     if (stopsReader) {
         for (int stop = 0; stop < 10; ++stop) {
-            (void)kill(readers[0].Id(), SIGSTOP);
+            readers[0].Signal(SIGSTOP);
             std::this_thread::sleep_for(std::chrono::milliseconds(150));
-            (void)kill(readers[0].Id(), SIGCONT);
+            readers[0].Signal(SIGCONT);
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
     }
     board.isOver = true;
     Report ends;
-    for (Worker& reader : readers) ends.Require(reader.EndsWell(), "a reader failed");
-    ends.Require(writer.EndsWell(), "the writer failed");
+    for (Worker& reader : readers) ends.Require(reader.Succeeds(), "a reader failed");
+    ends.Require(writer.Succeeds(), "the writer failed");
     return Judge(board, seconds) | ends.Result();
 }
 

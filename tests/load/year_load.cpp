@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A year of use in minutes: a service that sees devices come and go, saves and announces, and an application that is
-// told and asks. Neither grows.
+// notified and queries. Neither grows.
 // Usage: year_load [--saves N] [--queries N] [--leak] [--leak-descriptors]; the last two are faults on purpose.
 #include "Load.h"
 #include "Process.h"
@@ -45,7 +45,7 @@ struct Plan {
     bool leaksDescriptors;
 };
 
-// A device comes to a port, or goes from it: the record is set and saved, and the application is told.
+// A device comes to a port, or goes from it: the record is set and saved, and the application is notified.
 void Plug(qdinfo::CQDInfoData& table, qdinfo::CQDEventSender& sender, int number)
 {
     const int port = number % srcwatch_test::kRecords;
@@ -74,7 +74,7 @@ void Serve(Board& board, const Plan& plan)
         Plug(table, sender, number);
         ++board.saves;
         if (plan.leaks) g_lost = std::malloc(200);
-        if (plan.leaksDescriptors && number % 100 == 0) (void)open("/dev/null", O_RDONLY);
+        if (plan.leaksDescriptors && number % 100 == 0) static_cast<void>(open("/dev/null", O_RDONLY));
     }
     while (!board.isOver) std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
@@ -146,9 +146,9 @@ int Run(const std::vector<std::string>& arguments)
     Judge(report, "the service", serviceBefore, Measure(service.Id()));
     Judge(report, "the application", applicationBefore, Measure(application.Id()));
     report.Require(board.failures == 0, std::to_string(board.failures) + " queries failed");
-    report.Require(board.events == board.saves, "events lost or told twice");
+    report.Require(board.events == board.saves, "events lost or sent twice");
     board.isOver = true;
-    report.Require(service.EndsWell() && application.EndsWell(), "a process failed");
+    report.Require(service.Succeeds() && application.Succeeds(), "a process failed");
     return report.Result();
 }
 

@@ -11,8 +11,8 @@
 namespace srcwatch_test {
 
 struct StoreReads {
-    std::map<std::string, int> texts;  // reads of texts, by key
-    int listings = 0;                  // of the whole store
+    std::map<std::string, int> texts;  ///< reads of texts, by key
+    int listings = 0;                  ///< of the whole store
 };
 
 /// Since it was last reset.

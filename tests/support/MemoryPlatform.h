@@ -120,7 +120,7 @@ Platform& ThePlatform();
 /// replaces a definition that leaves everything as it is.
 void ConfigurePlatform(Platform& platform);
 
-/// Held while a call is answered and recorded: for tests that look while other threads call.
+/// Held while a call is answered and recorded: for tests that read the state while other threads call.
 std::recursive_mutex& PlatformMutex();
 
 /// The number of HDMI inputs that the library must see; -1 if there are none.

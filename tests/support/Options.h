@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The options that a text speaks of, to compare what a program tells with what its manual page says.
+// The options in a text, to compare the help of a program with its manual page.
 #ifndef SRCWATCH_TESTS_OPTIONS_H
 #define SRCWATCH_TESTS_OPTIONS_H
 

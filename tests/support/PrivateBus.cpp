@@ -183,7 +183,7 @@ PrivateBus& TheBus()
 
 bool RunUntil(const std::function<bool()>& condition, std::chrono::milliseconds deadline, GMainContext* context)
 {
-    // The condition may come true in another thread, which wakes nobody up.
+    // The condition may come true in another thread, which does not wake this one.
     GSource* tick = g_timeout_source_new(2);
     g_source_set_callback(
         tick, [](void*) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr, nullptr);
@@ -256,7 +256,7 @@ std::vector<BusMessage> BusPeer::Received(GDBusMessageType kind) const
     return messages;
 }
 
-// What the bus itself tells a connection about its names is nobody's event.
+// What the bus itself reports to a connection about its names is not an event.
 std::vector<BusMessage> BusPeer::Signals() const
 {
     std::vector<BusMessage> signals = Received(G_DBUS_MESSAGE_TYPE_SIGNAL);
@@ -371,7 +371,7 @@ GDBusMessage* BusPeer::Filter(GDBusConnection*, GDBusMessage* message, gboolean 
     return nullptr;  // GDBus would refuse a call to an object that it does not know
 }
 
-// True when nobody else is to handle the message.
+// Returns true if the message is not to be handled any further.
 bool BusPeer::Take(GDBusMessage* message)
 {
     const BusMessage parts = PartsOf(message);

@@ -50,17 +50,18 @@ private:
     std::string m_directory;
     std::string m_address;
     pid_t m_pid = -1;
-    pid_t m_owner;  // the process that has to clean up, not one that was forked from it
+    pid_t m_owner;  ///< the process that has to clean up, not one that was forked from it
 };
 
 /// The bus of this program, started by the first call and ended with the program.
 PrivateBus& TheBus();
 
-/// Runs the main context (the default one when null) until the condition holds. False when the deadline came first.
+/// Runs the main context (the default one if null) until the condition holds. @return False if the deadline came
+/// first.
 bool RunUntil(const std::function<bool()>& condition, std::chrono::milliseconds deadline = kDeadline,
               GMainContext* context = nullptr);
 
-/// Waits, without running any main context, until the condition holds. False when the deadline came first.
+/// Waits, without running any main context, until the condition holds. @return False if the deadline came first.
 bool WaitUntil(const std::function<bool()>& condition, std::chrono::milliseconds deadline = kDeadline);
 
 using Variant = srcwatch::Handle<GVariant, g_variant_unref>;
@@ -69,14 +70,14 @@ using Variant = srcwatch::Handle<GVariant, g_variant_unref>;
 struct BusMessage {
     GDBusMessageType kind = G_DBUS_MESSAGE_TYPE_INVALID;
     std::string sender, destination, path, interface, member;
-    std::string error;      // name of the error, of an error reply
-    std::string signature;  // of the body, without the parentheses
-    int type = 0;           // the first item of a body "is"
-    std::string text;       // the text of a body "is" or "s"
+    std::string error;      ///< name of the error, of an error reply
+    std::string signature;  ///< of the body, without the parentheses
+    int type = 0;           ///< the first item of a body "is"
+    std::string text;       ///< the text of a body "is" or "s"
     std::uint32_t replySerial = 0;
 };
 
-/// An independent client and service. It answers in GDBus's worker thread, whatever the test's own threads do.
+/// An independent client and service. It answers in GDBus's worker thread, independently of the test's own threads.
 class BusPeer {
 public:
     explicit BusPeer(const std::string& address = TheBus().Address());
@@ -90,7 +91,7 @@ public:
     std::vector<BusMessage> Signals() const;
     /// The method calls that arrived so far.
     std::vector<BusMessage> Calls() const;
-    /// Waits for at least so many signals and gives those that there are then.
+    /// Waits for at least count signals. @return Those that arrived until then.
     std::vector<BusMessage> WaitForSignals(std::size_t count, std::chrono::milliseconds deadline = kDeadline);
     void Forget();
 
@@ -99,23 +100,23 @@ public:
     using Answerer = std::function<GVariant*(const BusMessage& call)>;
     void AnswerWith(Answerer answerer);
 
-    /// Asks the bus for a name, with DBUS_NAME_FLAG_... as flags; gives its DBUS_REQUEST_NAME_REPLY_...
+    /// Requests a name from the bus, with DBUS_NAME_FLAG_... as flags. @return DBUS_REQUEST_NAME_REPLY_...
     std::uint32_t RequestName(const std::string& name, std::uint32_t flags = 0);
     void ReleaseName(const std::string& name);
-    /// The unique name of a name's owner, empty when there is none.
+    /// Returns the unique name of a name's owner; empty if it has none.
     std::string OwnerOf(const std::string& name);
 
     /// Broadcasts a signal; it has left the process when this returns. Takes a floating body.
     void Emit(const std::string& path, const std::string& interface, const std::string& member, GVariant* body);
-    /// Sends a method call and gives its serial number, by which its reply is found. Takes a floating body.
+    /// Sends a method call. Takes a floating body. @return The serial number, by which the reply is found.
     std::uint32_t Send(const std::string& destination, const std::string& path, const std::string& interface,
                        const std::string& method, GVariant* body);
-    /// Whether the reply to a call has arrived, and which it was.
+    /// Returns true if the reply to a call has arrived, and stores it in reply.
     bool ReplyTo(std::uint32_t serial, BusMessage* reply = nullptr) const;
-    /// A call to the bus itself, answered without any main loop. Null when it was refused.
+    /// Calls the bus itself, without any main loop. @return The reply; null if the call was refused.
     Variant AskBus(const std::string& method, GVariant* arguments);
 
-    /// When this returns, the bus has handled all that was sent on this connection.
+    /// Waits until the bus has handled all that was sent on this connection.
     void Sync();
     const std::string& UniqueName() const { return m_uniqueName; }
     bool IsClosed() const { return g_dbus_connection_is_closed(m_connection) != FALSE; }
@@ -129,7 +130,7 @@ private:
     GDBusConnection* m_connection;
     std::string m_uniqueName;
     unsigned m_filter;
-    mutable std::mutex m_mutex;  // guards what follows
+    mutable std::mutex m_mutex;  ///< guards what follows
     std::condition_variable m_arrived;
     std::vector<BusMessage> m_received;
     Answerer m_answerer;

@@ -21,15 +21,15 @@ namespace {
 
 constexpr int kCannotRun = 127;
 
-// The child's side of fork(): only calls that are safe there.
+// The child's side of fork(): only calls that are safe there. A failure shows in the parent, as the test fails.
 [[noreturn]] void Execute(char* const* arguments, char* const* environment, int output, int errors)
 {
-    (void)prctl(PR_SET_PDEATHSIG, SIGKILL);
+    static_cast<void>(prctl(PR_SET_PDEATHSIG, SIGKILL));
     sigset_t none;
     sigemptyset(&none);
-    (void)sigprocmask(SIG_SETMASK, &none, nullptr);
+    static_cast<void>(sigprocmask(SIG_SETMASK, &none, nullptr));
     if (dup2(output, STDOUT_FILENO) >= 0 && dup2(errors, STDERR_FILENO) >= 0) {
-        (void)execvpe(arguments[0], arguments, environment);
+        static_cast<void>(execvpe(arguments[0], arguments, environment));  // returns only if it failed
     }
     _exit(kCannotRun);
 }
@@ -74,8 +74,7 @@ Process::Process(const std::vector<std::string>& command, const std::string& out
     const int errors = OpenOutput(outputPath + ".err");
     m_id = fork();
     if (m_id == 0) Execute(argumentPointers.data(), variablePointers.data(), output, errors);
-    (void)close(output);
-    (void)close(errors);
+    for (const int file : {output, errors}) static_cast<void>(close(file));  // the child has its own
     if (m_id < 0) throw std::runtime_error("cannot start " + command[0]);
 }
 
@@ -83,10 +82,10 @@ Process::~Process()
 {
     if (Result()) return;
     Signal(SIGKILL);
-    (void)Wait();
+    static_cast<void>(Wait());  // it was killed
 }
 
-void Process::Signal(int number) const { (void)kill(m_id, number); }
+void Process::Signal(int number) const { static_cast<void>(kill(m_id, number)); }  // it may have ended
 
 std::optional<int> Process::Result()
 {

@@ -16,8 +16,8 @@ namespace srcwatch_test {
 
 class Process {
 public:
-    /// Start a program, found by PATH, with these variables added to the environment. Its standard output and error go
-    /// to files of the given path with ".out" and ".err" after it. Throws when it cannot be started.
+    /// Starts a program, found by PATH, with these variables added to the environment. Its standard output and error go
+    /// to the files outputPath + ".out" and ".err". Throws if it cannot be started.
     Process(const std::vector<std::string>& command, const std::string& outputPath,
             const std::map<std::string, std::string>& environment = {});
     /// Kills the program if it still runs.
@@ -28,9 +28,10 @@ public:
     pid_t Id() const { return m_id; }
     void Signal(int number) const;
 
-    /// The exit code once the program has ended, 128 plus the signal's number after a signal; nothing while it runs.
+    /// Returns the exit code once the program has ended, 128 plus the signal's number after a signal; nothing while it
+    /// runs.
     std::optional<int> Result();
-    /// Wait for the end. Nothing when the time is over before.
+    /// Waits for the end. @return As Result(); nothing if the time is over before.
     std::optional<int> Wait(std::chrono::milliseconds time = std::chrono::seconds(10));
 
     std::string Output() const;
@@ -42,14 +43,14 @@ private:
     std::optional<int> m_result;
 };
 
-/// What a process holds.
+/// The resources that a process holds.
 struct Footprint {
     long anonymousKiB = 0;
     long descriptors = 0;
 };
 Footprint Measure(pid_t process);
 
-/// The whole content of a file; empty when it cannot be read.
+/// Returns the whole content of a file; empty if it cannot be read.
 std::string ReadFile(const std::string& path);
 
 }  // namespace srcwatch_test

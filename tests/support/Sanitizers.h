@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Which sanitizer a test is built with, 1 or 0: gcc and clang have different ways to tell.
+// Which sanitizer a test is built with, 1 or 0: gcc and clang show it in different ways.
 #ifndef SRCWATCH_TESTS_SANITIZERS_H
 #define SRCWATCH_TESTS_SANITIZERS_H
 

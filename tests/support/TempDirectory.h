@@ -22,7 +22,7 @@ public:
     }
     ~TempDirectory()
     {
-        std::error_code ignored;  // nothing more can be done about what stays
+        std::error_code ignored;  ///< nothing more can be done about what stays
         std::filesystem::remove_all(m_path, ignored);
     }
     TempDirectory(const TempDirectory&) = delete;

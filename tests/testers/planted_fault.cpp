@@ -10,7 +10,7 @@
 
 namespace {
 
-// Nothing tells the compiler what is in it, so that no fault is optimised away.
+// The compiler cannot know its value, so that no fault is optimised away.
 volatile int g_one = 1;
 int g_shared = 0;
 

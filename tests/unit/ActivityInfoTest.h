@@ -27,7 +27,7 @@ struct Field {
     SetNumber setNumber;
     GetText getText;
     SetText setText;
-    const char* logged;  // what the getter logs in front of the text; null when it logs nothing
+    const char* logged;  ///< what the getter logs in front of the text; null if it logs nothing
 
     bool IsNumber() const { return getNumber != nullptr; }
 };
@@ -69,7 +69,7 @@ inline const Field kFields[] = {
 constexpr int kFieldCount = 18;
 static_assert(std::size(kFields) == kFieldCount);
 
-// Different for each field, and not a default.
+/// Different for each field, and not a default.
 inline Json::Value ValueOf(int index, int number, const std::string& text)
 {
     if (kFields[index].IsNumber()) return number + index;
@@ -115,7 +115,7 @@ inline std::string WhatOf(const std::function<void()>& failing)
 
 class ActivityInfo : public PlatformTest {
 protected:
-    // Writes through the setters, so that a test of reading does not depend on reading.
+    /// Writes through the setters, so that a test of reading does not depend on reading.
     void GivenOldValues()
     {
         for (int i = 0; i < kFieldCount; ++i) Set(record, kFields[i], OldValueOf(i));

@@ -34,8 +34,8 @@ struct TextField {
     const char* key;
     GetText get;
     SetText set;
-    const char* logged;            // what the record's getter logs in front of the text; null when it logs nothing
-    const char* opticalGetterLog;  // what the table's own getter and setter log for port 99; null when nothing
+    const char* logged;            ///< what the record's getter logs in front of the text; null if it logs nothing
+    const char* opticalGetterLog;  ///< what the table's own getter and setter log for port 99; null if nothing
     const char* opticalSetterLog;
 };
 
@@ -121,7 +121,7 @@ class ActivityTable : public PlatformTest {
 protected:
     static std::size_t HdmiInputs() { return HDMI_PORT_COUNT > 0 ? static_cast<std::size_t>(HDMI_PORT_COUNT) : 0U; }
 
-    // The HDMI ports of the TV, and the optical one.
+    /// The HDMI ports of the TV, and the optical one.
     static std::vector<int> AllPorts()
     {
         std::vector<int> ports = {OPTICAL_PORT};
@@ -135,7 +135,7 @@ protected:
         return {-1, -2, -99, size, size + 1, size + 50, 98, 100, INT_MAX, INT_MIN};
     }
 
-    // Gives every field of every record its own value.
+    /// Sets every field of every record to a value of its own.
     void GivenFilledTable()
     {
         Json::Value empty(Json::objectValue);
@@ -163,7 +163,7 @@ protected:
         return record;
     }
 
-    // As the documents show it.
+    /// As the documents show it.
     Json::Value RecordOf(int port)
     {
         if (port == OPTICAL_PORT) return OpticalDocumentOf(table)["activity"];
@@ -173,7 +173,7 @@ protected:
     CQDInfoData table;
 };
 
-// For what can only be seen on a TV with HDMI inputs.
+/// For what can only be seen on a TV with HDMI inputs.
 class ActivityTableWithInputs : public ActivityTable {
 protected:
     void SetUp() override

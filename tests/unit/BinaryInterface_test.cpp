@@ -47,18 +47,18 @@ TEST(BinaryInterface, StatisticsRecordHasItsSizeAndOffsets)
     EXPECT_EQ(sizeof(srcwatch_kpi_info_s), 8U + 4 * kText);
 }
 
-TEST(BinaryInterface, ActivityRecordIsANumberElevenTextsAndSixNumbers)
+TEST(BinaryInterface, RecordIsANumberElevenTextsAndSixNumbers)
 {
     EXPECT_EQ(sizeof(CQDInfoActivityInfo), AlignedForText(sizeof(int)) + 11 * kText + AlignedForText(6 * sizeof(int)));
 }
 
-TEST(BinaryInterface, TableIsItsVirtualTableTheRecordsAnIndexAndTheOpticalRecord)
+TEST(BinaryInterface, TableIsRecordsIndexAndOpticalRecord)
 {
     EXPECT_EQ(sizeof(CQDInfoData), sizeof(void*) + sizeof(std::vector<CQDInfoActivityInfo>) +
                                        AlignedForText(sizeof(int)) + sizeof(CQDInfoActivityInfo));
 }
 
-TEST(BinaryInterface, StoreAddsTheSingletonsVirtualTableToTheTable)
+TEST(BinaryInterface, StoreAddsTheSingletonsVirtualTable)
 {
     EXPECT_EQ(sizeof(CQDInfoServerData), sizeof(CQDInfoData) + sizeof(void*));
 }

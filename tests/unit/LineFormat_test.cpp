@@ -32,7 +32,7 @@ TEST_F(LineFormats, DoNotEvaluateTheirExamples)
     EXPECT_EQ(count, 0);
 }
 
-TEST_F(LineFormats, AreLoggedForTheGivenPlace)
+TEST_F(LineFormats, AreLoggedForTheirPlace)
 {
     qdinfo::LogLine(CallSite{"LineFormat_test.cpp", "Caller", 7}, QDLOG_DEBUG, QDLOG_FORMAT("%d %s", 0, ""), 5, "five");
 

@@ -42,7 +42,7 @@ protected:
         platform.sequence.clear();
     }
 
-    // Whether the process has a store, which is gone afterwards.
+    // Returns true if the process has a store, which is gone afterwards.
     bool StoreIsThere()
     {
         ForgetCalls();
@@ -51,7 +51,7 @@ protected:
     }
 };
 
-TEST_F(Lifecycle, GivesAClientNoStore)
+TEST_F(Lifecycle, MakesNoStoreForAClient)
 {
     EXPECT_FALSE(CQDInfoAPI::Create(false));
     EXPECT_EQ(CQDInfoAPI::GetQDInfoUtil(), nullptr);

@@ -27,7 +27,7 @@ TEST_F(ActivityInfo, ReadsEveryFieldFromItsKey)
     EXPECT_EQ(obj, ObjectOf(NewValueOf));
 }
 
-TEST_F(ActivityInfo, ReadsAnEmptyObjectAsDefaultsAndCompletesItWithNulls)
+TEST_F(ActivityInfo, ReadsAnEmptyObjectAsDefaultsAndAddsNulls)
 {
     GivenOldValues();
     Json::Value obj(Json::objectValue);
@@ -82,11 +82,11 @@ TEST_F(ActivityInfo, LeavesOtherMembersOfTheObjectAlone)
 {
     Json::Value obj = ObjectOf(NewValueOf);
     obj["Other"]["deep"] = 1;
-    const Json::Value given = obj;
+    const Json::Value before = obj;
 
     EXPECT_TRUE(record.Read(obj));
 
-    EXPECT_EQ(obj, given);
+    EXPECT_EQ(obj, before);
 }
 
 TEST_F(ActivityInfo, ReadsEmptyTextsThatItsSettersRefuse)
@@ -129,7 +129,7 @@ std::vector<Json::Value> WrongValuesFor(const Field& field)
     return values;
 }
 
-TEST_P(ActivityField, OfTheWrongKindKeepsItselfAndTheLaterFieldsAndChangesTheEarlierOnes)
+TEST_P(ActivityField, OfTheWrongKindKeepsItselfAndTheLaterFields)
 {
     for (const Json::Value& wrong : WrongValuesFor(field)) {
         GivenOldValues();
@@ -171,7 +171,7 @@ TEST_P(ActivityField, OfTheWrongKindEndsTheVisitOfTheKeys)
 }
 
 struct Conversion {
-    Json::Value given;
+    Json::Value stored;
     Json::Value read;
 };
 
@@ -182,11 +182,11 @@ TEST_P(ActivityNumber, IsConvertedFromOtherKinds)
     };
     for (const Conversion& conversion : conversions) {
         Json::Value obj(Json::objectValue);
-        obj[field.key] = conversion.given;
+        obj[field.key] = conversion.stored;
 
-        EXPECT_TRUE(record.Read(obj)) << conversion.given;
+        EXPECT_TRUE(record.Read(obj)) << conversion.stored;
 
-        EXPECT_EQ(Get(record, field), conversion.read) << conversion.given;
+        EXPECT_EQ(Get(record, field), conversion.read) << conversion.stored;
     }
 }
 
@@ -195,31 +195,31 @@ TEST_P(ActivityText, IsConvertedFromOtherKinds)
     const Conversion conversions[] = {{false, "false"}, {true, "true"}, {-5, "-5"}, {7U, "7"}, {1.5, "1.5"}};
     for (const Conversion& conversion : conversions) {
         Json::Value obj(Json::objectValue);
-        obj[field.key] = conversion.given;
+        obj[field.key] = conversion.stored;
 
-        EXPECT_TRUE(record.Read(obj)) << conversion.given;
+        EXPECT_TRUE(record.Read(obj)) << conversion.stored;
 
-        EXPECT_EQ(Get(record, field), conversion.read) << conversion.given;
+        EXPECT_EQ(Get(record, field), conversion.read) << conversion.stored;
     }
 }
 
 // Not null and not an object.
 const Json::Value kNoObjects[] = {Json::arrayValue, 5, 7U, 1.5, true, "text", ""};
 
-TEST_F(ActivityInfo, RefusesToReadWhatIsNoObject)
+TEST_F(ActivityInfo, RefusesToReadWhatIsNotAnObject)
 {
     for (Json::Value obj : kNoObjects) {
-        const Json::Value given = obj;
+        const Json::Value before = obj;
         const std::string reason = WhatOf([&] { obj["PortNum"]; });
         GivenOldValues();
         platform.sequence.clear();
 
-        EXPECT_FALSE(record.Read(obj)) << given;
+        EXPECT_FALSE(record.Read(obj)) << before;
 
         EXPECT_THAT(
             platform.sequence,
             ElementsAre("E QDInfoActivityInfo.cpp Read: Exception Handled by CQDInfoActivityInfo::Read: " + reason));
-        EXPECT_EQ(obj, given);
+        EXPECT_EQ(obj, before);
         for (int i = 0; i < kFieldCount; ++i) EXPECT_EQ(Get(record, kFields[i]), OldValueOf(i)) << kFields[i].key;
     }
 }
@@ -305,19 +305,19 @@ TEST_F(ActivityInfo, ReplacesItsMembersAndLeavesTheOthers)
     EXPECT_EQ(obj, expected);
 }
 
-TEST_F(ActivityInfo, RefusesToWriteIntoWhatIsNoObject)
+TEST_F(ActivityInfo, RefusesToWriteIntoWhatIsNotAnObject)
 {
     for (Json::Value obj : kNoObjects) {
-        const Json::Value given = obj;
+        const Json::Value before = obj;
         const std::string reason = WhatOf([&] { obj["PortNum"]; });
         platform.sequence.clear();
 
-        EXPECT_FALSE(record.Write(obj)) << given;
+        EXPECT_FALSE(record.Write(obj)) << before;
 
         EXPECT_THAT(
             platform.sequence,
             ElementsAre("E QDInfoActivityInfo.cpp Write: Exception Handled by CQDInfoActivityInfo::Write: " + reason));
-        EXPECT_EQ(obj, given);
+        EXPECT_EQ(obj, before);
     }
 }
 
@@ -370,7 +370,7 @@ private:
     std::uniform_int_distribution<int> m_number{INT_MIN, INT_MAX};
 };
 
-TEST_F(ActivityInfo, RestoresRandomRecordsOfAnyBytesFromTheirObjects)
+TEST_F(ActivityInfo, RestoresRandomRecordsOfAnyBytesFromObjects)
 {
     RandomRecords records(CHAR_MIN, CHAR_MAX);
     for (int round = 0; round < 500; ++round) {
@@ -385,7 +385,7 @@ TEST_F(ActivityInfo, RestoresRandomRecordsOfAnyBytesFromTheirObjects)
     }
 }
 
-TEST_F(ActivityInfo, RestoresRandomRecordsOfAsciiTextFromTheirJsonTexts)
+TEST_F(ActivityInfo, RestoresRandomRecordsOfAsciiFromJsonTexts)
 {
     RandomRecords records(1, 127);
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());

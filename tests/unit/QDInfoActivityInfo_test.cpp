@@ -56,7 +56,7 @@ TEST_P(ActivityField, IsLoggedByItsGetterOnEachCall)
     EXPECT_EQ(platform.sequence, expected);
 }
 
-TEST_P(ActivityField, TakesNamesThatLookLikeFormatsOrEscapesAsTheyAre)
+TEST_P(ActivityField, TakesNamesLikeFormatsOrEscapesAsTheyAre)
 {
     if (field.IsNumber()) return;
     for (const char* name : srcwatch_test::kHostileNames) {

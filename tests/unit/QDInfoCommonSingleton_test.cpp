@@ -37,9 +37,9 @@ public:
     Instance()
     {
         if (throws) throw std::runtime_error("no instance");
-        ++alive;
+        ++instances;
     }
-    ~Instance() override { --alive; }
+    ~Instance() override { --instances; }
 
     // Not inlined: the compiler would see one of a pair only, and complain of a mismatch.
     [[gnu::noinline]] static void* operator new(std::size_t size) { return ::operator new(size); }
@@ -55,7 +55,7 @@ public:
 
     static inline bool memory = true;
     static inline bool throws = false;
-    static inline std::atomic<int> alive = 0;
+    static inline std::atomic<int> instances = 0;
 
     std::string name = "the instance";
 };
@@ -73,7 +73,7 @@ protected:
         Instance::DestroyInstance();
     }
 
-    // Whether another thread obtains an instance, which it cannot while the lock is held.
+    // Returns true if another thread obtains an instance, which it cannot while the lock is held.
     static bool OthersCanEnter()
     {
         return ReturnsInAnotherThread([] { Instance::GetInstance(); });
@@ -82,12 +82,12 @@ protected:
 
 TEST_F(Singleton, IsMadeOnFirstUse)
 {
-    EXPECT_EQ(Instance::alive, 0);
+    EXPECT_EQ(Instance::instances, 0);
 
     const Instance* instance = Instance::GetInstance();
 
     ASSERT_NE(instance, nullptr);
-    EXPECT_EQ(Instance::alive, 1);
+    EXPECT_EQ(Instance::instances, 1);
     EXPECT_THAT(platform.sequence, ElementsAre(kNew));
 }
 
@@ -96,7 +96,7 @@ TEST_F(Singleton, IsTheSameObjectAtEachCallAndLogsNewOnce)
     const Instance* first = Instance::GetInstance();
 
     EXPECT_EQ(Instance::GetInstance(), first);
-    EXPECT_EQ(Instance::alive, 1);
+    EXPECT_EQ(Instance::instances, 1);
     EXPECT_THAT(platform.sequence, ElementsAre(kNew));
 }
 
@@ -119,7 +119,7 @@ TEST_F(Singleton, IsDestroyedAsAWhole)
 
     Instance::DestroyInstance();
 
-    EXPECT_EQ(Instance::alive, 0);
+    EXPECT_EQ(Instance::instances, 0);
     EXPECT_THAT(platform.sequence, ElementsAre(kDestroy));
 }
 
@@ -130,7 +130,7 @@ TEST_F(Singleton, IsMadeAgainAfterItWasDestroyed)
 
     EXPECT_NE(Instance::GetInstance(), nullptr);
 
-    EXPECT_EQ(Instance::alive, 1);
+    EXPECT_EQ(Instance::instances, 1);
     EXPECT_THAT(platform.sequence, ElementsAre(kNew, kDestroy, kNew));
 }
 
@@ -158,7 +158,7 @@ TEST_F(Singleton, IsNullWithoutMemory)
 
     EXPECT_EQ(Instance::GetInstance(), nullptr);
 
-    EXPECT_EQ(Instance::alive, 0);
+    EXPECT_EQ(Instance::instances, 0);
     EXPECT_THAT(platform.sequence, ElementsAre(kNew, kAssertion));
 }
 
@@ -199,13 +199,13 @@ TEST_F(Singleton, HoldsNoLockAfterAnyOfItsOperations)
 
 TEST_F(Singleton, IsLoggedBeforeItIsMadeAndBeforeItIsDestroyed)
 {
-    std::vector<int> alive;
-    const LogHook hook([&](const LogLine&) { alive.push_back(Instance::alive); });
+    std::vector<int> instances;
+    const LogHook hook([&](const LogLine&) { instances.push_back(Instance::instances); });
 
     Instance::GetInstance();
     Instance::DestroyInstance();
 
-    EXPECT_THAT(alive, ElementsAre(0, 1));
+    EXPECT_THAT(instances, ElementsAre(0, 1));
 }
 
 TEST_F(Singleton, HoldsNoLockAfterALogThatThrew)

@@ -22,20 +22,20 @@ std::string SizeLine(std::size_t size)
 
 TEST_F(ActivityTable, LeavesTheRootAsItIsWhenThereAreNoRecords)
 {
-    for (const Json::Value& given :
+    for (const Json::Value& before :
          {Json::Value(), Json::Value(5), Json::Value("text"), Json::Value(Json::arrayValue)}) {
-        Json::Value root = given;
+        Json::Value root = before;
         platform.sequence.clear();
 
         EXPECT_TRUE(table.GetActivityInfoToStream(root));
 
-        EXPECT_EQ(root, given);
-        EXPECT_EQ(root.type(), given.type());
+        EXPECT_EQ(root, before);
+        EXPECT_EQ(root.type(), before.type());
         EXPECT_THAT(platform.sequence, ElementsAre(SizeLine(0)));
     }
 }
 
-TEST_F(ActivityTableWithInputs, WritesTheRecordsInPortOrderAndLogsTheirNumber)
+TEST_F(ActivityTableWithInputs, WritesRecordsInPortOrder)
 {
     GivenFilledTable();
     Json::Value root;
@@ -50,7 +50,7 @@ TEST_F(ActivityTableWithInputs, WritesTheRecordsInPortOrderAndLogsTheirNumber)
     for (int port = 0; port < HDMI_PORT_COUNT; ++port) EXPECT_EQ(root["activity"][port], FilledRecord(port));
 }
 
-TEST_F(ActivityTableWithInputs, KeepsOtherMembersAndElementsOfTheRoot)
+TEST_F(ActivityTableWithInputs, KeepsOtherPartsOfTheRoot)
 {
     GivenFilledTable();
     Json::Value root;
@@ -77,7 +77,7 @@ TEST_F(ActivityTableWithInputs, ReplacesTheElementsThatTheRootHad)
     EXPECT_EQ(root["activity"][0], FilledRecord(0));
 }
 
-TEST_F(ActivityTableWithInputs, RefusesARootThatCannotTakeTheRecords)
+TEST_F(ActivityTableWithInputs, RefusesAnUnsuitableRoot)
 {
     GivenFilledTable();
     for (const char* text : {"[]", "[1]", "5", "\"text\"", "true", "{\"activity\":{}}", "{\"activity\":7}"}) {
@@ -157,7 +157,7 @@ TEST_F(ActivityTable, RestoresWhatItWrote)
     EXPECT_EQ(OpticalDocumentOf(restored)["activity"], DefaultRecord());
 }
 
-TEST_F(ActivityTable, ReplacesTheRecordsThatItHadAndNeverTheOpticalOne)
+TEST_F(ActivityTable, ReplacesItsRecordsAndNeverTheOpticalOne)
 {
     GivenFilledTable();
     table.CreateAndAddNewActivity();
@@ -194,7 +194,7 @@ TEST_F(ActivityTable, IgnoresElementsBeyondTheInputs)
     EXPECT_EQ(root["activity"].size(), 12U);
 }
 
-TEST_F(ActivityTableWithInputs, CompletesTheRootWithNullsAndLeavesItsElements)
+TEST_F(ActivityTableWithInputs, AddsNullsToTheRootAndKeepsElements)
 {
     Json::Value missing(Json::objectValue);
     Json::Value null;
@@ -233,7 +233,7 @@ TEST_F(ActivityTableWithInputs, KeepsARecordThatCouldBeReadInPart)
     for (int port = 0; port <= last; ++port) EXPECT_EQ(table.GetDeviceType(port), 100 + port);
 }
 
-TEST_F(ActivityTableWithInputs, KeepsADefaultRecordForAnElementThatIsNoObject)
+TEST_F(ActivityTableWithInputs, KeepsADefaultRecordForNonObjects)
 {
     Json::Value root = Parse("{\"activity\":[5]}");
 
@@ -244,7 +244,7 @@ TEST_F(ActivityTableWithInputs, KeepsADefaultRecordForAnElementThatIsNoObject)
     EXPECT_EQ(root["activity"][0], 5);
 }
 
-TEST_F(ActivityTableWithInputs, RefusesADocumentOfAnotherShapeAndIsThenEmpty)
+TEST_F(ActivityTableWithInputs, IsEmptyAfterAnotherShape)
 {
     for (const char* text : {"[]", "5", "\"text\"", "true", "{\"activity\":{}}", "{\"activity\":{\"DevType\":1}}",
                              "{\"activity\":7}", "{\"activity\":\"text\"}"}) {
@@ -315,7 +315,7 @@ std::size_t VirtualSlot(Member member)
     return (offset & ~std::uintptr_t{1}) / sizeof(void*);
 }
 
-TEST(ActivityTableInterface, HasItsVirtualFunctionsInOrderAfterTheTwoDestructors)
+TEST(ActivityTableInterface, HasVirtualFunctionsAfterDestructors)
 {
     EXPECT_EQ(VirtualSlot(&CQDInfoData::t_Initialize), 2U);
     EXPECT_EQ(VirtualSlot(&CQDInfoData::t_UnInitialize), 3U);
@@ -330,7 +330,7 @@ TEST(ActivityTableInterface, HasItsVirtualFunctionsInOrderAfterTheTwoDestructors
 
 class Store : public CQDInfoData {
 public:
-    explicit Store(int& alive) : m_alive(alive) { ++m_alive; }
+    explicit Store(int& instances) : m_alive(instances) { ++m_alive; }
     ~Store() override { --m_alive; }
 
     bool t_Initialize() override { return Called("t_Initialize"); }
@@ -361,8 +361,8 @@ private:
 
 TEST(ActivityTableInterface, ReachesADerivedStore)
 {
-    int alive = 0;
-    const auto store = std::make_unique<Store>(alive);
+    int instances = 0;
+    const auto store = std::make_unique<Store>(instances);
     CQDInfoData& table = *store;
     Json::Value out;
 
@@ -384,13 +384,13 @@ TEST(ActivityTableInterface, ReachesADerivedStore)
 
 TEST(ActivityTableInterface, DestroysADerivedStoreThroughTheBase)
 {
-    int alive = 0;
-    std::unique_ptr<CQDInfoData> table = std::make_unique<Store>(alive);
-    EXPECT_EQ(alive, 1);
+    int instances = 0;
+    std::unique_ptr<CQDInfoData> table = std::make_unique<Store>(instances);
+    EXPECT_EQ(instances, 1);
 
     table.reset();
 
-    EXPECT_EQ(alive, 0);
+    EXPECT_EQ(instances, 0);
 }
 
 static_assert(std::has_virtual_destructor_v<CQDInfoData>);

@@ -16,9 +16,9 @@ using testing::IsEmpty;
 // ---------------------------------------------------------------------------------------------------------------------
 // Making and growing
 
-TEST_F(ActivityTable, RunsWithTheGivenNumberOfInputs) { EXPECT_EQ(HDMI_PORT_COUNT, ExpectedHdmiCount()); }
+TEST_F(ActivityTable, RunsWithTheExpectedNumberOfInputs) { EXPECT_EQ(HDMI_PORT_COUNT, ExpectedHdmiCount()); }
 
-TEST_F(ActivityTable, StartsWithoutHdmiRecordsAndWithADefaultOpticalOne)
+TEST_F(ActivityTable, StartsWithADefaultOpticalRecordAlone)
 {
     EXPECT_THAT(platform.sequence, IsEmpty());
     EXPECT_EQ(RecordsOf(table), 0U);
@@ -139,7 +139,7 @@ TEST_F(ActivityTable, LogsOnlyTextGettersForHdmiPorts)
     }
 }
 
-TEST_F(ActivityTable, LogsTheFourTextAccessorsThatKnowTheOpticalSource)
+TEST_F(ActivityTable, LogsTheFourAccessorsThatKnowTheOpticalPort)
 {
     GivenFilledTable();
 
@@ -188,7 +188,7 @@ TEST_F(ActivityTable, SetsTheOpticalRecordAlsoWithoutHdmiRecords)
 // ---------------------------------------------------------------------------------------------------------------------
 // Ports outside the table
 
-TEST_F(ActivityTable, GivesDefaultsForPortsOutside)
+TEST_F(ActivityTable, HasDefaultsForPortsOutside)
 {
     GivenFilledTable();
 
@@ -199,7 +199,7 @@ TEST_F(ActivityTable, GivesDefaultsForPortsOutside)
     }
 }
 
-TEST_F(ActivityTable, TakesAndForgetsWhatIsSetForPortsOutside)
+TEST_F(ActivityTable, DropsWhatIsSetForPortsOutside)
 {
     GivenFilledTable();
     const Json::Value hdmi = HdmiDocumentOf(table);

@@ -13,7 +13,7 @@ using testing::ElementsAre;
 // ---------------------------------------------------------------------------------------------------------------------
 // Loading one record
 
-TEST_F(Store, GivesTheStoredRecordOfAPort)
+TEST_F(Store, LoadsTheStoredRecordOfAPort)
 {
     GivenText(0, R"({"activity":[{"a":1},{"b":2},null,[3],"four",5]})");
     const char* const records[] = {R"({"a":1})", R"({"b":2})", "null", "[3]", "\"four\"", "5", "null", "null"};
@@ -41,7 +41,7 @@ TEST_F(Store, RefusesANegativePortByTheNameOfTheTableLoader)
     }
 }
 
-TEST_F(Store, GivesNoRecordOfADocumentOfAnotherShape)
+TEST_F(Store, LoadsNoRecordOfADocumentOfAnotherShape)
 {
     for (const char* text : {"[]", "7", "true", R"("text")", R"({"activity":{}})", R"({"activity":7})"}) {
         GivenText(0, text);
@@ -58,7 +58,7 @@ TEST_F(Store, GivesNoRecordOfADocumentOfAnotherShape)
     }
 }
 
-TEST_F(Store, GivesNoRecordWithoutText)
+TEST_F(Store, LoadsNoRecordWithoutText)
 {
     EXPECT_FALSE(store.t_LoadPortJsonInfoToMemory(0, out));
     EXPECT_FALSE(store.t_LoadOpticalPortJsonInfoToMemory(0, out));
@@ -68,7 +68,7 @@ TEST_F(Store, GivesNoRecordWithoutText)
                             "gets " + kOpt, Own("E", "t_LoadOpticalPortJsonInfoToMemory", "get " + kOpt + " failed!")));
 }
 
-TEST_F(Store, GivesNoRecordSilentlyWhenTheTextIsNotJson)
+TEST_F(Store, LoadsNoRecordSilentlyIfTheTextIsNotJson)
 {
     GivenText(0, "torn");
     GivenText(kOptical, "");
@@ -80,7 +80,7 @@ TEST_F(Store, GivesNoRecordSilentlyWhenTheTextIsNotJson)
                             Succeeded("t_LoadOpticalPortJsonInfoToMemory", kOpt, "")));
 }
 
-TEST_F(Store, GivesTheOpticalRecordWhateverThePort)
+TEST_F(Store, LoadsTheOpticalRecordForAnyPort)
 {
     for (const char* activity : {R"({"BName":"x"})", "[1,2]", "null", "5", R"("text")"}) {
         GivenText(kOptical, std::string(R"({"activity":)") + activity + "}");
@@ -93,7 +93,7 @@ TEST_F(Store, GivesTheOpticalRecordWhateverThePort)
     }
 }
 
-TEST_F(Store, LogsAnOpticalDocumentThatIsNoObject)
+TEST_F(Store, LogsAnOpticalDocumentThatIsNotAnObject)
 {
     for (const char* text : {"[]", "7", R"("text")"}) {
         GivenText(kOptical, text);
@@ -106,7 +106,7 @@ TEST_F(Store, LogsAnOpticalDocumentThatIsNoObject)
     }
 }
 
-TEST_F(Store, LeavesTheTableWhenItGivesRecords)
+TEST_F(Store, LeavesTheTableWhenItLoadsOneRecord)
 {
     FillTable();
     GivenText(0, R"({"activity":[{"BName":"stored"}]})");
@@ -148,7 +148,7 @@ protected:
     }
 };
 
-TEST_F(StatisticsLoad, TakesTheLastEntryOfAPortWithAPriorityOfAtMostNine)
+TEST_F(StatisticsLoad, TakesAPortsLastEntryOfPriorityUpToNine)
 {
     GivenStatistics(R"({"Auto":[
         {"port":1,"pri":5,"n":0},{"port":1,"pri":3,"n":1},{"port":1,"pri":10,"n":2},{"port":1,"n":3},
@@ -264,13 +264,13 @@ TEST_F(StatisticsLoad, LogsWhatItCannotRead)
     EXPECT_EQ(out, "before");
 }
 
-TEST_F(StatisticsLoad, LooksAtNoPriorityOfAnotherPort)
+TEST_F(StatisticsLoad, ReadsNoPriorityOfAnotherPort)
 {
     GivenStatistics(R"({"Auto":[{"port":1,"pri":"one"},{"port":0,"pri":1}]})");
     EXPECT_EQ(Entry(0), R"({"port":0,"pri":1})");
 }
 
-TEST_F(StatisticsLoad, LooksAtNoPriorityOfAPortOutsideTheInputs)
+TEST_F(StatisticsLoad, ReadsNoPriorityOfAPortOutsideTheInputs)
 {
     std::string list = R"({"pri":"one"})";
     for (const int port : {INT_MIN, -1, std::max(HDMI_PORT_COUNT, 0), HDMI_PORT_COUNT + 1, 99, INT_MAX}) {

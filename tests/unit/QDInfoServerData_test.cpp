@@ -37,7 +37,7 @@ TEST_F(Store, SavesAnEmptyTableAsNull)
     EXPECT_EQ(platform.settings.texts[kHdmi], "null");
 }
 
-TEST_F(Store, TellsAtDebugThatASaveFailed)
+TEST_F(Store, LogsAtDebugThatASaveFailed)
 {
     FillTable();
     GivenText(0, "kept");
@@ -147,7 +147,7 @@ class TableLoad : public Store {
 protected:
     bool Load() { return store.t_LoadActivityInfoToMemory(); }
 
-    // Saves, and gives the stored text: the table as it is.
+    // Saves the table. Returns the stored text.
     std::string Table()
     {
         const auto before = platform.settings.texts;
@@ -219,7 +219,7 @@ TEST_F(TableLoad, CompletesAShortArrayWithDefaults)
     EXPECT_EQ(Table(), "{\n\t\"activity\" : \n\t[\n" + expected + "\n\t]\n}");
 }
 
-TEST_F(TableLoad, SaysThatADocumentHasAnotherShape)
+TEST_F(TableLoad, LogsThatADocumentHasAnotherShape)
 {
     if (HDMI_PORT_COUNT < 1) GTEST_SKIP() << "needs an HDMI input";
     for (const char* text : {"[]", "7", R"("text")", R"({"activity":{}})", R"({"activity":7})"}) {
@@ -250,7 +250,7 @@ TEST_F(TableLoad, LogsADocumentThatIsNestedTooDeep)
     EXPECT_EQ(Table(), TableText());
 }
 
-TEST_F(TableLoad, ReadsAfreshAfterADocumentThatFailed)
+TEST_F(TableLoad, ReadsAgainAfterADocumentThatFailed)
 {
     for (const std::string& bad :
          {std::string(10000, '['), std::string("{\"activity\":[1,2"), std::string("/* open")}) {

@@ -52,7 +52,7 @@ TEST_F(SettingUtil, ReadsTheActivityIndex)
     }
 }
 
-TEST_F(SettingUtil, GivesMinusTwoForAnUnreadableActivityIndex)
+TEST_F(SettingUtil, ReadsAnUnreadableActivityIndexAsMinusTwo)
 {
     EXPECT_EQ(Util::GetQDInfoActivityIndex(), -2);
 
@@ -60,7 +60,7 @@ TEST_F(SettingUtil, GivesMinusTwoForAnUnreadableActivityIndex)
                 ElementsAre(Logged("GetQDInfoActivityIndex", "get activity index \n"), "get " + kActivityIndex));
 }
 
-TEST_F(SettingUtil, GivesMinusTwoAlsoWhenTheFailedReadLeftAnIndex)
+TEST_F(SettingUtil, IgnoresTheIndexThatAFailedReadLeft)
 {
     platform.settings.failingNumbers[kActivityIndex] = 5;
 
@@ -91,21 +91,21 @@ TEST_F(SettingUtil, ReadsAndLogsTheMode)
 
         EXPECT_EQ(Util::GetQDInfoMode(), mode);
 
-        // The first message says "state".
+        // The first message contains "state".
         EXPECT_THAT(platform.sequence,
                     ElementsAre(Logged("GetQDInfoMode", "get state data \n"), "get " + kMode,
                                 Logged("GetQDInfoMode", "get mode data " + std::to_string(mode) + "\n")));
     }
 }
 
-TEST_F(SettingUtil, GivesMinusOneForAnUnreadableModeAndLogsItsEntryOnly)
+TEST_F(SettingUtil, ReadsAnUnreadableModeAsMinusOne)
 {
     EXPECT_EQ(Util::GetQDInfoMode(), -1);
 
     EXPECT_THAT(platform.sequence, ElementsAre(Logged("GetQDInfoMode", "get state data \n"), "get " + kMode));
 }
 
-TEST_F(SettingUtil, GivesMinusOneAlsoWhenTheFailedReadLeftAMode)
+TEST_F(SettingUtil, IgnoresTheModeThatAFailedReadLeft)
 {
     platform.settings.failingNumbers[kMode] = 5;
 

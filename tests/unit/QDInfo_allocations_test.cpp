@@ -125,7 +125,7 @@ TEST_F(Allocations, OfAQueryAreThoseOfTheParser)
     }
 }
 
-TEST_F(Allocations, OfALongTextAreOneMoreToParseItAndOneMoreToCopyIt)
+TEST_F(Allocations, OfALongTextAreOneMoreToParseAndOneToCopyIt)
 {
     hdmi = Document(3, std::string(40, 'l'));
     constexpr int kTexts = kPorts * 11;
@@ -157,7 +157,7 @@ TEST_F(Allocations, OfAnAbsentMemberAreTheNodesThatTheLookupsAdd)
     EXPECT_EQ(countOf("srcwatch_get_cec_name", 1), kEmpty + 3);
 }
 
-TEST_F(Allocations, OfStatisticsWithoutAnEntryAreThoseOfTheParserAndOneForAllPorts)
+TEST_F(Allocations, OfStatisticsWithoutAnEntryAreThoseOfTheParser)
 {
     statistics = R"({"Auto":[{"port":9,"pri":1}]})";
     // The maps of root, list and entry; the nodes of "Auto", of its element and of two members.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What holds for every query about a port, whatever it asks for.
+// What holds for every query about a port.
 #include "QDInfoServerData.h"
 #include "QueryTest.h"
 #include "srcwatch-api.h"
@@ -93,7 +93,7 @@ class QueryThatTestsForNull : public EveryQuery {};
 INSTANTIATE_TEST_SUITE_P(, QueryThatTestsForNull,
                          testing::ValuesIn(QueriesThat([](const Query& query) { return query.testsForNull; })), NameOf);
 
-TEST_P(QueryThatTestsForNull, RefusesNullOutputsWithoutTouchingAnything)
+TEST_P(QueryThatTestsForNull, RefusesNullOutputsAndTouchesNothing)
 {
     for (const int port : kAcceptedPorts) EXPECT_EQ(query.call(port, CallerOutputs{}), SRCWATCH_ERROR_NULL) << port;
     EXPECT_TRUE(platform.SequenceWithoutLog().empty());
@@ -124,7 +124,7 @@ INSTANTIATE_TEST_SUITE_P(, QueryWithUntestedOutputs, testing::ValuesIn(QueriesTh
                          })),
                          NameOf);
 
-TEST_P(QueryWithUntestedOutputs, LeavesOutNothingButTheWriteThroughANull)
+TEST_P(QueryWithUntestedOutputs, OnlyLeavesOutTheWriteToNull)
 {
     const Json::Value wrong(Json::objectValue);
     for (const int port : kAcceptedPorts) {
@@ -171,7 +171,7 @@ TEST_P(EveryQuery, ReadsTheStoreAsOftenAsStatedAndNothingElse)
     }
 }
 
-TEST_P(EveryQuery, AnswersAfreshAtEachCall)
+TEST_P(EveryQuery, ReadsAgainAtEachCall)
 {
     for (const int number : {1, 4, 6, 3}) {
         GivenRecord(2, FullRecord(number));
@@ -235,7 +235,7 @@ TEST_P(EveryQuery, EndsTextsAtAnEmbeddedZero)
     }
 }
 
-TEST_P(EveryQuery, TakesNamesThatLookLikeFormatsOrEscapesAsTheyAre)
+TEST_P(EveryQuery, TakesNamesLikeFormatsOrEscapesAsTheyAre)
 {
     for (const char* name : kHostileNames) {
         for (const int type : {0, 1, 3, 7, 9, 14}) {
@@ -307,7 +307,7 @@ TEST_P(EveryQuery, LogsAnExceptionUnderItsOwnNameWithTheStatedText)
     }
 }
 
-TEST_P(EveryQuery, LeavesItsOutputsWhenTheRecordIsNoObject)
+TEST_P(EveryQuery, LeavesItsOutputsIfTheRecordIsNotAnObject)
 {
     for (const char* record : {"[]", "[{}]", "3", "true", "\"text\"", "1.5"}) {
         Json::Value value;
@@ -321,7 +321,7 @@ TEST_P(EveryQuery, LeavesItsOutputsWhenTheRecordIsNoObject)
     }
 }
 
-TEST_P(EveryQuery, TakesADocumentThatIsNoObjectForAbsent)
+TEST_P(EveryQuery, TakesADocumentThatIsNotAnObjectForAbsent)
 {
     for (const char* document : {"[]", "[{\"activity\":[]}]", "5", "true", "\"activity\"", "{\"activity\":5}",
                                  "{\"activity\":\"text\"}", "{\"activity\":{\"0\":{}}}"}) {

@@ -39,7 +39,7 @@ protected:
         table.SetChangedType(1, port);
     }
 
-    // Whether the text can be loaded, by rules of its own.
+    // Returns true if the text can be loaded, by rules of its own.
     static bool IsLoadable(const std::string& text)
     {
         Json::Value root;
@@ -74,7 +74,7 @@ TEST_F(DamagedDocument, IsWholeToBeginWith)
     EXPECT_EQ(Ask(QueryNamed("srcwatch_get_codeset_info"), 1).outputs.text1, "C012345678");
 }
 
-TEST_F(DamagedDocument, GivesTheStatedAnswersAfterEverySingleBitFlip)
+TEST_F(DamagedDocument, IsAnsweredAsStatedAfterEverySingleBitFlip)
 {
     for (std::size_t at = 0; at < saved.size(); ++at) {
         const int port = at < saved.size() / 2 ? 0 : 1;  // the port whose record is damaged
@@ -87,7 +87,7 @@ TEST_F(DamagedDocument, GivesTheStatedAnswersAfterEverySingleBitFlip)
     }
 }
 
-TEST_F(DamagedDocument, GivesTheStatedAnswersAtEveryLength)
+TEST_F(DamagedDocument, IsAnsweredAsStatedAtEveryLength)
 {
     for (std::size_t length = 0; length <= saved.size(); ++length) {
         for (int port = 0; port < kPorts; ++port) ExpectStatedAnswers(saved.substr(0, length), port);

@@ -11,7 +11,7 @@ using testing::ElementsAre;
 
 class DeviceInfo : public QueryTest {
 protected:
-    // Stores a record, asks for it and gives the messages of the call without the first, which they share.
+    // Stores a record and queries it. Returns the messages of the call without the first, which they share.
     std::vector<std::string> MessagesFor(int port, const Json::Value& record)
     {
         GivenRecord(port, record);
@@ -54,7 +54,7 @@ Json::Value Changed(Json::Value record, const char* key, const Json::Value& valu
     return record;
 }
 
-TEST_F(DeviceInfo, GivesASetTopBoxItsProvider)
+TEST_F(DeviceInfo, ShowsASetTopBoxByItsProvider)
 {
     EXPECT_THAT(MessagesFor(Record(1)), ElementsAre("Device Info Send STB(1) : Provider\n",
                                                     "Detection Info Send for STB Device(1): Detection\n"));
@@ -88,7 +88,7 @@ TEST_F(DeviceInfo, LogsTheProviderAsWritten)
     EXPECT_EQ(outcome.outputs.text1, std::string(100, 'p'));
 }
 
-TEST_F(DeviceInfo, TellsCaseInTheGenericName)
+TEST_F(DeviceInfo, DistinguishesCaseInTheGenericName)
 {
     for (const char* provider : {"Stb Box", "stb", "ST", "xSTB", "S"}) {
         EXPECT_EQ(MessagesFor(Changed(Record(1), "PRName", provider)).at(0),
@@ -105,7 +105,7 @@ TEST_F(DeviceInfo, NamesASetTopBoxWithoutProviderUnknown)
     EXPECT_EQ(outcome.outputs.text1, Copied("Unknown"));
 }
 
-TEST_F(DeviceInfo, GivesDiscPlayersAndTheatresDeviceAndBrand)
+TEST_F(DeviceInfo, ShowsDiscPlayersAndTheatresByDeviceAndBrand)
 {
     for (const int type : {3, 4}) {
         EXPECT_THAT(MessagesFor(Record(type)), ElementsAre("Device Info Send BD HTS(1): Device Brand\n"));
@@ -115,7 +115,7 @@ TEST_F(DeviceInfo, GivesDiscPlayersAndTheatresDeviceAndBrand)
     }
 }
 
-TEST_F(DeviceInfo, GivesStreamingBoxesAndConsolesDeviceAndBrand)
+TEST_F(DeviceInfo, ShowsStreamersAndConsolesByDeviceAndBrand)
 {
     for (const int type : {5, 6}) {
         EXPECT_THAT(MessagesFor(Record(type)), ElementsAre("Device Info Send OTT GAME(1): Device Brand\n"));
@@ -125,7 +125,7 @@ TEST_F(DeviceInfo, GivesStreamingBoxesAndConsolesDeviceAndBrand)
     }
 }
 
-TEST_F(DeviceInfo, GivesAnotherDeviceItsNameAndDetection)
+TEST_F(DeviceInfo, ShowsAnotherDeviceByNameAndDetection)
 {
     EXPECT_THAT(MessagesFor(Record(7)), ElementsAre("Device Info Send OTHER(1): Device\n",
                                                     "Detection Info Send for OTHER Device(1): Detection\n"));
@@ -133,7 +133,7 @@ TEST_F(DeviceInfo, GivesAnotherDeviceItsNameAndDetection)
     EXPECT_EQ(outcome.outputs.text2, Copied("Detection"));
 }
 
-TEST_F(DeviceInfo, EmptiesOnlyTheFirstByteForADeviceThatIsNotSupported)
+TEST_F(DeviceInfo, EmptiesOnlyTheFirstByteIfNotSupported)
 {
     EXPECT_THAT(MessagesFor(Record(8)), ElementsAre("Device Info Send NOT SUPPORT(1): \n",
                                                     "Detection Info Send for NOT_SUPPORT Device(1): Detection\n"));
@@ -142,7 +142,7 @@ TEST_F(DeviceInfo, EmptiesOnlyTheFirstByteForADeviceThatIsNotSupported)
     EXPECT_EQ(outcome.outputs.text2, Copied("Detection"));
 }
 
-TEST_F(DeviceInfo, GivesAPcDeviceAndBrandInTwoLines)
+TEST_F(DeviceInfo, LogsDeviceAndBrandOfAPcInTwoLines)
 {
     EXPECT_THAT(MessagesFor(Record(9)),
                 ElementsAre("Device Info Send PC(1): Device\n", "Brand Info Send PC(1): Brand\n"));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Exceptions that are not JSON's pass: nobody catches them, logs them or makes a result of them, and no lock stays
-// held.
+// Exceptions that are not JSON's pass: the library does not catch them, log them or return a result for them, and no
+// lock stays held.
 #include "QDInfoAPI.h"
 #include "QDInfoCommon.h"
 #include "QDInfoServerData.h"
@@ -61,10 +61,10 @@ private:
     template <typename Exception>
     void ExpectItPasses(const std::string& name, const std::function<void()>& call, const Exception& thrown)
     {
-        const auto given = platform.settings.texts;
+        const auto texts = platform.settings.texts;
         for (int before = 0;; ++before) {  // accesses that succeed before
             ForgetCalls();
-            platform.settings.texts = given;
+            platform.settings.texts = texts;
             int accesses = 0;
             platform.settings.onAccess = [&] {
                 if (accesses++ == before) throw thrown;

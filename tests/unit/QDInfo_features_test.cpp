@@ -55,46 +55,46 @@ std::string NameOf(const testing::TestParamInfo<Switch>& info) { return info.par
 
 class SwitchQuery : public PlatformTest, public testing::WithParamInterface<Switch> {
 protected:
-    const Switch& given = GetParam();
+    const Switch& row = GetParam();
 };
 
 INSTANTIATE_TEST_SUITE_P(Each, SwitchQuery, testing::ValuesIn(kSwitches), NameOf);
 
 TEST_P(SwitchQuery, IsOnForOne)
 {
-    platform.settings.numbers[given.key] = 1;
+    platform.settings.numbers[row.key] = 1;
 
-    EXPECT_TRUE(given.query());
+    EXPECT_TRUE(row.query());
 
-    EXPECT_THAT(platform.sequence, ElementsAre("get " + given.key, Logged(given.name, given.on)));
+    EXPECT_THAT(platform.sequence, ElementsAre("get " + row.key, Logged(row.name, row.on)));
 }
 
 TEST_P(SwitchQuery, IsOffForEveryOtherValue)
 {
     for (const int value : {0, 2, -1, 257, INT_MAX, INT_MIN}) {
-        platform.settings.numbers[given.key] = value;
+        platform.settings.numbers[row.key] = value;
         platform.sequence.clear();
 
-        EXPECT_FALSE(given.query()) << value;
+        EXPECT_FALSE(row.query()) << value;
 
-        EXPECT_THAT(platform.sequence, ElementsAre("get " + given.key, Logged(given.name, given.off))) << value;
+        EXPECT_THAT(platform.sequence, ElementsAre("get " + row.key, Logged(row.name, row.off))) << value;
     }
 }
 
 TEST_P(SwitchQuery, IsOffWhenItCannotBeRead)
 {
-    EXPECT_FALSE(given.query());
+    EXPECT_FALSE(row.query());
 
-    EXPECT_THAT(platform.sequence, ElementsAre("get " + given.key, Logged(given.name, "Localset vconf read error\n")));
+    EXPECT_THAT(platform.sequence, ElementsAre("get " + row.key, Logged(row.name, "Localset vconf read error\n")));
 }
 
 TEST_P(SwitchQuery, IsOffAlsoWhenTheFailedReadLeftAOne)
 {
-    platform.settings.failingNumbers[given.key] = 1;
+    platform.settings.failingNumbers[row.key] = 1;
 
-    EXPECT_FALSE(given.query());
+    EXPECT_FALSE(row.query());
 
-    EXPECT_THAT(platform.sequence, ElementsAre("get " + given.key, Logged(given.name, "Localset vconf read error\n")));
+    EXPECT_THAT(platform.sequence, ElementsAre("get " + row.key, Logged(row.name, "Localset vconf read error\n")));
 }
 
 // The line of a message that several functions share is one of the function that the message names.
@@ -104,14 +104,14 @@ TEST_P(SwitchQuery, LogsAFailedReadWithALineOfItsOwn)
     std::vector<std::string> lines;
     for (std::string line; std::getline(source, line);) lines.push_back(line);
 
-    given.query();
+    row.query();
 
     const auto logged = static_cast<std::size_t>(platform.log.at(0).line);
     ASSERT_LE(logged, lines.size());
     std::size_t head = logged - 1;
     while (head > 0 && lines[head].compare(0, 1, "{") != 0) --head;
     ASSERT_GT(head, 0U);
-    EXPECT_EQ(lines[head - 1], std::string("bool ") + given.name + "(void)");
+    EXPECT_EQ(lines[head - 1], std::string("bool ") + row.name + "(void)");
 }
 
 // ---------------------------------------------------------------------------------------------------------------------

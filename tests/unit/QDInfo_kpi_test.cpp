@@ -163,7 +163,7 @@ protected:
         std::memset(caller.guard, 0xa5, sizeof(caller.guard));
     }
 
-    // Whether the library looks at the entries of a port.
+    // Returns true if the library reads the entries of a port.
     static bool IsInput(int port) { return port < HDMI_PORT_COUNT; }
 
     static std::string Own(const std::string& message) { return Line("srcwatch_get_all_device_kpi_info", message); }
@@ -183,7 +183,7 @@ protected:
     srcwatch_kpi_info_s* const infos = caller.infos;
 };
 
-TEST_F(AllPorts, GivesTheEntryOfEachInput)
+TEST_F(AllPorts, HasTheEntryOfEachInput)
 {
     std::string entries = EntryOf(0);
     for (int port = 1; port < 20; ++port) entries += "," + EntryOf(port);
@@ -194,8 +194,8 @@ TEST_F(AllPorts, GivesTheEntryOfEachInput)
     std::vector<std::string> expected = {kRead};
     for (int port = 0; port < 8; ++port) {
         const std::string n = std::to_string(port);
-        const srcwatch_kpi_info_s given = {port + 1, 1000 + port, "vendor" + n, "product" + n, "extra", "first" + n};
-        EXPECT_TRUE(infos[port] == (IsInput(port) ? given : Untouched())) << port;
+        const srcwatch_kpi_info_s full = {port + 1, 1000 + port, "vendor" + n, "product" + n, "extra", "first" + n};
+        EXPECT_TRUE(infos[port] == (IsInput(port) ? full : Untouched())) << port;
         expected.push_back(IsInput(port) ? Succeed(port, EntryOf(port)) : Fail(port));
     }
     EXPECT_EQ(platform.sequence, expected);

@@ -100,7 +100,7 @@ TEST_F(NoStore, ReadsAsAPortWithoutARecord)
     }
 }
 
-TEST_F(NoStore, GivesEmptyTextsAndZeros)
+TEST_F(NoStore, HasEmptyTextsAndZeros)
 {
     GuardedText dst;
     int type = -5;
@@ -132,7 +132,7 @@ TEST_F(NoStore, SavesAndAnnouncesNothing)
     }
 }
 
-TEST_F(NoStore, IsNoServiceEither)
+TEST_F(NoStore, IsNotAServiceEither)
 {
     EXPECT_FALSE(CQDInfoAPI::Create(true));
     EXPECT_EQ(CQDInfoAPI::GetQDInfoUtil(), nullptr);
@@ -216,13 +216,13 @@ TEST_F(LittleMemory, LeavesARecordAndATableAsBadAlloc)
                   expectTrue(record.Write(object));
               }),
               0);
-    Json::Value given(Json::objectValue);
+    Json::Value written(Json::objectValue);
     EXPECT_GT(Exhaust([&] {
-                  given = Json::Value(Json::objectValue);
-                  expectTrue(record.Write(given));
+                  written = Json::Value(Json::objectValue);
+                  expectTrue(record.Write(written));
               }),
               0);
-    EXPECT_EQ(given, object);
+    EXPECT_EQ(written, object);
     EXPECT_GT(Exhaust([&] { expectTrue(qdinfo::CQDInfoActivityInfo().Read(object)); }), 0);
 
     Json::Value root;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Whether no device is connected. Runs with several numbers of HDMI inputs.
+// The query whether a device is connected. Runs with several numbers of HDMI inputs.
 #include "QDInfoCommon.h"
 #include "TestPlatform.h"
 #include "srcwatch-api.h"
@@ -82,7 +82,7 @@ protected:
     }
 };
 
-TEST_F(NoDeviceQuery, RunsWithTheGivenNumberOfInputs) { EXPECT_EQ(HDMI_PORT_COUNT, ExpectedHdmiCount()); }
+TEST_F(NoDeviceQuery, RunsWithTheExpectedNumberOfInputs) { EXPECT_EQ(HDMI_PORT_COUNT, ExpectedHdmiCount()); }
 
 // How a feature switch reads, and what it then counts as.
 struct FeatureState {
@@ -95,7 +95,7 @@ struct FeatureState {
 constexpr FeatureState kFeatureStates[] = {
     {"off", true, false}, {"on", true, true}, {"failing, off", false, false}, {"failing, on", false, true}};
 
-TEST_F(NoDeviceQuery, AlwaysReadsBothFeaturesAndEndsWhenNeitherCounts)
+TEST_F(NoDeviceQuery, ReadsBothFeaturesAndEndsIfNeitherCounts)
 {
     platform.settings.numbers[kMvpdSupport] = 0;
     platform.settings.numbers[kHotplugProgress] = 0;
@@ -147,7 +147,7 @@ TEST_F(NoDeviceQuery, IsTrueWhenMvpdAndHotplugCannotBeRead)
                             NoDevice("MVPD Option is OFF and HotPlug is NOT Progress!!\n")));
 }
 
-TEST_F(NoDeviceQuery, LooksForCablesWithoutMvpdWhileHotplugIsInProgress)
+TEST_F(NoDeviceQuery, QueriesInputsWithoutMvpdDuringHotplug)
 {
     platform.features[kCalvix] = true;
     platform.settings.numbers[kMvpdSupport] = 0;
@@ -163,7 +163,7 @@ TEST_F(NoDeviceQuery, LooksForCablesWithoutMvpdWhileHotplugIsInProgress)
 }
 
 // Nine inputs included: the identifiers end at eight.
-TEST_F(NoDeviceQuery, AsksForEachInputInOrderAndNotForHotplugWithMvpdOn)
+TEST_F(NoDeviceQuery, QueriesInputsInOrderWithMvpdOn)
 {
     GivenMvpdOnACalvixTv();
     Sequence expected = UpToTheTvService();
@@ -228,7 +228,7 @@ TEST_F(NoDeviceQuery, TakesEveryResultFromOneOnAsSuccess)
     EXPECT_EQ(std::count(platform.sequence.begin(), platform.sequence.end(), kQueryFailed), 0);
 }
 
-TEST_F(NoDeviceQueryWithInputs, TakesTheConnectionThatAFailedQueryLeft)
+TEST_F(NoDeviceQueryWithInputs, TakesWhatAFailedQueryLeft)
 {
     GivenMvpdOnACalvixTv();
     platform.tv.connected[13] = true;

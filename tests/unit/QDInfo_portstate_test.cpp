@@ -34,12 +34,12 @@ TEST_F(ChangedDevice, IsWrittenBeforeItIsLogged)
     EXPECT_EQ(logged, std::make_pair(3, true));
 }
 
-TEST_F(ChangedDevice, IsToldWithItsPreviousPort)
+TEST_F(ChangedDevice, IsReportedWithItsPreviousPort)
 {
     struct Case {
         int prevPort;
         int changed;
-        bool told;
+        bool isChanged;
     };
     for (const Case& c : {Case{3, 5, true}, {-1, -1, true}, {0, 0, false}, {99, INT_MIN, true}, {INT_MAX, 1, true}}) {
         for (const int port : kAcceptedPorts) {
@@ -48,13 +48,13 @@ TEST_F(ChangedDevice, IsToldWithItsPreviousPort)
             record["Changed"] = c.changed;
             GivenRecord(port, record);
             int prevPort = -5;
-            bool changed = !c.told;
+            bool changed = !c.isChanged;
             ForgetCalls();
 
             EXPECT_EQ(srcwatch_get_changed_device_info(port, &prevPort, &changed), 0);
 
             EXPECT_EQ(prevPort, c.prevPort);
-            EXPECT_EQ(changed, c.told);
+            EXPECT_EQ(changed, c.isChanged);
             std::vector<std::string> expected = OneRead(port);
             expected.push_back("E QDInfo.cpp srcwatch_get_changed_device_info: port_index(" + std::to_string(port) +
                                "), API PrevPort(" + std::to_string(c.prevPort) + "), nChanged(" +
@@ -118,7 +118,7 @@ TEST_F(ScanState, IsWrittenBeforeItIsLogged)
     EXPECT_EQ(logged, 2);
 }
 
-TEST_F(ScanState, IsGivenAndLogged)
+TEST_F(ScanState, IsReadAndLogged)
 {
     for (const int port : kAcceptedPorts) {
         for (const int stored : {INT_MIN, -1, 0, 2, INT_MAX}) {

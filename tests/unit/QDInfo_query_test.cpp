@@ -52,7 +52,7 @@ TEST_F(PortQuery, CopiesTheTextOfItsMember)
     }
 }
 
-TEST_F(PortQuery, FillsTheBufferAsStrncpyWouldWithACountOfOneHundred)
+TEST_F(PortQuery, FillsTheBufferAsStrncpyOfOneHundredWould)
 {
     struct Case {
         std::size_t length;
@@ -95,7 +95,7 @@ TEST_F(PortQuery, RefusesOtherPortsAndNullBuffersPortFirst)
     EXPECT_TRUE(platform.sequence.empty());
 }
 
-TEST_F(PortQuery, GivesAnEmptyTextWithoutARecord)
+TEST_F(PortQuery, ReadsAnEmptyTextWithoutARecord)
 {
     for (const Query& query : kTexts) {
         for (const int port : kAcceptedPorts) {
@@ -143,7 +143,7 @@ TEST_F(PortQuery, ReadsNumbersAndSwitchesAsText)
     }
 }
 
-TEST_F(PortQuery, GivesTheNumberOfItsMember)
+TEST_F(PortQuery, ReadsTheNumberOfItsMember)
 {
     for (const Query& query : kNumbers) {
         for (const int port : kAcceptedPorts) {
@@ -276,7 +276,7 @@ TEST_F(PortQuery, HasNoCurrentAksv)
     EXPECT_TRUE(platform.sequence.empty());
 }
 
-// The store is made by the first query, whatever the mode, and the process's mode is not asked for.
+// The store is made by the first query, in any mode, and the process's mode is not read.
 TEST(FirstQuery, MakesTheStoreAfterTheArgumentsWereTested)
 {
     auto& platform = ThePlatform();

@@ -117,7 +117,7 @@ TEST_F(Codeset, OfADeviceWithoutNameIsNotKnown)
     }
 }
 
-TEST_F(Codeset, OfAnErrorTypeIsNotKnownWhateverTheStackHeld)
+TEST_F(Codeset, OfAnErrorTypeIsNeverKnown)
 {
     for (const int type : {-3, -1, 0, 2, 10, 11, 12}) {
         EXPECT_EQ(AskFor(1, Record(type)), 3);
@@ -125,7 +125,7 @@ TEST_F(Codeset, OfAnErrorTypeIsNotKnownWhateverTheStackHeld)
     }
 }
 
-TEST_F(Codeset, OfADeviceThatIsNotSupportedIsGivenWhenStored)
+TEST_F(Codeset, OfADeviceThatIsNotSupportedIsReadIfStored)
 {
     EXPECT_EQ(AskFor(1, Record(8)), 0);
     EXPECT_TRUE(known);
@@ -156,7 +156,7 @@ TEST_F(Codeset, ThatBeginsWithAZeroIsKnownAndCopiedAsZeros)
     }
 }
 
-TEST_F(Codeset, IsToldByItsResultAloneWhenNobodyTakesTheAnswer)
+TEST_F(Codeset, IsReportedByTheResultAloneWithoutAnOutput)
 {
     const Json::Value unreadable(Json::objectValue);
     struct Case {
@@ -197,7 +197,7 @@ TEST_F(Codeset, ThatCannotBeReadLeavesTheOutputs)
     }
 }
 
-TEST_F(Codeset, IsGivenThoughTheNestedQueryFailed)
+TEST_F(Codeset, IsReadThoughTheNestedQueryFailed)
 {
     EXPECT_EQ(AskFor(1, Changed(Record(3), "DevType", "three")), 0);
     EXPECT_TRUE(known);
@@ -285,14 +285,14 @@ TEST_F(ResultString, KeepsGenericAndEmptyNamesAsTheyAre)
     EXPECT_EQ(First(), std::string(100, '\0'));
 }
 
-TEST_F(ResultString, OfAPcHasNoSecondThoughTheDeviceInfoGivesTheBrand)
+TEST_F(ResultString, OfAPcHasNoSecondThoughDeviceInfoHasABrand)
 {
     GivenRecord(1, Record(9));
     EXPECT_EQ(Second(), untouched);
     EXPECT_EQ(Ask(QueryNamed("srcwatch_get_device_info"), 1).outputs.text2, Copied("Brand"));
 }
 
-TEST_F(ResultString, OfAnotherDeviceIsNotGivenThoughTheDeviceInfoGivesItsName)
+TEST_F(ResultString, OfAnotherDeviceIsEmptyThoughDeviceInfoHasAName)
 {
     GivenRecord(1, Record(7));
     EXPECT_EQ(First(), untouched);

@@ -14,7 +14,7 @@ extern "C" void* __libc_malloc(std::size_t size) noexcept;  // the C library's o
 
 namespace {
 
-long g_mallocsLeft = -1;  // the one after so many fails; negative: none
+long g_mallocsLeft = -1;  // until one fails; negative: none does
 
 }  // namespace
 
@@ -34,8 +34,8 @@ using testing::Each;
 using testing::IsSupersetOf;
 using testing::StartsWith;
 
-// Runs body, which tells whether it succeeded, while the malloc after granted ones fails. What came of it: "done", or
-// the last line at ERROR, or what happened instead of one.
+// Runs body, which returns true if it succeeded, while the malloc after granted ones fails. Returns "done", or the last
+// line at ERROR, or what happened instead of one.
 template <typename Body>
 std::string Try(long granted, Body body)
 {
@@ -58,7 +58,7 @@ std::string Try(long granted, Body body)
 class SaveWithoutMemory : public QueryTest {};
 
 // First, as what is made once in a process is made here.
-TEST_F(SaveWithoutMemory, WritesAWholeRecordOrNothingWhicheverAllocationFails)
+TEST_F(SaveWithoutMemory, WritesAWholeRecordOrNothing)
 {
     qdinfo::CQDInfoActivityInfo record;
     record.SetBrandName("a brand that does not fit into the string itself");
@@ -77,7 +77,7 @@ TEST_F(SaveWithoutMemory, WritesAWholeRecordOrNothingWhicheverAllocationFails)
     EXPECT_EQ(written["BName"], "a brand that does not fit into the string itself");
 }
 
-TEST_F(SaveWithoutMemory, StoresTheWholeDocumentOrNothingWhicheverAllocationFails)
+TEST_F(SaveWithoutMemory, StoresTheWholeDocumentOrNothing)
 {
     qdinfo::CQDInfoServerData store;
     store.CreateAndAddNewActivity();
@@ -101,7 +101,7 @@ TEST_F(SaveWithoutMemory, StoresTheWholeDocumentOrNothingWhicheverAllocationFail
                                               "t_SaveActivityInfoToFile: ")));
 }
 
-TEST_F(SaveWithoutMemory, ReadsARecordOrTellsWhyNotWhicheverAllocationFails)
+TEST_F(SaveWithoutMemory, ReadsARecordOrLogsWhyNot)
 {
     std::set<std::string> outcomes;
     std::string outcome;
@@ -116,7 +116,7 @@ TEST_F(SaveWithoutMemory, ReadsARecordOrTellsWhyNotWhicheverAllocationFails)
     EXPECT_THAT(outcomes, Contains(StartsWith("Read: Exception Handled by CQDInfoActivityInfo::Read: ")));
 }
 
-TEST_F(SaveWithoutMemory, LoadsTheWholeTableOrKeepsTheOneThatItHasWhicheverAllocationFails)
+TEST_F(SaveWithoutMemory, LoadsTheWholeTableOrKeepsItsOwn)
 {
     Json::Value present;
     present["activity"][0]["BName"] = "present";

@@ -127,7 +127,7 @@ TEST_F(ScanState, IsOpticalForEveryNumberButZero)
     }
 }
 
-TEST_F(ScanState, LogsTheOpticalStateGivenAndTheResult)
+TEST_F(ScanState, LogsTheOpticalStateBeforeAndTheResult)
 {
     bool optical = false;
 
@@ -282,7 +282,7 @@ std::map<int, Answer> MeaningfulValues(int hdmiCount)
 
 class ScanProgress : public PlatformTest {
 protected:
-    // What the stored value must give, log lines included.
+    // The answer to the stored value, log lines included.
     void ExpectAnswer(int stored, const Answer& expected)
     {
         std::vector<std::string> sequence = {std::string("get ") + kProgressKey};
@@ -301,7 +301,7 @@ protected:
     }
 };
 
-TEST_F(ScanProgress, RunsWithTheGivenNumberOfInputs) { EXPECT_EQ(HDMI_PORT_COUNT, ExpectedHdmiCount()); }
+TEST_F(ScanProgress, RunsWithTheExpectedNumberOfInputs) { EXPECT_EQ(HDMI_PORT_COUNT, ExpectedHdmiCount()); }
 
 TEST_F(ScanProgress, TranslatesEveryStoredValue)
 {
@@ -349,7 +349,7 @@ TEST_F(ScanProgress, IsTheFinalStageUpToTheNumberOfInputs)
     }
 }
 
-TEST_F(ScanProgress, IsThePercentageRatherThanTheInputOnATvWithAHundredInputs)
+TEST_F(ScanProgress, IsAPercentageRatherThanAnInputFromAHundredOn)
 {
     if (HDMI_PORT_COUNT < 110) GTEST_SKIP() << "needs a TV with very many inputs";
     ExpectAnswer(99, {99, 90});

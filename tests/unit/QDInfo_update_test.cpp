@@ -27,7 +27,7 @@ protected:
         "D QDInfoServerData.cpp t_SaveActivityInfoToFile:  set " + kKey + " succeed! <null>", kNoBus};
 };
 
-TEST_F(SetSourceInfo, SavesAndAnnouncesTheSameInBothModesForEveryPort)
+TEST_F(SetSourceInfo, SavesAndAnnouncesTheSameInBothModes)
 {
     for (const int mode : {0, 1}) {
         for (const int port : {INT_MIN, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 98, 100, INT_MAX}) {
@@ -155,7 +155,7 @@ protected:
     Json::Value document;
 };
 
-TEST_F(RemoveSourceInfo, ClearsTheRecordAndKeepsTheOthersAndTheDenyCount)
+TEST_F(RemoveSourceInfo, ClearsTheRecordAndKeepsItsDenyCount)
 {
     for (int port = 0; port < HDMI_PORT_COUNT; ++port) {
         const std::string before = TextOf(document);
@@ -198,7 +198,7 @@ TEST_F(RemoveSourceInfo, LeavesEmptyAnswersButForTheDenyCount)
     }
 }
 
-TEST_F(RemoveSourceInfo, ClearsTheOpticalRecordInMemoryAndSavesTheHdmiRecords)
+TEST_F(RemoveSourceInfo, ClearsTheOpticalRecordInMemoryAlone)
 {
     if (HDMI_PORT_COUNT < 1) GTEST_SKIP() << "needs an HDMI input";
     GivenText(0, TextOf(document));
@@ -229,7 +229,7 @@ TEST_F(RemoveSourceInfo, IsSilentForAPortOutsideTheTable)
     EXPECT_EQ(platform.settings.texts[kKey], before);
 }
 
-TEST_F(RemoveSourceInfo, ChangesNothingInAProcessThatIsNotTheService)
+TEST_F(RemoveSourceInfo, ChangesNothingOutsideTheService)
 {
     CQDInfoAPI::Destroy();
     CQDInfoAPI::Create(false);
@@ -244,7 +244,7 @@ TEST_F(RemoveSourceInfo, ChangesNothingInAProcessThatIsNotTheService)
     EXPECT_EQ(platform.settings.texts[kKey], before);
 }
 
-TEST_F(RemoveSourceInfo, LosesNoTextThatCannotBeReadForAPortWithoutARecord)
+TEST_F(RemoveSourceInfo, KeepsAnUnreadableTextForAnAbsentRecord)
 {
     for (const char* unreadable : {"{\"activity\":[{\"BName\":\"torn", "", "{\"activity\":{}}", "[]", "7"}) {
         GivenText(0, unreadable);
@@ -255,7 +255,7 @@ TEST_F(RemoveSourceInfo, LosesNoTextThatCannotBeReadForAPortWithoutARecord)
     }
 }
 
-// The table is saved whatever is in it, and whatever the text is that it takes the place of.
+// The table is saved with any content, over any stored text.
 TEST_F(RemoveSourceInfo, SavesTheEmptyTableForTheOpticalPort)
 {
     std::vector<std::string> unread = {"torn", "", "{\"activity\":{}}", "[]", "7"};
@@ -275,7 +275,7 @@ TEST_F(RemoveSourceInfo, SavesTheEmptyTableForTheOpticalPort)
     }
 }
 
-TEST_F(RemoveSourceInfo, ReadsOnceAndSavesTheEmptyTableForTheOpticalPortWhenNothingIsStored)
+TEST_F(RemoveSourceInfo, SavesTheEmptyTableIfNothingIsStored)
 {
     srcwatch_remove_source_info(kOptical);
 
@@ -286,7 +286,7 @@ TEST_F(RemoveSourceInfo, ReadsOnceAndSavesTheEmptyTableForTheOpticalPortWhenNoth
     EXPECT_EQ(platform.settings.texts[kKey], "null");
 }
 
-TEST_F(RemoveSourceInfo, NeitherSavesNorAnnouncesAnHdmiPortWithoutARecord)
+TEST_F(RemoveSourceInfo, DoesNotSaveAPortWithoutARecord)
 {
     for (int port = 0; port < HDMI_PORT_COUNT; ++port) {
         ForgetCalls();
@@ -328,7 +328,7 @@ TEST_F(RemoveSourceInfo, ClearsTheRecordInMemoryWhenNothingIsStored)
     }
 }
 
-TEST_F(RemoveSourceInfo, ChangesNothingForAPortOutsideATableThatIsFilledTwice)
+TEST_F(RemoveSourceInfo, ChangesNothingOutsideATableFilledTwice)
 {
     CQDInfoData* table = CQDInfoAPI::GetQDInfoUtil();
     table->CreateAndAddNewActivity();
@@ -345,7 +345,7 @@ TEST_F(RemoveSourceInfo, ChangesNothingForAPortOutsideATableThatIsFilledTwice)
 }
 
 // What is stored has as many records as there are inputs, so the port is outside once that is loaded.
-TEST_F(RemoveSourceInfo, SavesNothingForAPortThatIsOutsideOnceTheStoredRecordsAreLoaded)
+TEST_F(RemoveSourceInfo, SavesNothingForAPortOutsideTheStoredTable)
 {
     CQDInfoData* table = CQDInfoAPI::GetQDInfoUtil();
     table->CreateAndAddNewActivity();

@@ -13,7 +13,7 @@ using testing::ElementsAre;
 
 class SharedLibrary : public PlatformTest {};
 
-TEST_F(SharedLibrary, DoesNothingAtLoadButAskForTheHdmiCountInEachOfSevenSourceFiles)
+TEST_F(SharedLibrary, OnlyAsksForSevenHdmiCountsAtLoad)
 {
     EXPECT_EQ(srcwatch_test::LoadSequence(), std::vector<std::string>(7, "count 122"));
 }

@@ -28,7 +28,7 @@ inline std::string Succeeded(const char* function, const std::string& key, const
     return Own("D", function, " get " + key + " succeed! <" + text + ">");
 }
 
-// One record as the writer lays it out.
+/// One record as the writer lays it out.
 inline std::string RecordText(const std::string& brand, int port)
 {
     return "\t\t{\n"
@@ -69,7 +69,7 @@ inline std::string TableText()
 
 class Store : public QueryTest {
 protected:
-    // A record of each HDMI port, with the port's number in its members.
+    /// Fills the table with a record of each HDMI port, with the port's number in its members.
     void FillTable()
     {
         store.CreateAndAddNewActivity();
@@ -80,7 +80,7 @@ protected:
         ForgetCalls();
     }
 
-    // Calls load, and gives the message of the exception that it logged last.
+    /// Calls load. Returns the message of the exception that it logged last.
     std::string ExceptionOf(const std::function<bool()>& load)
     {
         ForgetCalls();

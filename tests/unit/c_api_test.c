@@ -82,7 +82,7 @@ static void SavesAndClears(void)
     text = vconf_get_str(kHdmiKey);
     assert(text != NULL && strcmp(text, "null") == 0);
     free(text);
-    srcwatch_remove_source_info(0); /* not in this process, which is no service */
+    srcwatch_remove_source_info(0); /* not in this process, which is not a service */
     srcwatch_remove_source_info(SRCWATCH_PORT_OPTICAL);
 }
 

@@ -30,7 +30,7 @@ bool SharesTheStore()
 
 int main()
 {
-    (void)qdinfo::CQDInfoAPI::Create(true);  // false where nothing was stored yet
+    static_cast<void>(qdinfo::CQDInfoAPI::Create(true));  // false where nothing was stored yet
     if (!SharesTheStore()) return 1;
 
     qdinfo::CQDInfoData& store = *qdinfo::CQDInfoAPI::GetQDInfoUtil();
