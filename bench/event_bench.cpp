@@ -31,7 +31,7 @@ constexpr char kBarePath[] = "/org/nalto/tv/gdbus";
 constexpr char kBareInterface[] = "org.nalto.tv.gdbus";
 constexpr char kBareSignal[] = "gdbus";
 
-// What the library makes of the event that is sent here.
+// The message of the event that is sent here.
 constexpr char kMessage[] = "0\t1\t1\t0\t0\t0\t0\t0\t0\t0\tHD#Recorder#500\tKorvane\tNorthlight#Cable\t";
 
 // What the receiving processes and this one share.

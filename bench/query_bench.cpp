@@ -42,7 +42,7 @@ const std::string& StoreActivity(int records)
 
 std::int64_t Reads() { return srcwatch_test::ThePlatform().counts.textReads; }
 
-// A query that did not go to the store, or went there more often, is not what is to be measured.
+// A query that did not read the store, or read it more often, is not to be measured.
 class ReadCheck {
 public:
     explicit ReadCheck(std::int64_t readsPerQuery) : m_perQuery(readsPerQuery), m_before(Reads()) {}
@@ -92,7 +92,7 @@ void Floor(benchmark::State& state, const Query& query, int records)
     }
 }
 
-// What one writes at first: builder and reader made for each query, the element copied.
+// The straightforward way: builder and reader made for each query, the element copied.
 void Naive(benchmark::State& state, const Query& query, int records)
 {
     const std::string& stored = StoreActivity(records);
@@ -127,7 +127,7 @@ void DeviceInfo(benchmark::State& state)
     reads.Finish(state);
 }
 
-// On a port whose device has a codeset: the record is read for the device info and once more for the codeset.
+// On a port whose device has a codeset: the record is read for the device info and again for the codeset.
 void CodesetInfo(benchmark::State& state)
 {
     StoreActivity(8);

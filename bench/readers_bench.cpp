@@ -92,7 +92,7 @@ int RunWriter(Board& board)
     }
 }
 
-// Adds what a round gave to the counters, which keep the worst reader's figures.
+// Adds the results of a round to the counters, which keep the worst reader's figures.
 void Count(benchmark::State& state, const Board& board, std::size_t readers)
 {
     double queries = 0;

@@ -159,8 +159,9 @@ std::optional<std::string> Text(Json::Value& record, const char* name)
 // All queries answer for the text that is stored for the port, and log what is stated.
 void CheckQueries(int port, const std::string& stored)
 {
+    const Json::Value record = srcwatch_test::StoredRecord(port, &stored);
     for (const srcwatch_test::Query& query : srcwatch_test::AllQueries()) {
-        Require(Ask(query, port) == Expected(query, port, &stored), query.name);
+        Require(Ask(query, port) == ExpectedOfRecord(query, port, record), query.name);
     }
 }
 
@@ -173,7 +174,7 @@ std::string Stored() { return srcwatch_test::ThePlatform().settings.texts[qdinfo
 
 CQDInfoServerData& TheStore() { return *qdinfo::CSingleton<CQDInfoServerData>::GetInstance(); }
 
-// A loader's value, which a failure leaves alone.
+// A loader's value, which a failure leaves unchanged.
 void CheckLoaded(bool loaded, const Json::Value& value, const std::optional<Json::Value>& expected)
 {
     Require(loaded == expected.has_value(), "the result of a loader");
@@ -300,7 +301,7 @@ void CheckOneKpi(const Document& document, int port)
 
     srcwatch_kpi_info_s info = KpiBefore();
     Require(srcwatch_get_device_kpi_info(port, &info) == (IsAccepted(port) ? 1 : 2), "one entry is never returned");
-    Require(info == KpiBefore(), "and leaves the record alone");
+    Require(info == KpiBefore(), "and leaves the record unchanged");
 }
 
 void CheckAllKpi(const Document& document)

@@ -61,7 +61,7 @@ std::string ProfilesText(Input& input)
     return text + "]}" + (manner == 2 ? input.Text(5) : "");
 }
 
-// --- What must come of it
+// --- The expected entries
 
 bool IsName(const Json::Value& value)
 {
@@ -113,7 +113,7 @@ int Lower(char c) { return std::tolower(static_cast<unsigned char>(c)); }
 bool Matches(const std::string& glob, const std::string& text)
 {
     std::size_t at = 0;
-    std::size_t star = std::string::npos;  // the last one, and how much of the text it has taken
+    std::size_t star = std::string::npos;  // the last one, and how much of the text it has matched
     std::size_t taken = 0;
     for (std::size_t i = 0; i < text.size();) {
         if (at < glob.size() && glob[at] == '*') {

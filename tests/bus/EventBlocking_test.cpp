@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// For how long what blocks: services and a bus that hang. Slow, because the time limits are long.
+// How long each operation blocks if a service or the bus hangs. Slow, because the time limits are long.
 #include "BusTest.h"
 
 #include <thread>

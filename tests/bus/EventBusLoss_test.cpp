@@ -43,7 +43,7 @@ std::size_t ResidentKilobytes()
     return resident * 4;
 }
 
-// What one bus sees: a service and an application that come, talk, and learn of its end.
+// One bus: a service and an application connect, exchange events, and see its end.
 class BusLoss : public BusTest {
 protected:
     void LiveThroughOneBus()

@@ -283,7 +283,7 @@ TEST_F(End, OfAServiceDoesNotWaitForItsNameHandlers)
     loop.Call([] {});  // the handler has left
 }
 
-// As it is in earnest: what the handler waits for is the call of another sender, of a service that hangs.
+// The real case: the handler waits for the call of another sender to a service that hangs.
 TEST_F(End, OfAServiceDoesNotWaitForTheCallOfAnotherSender)
 {
     BusPeer hanging;

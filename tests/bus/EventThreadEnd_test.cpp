@@ -131,7 +131,7 @@ TEST_P(ThreadEnd, ByACallbackEndsNothingElse)
     ExpectNothingIsHeld(thread);
 }
 
-// Returns never. The thread sanitizer's own pause() takes no notice of being unwound.
+// Never returns. The thread sanitizer's own pause() cannot be unwound.
 void WaitForCancellation()
 {
     for (;;) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A program that unloads the library with dlclose: what the library had for each thread, what it left with GLib and
+// A program that unloads the library with dlclose: what the library kept for each thread, what it left with GLib and
 // what is to be done when the process exits still comes to its end.
 #include "PrivateBus.h"
 #include "TestPlatform.h"

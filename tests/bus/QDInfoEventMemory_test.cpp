@@ -149,7 +149,7 @@ protected:
         return granted;
     }
 
-    // That a receiver in that place gets events, each once.
+    // A receiver in that place gets each event once.
     void ExpectNextOneWorks(int granted)
     {
         CQDEventReciever* receiver = TryToConstruct(-1);

@@ -199,7 +199,7 @@ TEST_F(ReceivedMessage, IsReadAsAnIndependentReaderReadsRandomTexts)
     const std::vector<std::string> gaps = {"\t", "\t", "\t", " ", "\n", "\t\t", " \v\f\r", ""};
     for (int round = 0; round < 600; ++round) {
         std::string message = random() % 4 == 0 ? " " : "";
-        const std::size_t numbers = random() % 2 == 0 ? 10 : 0;  // else hardly a message would get to its texts
+        const std::size_t numbers = random() % 2 == 0 ? 10 : 0;  // otherwise few messages would reach their texts
         for (std::size_t i = 0; i < numbers; ++i) message += std::to_string(static_cast<int>(random())) + "\t";
         for (std::size_t left = random() % 16; left > 0; --left) {
             message += pieces[random() % pieces.size()] + gaps[random() % gaps.size()];

@@ -32,7 +32,7 @@ class SentMessage : public BusTest {
 protected:
     SentMessage() { peer.Listen(kChannelName); }
 
-    // What the peer gets of the next signal.
+    // The next signal as the peer receives it.
     std::string Next()
     {
         const std::vector<BusMessage> signals = peer.WaitForSignals(++m_seen);

@@ -102,7 +102,7 @@ TEST_F(Receiver, AnswersWithAMegabyte)
     EXPECT_EQ(Call(5, std::string(1 << 20, 'q')).text, std::string(1 << 20, 'r'));
 }
 
-// Notes what was in the reply stream, and adds to it.
+// Stores what was in the reply stream, and adds to it.
 void WriteAndNote(void* notes, srcwatch_event_s* event)
 {
     static_cast<std::vector<std::string>*>(notes)->push_back(ReplyOf(event).str());

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Receivers, senders and queries of many threads at once. Most of it is worth most under the thread sanitizer.
+// Receivers, senders and queries of many threads at once. Most useful under the thread sanitizer.
 #include "BusTest.h"
 #include "QDInfoCommon.h"
 #include "Sanitizers.h"

@@ -38,7 +38,7 @@ constexpr std::uint64_t kBlock = std::uint64_t{1} << 16;
 constexpr std::uint64_t kEdge = 200;  // no value that is treated specially lies further from 0
 constexpr char kCommandKey[] = "memory/srcwatch-service/scan_progress";
 
-// The key of the scan's progress, and where the platform keeps it.
+// The scan's progress as it is stored.
 int& Progress()
 {
     static int& progress = srcwatch_test::ThePlatform().settings.numbers["memory/srcwatch-service/scan_result"];
@@ -398,7 +398,7 @@ bool Check(const Function& function, std::uint64_t stride, unsigned jobs)
     return holds;
 }
 
-// The functions of a subject: "ports", "progress", or one by its name. None for an unknown one.
+// Returns the functions of a subject: "ports", "progress", or one by its name; none if it is unknown.
 std::vector<Function> FunctionsOf(const std::string& subject)
 {
     if (subject == "progress") return {{"srcwatch_get_oobe_stb_scan_progress", &CallProgress, &ProgressAnswer}};

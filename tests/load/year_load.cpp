@@ -93,7 +93,7 @@ void Ask(Board& board, int number)
     ++board.queries;
 }
 
-// Asks as much as its share of the saves so far allows, so that both end together.
+// Queries as often as the saves so far allow, so that both end together.
 void Use(Board& board, const Plan& plan)
 {
     if (srcwatch_register_event_callback(&OnEvent, &board) != 1) throw std::runtime_error("cannot register");

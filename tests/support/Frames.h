@@ -24,7 +24,7 @@ inline Frame FromHex(const std::string& digits)
     return bytes;
 }
 
-/// Make the checksum of an InfoFrame right, after its bytes were changed.
+/// Corrects the checksum of an InfoFrame after its bytes were changed.
 inline void FixChecksum(Frame& frame)
 {
     unsigned sum = 0;

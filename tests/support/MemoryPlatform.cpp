@@ -22,9 +22,10 @@ const char kLogPrefix[] = "%s: %s(%d) > <%ld> ";
 
 namespace {
 
+// Read without the mutex, as it never changes.
 bool KeepsCalls()
 {
-    static const bool keepsCalls = ThePlatform().keepsCalls;  // read without the mutex
+    static const bool keepsCalls = ThePlatform().keepsCalls;
     return keepsCalls;
 }
 

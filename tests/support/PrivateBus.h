@@ -20,7 +20,7 @@
 
 namespace srcwatch_test {
 
-/// Long enough for a sanitized build on a busy machine; only failing tests wait so long.
+/// Long enough for a sanitized build on a busy machine; only failing tests wait that long.
 constexpr std::chrono::milliseconds kDeadline(20000);
 
 /// A dbus-daemon. From its construction on, DBUS_SYSTEM_BUS_ADDRESS names it, so make it before the first connection.

@@ -174,17 +174,6 @@ void AnswerResult2(const Query&, int, Json::Value& record, Outcome& outcome)
     if (type >= 3 && type <= 6) outcome.outputs.text1 = Copied(record["BName"].asString());
 }
 
-Json::Value StoredRecord(int port, const std::string* stored)
-{
-    Json::Value root;
-    try {
-        if (stored == nullptr || !ParseJson(Printed(*stored), root)) return Json::Value();
-        return port == kOptical ? root["activity"] : root["activity"][port];
-    } catch (const Json::Exception&) {
-        return Json::Value();
-    }
-}
-
 Outcome Before(const Query& query, char fill)
 {
     return {
@@ -316,7 +305,18 @@ Outcome Ask(const Query& query, int port, char fill, Untested null)
     return outcome;
 }
 
-Outcome Expected(const Query& query, int port, const std::string* stored, char fill, Untested null)
+Json::Value StoredRecord(int port, const std::string* stored)
+{
+    Json::Value root;
+    try {
+        if (stored == nullptr || !ParseJson(Printed(*stored), root)) return Json::Value();
+        return port == kOptical ? root["activity"] : root["activity"][port];
+    } catch (const Json::Exception&) {
+        return Json::Value();
+    }
+}
+
+Outcome ExpectedOfRecord(const Query& query, int port, Json::Value record, char fill, Untested null)
 {
     const Outcome before = Before(query, fill);
     Outcome outcome = before;
@@ -326,11 +326,15 @@ Outcome Expected(const Query& query, int port, const std::string* stored, char f
         if (CalledForPort(query)) Log(outcome, query.name, "Port Index Error: " + std::to_string(port));
         return outcome;
     }
-    Json::Value record = StoredRecord(port, stored);
     AnswerOrFail(query, port, record, outcome);
     if (null.number1) outcome.outputs.number1 = before.outputs.number1;
     if (null.flag) outcome.outputs.flag = before.outputs.flag;
     return outcome;
+}
+
+Outcome Expected(const Query& query, int port, const std::string* stored, char fill, Untested null)
+{
+    return ExpectedOfRecord(query, port, StoredRecord(port, stored), fill, null);
 }
 
 std::string Printed(const std::string& text) { return text.substr(0, text.find('\0')); }

@@ -117,6 +117,10 @@ Outcome Ask(const Query& query, int port, char fill = '#', Untested null = {});
 /// The outcome that the same call must have if stored is under the port's key; null stands for no text.
 Outcome Expected(const Query& query, int port, const std::string* stored, char fill = '#', Untested null = {});
 
+/// The same in two steps, for a text that several queries are for.
+Json::Value StoredRecord(int port, const std::string* stored);
+Outcome ExpectedOfRecord(const Query& query, int port, Json::Value record, char fill = '#', Untested null = {});
+
 }  // namespace srcwatch_test
 
 #endif

@@ -20,7 +20,7 @@ std::ostream& operator<<(std::ostream& stream, const Outcome& outcome);
 /// What an announcement leaves in the sequence, as there is no bus; the reason follows it.
 constexpr char kNoBus[] = "E QDInfoEventManager.cpp m_Connect: Couldn't connect to DBus bus: '";
 
-/// The text of JsonCpp's exception when action fails; fails the test if it does not.
+/// Returns the text of the exception of JsonCpp that action throws; fails the test if it throws none.
 std::string JsonErrorOf(const std::function<void()>& action);
 
 /// A buffer whose end is the end of readable and writable memory.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The platform in memory for tests: each starts with an empty one, and fails if the library logged a line of no place.
+// The platform in memory for tests: each starts with an empty one, and fails if a line of the library's log has no
+// valid place.
 #ifndef SRCWATCH_TESTS_TESTPLATFORM_H
 #define SRCWATCH_TESTS_TESTPLATFORM_H
 

@@ -25,7 +25,7 @@ const std::string kDestroy = "D QDInfoAPI.cpp Destroy: Destroy Util  !";
 const std::string kNew = "E QDInfoCommon.h GetInstance: new......\n";
 const std::string kDelete = "E QDInfoCommon.h DestroyInstance:  DestroyInstance() \n";
 
-// Begins as a client without a store, and ends so.
+// Begins and ends as a client without a store.
 class Lifecycle : public PlatformTest {
 public:
     ~Lifecycle() override

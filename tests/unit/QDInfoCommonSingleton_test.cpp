@@ -41,7 +41,7 @@ public:
     }
     ~Instance() override { --instances; }
 
-    // Not inlined: the compiler would see one of a pair only, and complain of a mismatch.
+    // Not inlined: the compiler would see one of a pair only, and warn of a mismatch.
     [[gnu::noinline]] static void* operator new(std::size_t size) { return ::operator new(size); }
     [[gnu::noinline]] static void* operator new(std::size_t size, const std::nothrow_t& tag) noexcept
     {
@@ -239,7 +239,7 @@ public:
     bool IsKeptOut() const
     {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        int asleep = 0;  // looks in a row: it may sleep for a moment elsewhere
+        int asleep = 0;  // consecutive checks: it may sleep for a moment elsewhere
         while (!m_through && std::chrono::steady_clock::now() < deadline) {
             asleep = Sleeps() ? asleep + 1 : 0;
             if (asleep == 50) return true;
@@ -281,7 +281,7 @@ protected:
         T::DestroyInstance();
     }
 
-    // Calls action with another user who comes while it logs, and returns what that one obtained.
+    // Calls action, and lets another user start while it logs. Returns what that user obtained.
     template <typename Action>
     T* ObtainedMeanwhile(Action action)
     {

@@ -99,7 +99,7 @@ TEST(Constants, HaveTheirValues)
     for (const Constant& constant : kConstants) EXPECT_EQ(constant.value, constant.expected) << constant.name;
 }
 
-// A file's constants come into being in the order of their declarations, and the HDMI count before them all.
+// A file's constants are constructed in the order of their declarations, and the HDMI count before them all.
 TEST(Constants, AreDeclaredInOrderAfterTheHdmiCount)
 {
     std::vector<std::string> expected = {"HDMI_PORT_COUNT"};
@@ -249,7 +249,7 @@ TEST_F(LogFormat, StampsMillisecondsThatWrapAroundIn32Bits)
     EXPECT_EQ(StampAt(INT32_MAX, 999999), -1);
 }
 
-// The library has the code of the stamp once more.
+// The library has its own copy of the code of the stamp.
 TEST_F(LogFormat, StampsTheLinesOfTheLibraryToo)
 {
     g_fixedTime = timeval{1700000001, 999998};

@@ -252,7 +252,7 @@ TEST_F(StatisticsLoad, LogsWhatItCannotRead)
             << text;
         EXPECT_EQ(platform.log.back().format,
                   "%s: %s(%d) > <%ld> Exception Handled by t_LoadPortJsonKPIInfoToMemory: %s\n");
-        if (HDMI_PORT_COUNT < 1) continue;  // then no priority is looked at
+        if (HDMI_PORT_COUNT < 1) continue;  // then no priority is read
         EXPECT_EQ(ExceptionOf([&] {
                       All(false);
                       return false;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A saved document with every single bit turned over, and cut at every length.
+// A saved document with every single bit flipped, and cut at every length.
 #include "QDInfoServerData.h"
 #include "QueryTest.h"
 

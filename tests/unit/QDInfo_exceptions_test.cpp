@@ -47,7 +47,7 @@ protected:
         store.CreateAndAddNewActivity();
     }
 
-    // Has each access to the settings that call makes throw in turn.
+    // Makes each access to the settings by call throw in turn.
     void ExpectItPasses(const std::string& name, const std::function<void()>& call)
     {
         ExpectItPasses<std::bad_alloc>(name, call, std::bad_alloc());

@@ -156,7 +156,7 @@ TEST_F(NoStore, IsMadeOnceThereIsMemoryAgain)
 
 class LittleMemory : public QueryTest {};
 
-// Calls action with one allocation after the other failing, until it gets by. Returns how often it did not.
+// Calls action with one allocation after the other failing, until it succeeds. Returns how often it failed.
 int Exhaust(const std::function<void()>& action)
 {
     int failures = 0;
@@ -231,7 +231,7 @@ TEST_F(LittleMemory, LeavesARecordAndATableAsBadAlloc)
     EXPECT_GT(Exhaust([&] { expectTrue(store.GetOpticalActivityInfoToStream(root)); }), 0);
 }
 
-// The writer's stream keeps to itself that it could not grow, so the text ends somewhere inside the document.
+// The writer's stream does not report that it could not grow, so the text ends somewhere inside the document.
 TEST_F(LittleMemory, LosesNoStoredDocumentToASaveThatWasCut)
 {
     qdinfo::CQDInfoServerData store;

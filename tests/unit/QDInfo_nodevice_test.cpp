@@ -49,7 +49,7 @@ const std::string kCreateFailed = NoDevice("Create Source Control failed!!\n");
 
 class NoDeviceQuery : public PlatformTest {
 protected:
-    // Up to the TV service, by the shortest way.
+    // Reaches the TV service by the shortest way.
     void GivenMvpdOnACalvixTv()
     {
         platform.features[kCalvix] = true;
@@ -62,7 +62,7 @@ protected:
         return {kEntry, kReadCalvix, kReadInfrared, kSupported10, kReadMvpd, kMvpdOn, kCreate};
     }
 
-    // The inputs that are looked at: no more than there are identifiers.
+    // The inputs that are queried: at most as many as there are identifiers.
     static int Inputs() { return std::clamp(HDMI_PORT_COUNT, 0, 8); }
 
     static std::string Queried(int input) { return "connected " + std::to_string(kSourceIds[input]); }

@@ -220,7 +220,7 @@ TEST_F(PortQuery, RefusesOtherPortsAndNullNumbersPortFirst)
 TEST_F(PortQuery, TakesTheDenyCountsOutputBeforeItsPort)
 {
     GivenRecord(3, RecordWith("DenyCount", 8));
-    int count = 0;  // would be a port of its own, had the order been another
+    int count = 0;  // would be a valid port if the order were another
 
     EXPECT_EQ(srcwatch_get_denycount(&count, 3), 0);
 

@@ -57,7 +57,7 @@ std::string Try(long granted, Body body)
 
 class SaveWithoutMemory : public QueryTest {};
 
-// First, as what is made once in a process is made here.
+// The first test, as it makes what is made once in a process.
 TEST_F(SaveWithoutMemory, WritesAWholeRecordOrNothing)
 {
     qdinfo::CQDInfoActivityInfo record;

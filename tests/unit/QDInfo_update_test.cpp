@@ -94,7 +94,7 @@ Json::Value FullRecord(int port)
     return record;
 }
 
-// What is left of it.
+// The same record after its removal.
 Json::Value ClearedRecord(int port)
 {
     Json::Value record = FullRecord(port);
