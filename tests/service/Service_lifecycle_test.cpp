@@ -101,7 +101,7 @@ public:
 
     std::string Path() const { return m_directory / "notify"; }
 
-    /// Waits for a message.
+    // Waits for a message.
     bool Hears(const char* text)
     {
         return RunUntil([&] {
@@ -111,7 +111,7 @@ public:
             return m_heard.find(text) != std::string::npos;
         });
     }
-    /// All messages so far.
+    // All messages so far.
     const std::string& Heard() const { return m_heard; }
 
 private:
