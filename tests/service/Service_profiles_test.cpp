@@ -77,7 +77,7 @@ TEST_F(InstalledProfiles, AreThoseOfTheFileWithoutADirectory)
     EXPECT_EQ(LogLinesWith("profiles.d"), 0);
 }
 
-TEST_F(InstalledProfiles, AreThoseOfTheFileWithAnUnreadableDirectory)
+TEST_F(InstalledProfiles, DoNotNeedAReadableDirectory)
 {
     Spoil();
 
@@ -88,7 +88,7 @@ TEST_F(InstalledProfiles, AreThoseOfTheFileWithAnUnreadableDirectory)
     EXPECT_EQ(LogLinesWith(kReason), 1) << Log();
 }
 
-TEST_F(InstalledProfiles, MayBecomeUnreadableBeforeTheyAreLoadedAgain)
+TEST_F(InstalledProfiles, MayBecomeUnreadableWhileItRuns)
 {
     std::filesystem::create_directory(SRCWATCH_INSTALLED_PROFILES);
     StartWithInstalledProfiles();
