@@ -2,6 +2,7 @@
 #include "Connection.h"
 
 #include "Clock.h"
+#include "FileAccess.h"
 #include "Fork.h"
 #include "Log.h"
 #include "Paths.h"
@@ -32,6 +33,21 @@ constexpr const char* kNoDurability = "PRAGMA synchronous=OFF";
 // While any process keeps the database open, the log starts over once it has been moved into the database, so it never
 // gets much longer than 1 MB. The first process after all have ended does not know what has been moved.
 constexpr std::int64_t kLongLog = 2097152;
+
+// Exit and fork leave the log as it is: a checkpoint there would be slow and, in a child, wrong. The others hold
+// for a database that anyone may have written: nothing in it runs here.
+struct Option {
+    int option;
+    int value;
+};
+constexpr Option kOptions[] = {
+    {SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1}, {SQLITE_DBCONFIG_DEFENSIVE, 1},      {SQLITE_DBCONFIG_ENABLE_TRIGGER, 0},
+    {SQLITE_DBCONFIG_ENABLE_VIEW, 0},      {SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0},
+};
+constexpr Option kLimits[] = {
+    {SQLITE_LIMIT_LENGTH, 67108864}, {SQLITE_LIMIT_SQL_LENGTH, 4096}, {SQLITE_LIMIT_EXPR_DEPTH, 20},
+    {SQLITE_LIMIT_ATTACHED, 0},      {SQLITE_LIMIT_TRIGGER_DEPTH, 1},
+};
 
 constexpr int Primary(int result) { return result & 0xff; }
 
@@ -145,27 +161,30 @@ int Connection::OpenInTurn(bool isSuspect)
     if (lock.Error() == EWOULDBLOCK) return SQLITE_BUSY;
 
     State state = TryOpen();
-    if (state == State::kReady && isSuspect && !IsSound()) state = State::kDamaged;
+    if (state == State::kReady && isSuspect) state = StateAfter(Check());
     if (state == State::kDamaged) {
-        const int damage = m_openError == SQLITE_OK ? SQLITE_CORRUPT : m_openError;
+        const int damage = m_openError;
         Close();
         if (lock.Error() != 0 || !MoveAside(damage)) return damage;
         state = State::kEmpty;
     }
-    if (state == State::kEmpty) return Create();
-    return state == State::kReady ? SQLITE_OK : m_openError;
+    const int result = state == State::kEmpty ? Create() : state == State::kReady ? SQLITE_OK : m_openError;
+    if (result != SQLITE_OK) Close();
+    return result;
 }
 
 Connection::State Connection::StateAfter(int result)
 {
+    if (IsSuspect(result) && FailedReads() != m_failedReads) result = SQLITE_IOERR_READ;  // nothing is known
     m_openError = result;
-    if (Primary(result) == SQLITE_CANTOPEN) m_systemError = m_api->system_errno(m_handle);
+    if (Primary(result) == SQLITE_CANTOPEN && m_handle != nullptr) m_systemError = m_api->system_errno(m_handle);
     return result == SQLITE_OK ? State::kReady : IsSuspect(result) ? State::kDamaged : State::kFailed;
 }
 
 Connection::State Connection::TryOpen()
 {
     Close();
+    m_failedReads = FailedReads();
     if (m_files.IsMissingOrEmpty()) return State::kEmpty;
 
     const State state = OpenHandle(m_files.Path(), SQLITE_OPEN_READWRITE);
@@ -188,14 +207,16 @@ Connection::State Connection::OpenForReading()
 Connection::State Connection::OpenHandle(const std::string& name, int flags)
 {
     Close();
-    const int result = m_api->open_v2(name.c_str(), &m_handle, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+    m_systemError = m_files.FindObstacle();
+    if (m_systemError != 0) return StateAfter(SQLITE_CANTOPEN);
+    const int result = m_api->open_v2(name.c_str(), &m_handle, flags | SQLITE_OPEN_NOMUTEX, UseFileAccess(*m_api));
     if (result != SQLITE_OK) return StateAfter(result);
 
-    // These fail only without a handle. Exit and fork leave the log as it is: a checkpoint there would be slow and, in
-    // a child, wrong.
+    // These fail only without a handle.
     static_cast<void>(m_api->extended_result_codes(m_handle, 1));
     static_cast<void>(m_api->busy_handler(m_handle, WaitWhileBusy, this));
-    static_cast<void>(m_api->db_config(m_handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr));
+    for (const auto& [option, value] : kOptions) static_cast<void>(m_api->db_config(m_handle, option, value, nullptr));
+    for (const auto& [limit, value] : kLimits) static_cast<void>(m_api->limit(m_handle, limit, value));
     if (!m_files.Identify(&m_identity)) return StateAfter(SQLITE_CANTOPEN);
     m_checkedMs = CoarseNowMs();
     m_openings->fetch_add(1, std::memory_order_acq_rel);
@@ -213,6 +234,7 @@ Connection::State Connection::Examine()
         if (result == SQLITE_OK) result = Configure();
         return StateAfter(result);
     }
+    if (version > kSchemaVersion) return StateAfter(kNewerSchema);
     std::int64_t tables = 0;
     result = QueryNumber("SELECT count(*) FROM sqlite_master", &tables);
     if (result != SQLITE_OK) return StateAfter(result);
@@ -250,17 +272,13 @@ void Connection::ShortenLog()
 int Connection::Create()
 {
     Close();
-    if (m_files.IsMissingOrEmpty()) m_files.RemoveRemains();
+    if (m_files.IsMissingOrEmpty()) m_files.Create();
 
     const State state = OpenHandle(m_files.Path(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
     if (state != State::kEmpty) return state == State::kReady ? SQLITE_OK : m_openError;
 
-    m_files.ShareLikeDirectory();
     const int created = CreateTables();
-    if (created != SQLITE_OK) {
-        Close();
-        return created;
-    }
+    if (created != SQLITE_OK) return created;
     m_files.WakeWatchers();
     return Examine() == State::kReady ? SQLITE_OK : m_openError;
 }
@@ -273,11 +291,12 @@ int Connection::CreateTables()
 }
 
 // Goes through the whole database, so that damage seen by any process is seen again.
-bool Connection::IsSound()
+int Connection::Check()
 {
     std::int64_t faults = 0;
     constexpr const char* kCheck = "SELECT count(*) FROM pragma_integrity_check(1) WHERE integrity_check <> 'ok'";
-    return QueryNumber(kCheck, &faults) == SQLITE_OK && faults == 0;
+    const int result = QueryNumber(kCheck, &faults);
+    return result == SQLITE_OK && faults > 0 ? SQLITE_CORRUPT : result;
 }
 
 bool Connection::MoveAside(int damage)
@@ -352,7 +371,9 @@ void Connection::LogFailure(const char* purpose, int result)
     const int systemError = m_systemError.exchange(0);
     if (m_lastFailure.exchange(result) == result) return;
 
-    const char* reason = m_api == nullptr ? "SQLite is missing" : m_api->errstr(result);
+    const char* reason = m_api == nullptr         ? "SQLite is missing"
+                         : result == kNewerSchema ? "a newer version of this software has created them"
+                                                  : m_api->errstr(result);
     LogHost(DLOG_ERROR, "cannot %s settings in %s: %s%s%s", purpose, m_files.Path().c_str(), reason,
             systemError == 0 ? "" : ": ", systemError == 0 ? "" : strerrordesc_np(systemError));
 }

@@ -16,6 +16,9 @@
 
 namespace host {
 
+/// A result besides SQLite's: the database has a schema of a later version. (SQLite does not use this one.)
+constexpr int kNewerSchema = SQLITE_FORMAT;
+
 class Connection {
 public:
     /// All connections of a process to one database share the number of times any of them was opened: when one has
@@ -84,7 +87,7 @@ private:
     void ShortenLog();
     int Create();
     int CreateTables();
-    bool IsSound();
+    int Check();
     bool MoveAside(int damage);
     int QueryNumber(const char* sql, std::int64_t* number);
     bool IsReplaced() const;
@@ -133,6 +136,7 @@ private:
     std::int64_t m_deadlineMs = 0;  // when the call in progress stops waiting; 0 as long as it never had to wait
     bool m_isSnapshot = false;      // opened without its log, so never up to date for long
     int m_openError = SQLITE_OK;
+    unsigned m_failedReads = 0;                 // in the process, when the connection was opened
     std::atomic<int> m_systemError{0};          // errno of the last failure to open, for the log
     std::atomic<int> m_lastFailure{SQLITE_OK};  // logged already; these two also change without the mutex
 };

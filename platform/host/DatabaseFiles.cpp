@@ -15,34 +15,37 @@
 namespace host {
 namespace {
 
-constexpr mode_t kFileMode = 0644;
+constexpr mode_t kSharedMode = 0664;
 constexpr useconds_t kLockPollUs = 2000;
 constexpr const char* kLogSuffix = "-wal";
 constexpr const char* kIndexSuffix = "-shm";
+constexpr const char* kJournalSuffix = "-journal";
 
-bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+// Of the path itself: a link is not followed.
+bool Examine(const std::string& path, struct stat* status) { return lstat(path.c_str(), status) == 0; }
 
-// Which of the permissions to write the directory grants beyond its owner.
-mode_t SharedWriteBits(const std::string& directory)
+bool Exists(const std::string& path)
 {
     struct stat status = {};
-    if (stat(directory.c_str(), &status) != 0) return 0;
-    return status.st_mode & (S_IWGRP | S_IWOTH);
+    return Examine(path, &status);
 }
 
-// Best effort: where it fails (the file is another user's), the file has its mode already.
-void Share(const std::string& path, const std::string& directory)
-{
-    const mode_t shared = SharedWriteBits(directory);
-    if (shared != 0) static_cast<void>(chmod(path.c_str(), kFileMode | shared));
-}
+// Only a file that is this user's and has no other name gets another mode: others may have made it.
+bool IsOwn(const struct stat& file) { return S_ISREG(file.st_mode) && file.st_uid == geteuid() && file.st_nlink == 1; }
 
-void CreateWakeFile(const std::string& path, const std::string& directory)
+// Creates a file where it is missing, for the directory's group to write if that may write to the directory. Best
+// effort: where it fails, the file cannot be opened either, or has its mode already.
+void CreateShared(const std::string& path, const std::string& directory)
 {
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, kFileMode);
-    if (fd < 0) return;  // no one can be watching where nothing can be created
+    const int fd = OpenAboveStderr(path.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK);
+    if (fd < 0) return;
+
+    struct stat file = {};
+    struct stat parent = {};
+    const bool isKnown = fstat(fd, &file) == 0 && stat(directory.c_str(), &parent) == 0;
+    if (isKnown && IsOwn(file) && file.st_gid == parent.st_gid && (parent.st_mode & S_IWGRP) != 0)
+        static_cast<void>(fchmod(fd, kSharedMode));
     close(fd);
-    Share(path, directory);
 }
 
 // A companion that does not exist need not be moved.
@@ -64,7 +67,7 @@ DatabaseFiles::DatabaseFiles(const std::string& directory, const char* name)
 bool DatabaseFiles::Identify(FileIdentity* identity) const
 {
     struct stat status = {};
-    if (stat(m_path.c_str(), &status) != 0) return false;
+    if (!Examine(m_path, &status)) return false;
     *identity = {status.st_dev, status.st_ino};
     return true;
 }
@@ -72,7 +75,7 @@ bool DatabaseFiles::Identify(FileIdentity* identity) const
 bool DatabaseFiles::IsMissingOrEmpty() const
 {
     struct stat status = {};
-    if (stat(m_path.c_str(), &status) != 0) return errno == ENOENT;
+    if (!Examine(m_path, &status)) return errno == ENOENT;
     return S_ISREG(status.st_mode) && status.st_size == 0;
 }
 
@@ -81,15 +84,26 @@ bool DatabaseFiles::HasLog() const { return Exists(m_path + kLogSuffix); }
 std::int64_t DatabaseFiles::LogSize() const
 {
     struct stat status = {};
-    return stat((m_path + kLogSuffix).c_str(), &status) == 0 ? status.st_size : 0;
+    return Examine(m_path + kLogSuffix, &status) ? status.st_size : 0;
 }
 
-void DatabaseFiles::ShareLikeDirectory() const { Share(m_path, m_directory); }
-
-void DatabaseFiles::RemoveRemains() const
+int DatabaseFiles::FindObstacle() const
 {
-    for (const char* suffix : {kIndexSuffix, kLogSuffix})
+    for (const char* suffix : {"", kLogSuffix, kIndexSuffix, kJournalSuffix}) {
+        struct stat status = {};
+        if (!Examine(m_path + suffix, &status)) continue;
+        if (S_ISREG(status.st_mode) && (status.st_nlink == 1 || *suffix == '\0')) continue;
+        if (S_ISREG(status.st_mode)) return EMLINK;  // a log or an index that is also another file would overwrite it
+        return S_ISLNK(status.st_mode) ? ELOOP : S_ISDIR(status.st_mode) ? EISDIR : ENXIO;
+    }
+    return 0;
+}
+
+void DatabaseFiles::Create() const
+{
+    for (const char* suffix : {kIndexSuffix, kLogSuffix, kJournalSuffix})
         static_cast<void>(unlink((m_path + suffix).c_str()));  // mostly missing
+    CreateShared(m_path, m_directory);
 }
 
 std::string DatabaseFiles::FreeNameAside() const
@@ -115,12 +129,12 @@ std::string DatabaseFiles::MoveAside() const
 
 void DatabaseFiles::WakeWatchers() const
 {
-    if (utimensat(AT_FDCWD, m_wakePath.c_str(), nullptr, 0) != 0 && errno == ENOENT)
-        CreateWakeFile(m_wakePath, m_directory);
+    if (utimensat(AT_FDCWD, m_wakePath.c_str(), nullptr, AT_SYMLINK_NOFOLLOW) != 0 && errno == ENOENT)
+        CreateShared(m_wakePath, m_directory);
 }
 
 FileLock::FileLock(const DatabaseFiles& files, Mode mode, std::int64_t deadlineMs)
-    : m_fd(OpenAboveStderr(files.LockPath().c_str(), O_RDONLY | O_CREAT))
+    : m_fd(OpenAboveStderr(files.LockPath().c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK))
 {
     if (m_fd < 0) {
         m_error = errno;

@@ -33,11 +33,12 @@ public:
     /// Returns the bytes of the log, 0 without one.
     std::int64_t LogSize() const;
 
-    /// Lets those who may write to the directory write to a new database in it.
-    void ShareLikeDirectory() const;
+    /// Finds what cannot be a file of the database, in the place of one. @return An errno value for it, or 0.
+    int FindObstacle() const;
 
-    /// Removes what a database that is gone has left. Processes that have those files open keep theirs.
-    void RemoveRemains() const;
+    /// Creates an empty database where there is none, for all to write who may write to the directory as its group, and
+    /// removes what an earlier one has left. Processes that have those files open keep theirs.
+    void Create() const;
 
     /// Renames the database and its companions, with a time stamp in the name. @return The new path, or an empty text
     /// with errno set.

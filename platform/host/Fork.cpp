@@ -14,12 +14,12 @@ void BeforeFork()
     SystemInfoBeforeFork();
 }
 
-template <bool isChild>
+template <bool IsChild>
 void AfterFork()
 {
     SystemInfoAfterFork();
     SettingsStoreAfterFork();
-    SettingsWatchAfterFork(isChild);
+    SettingsWatchAfterFork(IsChild);
 }
 
 // Fails only without memory, and then a fork has to do without.

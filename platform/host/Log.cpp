@@ -16,12 +16,12 @@
 #include "Guarded.h"
 #include "Handle.h"
 #include "Paths.h"
+#include "WriteSignals.h"
 #include "srcwatch-host.h"
 
 #include <atomic>
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -238,38 +238,6 @@ std::string FormatLine(const Priority& priority, const char* tag, const std::str
     return line;
 }
 
-// Keeps the signals of a failed write (reader of the pipe gone, file at its size limit) from ending the program.
-class WriteSignalsHeld {
-public:
-    WriteSignalsHeld()
-    {
-        sigemptyset(&m_signals);
-        sigaddset(&m_signals, SIGPIPE);
-        sigaddset(&m_signals, SIGXFSZ);
-        pthread_sigmask(SIG_BLOCK, &m_signals, &m_before);
-    }
-    ~WriteSignalsHeld() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-    WriteSignalsHeld(const WriteSignalsHeld&) = delete;
-    WriteSignalsHeld& operator=(const WriteSignalsHeld&) = delete;
-
-    // Takes back the signal that a write with this error has raised.
-    void Consume(int error) const
-    {
-        const int raised = error == EPIPE ? SIGPIPE : error == EFBIG ? SIGXFSZ : 0;
-        if (raised == 0 || sigismember(&m_before, raised) != 0) return;
-
-        sigset_t one;
-        sigemptyset(&one);
-        sigaddset(&one, raised);
-        const timespec noWait = {};
-        static_cast<void>(sigtimedwait(&one, nullptr, &noWait));  // fails if it is ignored, so never became pending
-    }
-
-private:
-    sigset_t m_signals = {};
-    sigset_t m_before = {};
-};
-
 // A line that cannot be written (disk full, stderr closed) is lost: a failing log has nowhere to be reported.
 int WriteLine(int fd, const std::string& line)
 {
@@ -277,7 +245,7 @@ int WriteLine(int fd, const std::string& line)
     const ssize_t written = write(fd, line.data(), line.size());
     if (written >= 0) return static_cast<int>(written);
     const int error = errno;
-    held.Consume(error);
+    held.Consume();
     return -error;
 }
 

@@ -6,6 +6,7 @@
 #include "Guarded.h"
 #include "Handle.h"
 #include "Leaked.h"
+#include "Log.h"
 #include "Paths.h"
 #include "Statement.h"
 #include "vconf.h"
@@ -26,6 +27,8 @@ constexpr const char* kVolatilePrefix = "memory/";
 constexpr std::int64_t kTrimEvery = 64;
 constexpr std::size_t kLongText = 4096;
 
+constexpr std::size_t kLargest = 1048576;  // bytes of a key, and of a text
+
 // Reads and writes have a connection each: reading goes on while another thread's write waits for its turn.
 struct Database {
     Database(const std::string& directory, const char* name, bool isDurable)
@@ -35,6 +38,7 @@ struct Database {
 
     const DatabaseFiles files;
     std::atomic<unsigned> openings{0};
+    std::atomic<bool> hasRefused{false};  // a value for its size, and logged it
     Connection reader;
     Connection writer;
 };
@@ -69,6 +73,8 @@ int ErrorOf(int result)
             return -ENOMEM;
         case SQLITE_TOOBIG:
             return -E2BIG;
+        case kNewerSchema:
+            return -ENOTSUP;
         default:
             return -EIO;
     }
@@ -230,9 +236,18 @@ int WriteValue(const char* key, const srcwatch_host_value* value)
     if (!family) return -EINVAL;
 
     Database& database = DatabaseOf(*family);
+    if (std::strlen(key) > kLargest ||
+        (value != nullptr && value->text != nullptr && std::strlen(value->text) > kLargest)) {
+        if (!database.hasRefused.exchange(true))
+            LogHost(DLOG_ERROR, "cannot write %.100s: it is larger than %zu bytes", key, kLargest);
+        return -E2BIG;
+    }
     const int result = database.writer.Write(
         "write", [key, value](Connection& connection) { return Transact(connection, key, value); });
-    if (result == SQLITE_OK) database.files.WakeWatchers();
+    if (result == SQLITE_OK) {
+        database.hasRefused = false;
+        database.files.WakeWatchers();
+    }
     return ErrorOf(result);
 }
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The settings of this machine: one database for the durable ones, one for the volatile. All functions return 0 or a
 // negative errno value: -EINVAL for a key of no database, -ENOENT for an absent setting, -EPROTOTYPE for one of the
-// other type, -EBUSY when others kept the database locked for a second, -EROFS, -ENOSPC, and -EIO for all else.
+// other type, -EBUSY if others kept the database locked for a second, -E2BIG for a key or text of more than 1 MiB,
+// -ENOTSUP for a database of a later version, -EROFS, -ENOSPC, -ENOMEM, and -EIO for all else.
 #ifndef SRCWATCH_HOST_SETTINGSSTORE_H
 #define SRCWATCH_HOST_SETTINGSSTORE_H
 

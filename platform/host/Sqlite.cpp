@@ -24,6 +24,9 @@ struct Loaded {
         Resolve("sqlite3_extended_result_codes", &api.extended_result_codes);
         Resolve("sqlite3_busy_handler", &api.busy_handler);
         Resolve("sqlite3_db_config", &api.db_config);
+        Resolve("sqlite3_limit", &api.limit);
+        Resolve("sqlite3_vfs_find", &api.vfs_find);
+        Resolve("sqlite3_vfs_register", &api.vfs_register);
         Resolve("sqlite3_exec", &api.exec);
         Resolve("sqlite3_prepare_v3", &api.prepare_v3);
         Resolve("sqlite3_bind_int64", &api.bind_int64);

@@ -18,6 +18,9 @@ struct Sqlite {
     decltype(&sqlite3_extended_result_codes) extended_result_codes;
     decltype(&sqlite3_busy_handler) busy_handler;
     decltype(&sqlite3_db_config) db_config;
+    decltype(&sqlite3_limit) limit;
+    decltype(&sqlite3_vfs_find) vfs_find;
+    decltype(&sqlite3_vfs_register) vfs_register;
     decltype(&sqlite3_exec) exec;
     decltype(&sqlite3_prepare_v3) prepare_v3;
     decltype(&sqlite3_bind_int64) bind_int64;

@@ -8,7 +8,8 @@
  * are 0 for success and negative otherwise; failures are logged, repeated ones once.
  *
  * On this platform, vconf_get_int() returns why it reads nothing: -ENOENT for an absent setting, -EPROTOTYPE for a
- * text, and another negative value if the store cannot be read.
+ * text, and another negative value if the store cannot be read: -ENOTSUP if a later version of this software created
+ * it. A key or a text of more than 1 MiB is refused with -E2BIG.
  *
  * A setting is read and written in microseconds (a durable write: as long as the disk takes), or fails after about one
  * second in which other processes kept its database locked. A damaged database is moved aside (its name gets

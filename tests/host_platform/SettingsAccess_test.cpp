@@ -164,20 +164,4 @@ TEST_F(SettingsReadOnly, DamageIsReportedOnceAndLeftWhereItIs)
     EXPECT_TRUE(DamagedFiles().empty());
 }
 
-TEST_F(SettingsAccess, SharesANewDatabaseLikeItsDirectory)
-{
-    fs::create_directories(StateDir());
-    fs::permissions(StateDir(), fs::perms(0777));
-    fs::permissions(Path(""), fs::perms(0755));
-    WriteFile(Path("log"), "");
-    fs::permissions(Path("log"), fs::perms(0666));
-    EXPECT_TRUE(InProcess([] { EXPECT_EQ(vconf_set_int("db/x", 1), 0); }));
-
-    EXPECT_TRUE(InProcess([] {
-        BecomeNobody();
-        EXPECT_EQ(vconf_set_int("db/x", 2), 0);
-    })) << Log();
-    EXPECT_TRUE(InProcess([] { EXPECT_EQ(vconf_set_int("db/x", 3), 0); })) << Log();
-}
-
 }  // namespace

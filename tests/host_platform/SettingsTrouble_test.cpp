@@ -34,6 +34,45 @@ TEST_F(SettingsTrouble, KeepsTheOldValueWhenTheDatabaseMayNotGrow)
     EXPECT_TRUE(DamagedFiles().empty());
 }
 
+// The disposition, the mask and what is pending are the host program's.
+void ExpectSignalUntouched()
+{
+    struct sigaction action = {};
+    sigset_t set;
+    ASSERT_EQ(sigaction(SIGXFSZ, nullptr, &action), 0);
+    EXPECT_EQ(action.sa_handler, SIG_DFL);
+    ASSERT_EQ(pthread_sigmask(SIG_SETMASK, nullptr, &set), 0);
+    EXPECT_EQ(sigismember(&set, SIGXFSZ), 0);
+    ASSERT_EQ(sigpending(&set), 0);
+    EXPECT_EQ(sigismember(&set, SIGXFSZ), 0);
+}
+
+class SettingsFileLimit : public SettingsTrouble, public testing::WithParamInterface<rlim_t> {};
+
+INSTANTIATE_TEST_SUITE_P(Of, SettingsFileLimit, testing::Values(0, 1, 100, 4096, 20000, 40000),
+                         [](const auto& limit) { return std::to_string(limit.param); });
+
+TEST_P(SettingsFileLimit, EndsNoProcessThatReadsOrWrites)
+{
+    GivenManySettings();
+    EXPECT_TRUE(InProcess([] {
+        const rlimit tight = {GetParam(), RLIM_INFINITY};
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &tight), 0);
+        int read = kUntouched;
+        static_cast<void>(vconf_get_int("db/x", &read));
+        EXPECT_LT(vconf_set_str("db/text", std::string(300000, 'n').c_str()), 0);
+        EXPECT_LT(vconf_set_str("memory/text", std::string(300000, 'n').c_str()), 0);
+        ExpectSignalUntouched();
+
+        const rlimit wide = {RLIM_INFINITY, RLIM_INFINITY};
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &wide), 0);
+        EXPECT_EQ(vconf_get_int("db/x", &read), 0);
+        EXPECT_EQ(read, 1);
+        EXPECT_EQ(vconf_set_str("db/text", "new"), 0);
+    }));
+    EXPECT_TRUE(DamagedFiles().empty());
+}
+
 TEST_F(SettingsTrouble, KeepsTheOldValueWhenTheDiskIsFull)
 {
     fs::create_directories(StateDir());

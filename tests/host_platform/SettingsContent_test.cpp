@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+// What others can put into the database: it is never run, never waited for, and never thrown away without need.
+#include "SettingsTrouble.h"
+#include "srcwatch-host.h"
+
+#include <cerrno>
+#include <string>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* kEndless = "WITH RECURSIVE n(i) AS (VALUES(0) UNION ALL SELECT i + 1 FROM n) ";
+
+class SettingsContent : public SettingsTrouble {};
+
+int List()
+{
+    return srcwatch_host_list_settings([](auto, auto, auto) {}, nullptr);
+}
+
+TEST_F(SettingsContent, RunsNoTrigger)
+{
+    GivenManySettings();
+    Sql(DurableDatabase(),
+        "CREATE TRIGGER t AFTER INSERT ON changes BEGIN "
+        "UPDATE settings SET value = 'planted' WHERE key = 'db/x'; END");
+
+    EXPECT_TRUE(InProcess([] {
+        EXPECT_EQ(vconf_set_int("db/x", 2), 0);
+        int read = kUntouched;
+        EXPECT_EQ(vconf_get_int("db/x", &read), 0);
+        EXPECT_EQ(read, 2);
+    }));
+    EXPECT_TRUE(DamagedFiles().empty());
+}
+
+TEST_F(SettingsContent, ReadsNoView)
+{
+    GivenManySettings();
+    Sql(DurableDatabase(), "DROP TABLE settings");
+    Sql(DurableDatabase(), std::string("CREATE VIEW settings(key, value) AS ") + kEndless + "SELECT 'db/x', i FROM n");
+
+    EXPECT_TRUE(InProcess([] {
+        alarm(20);  // the view has no end
+        EXPECT_EQ(List(), 0);
+        EXPECT_EQ(vconf_set_int("db/x", 2), 0);
+    }));
+    EXPECT_EQ(DamagedFiles().size(), 1u);
+}
+
+TEST_F(SettingsContent, TakesALongTextOfAnEarlierVersion)
+{
+    GivenManySettings();
+    Sql(DurableDatabase(), "INSERT INTO settings VALUES('db/long', printf('%.*c', 5000000, 'l'))");
+
+    EXPECT_TRUE(InProcess([] {
+        EXPECT_TRUE(TextOf("db/long") == std::string(5000000, 'l'));
+        EXPECT_EQ(List(), 0);
+        EXPECT_EQ(vconf_set_int("db/x", 2), 0);
+        EXPECT_TRUE(TextOf("db/long") == std::string(5000000, 'l'));
+    }));
+    EXPECT_EQ(Log(), "");
+}
+
+TEST_F(SettingsContent, OfALaterVersionIsLeftInPlace)
+{
+    GivenManySettings();
+    Sql(DurableDatabase(), "PRAGMA user_version = 2");
+
+    EXPECT_TRUE(InProcess([] {
+        int read = kUntouched;
+        for (int round = 0; round < 5; round++) EXPECT_EQ(vconf_get_int("db/x", &read), -ENOTSUP);
+        EXPECT_EQ(read, kUntouched);
+        EXPECT_EQ(vconf_set_int("db/x", 2), -ENOTSUP);
+    }));
+
+    EXPECT_TRUE(DamagedFiles().empty());
+    EXPECT_EQ(Sql(DurableDatabase(), "SELECT value FROM settings WHERE key = 'db/x'"), "1");
+    const std::string reason = DurableDatabase() + ": a newer version of this software has created them";
+    EXPECT_EQ(LogLines("cannot read settings in " + reason).size(), 1u) << Log();
+    EXPECT_EQ(LogLines("cannot write settings in " + reason).size(), 1u) << Log();
+}
+
+TEST_F(SettingsContent, IsUsedAgainOnceItsVersionIsKnown)
+{
+    GivenManySettings();
+    EXPECT_TRUE(InProcess([this] {
+        Sql(DurableDatabase(), "PRAGMA user_version = 2");
+        EXPECT_EQ(vconf_set_int("db/x", 2), -ENOTSUP);
+        Sql(DurableDatabase(), "PRAGMA user_version = 1");
+        EXPECT_EQ(vconf_set_int("db/x", 3), 0);
+    }));
+}
+
+}  // namespace
