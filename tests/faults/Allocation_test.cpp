@@ -141,7 +141,7 @@ TEST_F(AllocationFaults, OfAFunctionKeepWhatIsStoredAndLeakNothing)
     for (const Function& function : SettingsFunctions()) EXPECT_EQ(TroubleWith(function), "") << function.name;
 }
 
-TEST_F(AllocationFaults, InGlibAtWorstEndAProcessAndKeepWhatIsStored)
+TEST_F(AllocationFaults, InGlibAtWorstEndAProcessAndLoseNothing)
 {
     PrintHead();
     for (const Function& function : GlibFunctions())

@@ -204,7 +204,7 @@ TEST_F(TrappedSettings, AreSharedWithTheGroupOfTheirDirectory)
     EXPECT_EQ(Log(), "");
 }
 
-TEST_F(TrappedSettings, AreNotSharedWithAllWhoMayWriteTheirDirectory)
+TEST_F(TrappedSettings, AreNotSharedWithAllWhoWriteThere)
 {
     ASSERT_TRUE(InProcess([] {
         umask(0);

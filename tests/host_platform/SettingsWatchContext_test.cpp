@@ -57,7 +57,7 @@ TEST_P(SettingsWatchReplacement, IsFollowedByTheWatch)
     }));
 }
 
-TEST_F(SettingsWatchContext, LeavesItToWritersToCreateADirectoryAgain)
+TEST_F(SettingsWatchContext, LeavesItToWritersToCreateADirectory)
 {
     EXPECT_TRUE(InProcess([this] {
         const Listener listener("memory/x");

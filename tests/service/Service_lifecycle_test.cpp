@@ -138,7 +138,8 @@ TEST_F(Service, IsNotReadyWhenItCannotWatchTheSettings)
     m_service =
         LaunchService({}, {{"NOTIFY_SOCKET", systemd.Path()}, {"SRCWATCH_RUN_DIR", InputPath("file") + "/run"}});
 
-    EXPECT_EQ(m_service->Wait(), 1);
+    ASSERT_TRUE(RunUntil([&] { return m_service->Result().has_value(); }));
+    EXPECT_EQ(m_service->Result(), 1);
     EXPECT_TRUE(systemd.Hears("STOPPING=1"));
     EXPECT_EQ(systemd.Heard(), "STOPPING=1\n");
 }
