@@ -29,7 +29,7 @@ public:
     Records& operator=(const Records&) = delete;
 
     /// Creates the library's store and loads the records. Unreadable texts are kept aside and replaced by what was
-    /// read. Waits ten seconds for a store that fails. @return Why loading is not possible, or empty.
+    /// read. Waits five seconds for a store that fails. @return Why loading is not possible, or empty.
     std::string Load();
 
     /// Returns the record of a port that the TV has.

@@ -19,7 +19,7 @@ constexpr unsigned kShortestPause = 50;
 constexpr unsigned kLongestPause = 2000;
 
 // How long a start waits for the settings store.
-constexpr gint64 kDeadlineMicroseconds = gint64{10} * G_USEC_PER_SEC;
+constexpr gint64 kDeadlineMicroseconds = gint64{5} * G_USEC_PER_SEC;
 
 }  // namespace
 

@@ -41,7 +41,7 @@ private:
     Timer m_timer;
 };
 
-/// Repeats an attempt, without the main loop, until it succeeds or ten seconds are over. @return True if it succeeded.
+/// Repeats an attempt, without the main loop, until it succeeds or five seconds are over. @return True if it succeeded.
 bool AttainNow(const Settings::Attempt& attempt);
 
 /// A document in the settings store. One that the library would read only in part is kept under its key with
