@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Commands.h"
 
+#include "QDInfoNames.h"
 #include "RoomTest.h"
 #include "srcwatch-protocol.h"
 
@@ -19,7 +20,7 @@ constexpr int kMbrDownloadFinished = 3001;
 constexpr int kOpticalStart = 5001;
 constexpr int kOpticalStop = 5002;
 
-constexpr const char* kScanResult = "memory/srcwatch-service/scan_result";
+constexpr const char* kScanResult = qdinfo::kScanResultKey;
 
 class CommandsTest : public RoomTest {
 protected:

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "PendingDetections.h"
 
+#include "QDInfoNames.h"
 #include "ServiceTest.h"
 
 namespace srcwatch_test {
@@ -11,8 +12,8 @@ protected:
     // "progress index", as applications see them.
     static std::string Shown()
     {
-        return std::to_string(NumberSetting("memory/srcwatch-service/hotplug_progress").value_or(-1)) + " " +
-               std::to_string(NumberSetting("memory/srcwatch-service/source-activity-index").value_or(-1));
+        return std::to_string(NumberSetting(qdinfo::kHotplugProgressKey).value_or(-1)) + " " +
+               std::to_string(NumberSetting(qdinfo::kActivityIndexKey).value_or(-1));
     }
 
     srcwatch::Settings m_settings;

@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "RoomTest.h"
 
+#include "QDInfoNames.h"
 #include "srcwatch-protocol.h"
 
 #include <map>
 
 namespace srcwatch_test {
 
-const char* const kActivityKey = "db/srcwatch-service/source-activity";
-const char* const kStatisticsKey = "db/srcwatch-service/spd_aksv_1";
+const char* const kActivityKey = qdinfo::kSourceActivityKey;
+const char* const kStatisticsKey = qdinfo::kStatisticsKey;
 
 void FakeAnnouncer::Send(int type, int first, int second, int third, const srcwatch::Classification& /*names*/)
 {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ServiceTest.h"
 
+#include "QDInfoNames.h"
 #include "srcwatch-host.h"
 
 #include <algorithm>
@@ -20,8 +21,8 @@ namespace srcwatch_test {
 namespace {
 
 constexpr const char* kHomeVariable = "SRCWATCH_TEST_HOME";
-constexpr const char* kActivityKey = "db/srcwatch-service/source-activity";
-constexpr const char* kOpticalKey = "db/srcwatch-service/optical-source-activity";
+constexpr const char* kActivityKey = qdinfo::kSourceActivityKey;
+constexpr const char* kOpticalKey = qdinfo::kOpticalActivityKey;
 
 constexpr const char* kServing = " HDMI input(s) from ";
 

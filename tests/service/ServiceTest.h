@@ -7,6 +7,7 @@
 #include "PrivateBus.h"
 #include "Process.h"
 #include "QDInfoEventManager.h"
+#include "QDInfoNames.h"
 #include "TempDirectory.h"
 #include "srcwatch-api.h"
 
@@ -116,10 +117,10 @@ protected:
     static constexpr int kFinished = SRCWATCH_EVENT_SCAN_FINISHED;
     static constexpr int kOptical = SRCWATCH_PORT_OPTICAL;
 
-    static inline const std::string kActivity = "db/srcwatch-service/source-activity";
-    static inline const std::string kOpticalActivity = "db/srcwatch-service/optical-source-activity";
-    static inline const std::string kStatistics = "db/srcwatch-service/spd_aksv_1";
-    static inline const std::string kScanResult = "memory/srcwatch-service/scan_result";
+    static inline const std::string kActivity = qdinfo::kSourceActivityKey;
+    static inline const std::string kOpticalActivity = qdinfo::kOpticalActivityKey;
+    static inline const std::string kStatistics = qdinfo::kStatisticsKey;
+    static inline const std::string kScanResult = qdinfo::kScanResultKey;
 
     static inline const std::vector<std::string> kNoTexts = {"", "", ""};
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The other commands of applications, and the states that the service shows.
+#include "QDInfoNames.h"
 #include "ServiceTest.h"
 #include "srcwatch-protocol.h"
 
@@ -14,7 +15,7 @@
 namespace srcwatch_test {
 namespace {
 
-const std::string kCommand = "memory/srcwatch-service/scan_progress";
+const std::string kCommand = qdinfo::kScanProgressKey;
 
 TEST_F(Service, LogsAnUnknownCommand)
 {
@@ -51,7 +52,7 @@ TEST_F(Service, ShowsAHotPlugDetectionWhileItRuns)
     ASSERT_TRUE(WaitForEvents(kConnection, 1));
     EXPECT_TRUE(srcwatch_is_HotPlug_progress());
     EXPECT_TRUE(srcwatch_Is_hdmi_notification_running());
-    EXPECT_EQ(NumberSetting("memory/srcwatch-service/source-activity-index"), 2);
+    EXPECT_EQ(NumberSetting(qdinfo::kActivityIndexKey), 2);
     ASSERT_TRUE(WaitForEvents(kDetected, 1));
 
     EXPECT_TRUE(RunUntil([] { return !srcwatch_is_HotPlug_progress(); }));

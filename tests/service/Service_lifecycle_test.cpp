@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Start, restart, take-over and end, and what the log must not show.
+#include "QDInfoNames.h"
 #include "ServiceTest.h"
 
 #include <csignal>
@@ -197,7 +198,7 @@ TEST_F(Service, SwitchesOnAgainWhatAnotherProcessSwitchesOff)
 {
     StartService();
 
-    vconf_set_int("memory/srcwatch-service/mvpd_auto_detect_support", 0);
+    vconf_set_int(qdinfo::kMvpdSupportKey, 0);
 
     EXPECT_TRUE(RunUntil([] { return srcwatch_is_MVPD_enable(); }));
 }

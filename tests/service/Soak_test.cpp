@@ -2,6 +2,7 @@
 //
 // A thousand devices come and go on eight inputs: each is announced once, and nothing grows.
 #include "Frames.h"
+#include "QDInfoNames.h"
 #include "ServiceTest.h"
 #include "srcwatch-host.h"
 
@@ -37,7 +38,7 @@ class Soak : public ServiceTest {
 protected:
     Soak()
         : m_watch(srcwatch_host_watch_setting(
-              "db/srcwatch-service/source-activity",
+              qdinfo::kSourceActivityKey,
               [](const char*, const srcwatch_host_value*, void* self) { ++static_cast<Soak*>(self)->m_writes; }, this))
     {
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Twc.h"
 
+#include "QDInfoNames.h"
 #include "ServiceTest.h"
 #include "srcwatch-protocol.h"
 
@@ -14,8 +15,8 @@ protected:
     // What applications see after a channel was reported.
     int StatusAfter(int sequence, int frames)
     {
-        vconf_set_int("memory/srcwatch-service/twc_seq_id", sequence);
-        vconf_set_int("memory/srcwatch-service/twc_frame_count", frames);
+        vconf_set_int(qdinfo::kTwcSequenceKey, sequence);
+        vconf_set_int(qdinfo::kTwcFrameCountKey, frames);
         m_twc.HandleTunedChannel();
         return srcwatch_is_TWC();
     }

@@ -3,6 +3,7 @@
 // What the commands that show ports read of the store: no more than they show.
 #include "Commands.h"
 #include "CountedStore.h"
+#include "QDInfoNames.h"
 #include "ServiceTest.h"
 
 #include <gtest/gtest.h>
@@ -13,8 +14,8 @@ namespace {
 using srcwatch_test::TheStoreReads;
 using Texts = std::map<std::string, int>;
 
-const char* const kActivity = "db/srcwatch-service/source-activity";
-const char* const kOpticalActivity = "db/srcwatch-service/optical-source-activity";
+const char* const kActivity = qdinfo::kSourceActivityKey;
+const char* const kOpticalActivity = qdinfo::kOpticalActivityKey;
 constexpr int kHdmiInputs = 4;
 constexpr int kFunctions = 16;
 

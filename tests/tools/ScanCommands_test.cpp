@@ -2,6 +2,7 @@
 //
 // scan, optical.
 #include "FakeService.h"
+#include "QDInfoNames.h"
 #include "ToolTest.h"
 
 #include <csignal>
@@ -13,8 +14,8 @@ namespace {
 using namespace srcwatch_test;
 using testing::HasSubstr;
 
-const char* const kCommandKey = "memory/srcwatch-service/scan_progress";
-const char* const kProgressKey = "memory/srcwatch-service/scan_result";
+const char* const kCommandKey = qdinfo::kScanProgressKey;
+const char* const kProgressKey = qdinfo::kScanResultKey;
 
 class ScanCommands : public ToolTest {
 protected:

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // features, twc, stats.
+#include "QDInfoNames.h"
 #include "ToolTest.h"
 
 #include <gmock/gmock.h>
@@ -10,14 +11,14 @@ namespace {
 using namespace srcwatch_test;
 using testing::HasSubstr;
 
-const char* const kCommandKey = "memory/srcwatch-service/scan_progress";
+const char* const kCommandKey = qdinfo::kScanProgressKey;
 
 class StateCommands : public ToolTest {};
 
 TEST_F(StateCommands, FeaturesShowsWhatApplicationsCanAsk)
 {
-    Set("memory/srcwatch-service/hp_auto_detect_support", "1", "--int");
-    Set("memory/srcwatch-service/mvpd_auto_detect_support", "2", "--int");
+    Set(qdinfo::kHotplugSupportKey, "1", "--int");
+    Set(qdinfo::kMvpdSupportKey, "2", "--int");
 
     const Json::Value document = Document({"features"}, "features");
 
@@ -32,7 +33,7 @@ TEST_F(StateCommands, FeaturesShowsWhatApplicationsCanAsk)
 
 TEST_F(StateCommands, FeaturesKnowsAConnectedDevice)
 {
-    Set("memory/srcwatch-service/mvpd_auto_detect_support", "1", "--int");
+    Set(qdinfo::kMvpdSupportKey, "1", "--int");
     Set("memory/tv/source/15/connected", "1", "--int");
 
     EXPECT_EQ(Document({"features"}, "features")["no_device"], false);
@@ -77,7 +78,7 @@ TEST_F(StateCommands, TwcShowsEveryState)
                                                                           {"1", "waiting for a channel"},
                                                                           {"2", "tuned"},
                                                                           {"9", "unknown"}}) {
-        Set("memory/srcwatch-service/twc_status_internal", status, "--int");
+        Set(qdinfo::kTwcStatusKey, status, "--int");
 
         EXPECT_EQ(Document({"twc", "status"}, "twc status")["state"], state);
     }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ToolTest.h"
 
+#include "QDInfoNames.h"
+
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
@@ -15,9 +17,9 @@
 
 namespace srcwatch_test {
 
-const char* const kActivityKey = "db/srcwatch-service/source-activity";
-const char* const kOpticalKey = "db/srcwatch-service/optical-source-activity";
-const char* const kStatisticsKey = "db/srcwatch-service/spd_aksv_1";
+const char* const kActivityKey = qdinfo::kSourceActivityKey;
+const char* const kOpticalKey = qdinfo::kOpticalActivityKey;
+const char* const kStatisticsKey = qdinfo::kStatisticsKey;
 
 namespace {
 
