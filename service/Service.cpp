@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdint>
 #include <filesystem>
 #include <utility>
 
@@ -23,6 +24,9 @@ namespace {
 // A bus grants a name within milliseconds; when it refuses one, no event comes at all.
 constexpr unsigned kNameDeadlineMilliseconds = 5000;
 constexpr int kMostHdmiInputs = 8;
+
+// There may be no supervisor.
+void Notify(const std::string& state) { static_cast<void>(sd_notify(0, state.c_str())); }
 
 }  // namespace
 
@@ -56,7 +60,7 @@ std::string Service::Run()
     for (const int signal : {SIGTERM, SIGINT}) g_unix_signal_add(signal, quit, this);
     OwnName();
     g_main_loop_run(m_loop.get());
-    static_cast<void>(sd_notify(0, "STOPPING=1"));  // there may be no supervisor
+    Notify("STOPPING=1\nSTATUS=" + (m_failure.empty() ? "Ending" : m_failure));
     ClearStates();
     return m_failure;
 }
@@ -150,7 +154,18 @@ void Service::Begin()
     failure = m_detector.Start(m_options.inputs);
     if (!failure.empty()) return End("the inputs directory " + m_options.inputs + " cannot be watched: " + failure);
     SWLOG(DLOG_INFO, "serving %d HDMI input(s) from %s", m_ports.hdmiCount, Printable(m_options.inputs).c_str());
-    static_cast<void>(sd_notify(0, "READY=1"));  // there may be no supervisor
+    Notify("READY=1\nSTATUS=Serving " + std::to_string(m_ports.hdmiCount) + " HDMI input(s)");
+    FeedWatchdog();
+}
+
+// From the main loop, so that a hang starves the watchdog. Four times as often as the supervisor
+// demands, because a store that is locked by another process holds the loop up for seconds.
+void Service::FeedWatchdog()
+{
+    std::uint64_t microseconds = 0;
+    if (sd_watchdog_enabled(0, &microseconds) <= 0) return;
+    Notify("WATCHDOG=1");
+    m_watchdog.Start(static_cast<unsigned>(microseconds / 4000), [this] { FeedWatchdog(); });
 }
 
 void Service::UnwatchSettings()

@@ -52,6 +52,7 @@ private:
     bool WatchSettings();
     void UnwatchSettings();
     void ShowSupport(bool supported);
+    void FeedWatchdog();
     void End(const std::string& failure);
     void ClearStates();
     bool IsNameOwned() const;
@@ -69,6 +70,7 @@ private:
     bool m_takenOver = false;
     std::string m_failure;
     Timer m_nameDeadline;
+    Timer m_watchdog;
     std::vector<unsigned> m_watches;
     Handle<GDBusConnection, g_object_unref> m_bus;
     std::unique_ptr<qdinfo::CQDEventReciever> m_receiver;

@@ -94,19 +94,10 @@ void Get(int port, const std::string& field, Output& output)
     output.Write(document, Table{{}, {{CellText(value)}}});
 }
 
-bool IsServiceRunning()
-{
-    try {
-        return ServiceOwner(ConnectBus().get()).has_value();
-    } catch (const Failure&) {
-        return false;  // without a bus there is no service
-    }
-}
-
 void Forget(int port, Output& output)
 {
-    // A running service has the records in memory and would write them back.
-    if (IsServiceRunning()) {
+    // A running service has the records in memory and would write them back, so the bus must answer.
+    if (ServiceOwner(ConnectBus().get())) {
         srcwatch_event_s request{};
         request.args[0] = port;
         const std::string reply = CallService(SRCWATCH_REQUEST_FORGET, request, "");

@@ -24,9 +24,11 @@ namespace {
 // is none.
 Json::Value LoadActivity(const std::string& key)
 {
-    const std::optional<std::string> text = ReadText(key);
-    if (!text) return Json::nullValue;
-    const std::optional<Json::Value> root = srcwatch::ParseJson(*text);
+    std::string text;
+    const srcwatch::ReadResult result = srcwatch::ReadText(key, text);
+    if (result == srcwatch::ReadResult::kFailed) throw Failure(key + " cannot be read" + kSeeDoctor);
+    if (result == srcwatch::ReadResult::kAbsent) return Json::nullValue;
+    const std::optional<Json::Value> root = srcwatch::ParseJson(text);
     if (!root || !(root->isNull() || root->isObject())) ThrowUnreadableDocument(key);
     return (*root)["activity"];
 }
@@ -43,6 +45,14 @@ Json::Value LoadStored(int port)
 {
     if (port == OPTICAL_PORT) return LoadActivity(VCONF_OPTICAL_SOURCE_ACTIVITY);
     return LoadHdmiRecords().get(static_cast<Json::ArrayIndex>(port), Json::nullValue);
+}
+
+bool IsCleared(const StoredRecord& record)
+{
+    return std::all_of(std::begin(srcwatch::kRecordFields), std::end(srcwatch::kRecordFields), [&](const auto& field) {
+        const Json::Value& member = record.members[field.key];
+        return member == (field.isNumber ? Json::Value(0) : Json::Value("")) || std::string(field.key) == "DenyCount";
+    });
 }
 
 void ForgetOptical()
@@ -94,6 +104,7 @@ void ForgetRecord(int port)
     if (loaded) srcwatch_remove_source_info(port);
     qdinfo::CQDInfoAPI::Destroy();
     if (!loaded) ThrowUnreadableDocument(RecordKey(port));
+    if (!IsCleared(LoadRecord(port))) throw Failure(RecordKey(port) + " could not be written" + kSeeDoctor);
 }
 
 }  // namespace ctl

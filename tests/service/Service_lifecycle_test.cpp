@@ -106,11 +106,17 @@ public:
     bool Hears(const char* text)
     {
         return RunUntil([&] {
-            char message[256];
-            const ssize_t size = recv(m_socket, message, sizeof message, 0);
-            if (size > 0) m_heard += std::string(message, static_cast<std::size_t>(size)) + "\n";
+            static_cast<void>(HearsNow());  // it may have been heard before
             return m_heard.find(text) != std::string::npos;
         });
+    }
+    // Returns true if another message has come.
+    bool HearsNow()
+    {
+        char message[256];
+        const ssize_t size = recv(m_socket, message, sizeof message, 0);
+        if (size > 0) m_heard += std::string(message, static_cast<std::size_t>(size)) + "\n";
+        return size > 0;
     }
     // All messages so far.
     const std::string& Heard() const { return m_heard; }
@@ -126,9 +132,27 @@ TEST_F(Service, NotifiesSystemdOfItsStartAndItsEnd)
     NotifySocket systemd;
 
     m_service = LaunchService({}, {{"NOTIFY_SOCKET", systemd.Path()}});
-    EXPECT_TRUE(systemd.Hears("READY=1")) << systemd.Heard();
+    EXPECT_TRUE(systemd.Hears("READY=1\nSTATUS=Serving 4 HDMI input(s)")) << systemd.Heard();
+    EXPECT_EQ(systemd.Heard().find("WATCHDOG"), std::string::npos);
     EXPECT_EQ(StopService(SIGTERM), 0);
     EXPECT_TRUE(systemd.Hears("STOPPING=1")) << systemd.Heard();
+}
+
+TEST_F(Service, FeedsTheWatchdogAsLongAsItRuns)
+{
+    NotifySocket systemd;
+    m_service = LaunchService({}, {{"NOTIFY_SOCKET", systemd.Path()}, {"WATCHDOG_USEC", "40000"}});
+    EXPECT_TRUE(systemd.Hears("WATCHDOG=1\nWATCHDOG=1\nWATCHDOG=1")) << systemd.Heard();
+
+    m_service->Signal(SIGSTOP);
+    RunFor(std::chrono::milliseconds(200));
+    while (systemd.HearsNow()) {
+    }
+    RunFor(std::chrono::milliseconds(200));
+
+    EXPECT_FALSE(systemd.HearsNow());
+    m_service->Signal(SIGCONT);
+    EXPECT_TRUE(RunUntil([&] { return systemd.HearsNow(); }));
 }
 
 TEST_F(Service, IsNotReadyWhenItCannotWatchTheSettings)
@@ -142,7 +166,7 @@ TEST_F(Service, IsNotReadyWhenItCannotWatchTheSettings)
     ASSERT_TRUE(RunUntil([&] { return m_service->Result().has_value(); }));
     EXPECT_EQ(m_service->Result(), 1);
     EXPECT_TRUE(systemd.Hears("STOPPING=1"));
-    EXPECT_EQ(systemd.Heard(), "STOPPING=1\n");
+    EXPECT_EQ(systemd.Heard(), "STOPPING=1\nSTATUS=the settings store cannot be watched\n");
 }
 
 // So it knows what the service before it wrote last.

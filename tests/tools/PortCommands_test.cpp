@@ -5,6 +5,7 @@
 #include "ToolTest.h"
 
 #include <gmock/gmock.h>
+#include <sqlite3.h>
 
 namespace {
 
@@ -298,6 +299,30 @@ TEST_F(PortCommands, ForgetsNothingIfTheNumberOfInputsIsUnknown)
 
     EXPECT_TRUE(Fails(Run({"forget", "0"}), 1, "HDMI 1"));
     EXPECT_EQ(Get(kActivityKey), before);
+}
+
+TEST_F(PortCommands, ForgetsNothingIfTheBusCannotBeAsked)
+{
+    StoreRecord(0, SetTopBox("Provider"));
+    const std::string before = Get(kActivityKey);
+    SetVariable("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + Path("no-bus"));
+
+    EXPECT_TRUE(Fails(Run({"forget", "0"}), 1, "cannot reach the system bus"));
+
+    EXPECT_EQ(Get(kActivityKey), before);
+}
+
+TEST_F(PortCommands, ReportsThatARecordCannotBeForgotten)
+{
+    StoreRecord(0, SetTopBox("Provider"));
+    sqlite3* handle = nullptr;
+    ASSERT_EQ(sqlite3_open(Path("state/settings.db").c_str(), &handle), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(handle, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+
+    EXPECT_TRUE(Fails(Run({"forget", "0"}), 1, "could not be written"));
+
+    sqlite3_close(handle);
+    EXPECT_EQ(Run({"get", "0", "PRName"}).out, "Provider\n");
 }
 
 TEST_F(PortCommands, HasNothingToForgetWithoutARecord)
