@@ -31,7 +31,8 @@ Finding Bad(const std::string& detail, const std::string& remedy) { return {fals
 
 std::string OrUnusable(const char* path) { return path != nullptr ? path : "(unusable)"; }
 
-/* ---- settings ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// Settings
 
 Finding CheckReadable()
 {
@@ -75,7 +76,8 @@ Finding CheckHdmiCount()
                "put 'inputs=4' into the group [hdmi] of " + OrUnusable(srcwatch_host_conf_path()));
 }
 
-/* ---- bus ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// Bus
 
 Finding CheckBus()
 {
@@ -130,7 +132,8 @@ Finding CheckEvents()
                "let the bus's policy allow signals of the interface " SRCWATCH_BUS_NAME);
 }
 
-/* ---- all checks ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// All checks
 
 struct Check {
     const char* name;

@@ -20,7 +20,8 @@ namespace ctl {
 
 namespace {
 
-/* ---- monitor ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// Monitor
 
 // Shows events. It has a receiver of its own, because the library's callback is called for four types only.
 class Monitor {
@@ -92,7 +93,8 @@ void AddMonitor(CLI::App& app, Output& output)
     monitor->callback([=, &output] { RunMonitor(*options, output); });
 }
 
-/* ---- wait ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// Wait
 
 struct WaitOptions {
     int port = 0;
@@ -155,7 +157,8 @@ void AddWait(CLI::App& app, Output& output)
     wait->callback([=, &output] { RunWait(*options, output); });
 }
 
-/* ---- call ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// Call
 
 struct CallOptions {
     int type = 0;

@@ -21,7 +21,8 @@ namespace ctl {
 
 namespace {
 
-/* ---- commands ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// Commands
 
 struct ScanCommand {
     const char* name;
@@ -54,7 +55,8 @@ void RunCommand(const std::string& group, const ScanCommand& command, Output& ou
     output.Confirm(document, document["command"].asString() + ": sent");
 }
 
-/* ---- status ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// Status
 
 const char* StateOf(int result)
 {
@@ -91,7 +93,8 @@ void ShowStatus(Output& output)
                                  {{state, CellText(document["percent"]), std::to_string(result)}}});
 }
 
-/* ---- run ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// Run
 
 const char* OutcomeText(int result)
 {

@@ -46,7 +46,8 @@ Json::Value SettingToJson(const std::string& key, const Json::Value& value)
 
 Row SettingToRow(const std::string& key, const Json::Value& value) { return {key, TypeName(value), CellText(value)}; }
 
-/* ---- list, get, set ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// List, get, set
 
 void List(const std::string& prefix, Output& output)
 {
@@ -102,7 +103,8 @@ void Set(const SetOptions& options, Output& output)
     output.Confirm(SettingToJson(key, ReadValue(key)), key + " = " + value);
 }
 
-/* ---- watch ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// Watch
 
 class Watch {
 public:
@@ -142,7 +144,8 @@ void RunWatch(const std::string& key, int count, std::optional<double> seconds, 
     if (end == Loop::End::kTimedOut) throw Failure("settings watch: time is up", kTimedOut);
 }
 
-/* ---- arguments ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// Arguments
 
 std::string CheckKey(const std::string& key)
 {

@@ -19,7 +19,8 @@ namespace ctl {
 
 namespace {
 
-/* ---- features ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// Features
 
 // Null where the platform does not know.
 Json::Value ReadSwitch(const char* key)
@@ -69,7 +70,8 @@ void ShowFeatures(Output& output)
     output.Write(document, table);
 }
 
-/* ---- twc ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// Twc
 
 const char* TwcStateName(int status)
 {
@@ -159,7 +161,8 @@ void AddTwc(CLI::App& app, Output& output)
     tuned->callback([=, &output] { ReportTuned(*sequence, *frames, output); });
 }
 
-/* ---- stats ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// Stats
 
 constexpr std::size_t kStatisticsPorts = 8;  // that the library's function fills
 

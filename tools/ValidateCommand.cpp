@@ -28,7 +28,8 @@ struct Validation {
     std::optional<bool> isReadable;  // true if the library reads a stored document in spite of its faults
 };
 
-/* ---- documents ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// Documents
 
 template <srcwatch::StoredKind Stored>
 Validation InspectStored(const std::string& text)
@@ -63,7 +64,8 @@ Validation InspectUnknown(const std::string& text)
     return {{{json.LineOf(json.Root()), "", why, false}}, std::nullopt};
 }
 
-/* ---- captures ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// Captures
 
 Validation ToValidation(const srcwatch::Remarks& remarks)
 {
@@ -90,7 +92,8 @@ Validation InspectCapture(const std::string& directory)
     return validation;
 }
 
-/* ---- kinds ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// Kinds
 
 struct Kind {
     const char* name;
@@ -138,7 +141,8 @@ const Kind& GuessKind(const std::string& text)
     return FindKind((*json)["activity"].isObject() ? "optical" : "activity", "");
 }
 
-/* ---- the command ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// The command
 
 std::string ReadFile(const std::string& path, std::size_t limit)
 {

@@ -116,7 +116,8 @@ testing::AssertionResult Fails(const Outcome& outcome, int code, const std::stri
                                        << "': " << outcome;
 }
 
-/* ---- Program ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// Program
 
 Program::Program(const Words& command, const std::map<std::string, std::string>& environment,
                  const std::string& directory, int output)
@@ -181,7 +182,8 @@ Outcome Program::Wait()
     return {code, Output(), Errors()};
 }
 
-/* ---- ToolTest ---- */
+// ---------------------------------------------------------------------------------------------------------------------
+// ToolTest
 
 ToolTest::ToolTest()
 {
