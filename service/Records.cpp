@@ -222,16 +222,14 @@ bool Records::TakeOver()
 
 std::optional<Json::Value> Records::Stored(int port) const
 {
-    std::string text;
-    const char* const key = port == OPTICAL_PORT ? kOpticalActivityKey : kSourceActivityKey;
-    if (ReadText(key, text) == ReadResult::kFailed) return std::nullopt;
+    const bool isOptical = port == OPTICAL_PORT;
     Json::Value record;
-    // If they fail, the record stays null.
-    if (port == OPTICAL_PORT) {
-        static_cast<void>(m_table->t_LoadOpticalPortJsonInfoToMemory(port, record));
-    } else {
-        static_cast<void>(m_table->t_LoadPortJsonInfoToMemory(port, record));
-    }
+    const bool isLoaded = isOptical ? m_table->t_LoadOpticalPortJsonInfoToMemory(port, record)
+                                    : m_table->t_LoadPortJsonInfoToMemory(port, record);
+    // The library does not say why it fails.
+    std::string text;
+    const char* const key = isOptical ? kOpticalActivityKey : kSourceActivityKey;
+    if (!isLoaded && ReadText(key, text) == ReadResult::kFailed) return std::nullopt;
     return record;
 }
 

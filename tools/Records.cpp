@@ -47,11 +47,15 @@ Json::Value LoadStored(int port)
     return LoadHdmiRecords().get(static_cast<Json::ArrayIndex>(port), Json::nullValue);
 }
 
+Json::Value EmptyMember(const srcwatch::RecordField& field)
+{
+    return field.isNumber ? Json::Value(0) : Json::Value("");
+}
+
 bool IsCleared(const StoredRecord& record)
 {
     return std::all_of(std::begin(srcwatch::kRecordFields), std::end(srcwatch::kRecordFields), [&](const auto& field) {
-        const Json::Value& member = record.members[field.key];
-        return member == (field.isNumber ? Json::Value(0) : Json::Value("")) || std::string(field.key) == "DenyCount";
+        return record.members[field.key] == EmptyMember(field) || std::string(field.key) == "DenyCount";
     });
 }
 
@@ -79,7 +83,7 @@ StoredRecord LoadRecord(int port)
     for (const srcwatch::RecordField& field : srcwatch::kRecordFields) {
         Json::Value& member = record.members[field.key];
         if (stored.isObject()) member = stored[field.key];
-        if (member.isNull()) member = field.isNumber ? Json::Value(0) : Json::Value("");
+        if (member.isNull()) member = EmptyMember(field);
     }
     return record;
 }
