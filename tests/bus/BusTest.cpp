@@ -2,6 +2,7 @@
 #include "BusTest.h"
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <utility>
 
@@ -42,6 +43,16 @@ std::string Line(const LogLine& line)
 }
 
 }  // namespace
+
+srcwatch_event_s EventOf(const Numbers& numbers, const Texts& texts)
+{
+    srcwatch_event_s event{};
+    std::copy(numbers.begin(), numbers.end(), event.args);
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        std::memcpy(event.str_args[i], texts[i].data(), std::min<std::size_t>(texts[i].size(), 100));
+    }
+    return event;
+}
 
 std::string MessageOf(const Numbers& numbers, const Texts& texts)
 {

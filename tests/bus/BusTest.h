@@ -27,6 +27,9 @@ constexpr char kEmptyMessage[] = "0\t0\t0\t0\t0\t0\t0\t0\t0\t0\tUNKNOWN\tUNKNOWN
 using Numbers = std::array<int, 10>;
 using Texts = std::array<std::string, 3>;
 
+/// An event with these numbers and texts; a text fills its field if it has 100 bytes or more.
+srcwatch_event_s EventOf(const Numbers& numbers, const Texts& texts);
+
 /// An independent writer of messages.
 std::string MessageOf(const Numbers& numbers, const Texts& texts);
 

@@ -2,8 +2,8 @@
 //
 // Signals and method calls with every body of one to three elements over the basic types of D-Bus: only "(is)" is an
 // event.
-#include "BusTest.h"
 #include "GioProbe.h"
+#include "ReceiverTest.h"
 
 #include <memory>
 
@@ -72,7 +72,7 @@ const char* const kOtherBodies[] = {"()",          "('5', 5)",     "((5, '5'),)"
                                     "(5, <'5'>)",  "(5, ['5'])",   "({5: '5'},)", "(5, '5', (5,))", "(@as [],)",
                                     "(5, ('5',))", "([(5, '5')],)"};
 
-class Bodies : public BusTest {
+class Bodies : public Receiver {
 protected:
     void MakeReceiver(bool isService)
     {
@@ -99,18 +99,6 @@ protected:
             << name;
         ASSERT_EQ(deliveries.Count(), 0U) << name;
     }
-
-    BusMessage Call(GVariant* body)
-    {
-        const std::uint32_t serial = peer.Send(kChannelName, kChannelPath, kChannelName, kChannel, body);
-        BusMessage reply;
-        EXPECT_TRUE(RunUntil([&] { return peer.ReplyTo(serial, &reply); }));
-        return reply;
-    }
-
-    BusPeer peer;
-    std::unique_ptr<CQDEventReciever> receiver;
-    Deliveries deliveries;
 };
 
 TEST_F(Bodies, OfSignalsOfEveryOtherTypeAreRefused)

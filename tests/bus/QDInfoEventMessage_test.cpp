@@ -15,16 +15,6 @@ using qdinfo::CQDEventSender;
 constexpr Numbers kNoNumbers{};
 constexpr int kType = 4097;
 
-srcwatch_event_s EventOf(const Numbers& numbers, const Texts& texts)
-{
-    srcwatch_event_s event{};
-    std::copy(numbers.begin(), numbers.end(), event.args);
-    for (std::size_t i = 0; i < texts.size(); ++i) {
-        std::memcpy(event.str_args[i], texts[i].data(), std::min<std::size_t>(texts[i].size(), 100));
-    }
-    return event;
-}
-
 // ---------------------------------------------------------------------------------------------------------------------
 // Writing
 

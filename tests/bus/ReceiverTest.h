@@ -49,8 +49,11 @@ protected:
 
     BusMessage Call(int type, const std::string& message = kEmptyMessage)
     {
-        const std::uint32_t serial =
-            peer.Send(kChannelName, kChannelPath, kChannelName, kChannel, g_variant_new("(is)", type, message.c_str()));
+        return Call(g_variant_new("(is)", type, message.c_str()));
+    }
+    BusMessage Call(GVariant* body)
+    {
+        const std::uint32_t serial = peer.Send(kChannelName, kChannelPath, kChannelName, kChannel, body);
         BusMessage reply;
         EXPECT_TRUE(RunUntil([&] { return peer.ReplyTo(serial, &reply); }));
         return reply;

@@ -208,12 +208,6 @@ std::string Sql(const std::string& database, const std::string& sql)
     return first;
 }
 
-Intruder::Intruder(const std::string& database) { sqlite3_open(database.c_str(), &m_handle); }
-
-Intruder::~Intruder() { sqlite3_close(m_handle); }
-
-bool Intruder::Run(const char* sql) { return sqlite3_exec(m_handle, sql, nullptr, nullptr, nullptr) == SQLITE_OK; }
-
 testing::AssertionResult WriteNumber(const std::string& key, int number)
 {
     int result = 0;

@@ -4,6 +4,8 @@
 #ifndef SRCWATCH_TESTS_HOSTTEST_H
 #define SRCWATCH_TESTS_HOSTTEST_H
 
+#include "Intruder.h"
+
 #include <chrono>
 #include <functional>
 #include <string>
@@ -12,6 +14,8 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/types.h>
+
+using srcwatch_test::Intruder;
 
 // A process that runs a body; ended on destruction at the latest.
 class Process {
@@ -81,19 +85,6 @@ std::vector<std::string> FilesIn(const std::string& directory, const std::string
 
 // Runs SQL on a database file by SQLite itself and returns the first column of the first row.
 std::string Sql(const std::string& database, const std::string& sql);
-
-// SQLite's own connection to a database, to be in the way.
-class Intruder {
-public:
-    explicit Intruder(const std::string& database);
-    ~Intruder();
-    Intruder(const Intruder&) = delete;
-    Intruder& operator=(const Intruder&) = delete;
-    bool Run(const char* sql);
-
-private:
-    sqlite3* m_handle = nullptr;
-};
 
 // Write or read a number, again and again while the store is busy: on a loaded machine, others may keep it for the
 // second after which a call fails.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The service while its settings store fails: what is stored stays, and what is to be stored is stored in the end.
+#include "Intruder.h"
 #include "ServiceTest.h"
 #include "srcwatch-host.h"
 #include "srcwatch-protocol.h"
@@ -11,7 +12,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 #include <sys/file.h>
 #include <unistd.h>
 #include <vconf.h>
@@ -39,17 +39,10 @@ private:
 /// Keeps all others from writing to the database.
 class ReadOnly {
 public:
-    ReadOnly()
-    {
-        EXPECT_EQ(sqlite3_open(DurableDatabase().c_str(), &m_handle), SQLITE_OK);
-        EXPECT_EQ(sqlite3_exec(m_handle, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
-    }
-    ~ReadOnly() { sqlite3_close(m_handle); }
-    ReadOnly(const ReadOnly&) = delete;
-    ReadOnly& operator=(const ReadOnly&) = delete;
+    ReadOnly() { EXPECT_TRUE(m_intruder.Run("BEGIN IMMEDIATE")); }
 
 private:
-    sqlite3* m_handle = nullptr;
+    Intruder m_intruder{DurableDatabase()};
 };
 
 class ServiceStore : public Service {

@@ -2,10 +2,10 @@
 //
 // list, show, get, forget, explain.
 #include "FakeService.h"
+#include "Intruder.h"
 #include "ToolTest.h"
 
 #include <gmock/gmock.h>
-#include <sqlite3.h>
 
 namespace {
 
@@ -315,13 +315,11 @@ TEST_F(PortCommands, ForgetsNothingIfTheBusCannotBeAsked)
 TEST_F(PortCommands, ReportsThatARecordCannotBeForgotten)
 {
     StoreRecord(0, SetTopBox("Provider"));
-    sqlite3* handle = nullptr;
-    ASSERT_EQ(sqlite3_open(Path("state/settings.db").c_str(), &handle), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(handle, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    Intruder intruder(Path("state/settings.db"));
+    ASSERT_TRUE(intruder.Run("BEGIN IMMEDIATE"));
 
     EXPECT_TRUE(Fails(Run({"forget", "0"}), 1, "could not be written"));
 
-    sqlite3_close(handle);
     EXPECT_EQ(Run({"get", "0", "PRName"}).out, "Provider\n");
 }
 

@@ -6,8 +6,8 @@
 
 #include "QDInfoActivityInfo.h"
 #include "TestPlatform.h"
+#include "WhatOf.h"
 
-#include <functional>
 #include <string>
 
 #include <json/json.h>
@@ -102,16 +102,6 @@ inline void Set(CQDInfoActivityInfo& record, const Field& field, const Json::Val
 }
 
 inline Json::Value DefaultOf(const Field& field) { return field.IsNumber() ? Json::Value(0) : Json::Value(""); }
-
-inline std::string WhatOf(const std::function<void()>& failing)
-{
-    try {
-        failing();
-    } catch (const Json::Exception& e) {
-        return e.what();
-    }
-    return "nothing was thrown";
-}
 
 class ActivityInfo : public PlatformTest {
 protected:

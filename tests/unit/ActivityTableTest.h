@@ -7,9 +7,9 @@
 #include "QDInfoCommon.h"
 #include "QDInfoData.h"
 #include "TestPlatform.h"
+#include "WhatOf.h"
 
 #include <climits>
-#include <functional>
 #include <memory>
 
 #include <json/json.h>
@@ -98,16 +98,6 @@ inline Json::Value DefaultRecord()
 }
 
 inline std::size_t RecordsOf(CQDInfoData& table) { return HdmiDocumentOf(table)["activity"].size(); }
-
-inline std::string WhatOf(const std::function<void()>& failing)
-{
-    try {
-        failing();
-    } catch (const Json::Exception& e) {
-        return e.what();
-    }
-    return "nothing was thrown";
-}
 
 inline Json::Value Parse(const std::string& text)
 {
