@@ -16,6 +16,7 @@ namespace host {
 namespace {
 
 constexpr mode_t kSharedMode = 0664;
+constexpr int kOpenPlain = O_RDONLY | O_NOFOLLOW | O_NONBLOCK;  // no link, and waits for nobody
 constexpr useconds_t kLockPollUs = 2000;
 constexpr const char* kLogSuffix = "-wal";
 constexpr const char* kIndexSuffix = "-shm";
@@ -33,19 +34,33 @@ bool Exists(const std::string& path)
 // Only a file that is this user's and has no other name gets another mode: others may have made it.
 bool IsOwn(const struct stat& file) { return S_ISREG(file.st_mode) && file.st_uid == geteuid() && file.st_nlink == 1; }
 
-// Creates a file where it is missing, for the directory's group to write if that may write to the directory. Best
-// effort: where it fails, the file cannot be opened either, or has its mode already.
+// Creates a file where it is missing, for the directory's owner, and for its group to write if that may write to the
+// directory. Best effort: where it fails, the file cannot be opened either, or has its owner and mode already.
 void CreateShared(const std::string& path, const std::string& directory)
 {
-    const int fd = OpenAboveStderr(path.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK);
-    if (fd < 0) return;
+    const int place = open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (place < 0) return;
+    const std::string name = path.substr(directory.size() + 1);
+    int fd = OpenAboveStderr(name.c_str(), kOpenPlain | O_CREAT | O_EXCL, place);
+    const bool isNew = fd >= 0;
+    if (isNew) static_cast<void>(GiveToOwnerOf(place, fd));
+    if (fd < 0) fd = OpenAboveStderr(name.c_str(), kOpenPlain, place);
 
     struct stat file = {};
     struct stat parent = {};
-    const bool isKnown = fstat(fd, &file) == 0 && stat(directory.c_str(), &parent) == 0;
-    if (isKnown && IsOwn(file) && file.st_gid == parent.st_gid && (parent.st_mode & S_IWGRP) != 0)
+    const bool isKnown = fd >= 0 && fstat(fd, &file) == 0 && fstat(place, &parent) == 0;
+    if (isKnown && (isNew || IsOwn(file)) && file.st_gid == parent.st_gid && (parent.st_mode & S_IWGRP) != 0)
         static_cast<void>(fchmod(fd, kSharedMode));
-    close(fd);
+    if (fd >= 0) close(fd);
+    close(place);
+}
+
+int OpenLock(const DatabaseFiles& files)
+{
+    const int fd = OpenAboveStderr(files.LockPath().c_str(), kOpenPlain);
+    if (fd >= 0 || errno != ENOENT) return fd;
+    CreateShared(files.LockPath(), files.Directory());
+    return OpenAboveStderr(files.LockPath().c_str(), kOpenPlain);
 }
 
 // A companion that does not exist need not be moved.
@@ -133,8 +148,7 @@ void DatabaseFiles::WakeWatchers() const
         CreateShared(m_wakePath, m_directory);
 }
 
-FileLock::FileLock(const DatabaseFiles& files, Mode mode, std::int64_t deadlineMs)
-    : m_fd(OpenAboveStderr(files.LockPath().c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK))
+FileLock::FileLock(const DatabaseFiles& files, Mode mode, std::int64_t deadlineMs) : m_fd(OpenLock(files))
 {
     if (m_fd < 0) {
         m_error = errno;

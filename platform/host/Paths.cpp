@@ -11,6 +11,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -44,6 +45,28 @@ void Sync(const std::string& directory)
     if (fd < 0) return;
     static_cast<void>(fsync(fd));  // where it is not possible, the directory is usable all the same
     close(fd);
+}
+
+bool IsEmpty(DIR* directory)
+{
+    int entries = 0;
+    while (readdir(directory) != nullptr) entries++;
+    return entries <= 2;  // itself and its parent
+}
+
+// An empty directory of this user's only: who may write to the parent can put another one in the place of the new one.
+void GiveToOwnerOfParent(const std::string& parent, const std::string& path)
+{
+    const int above = open(parent.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (above < 0) return;
+    const std::string name = std::filesystem::path(path).filename();
+    const int fd = openat(above, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    DIR* directory = fd < 0 ? nullptr : fdopendir(fd);
+    struct stat status = {};
+    if (directory != nullptr && fstat(fd, &status) == 0 && status.st_uid == geteuid() && IsEmpty(directory))
+        static_cast<void>(GiveToOwnerOf(above, fd));  // it is usable by root all the same
+    if (directory != nullptr) closedir(directory);
+    close(above);
 }
 
 const char* UsableDirectory(const std::string& path)
@@ -82,6 +105,7 @@ int EnsureDirectory(const std::string& path)
         if (error != 0) return error;
     }
     if (mkdir(path.c_str(), kDirectoryMode) == 0) {
+        if (geteuid() == 0) GiveToOwnerOfParent(parent, path);
         Sync(parent);
         return 0;
     }
@@ -90,9 +114,15 @@ int EnsureDirectory(const std::string& path)
     return IsDirectory(path.c_str()) ? 0 : ENOTDIR;  // created by another process meanwhile, or something else
 }
 
-int OpenAboveStderr(const char* path, int flags)
+bool GiveToOwnerOf(int directory, int file)
 {
-    const int fd = open(path, flags | O_CLOEXEC, kFileMode);
+    struct stat status = {};
+    return geteuid() == 0 && fstat(directory, &status) == 0 && fchown(file, status.st_uid, status.st_gid) == 0;
+}
+
+int OpenAboveStderr(const char* path, int flags, int directory)
+{
+    const int fd = openat(directory, path, flags | O_CLOEXEC, kFileMode);
     if (fd < 0 || fd > STDERR_FILENO) return fd;
 
     const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);

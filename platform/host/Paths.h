@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include <fcntl.h>
+
 namespace host {
 
 /// Absolute paths, read from the environment once.
@@ -22,12 +24,18 @@ const Paths& GetPaths();
 /// privileges see none: who starts them must not choose the files they write.
 const char* Environment(const char* name);
 
-/// Creates a directory and its parents where missing, for all to read (0755). @return 0 or an errno value.
+/// Creates a directory and its parents where missing, for all to read (0755). What root creates belongs to the owner of
+/// the directory above. @return 0 or an errno value.
 int EnsureDirectory(const std::string& path);
 
+/// Gives a new file to the owner and the group of the directory that it was created in, if root created it: they are to
+/// use it, too. @return True if it has been given.
+bool GiveToOwnerOf(int directory, int file);
+
 /// Opens a file, for all to read (0644) if it is created, with a close-on-exec descriptor that is none of the standard
-/// ones: other code writes to those. @return The descriptor, or -1 with errno set.
-int OpenAboveStderr(const char* path, int flags);
+/// ones: other code writes to those. A relative path is one in the open directory. @return The descriptor, or -1 with
+/// errno set.
+int OpenAboveStderr(const char* path, int flags, int directory = AT_FDCWD);
 
 }  // namespace host
 

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 
+#include <grp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -162,6 +163,101 @@ TEST_F(SettingsReadOnly, DamageIsReportedOnceAndLeftWhereItIs)
     EXPECT_EQ(LogLines("").size(), 1u) << Log();
     EXPECT_EQ(LogLines("file is not a database").size(), 1u) << Log();
     EXPECT_TRUE(DamagedFiles().empty());
+}
+
+// Root's processes, such as a tool that runs before the service first does, in places that belong to others.
+class SettingsOfRoot : public SettingsTrouble {
+protected:
+    static constexpr gid_t kGroup = 54321;
+
+    void SetUp() override
+    {
+        if (geteuid() != 0) GTEST_SKIP() << "only root can create files for others";
+        fs::permissions(Path(""), fs::perms(0755));
+        WriteFile(Path("log"), "");
+        fs::permissions(Path("log"), fs::perms(0666));
+    }
+
+    static void GivenDirectory(const std::string& path, uid_t owner, gid_t group, mode_t mode)
+    {
+        fs::create_directory(path);
+        ASSERT_EQ(chown(path.c_str(), owner, group), 0);
+        ASSERT_EQ(chmod(path.c_str(), mode), 0);
+    }
+
+    static void WriteAsRoot()
+    {
+        umask(077);
+        EXPECT_EQ(vconf_set_int("db/x", 1), 0);
+        EXPECT_EQ(vconf_set_int("memory/x", 1), 0);
+    }
+
+    static void WriteAsNobody()
+    {
+        BecomeNobody();
+        EXPECT_EQ(vconf_set_int("db/x", 2), 0);
+        EXPECT_EQ(vconf_set_int("memory/x", 2), 0);
+    }
+
+    static void ExpectOwner(const std::string& path, uid_t owner, gid_t group)
+    {
+        struct stat status = {};
+        EXPECT_EQ(lstat(path.c_str(), &status), 0) << path;
+        EXPECT_EQ(status.st_uid, owner) << path;
+        EXPECT_EQ(status.st_gid, group) << path;
+    }
+};
+
+TEST_F(SettingsOfRoot, BelongToTheDirectorysOwner)
+{
+    for (const std::string& directory : {StateDir(), RunDir()}) GivenDirectory(directory, kNobody, kGroup, 0755);
+
+    EXPECT_TRUE(InProcess(WriteAsRoot));
+    EXPECT_TRUE(InProcess(WriteAsNobody)) << Log();
+
+    for (const std::string& directory : {StateDir(), RunDir()}) {
+        EXPECT_EQ(FilesIn(directory, "").size(), 5U);
+        for (const auto& entry : fs::directory_iterator(directory)) ExpectOwner(entry.path(), kNobody, kGroup);
+    }
+    EXPECT_EQ(Log(), "");
+}
+
+TEST_F(SettingsOfRoot, BelongToTheDirectorysGroup)
+{
+    for (const std::string& directory : {StateDir(), RunDir()}) GivenDirectory(directory, 0, kGroup, 0770);
+
+    EXPECT_TRUE(InProcess(WriteAsRoot));
+    EXPECT_TRUE(InProcess([] {
+        ASSERT_EQ(setgroups(0, nullptr), 0);
+        ASSERT_EQ(setresgid(kGroup, kGroup, kGroup), 0);
+        WriteAsNobody();
+    })) << Log();
+}
+
+TEST_F(SettingsOfRoot, LieInDirectoriesOfTheParentsOwner)
+{
+    GivenDirectory(Path("home"), kNobody, kGroup, 0755);
+    GivenEnvironment("SRCWATCH_STATE_DIR", Path("home/a/state/"));
+    GivenEnvironment("SRCWATCH_RUN_DIR", Path("home/run"));
+
+    EXPECT_TRUE(InProcess(WriteAsRoot));
+    EXPECT_TRUE(InProcess(WriteAsNobody)) << Log();
+
+    for (const char* directory : {"home/a", "home/a/state", "home/run"}) ExpectOwner(Path(directory), kNobody, kGroup);
+    ExpectOwner(Path("home/a/state/settings.db"), kNobody, kGroup);
+}
+
+TEST_F(SettingsOfRoot, StayRootsInFilesThatWereThere)
+{
+    for (const std::string& directory : {StateDir(), RunDir()}) GivenDirectory(directory, kNobody, kGroup, 0755);
+    for (const char* suffix : {"", ".changed", ".lock"}) {
+        WriteFile(DurableDatabase() + suffix, "");
+        ASSERT_EQ(chmod((DurableDatabase() + suffix).c_str(), 0600), 0);
+    }
+
+    EXPECT_TRUE(InProcess(WriteAsRoot));
+
+    for (const char* suffix : {"", ".changed", ".lock"}) ExpectOwner(DurableDatabase() + suffix, 0, 0);
 }
 
 }  // namespace

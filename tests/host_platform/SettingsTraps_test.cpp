@@ -53,12 +53,14 @@ const Place kPlaces[] = {
     {"Journal", "-journal", true}, {"WakeUp", ".changed", false}, {"Lock", ".lock", false},
 };
 
-mode_t ModeOf(const std::string& path)
+struct stat StatusOf(const std::string& path)
 {
     struct stat status = {};
     EXPECT_EQ(lstat(path.c_str(), &status), 0) << path;
-    return status.st_mode & 07777;
+    return status;
 }
+
+mode_t ModeOf(const std::string& path) { return StatusOf(path).st_mode & 07777; }
 
 class TrappedSettings : public SettingsTrouble {
 protected:
@@ -78,6 +80,7 @@ protected:
     {
         EXPECT_TRUE(ReadFile(Path("victim")) == "victim") << "overwritten or removed";
         EXPECT_EQ(ModeOf(Path("victim")), kVictimMode);
+        EXPECT_EQ(StatusOf(Path("victim")).st_uid, geteuid());
         EXPECT_FALSE(fs::exists(Path("created")));
     }
 
