@@ -72,11 +72,20 @@ const char* NameOf(int file)
     return *name != '\0' ? name : nullptr;
 }
 
-int Open(const char* path, int flags, mode_t mode)
+// The path of a file in the open directory; as it is given where that is not the one that is recorded.
+std::string PathIn(int directory, const char* path)
 {
-    const char* name = NameOf(path);
-    const bool isNew = name != nullptr && (flags & O_CREAT) != 0 && syscall(SYS_access, path, F_OK) != 0;
-    const long file = syscall(SYS_openat, AT_FDCWD, path, flags, mode);
+    const char* name = NameOf(directory);
+    const bool isRecorded = name != nullptr && *path != '/' && std::strcmp(name, srcwatch_test::kDirectoryItself) == 0;
+    return isRecorded ? Directory() + '/' + path : path;
+}
+
+int Open(int directory, const char* path, int flags, mode_t mode)
+{
+    const std::string whole = PathIn(directory, path);
+    const char* name = NameOf(whole.c_str());
+    const bool isNew = name != nullptr && (flags & O_CREAT) != 0 && syscall(SYS_access, whole.c_str(), F_OK) != 0;
+    const long file = syscall(SYS_openat, directory, path, flags, mode);
     if (file < 0 || static_cast<std::size_t>(file) >= g_names.size()) return static_cast<int>(file);
     Name& slot = g_names[static_cast<std::size_t>(file)];
     slot.text[0] = '\0';
@@ -123,7 +132,7 @@ RECORDED int open(const char* path, int flags, ...)
     va_start(arguments, flags);
     const mode_t mode = ModeOf(flags, arguments);
     va_end(arguments);
-    return Open(path, flags, mode);
+    return Open(AT_FDCWD, path, flags, mode);
 }
 
 RECORDED int open64(const char* path, int flags, ...)
@@ -132,7 +141,16 @@ RECORDED int open64(const char* path, int flags, ...)
     va_start(arguments, flags);
     const mode_t mode = ModeOf(flags, arguments);
     va_end(arguments);
-    return Open(path, flags, mode);
+    return Open(AT_FDCWD, path, flags, mode);
+}
+
+RECORDED int openat(int directory, const char* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = ModeOf(flags, arguments);
+    va_end(arguments);
+    return Open(directory, path, flags, mode);
 }
 
 RECORDED ssize_t pwrite(int file, const void* bytes, std::size_t size, off_t offset)
