@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 
 #include <linux/cec.h>
 
@@ -119,6 +120,13 @@ void ApplyLine(std::string line, int number, CecLog& log, Remarks& remarks)
 }
 
 }  // namespace
+
+std::string VendorIdText(std::uint32_t vendorId)
+{
+    char text[9];
+    static_cast<void>(std::snprintf(text, sizeof text, "%06x", static_cast<unsigned>(vendorId)));  // at most 8 digits
+    return text;
+}
 
 Decoded<CecLog> DecodeCecLog(const Bytes& bytes)
 {

@@ -32,6 +32,9 @@ struct CecLog {
     std::size_t skipped = 0;  ///< messages of other kinds, and those that the TV itself sent
 };
 
+/// Returns a vendor id (an OUI) as six lower-case hexadecimal digits.
+std::string VendorIdText(std::uint32_t vendorId);
+
 /// Decodes a log, with a remark on each line that is refused. A log is refused as a whole if none of its lines is a
 /// message; an empty one is not.
 Decoded<CecLog> DecodeCecLog(const Bytes& bytes);

@@ -110,7 +110,10 @@ Classification NamesOf(const Evidence& evidence)
         result.manufacturerName = result.brandName = spd->vendor;
         result.modelName = result.deviceName = spd->product;
     }
-    if (const CecLog* const cec = ValueOf(evidence.cec)) result.cecName = cec->osdName;
+    if (const CecLog* const cec = ValueOf(evidence.cec)) {
+        result.cecName = cec->osdName;
+        if (cec->vendorId) result.vendorId = VendorIdText(*cec->vendorId);
+    }
     if (const std::string* const aksv = ValueOf(evidence.aksv)) result.aksv = *aksv;
     if (result.deviceName.empty()) result.deviceName = result.cecName;
     result.cecDeviceName = CecDeviceName(evidence);

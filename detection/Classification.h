@@ -12,7 +12,8 @@
 
 namespace srcwatch {
 
-/// The fields of a record that depend on the evidence only, and not on the port or on the past.
+/// The fields of a record that depend on the evidence only, and not on the port or on the past; and the vendor id,
+/// which a stored record does not have.
 struct Classification {
     int deviceType = 0;
     DetectionMethod method = DetectionMethod::kNone;
@@ -27,6 +28,7 @@ struct Classification {
     std::string manufacturerName;  ///< vendor of the SPD InfoFrame
     std::string modelName;         ///< product of the SPD InfoFrame
     std::string cecName;           ///< OSD name
+    std::string vendorId;          ///< of HDMI-CEC: six hexadecimal digits
 };
 
 /// Classifies a device by the rules of docs/detection.md.

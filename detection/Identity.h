@@ -10,14 +10,16 @@
 
 namespace srcwatch {
 
-/// What distinguishes a device from others: its AKSV, or vendor and product together.
+/// What distinguishes a device from others; empty where it is not known.
 struct Identity {
     std::string aksv;
-    std::string vendor;
-    std::string product;
+    std::string vendor;   ///< of the SPD InfoFrame, compared together with the product
+    std::string product;  ///< of the SPD InfoFrame
+    std::string osdName;
+    std::string vendorId;
 
-    bool IsEmpty() const { return aksv.empty() && vendor.empty() && product.empty(); }
-    /// Returns true if both have the same AKSV or the same vendor and product, or if both are empty.
+    /// Returns true if both have the same AKSV or, unless both have one, if they have SPD names, an OSD name or a
+    /// vendor id in common and differ in none of these that both have.
     bool Matches(const Identity& other) const;
 };
 

@@ -21,6 +21,7 @@ struct Record {
 
     bool HasDevice() const { return device.deviceType != 0; }
 };
+/// Compares what is stored.
 bool operator==(const Record& a, const Record& b);
 
 /// Returns the record of a port on which a device was detected: what is counted on the port stays, and so does the past

@@ -27,10 +27,12 @@ Identity ReadIdentity(const Json::Value& entry)
 {
     Identity identity;
     identity.aksv = ReadText(entry["aksv"]);
+    identity.vendorId = ReadText(entry["vendor_id"]);
     const Json::Value& spd = entry["spd"];
     if (spd.isArray() && spd.size() == 3) {
         identity.vendor = ReadText(spd[0]);
         identity.product = ReadText(spd[1]);
+        identity.osdName = ReadText(spd[2]);
     }
     return identity;
 }
@@ -81,6 +83,7 @@ void Statistics::Add(int port, const Classification& classification, int millise
     entry["spd"] = TextList(classification.manufacturerName, classification.modelName, classification.cecName);
     entry["result"] = ResultTexts(classification);
     entry["aksv"] = classification.aksv;
+    entry["vendor_id"] = classification.vendorId;
     m_document[kEntries].append(entry);
     Trim(m_document[kEntries], port);
 }
@@ -101,7 +104,7 @@ Past Statistics::FindPast(int port, const Identity& identity, const std::functio
         if (entryPort == port) {
             if (!portSeen) sameAsLastHere = same;
             portSeen = true;
-        } else if (same && !identity.IsEmpty() && previousPort < 0 && !isOccupied(entryPort)) {
+        } else if (same && previousPort < 0 && !isOccupied(entryPort)) {
             previousPort = entryPort;
             movedSince = !portSeen || !sameAsLastHere;
         }

@@ -133,17 +133,20 @@ bool Records::Adopt(const Json::Value& document)
 {
     bool differs = false;
     for (int port = 0; port < HDMI_PORT_COUNT; ++port) {
-        const Record before = std::exchange(
-            m_records[port], RecordOf(document["activity"].get(static_cast<Json::ArrayIndex>(port), Json::nullValue)));
-        differs = differs || !(before == m_records[port]);
+        const auto index = static_cast<Json::ArrayIndex>(port);
+        Record stored = RecordOf(document["activity"].get(index, Json::nullValue));
+        if (stored == m_records[port]) continue;  // which knows more than is stored
+        m_records[port] = std::move(stored);
+        differs = true;
     }
     return differs;
 }
 
 bool Records::Set(int port, const Record& record)
 {
-    if (Get(port) == record) return false;
+    const bool isStored = Get(port) == record;
     m_records[port] = record;
+    if (isStored) return false;
     WriteTable(*m_table, port, record);
     Save(port);
     return true;

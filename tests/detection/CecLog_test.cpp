@@ -40,6 +40,7 @@ TEST(CecLog, DecodesEachKindOfMessage)
     EXPECT_EQ(log->physicalAddress, 0x1000);
     EXPECT_EQ(log->primaryDeviceType, CEC_OP_PRIM_DEVTYPE_PLAYBACK);
     EXPECT_EQ(log->vendorId, 0x001a2bU);
+    EXPECT_EQ(VendorIdText(*log->vendorId), "001a2b");
     EXPECT_EQ(log->version, CEC_OP_CEC_VERSION_1_4);
     ASSERT_EQ(log->featureAborts.size(), 1U);
     EXPECT_EQ(log->featureAborts[0].opcode, 0x8f);

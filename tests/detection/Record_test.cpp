@@ -74,7 +74,7 @@ TEST(Record, OfTheSameDeviceKeepsItsPast)
 
 TEST(Record, TakesThePastOfANewDeviceFromTheStatistics)
 {
-    const Record record = ComposeRecord(0, Record(), Classification(), Seen(0, Classification()), Nowhere);
+    const Record record = ComposeRecord(0, Record(), Device("Console"), Seen(0, Device("Console")), Nowhere);
 
     EXPECT_EQ(record.previousPort, -1);
     EXPECT_EQ(record.changed, SRCWATCH_CHANGED_NOT);

@@ -32,6 +32,15 @@ Classification Device(const std::string& vendor, const std::string& product, con
     return device;
 }
 
+Classification CecDevice(const std::string& osdName, const std::string& vendorId)
+{
+    Classification device;
+    device.deviceType = 5;
+    device.cecName = osdName;
+    device.vendorId = vendorId;
+    return device;
+}
+
 const Classification kConsole = Device("ACME", "Console", "aksv000001");
 const Classification kPlayer = Device("ACME", "Player", "");
 const Classification kNameless = Device("", "", "");
@@ -59,6 +68,7 @@ TEST(Statistics, AreWrittenInTheFormThatTheLibraryReads)
     Statistics statistics;
     Classification device = kConsole;
     device.cecName = "Acme";
+    device.vendorId = "001a2b";
     statistics.Add(3, device, 150);
 
     const Json::Value entry = EntriesOf(statistics)[0];
@@ -75,6 +85,7 @@ TEST(Statistics, AreWrittenInTheFormThatTheLibraryReads)
     EXPECT_EQ(entry["result"][1].asString(), "ACME");
     EXPECT_EQ(entry["result"][2].asString(), "GAME");
     EXPECT_EQ(entry["aksv"].asString(), "aksv000001");
+    EXPECT_EQ(entry["vendor_id"].asString(), "001a2b");
 }
 
 TEST(Statistics, NameTheProviderOfASetTopBoxAsItsResult)
@@ -194,13 +205,24 @@ TEST_F(Memory, KnowsADeviceByVendorAndProductAlone)
     EXPECT_TRUE(Is(Appears(0, Device("ACME", "", "")), -1, SRCWATCH_CHANGED_NEW));
 }
 
+TEST_F(Memory, KnowsDevicesThatHaveOnlyCecByTheirNames)
+{
+    const Classification box = CecDevice("Box", "001a2b");
+    Seen(0, box);
+
+    EXPECT_TRUE(Is(Appears(0, box), -1, SRCWATCH_CHANGED_NOT));
+    EXPECT_TRUE(Is(Appears(0, CecDevice("Tuner", "00903e")), -1, SRCWATCH_CHANGED_NEW));
+    EXPECT_TRUE(Is(Appears(0, CecDevice("Box", "00903e")), -1, SRCWATCH_CHANGED_NEW));
+    EXPECT_TRUE(Is(Appears(1, box), 0, SRCWATCH_CHANGED_MOVED));
+}
+
 TEST_F(Memory, NeverFollowsADeviceWithoutAnyIdentity)
 {
     Seen(2, kNameless);
     Seen(0, kNameless);
 
     EXPECT_TRUE(Is(Appears(1, kNameless), -1, SRCWATCH_CHANGED_NEW));
-    EXPECT_TRUE(Is(Appears(0, kNameless), -1, SRCWATCH_CHANGED_NOT));
+    EXPECT_TRUE(Is(Appears(0, kNameless), -1, SRCWATCH_CHANGED_NEW));
 }
 
 }  // namespace

@@ -203,7 +203,7 @@ void ServiceTest::Plug(const std::string& input, const std::string& capture)
 
 void ServiceTest::LinkCapture(const std::string& input, const std::string& capture) const
 {
-    std::filesystem::create_directory_symlink(std::string(SRCWATCH_CAPTURES_DIR) + "/" + capture, InputPath(input));
+    std::filesystem::create_directory_symlink(std::filesystem::path(SRCWATCH_CAPTURES_DIR) / capture, InputPath(input));
 }
 
 void ServiceTest::Unplug(const std::string& input)

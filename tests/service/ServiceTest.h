@@ -69,7 +69,7 @@ protected:
     /// Suspends it, until SIGCONT.
     void SuspendService() const;
 
-    /// Plugs a capture in, as a link to it, and out again. Plug() waits for the detection.
+    /// Plugs a capture in, by its name or its path, as a link to it, and out again. Plug() waits for the detection.
     void Plug(const std::string& input, const std::string& capture);
     void LinkCapture(const std::string& input, const std::string& capture) const;
     void Unplug(const std::string& input);

@@ -298,6 +298,24 @@ TEST_F(Service, MarksAnotherDeviceOnAPortAsChanged)
     EXPECT_EQ(QueryChange(0), std::make_pair(-1, true));
 }
 
+TEST_F(Service, TellsDevicesApartThatSendOnlyCecMessages)
+{
+    const TempDirectory box;
+    const TempDirectory tuner;
+    WriteFile(box / "cec.log", "4f:84:10:00:04\n4f:87:00:1a:2b\n40:47:42:6f:78\n");
+    WriteFile(tuner / "cec.log", "3f:84:10:00:03\n3f:87:00:90:3e\n30:47:54:75:6e:65:72\n");
+    StartService();
+
+    std::vector<bool> changes;
+    for (const TempDirectory* device : {&box, &box, &tuner, &tuner}) {
+        Plug("hdmi1", device->Path());
+        changes.push_back(QueryChange(0).second);
+        Unplug("hdmi1");
+    }
+
+    EXPECT_EQ(changes, (std::vector<bool>{true, false, true, false}));
+}
+
 TEST_F(Service, RemembersDevicesAcrossARestart)
 {
     StartService();
