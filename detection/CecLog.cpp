@@ -6,8 +6,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
-
-#include <linux/cec.h>
+#include <utility>
 
 namespace srcwatch {
 
@@ -44,35 +43,35 @@ Decoded<Bytes> ParseMessage(const std::string& line)
 
 using Operands = Bytes;
 
-void SetOsdName(const Operands& operands, CecLog& log, Remarks& remarks)
+void SetOsdName(const Operands& operands, CecDevice& device, Remarks& remarks)
 {
-    log.osdName = DecodeAscii("<Set OSD Name>", operands.data(), operands.size(), remarks);
+    device.osdName = DecodeAscii("<Set OSD Name>", operands.data(), operands.size(), remarks);
 }
 
-void SetVendorId(const Operands& operands, CecLog& log, Remarks& /*remarks*/)
+void SetVendorId(const Operands& operands, CecDevice& device, Remarks& /*remarks*/)
 {
-    log.vendorId = static_cast<std::uint32_t>(operands[0] << 16 | operands[1] << 8 | operands[2]);
+    device.vendorId = static_cast<std::uint32_t>(operands[0] << 16 | operands[1] << 8 | operands[2]);
 }
 
-void SetPhysicalAddress(const Operands& operands, CecLog& log, Remarks& /*remarks*/)
+void SetPhysicalAddress(const Operands& operands, CecDevice& device, Remarks& /*remarks*/)
 {
-    log.physicalAddress = static_cast<std::uint16_t>(operands[0] << 8 | operands[1]);
-    log.primaryDeviceType = operands[2];
+    device.physicalAddress = static_cast<std::uint16_t>(operands[0] << 8 | operands[1]);
+    device.primaryDeviceType = operands[2];
 }
 
-void SetVersion(const Operands& operands, CecLog& log, Remarks& /*remarks*/) { log.version = operands[0]; }
+void SetVersion(const Operands& operands, CecDevice& device, Remarks& /*remarks*/) { device.version = operands[0]; }
 
-void AddFeatureAbort(const Operands& operands, CecLog& log, Remarks& /*remarks*/)
+void AddFeatureAbort(const Operands& operands, CecDevice& device, Remarks& /*remarks*/)
 {
-    log.featureAborts.push_back(CecFeatureAbort{operands[0], operands[1]});
+    device.featureAborts.push_back(CecFeatureAbort{operands[0], operands[1]});
 }
 
-// The messages that describe the device. More operands than needed are ignored, as the standard requires.
+// The messages that describe their sender. More operands than needed are ignored, as the standard requires.
 struct MessageKind {
     std::uint8_t opcode;
     const char* name;
     std::size_t operandCount;
-    void (*apply)(const Operands& operands, CecLog& log, Remarks& remarks);
+    void (*apply)(const Operands& operands, CecDevice& device, Remarks& remarks);
 };
 constexpr MessageKind kKinds[] = {
     {CEC_MSG_SET_OSD_NAME, "<Set OSD Name>", 1, SetOsdName},
@@ -82,13 +81,25 @@ constexpr MessageKind kKinds[] = {
     {CEC_MSG_FEATURE_ABORT, "<Feature Abort>", 2, AddFeatureAbort},
 };
 
-// Messages of the TV do not describe the device, nor does a lone header, which is a poll.
+int InitiatorOf(const Bytes& message) { return message[0] >> 4U; }
+
+// Messages of the TV describe no device on the port, nor does a lone header, which is a poll.
 const MessageKind* FindKind(const Bytes& message)
 {
-    if (message.size() < kHeaderAndOpcode || message[0] >> 4U == CEC_LOG_ADDR_TV) return nullptr;
+    if (message.size() < kHeaderAndOpcode || InitiatorOf(message) == CEC_LOG_ADDR_TV) return nullptr;
     const auto* const kind = std::find_if(std::begin(kKinds), std::end(kKinds),
                                           [&](const MessageKind& k) { return k.opcode == message[1]; });
     return kind == std::end(kKinds) ? nullptr : kind;
+}
+
+CecDevice& DeviceAt(int logicalAddress, CecLog& log)
+{
+    const auto place = std::find_if(log.devices.begin(), log.devices.end(),
+                                    [&](const CecDevice& device) { return device.logicalAddress >= logicalAddress; });
+    if (place != log.devices.end() && place->logicalAddress == logicalAddress) return *place;
+    CecDevice device;
+    device.logicalAddress = logicalAddress;
+    return *log.devices.insert(place, std::move(device));
 }
 
 void ApplyMessage(const Bytes& message, int line, CecLog& log, Remarks& remarks)
@@ -103,7 +114,7 @@ void ApplyMessage(const Bytes& message, int line, CecLog& log, Remarks& remarks)
         remarks.push_back({"", line, std::string(kind->name) + " is too short"});
         return;
     }
-    kind->apply(operands, log, remarks);
+    kind->apply(operands, DeviceAt(InitiatorOf(message), log), remarks);
     ++log.understood;
 }
 
@@ -120,13 +131,6 @@ void ApplyLine(std::string line, int number, CecLog& log, Remarks& remarks)
 }
 
 }  // namespace
-
-std::string VendorIdText(std::uint32_t vendorId)
-{
-    char text[9];
-    static_cast<void>(std::snprintf(text, sizeof text, "%06x", static_cast<unsigned>(vendorId)));  // at most 8 digits
-    return text;
-}
 
 Decoded<CecLog> DecodeCecLog(const Bytes& bytes)
 {

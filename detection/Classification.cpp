@@ -3,8 +3,6 @@
 
 #include <algorithm>
 
-#include <linux/cec.h>
-
 namespace srcwatch {
 
 namespace {
@@ -66,8 +64,8 @@ bool IsEveryItemFaulty(const Evidence& evidence)
 
 int PrimaryDeviceType(const Evidence& evidence)
 {
-    const CecLog* const cec = ValueOf(evidence.cec);
-    return cec == nullptr ? kAnyCode : cec->primaryDeviceType.value_or(kAnyCode);
+    const CecDevice* const device = evidence.CecDeviceOnPort();
+    return device == nullptr ? kAnyCode : device->primaryDeviceType.value_or(kAnyCode);
 }
 
 bool IsRuleFor(const Evidence& evidence, const Rule& rule)
@@ -94,14 +92,6 @@ const Rule& FindRule(const Evidence& evidence)
                          [&](const Rule& rule) { return IsRuleFor(evidence, rule); });
 }
 
-const char* CecDeviceName(const Evidence& evidence)
-{
-    const auto* const rule = std::find_if(std::begin(kRules), std::end(kRules), [&](const Rule& candidate) {
-        return candidate.method == Method::kCec && candidate.code == PrimaryDeviceType(evidence);
-    });
-    return rule == std::end(kRules) ? "" : rule->note;
-}
-
 // The names in the evidence, which do not depend on the kind of device.
 Classification NamesOf(const Evidence& evidence)
 {
@@ -110,13 +100,14 @@ Classification NamesOf(const Evidence& evidence)
         result.manufacturerName = result.brandName = spd->vendor;
         result.modelName = result.deviceName = spd->product;
     }
-    if (const CecLog* const cec = ValueOf(evidence.cec)) {
-        result.cecName = cec->osdName;
-        if (cec->vendorId) result.vendorId = VendorIdText(*cec->vendorId);
+    if (const CecDevice* const device = evidence.CecDeviceOnPort()) {
+        result.cecName = device->osdName;
+        result.cecDeviceName = CecDeviceTypeName(*device);
+        if (device->vendorId) result.vendorId = VendorIdText(*device->vendorId);
     }
+    result.behind = evidence.CecDevicesBehind();
     if (const std::string* const aksv = ValueOf(evidence.aksv)) result.aksv = *aksv;
     if (result.deviceName.empty()) result.deviceName = result.cecName;
-    result.cecDeviceName = CecDeviceName(evidence);
     return result;
 }
 
@@ -145,6 +136,14 @@ bool WantsNote(const Classification& result)
 }
 
 }  // namespace
+
+const char* CecDeviceTypeName(const CecDevice& device)
+{
+    const auto* const rule = std::find_if(std::begin(kRules), std::end(kRules), [&](const Rule& candidate) {
+        return candidate.method == Method::kCec && candidate.code == device.primaryDeviceType;
+    });
+    return rule == std::end(kRules) ? "" : rule->note;
+}
 
 Classification Classify(const Evidence& evidence, const Profiles& profiles)
 {

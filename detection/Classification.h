@@ -9,11 +9,12 @@
 #include "Profiles.h"
 
 #include <string>
+#include <vector>
 
 namespace srcwatch {
 
-/// The fields of a record that depend on the evidence only, and not on the port or on the past; and the vendor id,
-/// which a stored record does not have.
+/// The fields of a record that depend on the evidence only, and not on the port or on the past; and the vendor id and
+/// the devices behind this one, which a stored record does not have.
 struct Classification {
     int deviceType = 0;
     DetectionMethod method = DetectionMethod::kNone;
@@ -29,7 +30,11 @@ struct Classification {
     std::string modelName;         ///< product of the SPD InfoFrame
     std::string cecName;           ///< OSD name
     std::string vendorId;          ///< of HDMI-CEC: six hexadecimal digits
+    std::vector<CecDevice> behind;
 };
+
+/// Returns the name of a device's primary device type; empty if it is not known.
+const char* CecDeviceTypeName(const CecDevice& device);
 
 /// Classifies a device by the rules of docs/detection.md.
 Classification Classify(const Evidence& evidence, const Profiles& profiles);

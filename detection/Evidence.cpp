@@ -90,6 +90,18 @@ Remarks RemarkOnOtherFiles(const std::string& directory)
 
 }  // namespace
 
+const CecDevice* Evidence::CecDeviceOnPort() const
+{
+    const CecLog* const log = ValueOf(cec);
+    return log == nullptr ? nullptr : FindOnPort(*log, hdmiInput);
+}
+
+std::vector<CecDevice> Evidence::CecDevicesBehind() const
+{
+    const CecLog* const log = ValueOf(cec);
+    return log == nullptr ? std::vector<CecDevice>() : FindBehind(*log, hdmiInput);
+}
+
 Remarks Evidence::AllRemarks() const
 {
     Remarks all = directory;
@@ -120,9 +132,10 @@ std::optional<Decoded<Bytes>> ReadBoundedFile(const std::string& path, std::size
     return refused;
 }
 
-Evidence ReadEvidence(const std::string& directory)
+Evidence ReadEvidence(const std::string& directory, int hdmiInput)
 {
     Evidence evidence;
+    evidence.hdmiInput = hdmiInput;
     if (faccessat(AT_FDCWD, directory.c_str(), R_OK | X_OK, AT_EACCESS) != 0) {
         evidence.directory = SystemRemark("cannot be read");
         return evidence;

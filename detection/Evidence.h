@@ -7,9 +7,11 @@
 #include "CecLog.h"
 #include "Decoded.h"
 #include "SpdInfoFrame.h"
+#include "Topology.h"
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace srcwatch {
 
@@ -25,7 +27,12 @@ struct Evidence {
     std::optional<Decoded<SpdInfoFrame>> spd;
     std::optional<Decoded<CecLog>> cec;
     std::optional<Decoded<std::string>> aksv;
-    Remarks otherFiles;  ///< one remark on all files of other names
+    Remarks otherFiles;            ///< one remark on all files of other names
+    int hdmiInput = kNoHdmiInput;  ///< 1 for the first
+
+    /// Returns what the device on the port has sent over HDMI-CEC, or null; and the devices behind it.
+    const CecDevice* CecDeviceOnPort() const;
+    std::vector<CecDevice> CecDevicesBehind() const;
 
     /// Returns all remarks, file by file.
     Remarks AllRemarks() const;
@@ -41,8 +48,8 @@ constexpr std::size_t kCecLimit = 64UL * 1024;
 /// be read.
 std::optional<Decoded<Bytes>> ReadBoundedFile(const std::string& path, std::size_t limit);
 
-/// Reads and decodes the evidence in a directory.
-Evidence ReadEvidence(const std::string& directory);
+/// Reads and decodes the evidence in a directory, which is plugged into an HDMI input (1 for the first).
+Evidence ReadEvidence(const std::string& directory, int hdmiInput = kNoHdmiInput);
 
 }  // namespace srcwatch
 

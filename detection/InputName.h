@@ -4,6 +4,7 @@
 #ifndef SRCWATCH_DETECTION_INPUTNAME_H
 #define SRCWATCH_DETECTION_INPUTNAME_H
 
+#include "Topology.h"
 #include "srcwatch-api.h"
 #include "srcwatch-protocol.h"
 
@@ -16,6 +17,9 @@ inline std::string InputName(int port)
 {
     return port == SRCWATCH_PORT_OPTICAL ? SRCWATCH_INPUT_OPTICAL : SRCWATCH_INPUT_HDMI + std::to_string(port + 1);
 }
+
+/// Returns the number of a port's HDMI input, 1 for port 0; kNoHdmiInput for the optical port.
+inline int HdmiInput(int port) { return port == SRCWATCH_PORT_OPTICAL ? kNoHdmiInput : port + 1; }
 
 }  // namespace srcwatch
 

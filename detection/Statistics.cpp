@@ -52,6 +52,14 @@ Json::Value ResultTexts(const Classification& classification)
                     stb ? classification.unknownType : classification.brandName, classification.deviceTypeText);
 }
 
+// What a record does not have. Most devices have none behind them.
+void WriteCec(const Classification& classification, Json::Value& entry)
+{
+    entry["vendor_id"] = classification.vendorId;
+    entry.removeMember("behind");
+    for (const CecDevice& device : classification.behind) entry["behind"].append(DescribeBehind(device));
+}
+
 // Keeps the last entries of a port, and those of all other ports.
 void Trim(Json::Value& entries, int port)
 {
@@ -68,6 +76,17 @@ void Trim(Json::Value& entries, int port)
 
 }  // namespace
 
+Json::Value DescribeBehind(const CecDevice& device)
+{
+    Json::Value json;
+    json["logical_address"] = device.logicalAddress;
+    json["physical_address"] = device.physicalAddress ? PhysicalAddressText(*device.physicalAddress) : "";
+    json["osd_name"] = device.osdName;
+    json["vendor_id"] = device.vendorId ? VendorIdText(*device.vendorId) : "";
+    json["device_type"] = CecDeviceTypeName(device);
+    return json;
+}
+
 Statistics::Statistics() : m_document(Json::objectValue) { m_document[kEntries] = Json::arrayValue; }
 
 Statistics::Statistics(Json::Value document) : m_document(std::move(document)) {}
@@ -83,9 +102,31 @@ void Statistics::Add(int port, const Classification& classification, int millise
     entry["spd"] = TextList(classification.manufacturerName, classification.modelName, classification.cecName);
     entry["result"] = ResultTexts(classification);
     entry["aksv"] = classification.aksv;
-    entry["vendor_id"] = classification.vendorId;
+    WriteCec(classification, entry);
     m_document[kEntries].append(entry);
     Trim(m_document[kEntries], port);
+}
+
+bool Statistics::Refresh(int port, const Classification& classification)
+{
+    Json::Value& entries = m_document[kEntries];
+    for (Json::ArrayIndex i = entries.size(); i-- > 0;) {
+        if (ReadPort(entries[i]) != port) continue;
+        const Json::Value before = entries[i];
+        WriteCec(classification, entries[i]);
+        return entries[i] != before;
+    }
+    return false;
+}
+
+Json::Value Statistics::BehindOn(int port) const
+{
+    const Json::Value& entries = m_document[kEntries];
+    for (Json::ArrayIndex i = entries.size(); i-- > 0;) {
+        if (ReadPort(entries[i]) != port) continue;
+        return entries[i]["behind"].isArray() ? entries[i]["behind"] : Json::Value(Json::arrayValue);
+    }
+    return Json::arrayValue;
 }
 
 Past Statistics::FindPast(int port, const Identity& identity, const std::function<bool(int)>& isOccupied) const

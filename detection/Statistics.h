@@ -21,6 +21,9 @@ struct Past {
     int changed;
 };
 
+/// Returns a device behind another one, in the form of the statistics' member "behind".
+Json::Value DescribeBehind(const CecDevice& device);
+
 /// The detections that are remembered.
 class Statistics {
 public:
@@ -33,6 +36,12 @@ public:
 
     /// Adds an entry. Of each port only the last few are kept.
     void Add(int port, const Classification& classification, int milliseconds);
+
+    /// Brings what a record does not have up to date in the last entry of a port. @return True if it differed.
+    bool Refresh(int port, const Classification& classification);
+
+    /// Returns the devices behind the one that was detected last on a port, as an array.
+    Json::Value BehindOn(int port) const;
 
     /// Returns the past of a device that appears on port. Ports for which isOccupied is true still have the device that
     /// was seen there, so it cannot have come from them.

@@ -108,13 +108,17 @@ void CheckAksv(Input& input)
 
 // --- CEC log
 
-struct Heard {
+struct Sender {
     std::string name;
     long vendor = -1;
     long address = -1;
     long type = -1;
     long version = -1;
     std::vector<std::pair<int, int>> aborts;
+};
+
+struct Heard {
+    std::map<int, Sender> senders;  // by logical address
     std::size_t understood = 0;
     std::size_t skipped = 0;
     std::size_t refused = 0;
@@ -141,7 +145,7 @@ Bytes MessageOf(const std::string& line)
     return message;
 }
 
-void HearOperands(const Bytes& message, Heard& heard)
+void HearOperands(const Bytes& message, Sender& heard)
 {
     const auto operand = [&](std::size_t i) { return long{message[i + 2]}; };
     switch (message[1]) {
@@ -176,7 +180,7 @@ void HearLine(const std::string& line, Heard& heard)
     } else if (message.size() - 2 < kind->second) {
         ++heard.refused;
     } else {
-        HearOperands(message, heard);
+        HearOperands(message, heard.senders[message[0] / 16]);
         ++heard.understood;
     }
 }
@@ -227,6 +231,19 @@ std::size_t CountLines(const srcwatch::Remarks& remarks)
         std::count_if(remarks.begin(), remarks.end(), [](const srcwatch::Remark& remark) { return remark.line > 0; }));
 }
 
+void CheckDevice(const srcwatch::CecDevice& device, const Sender& heard)
+{
+    Require(device.osdName == heard.name, "the name of a device");
+    Require(Or(device.vendorId) == heard.vendor, "the vendor of a device");
+    Require(Or(device.physicalAddress) == heard.address, "the address of a device");
+    Require(Or(device.primaryDeviceType) == heard.type, "the type of a device");
+    Require(Or(device.version) == heard.version, "the version of a device");
+    Require(
+        std::equal(device.featureAborts.begin(), device.featureAborts.end(), heard.aborts.begin(), heard.aborts.end(),
+                   [](const auto& a, const auto& b) { return a.opcode == b.first && a.reason == b.second; }),
+        "the refusals of a device");
+}
+
 void CheckCec(Input& input)
 {
     const std::string text = input.Below(2) == 0 ? input.Rest() : LogText(input);
@@ -238,14 +255,12 @@ void CheckCec(Input& input)
     Require(log.has_value() == isLog, "a log with a message is taken");
     if (!log) return;
     Require(log->understood == heard.understood && log->skipped == heard.skipped, "the messages of a log");
-    Require(log->osdName == heard.name, "the name of a log");
-    Require(Or(log->vendorId) == heard.vendor, "the vendor of a log");
-    Require(Or(log->physicalAddress) == heard.address, "the address of a log");
-    Require(Or(log->primaryDeviceType) == heard.type, "the device type of a log");
-    Require(Or(log->version) == heard.version, "the version of a log");
-    Require(std::equal(log->featureAborts.begin(), log->featureAborts.end(), heard.aborts.begin(), heard.aborts.end(),
-                       [](const auto& a, const auto& b) { return a.opcode == b.first && a.reason == b.second; }),
-            "the refusals of a log");
+    Require(log->devices.size() == heard.senders.size(), "the devices of a log");
+    auto device = log->devices.begin();
+    for (const auto& [address, sender] : heard.senders) {
+        Require(device->logicalAddress == address, "the logical addresses of a log");
+        CheckDevice(*device++, sender);
+    }
     Require(CountLines(decoded.remarks) == heard.refused, "every refused line is remarked on, and no other");
 }
 

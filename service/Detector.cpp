@@ -145,7 +145,7 @@ void Detector::SetConnected(int port, bool connected)
 
 void Detector::Detect(int port, Cause cause)
 {
-    const Evidence evidence = ReadEvidence(m_inputs.DirectoryOf(port));
+    const Evidence evidence = ReadEvidence(m_inputs.DirectoryOf(port), HdmiInput(port));
     LogRemarks(port, evidence);
     const Classification device = Classify(evidence, m_profiles);
     Statistics statistics = CurrentStatistics();
@@ -161,6 +161,8 @@ void Detector::Detect(int port, Cause cause)
         m_records.CallWhenSaved(port, [this, port] {
             if (m_records.Get(port).HasDevice()) m_announcer.AnnounceDevice(port, m_records.Get(port));
         });
+    } else if (statistics.Refresh(port, device)) {
+        SaveStatistics(statistics);
     }
     m_pending.End(port);
 }

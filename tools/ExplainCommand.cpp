@@ -9,6 +9,7 @@
 #include "InputName.h"
 #include "Ports.h"
 #include "Profiles.h"
+#include "Statistics.h"
 #include "srcwatch-api.h"
 
 #include <filesystem>
@@ -24,11 +25,21 @@ std::string Describe(const srcwatch::SpdInfoFrame& spd)
            std::to_string(spd.sourceInformation);
 }
 
+std::string Describe(const srcwatch::CecDevice& device)
+{
+    const Json::Value json = srcwatch::DescribeBehind(device);
+    const std::string type = device.primaryDeviceType
+                                 ? "primary device type " + std::to_string(*device.primaryDeviceType)
+                                 : "no device type";
+    const std::string vendor = device.vendorId ? "vendor id " + json["vendor_id"].asString() : "no vendor id";
+    return "logical address " + std::to_string(device.logicalAddress) + ", physical address " +
+           (device.physicalAddress ? json["physical_address"].asString() : "unknown") + ", OSD name \"" +
+           device.osdName + "\", " + type + ", " + vendor;
+}
+
 std::string Describe(const srcwatch::CecLog& cec)
 {
-    const std::string type =
-        cec.primaryDeviceType ? "primary device type " + std::to_string(*cec.primaryDeviceType) : "no device type";
-    return "OSD name \"" + cec.osdName + "\", " + type + ", " + std::to_string(cec.understood) +
+    return std::to_string(cec.devices.size()) + " device(s), " + std::to_string(cec.understood) +
            " message(s) understood, " + std::to_string(cec.skipped) + " skipped";
 }
 
@@ -49,10 +60,23 @@ void AddItem(const char* file, const std::optional<srcwatch::Decoded<T>>& item, 
     table.rows.push_back({"evidence", file, contents, ""});
 }
 
-void AddEvidence(const std::string& directory, const std::vector<std::string>& profilePaths, Json::Value& document,
-                 Table& table)
+// The device on the port, and those that are only reached through it.
+void AddCecDevices(const srcwatch::Evidence& evidence, Json::Value& json, Table& table)
 {
-    const srcwatch::Evidence evidence = srcwatch::ReadEvidence(directory);
+    if (const srcwatch::CecDevice* const device = evidence.CecDeviceOnPort()) {
+        table.rows.push_back({"evidence", "on the port", Describe(*device), ""});
+    }
+    json["behind"] = Json::arrayValue;
+    for (const srcwatch::CecDevice& device : evidence.CecDevicesBehind()) {
+        table.rows.push_back({"evidence", "behind", Describe(device), "does not count"});
+        json["behind"].append(srcwatch::DescribeBehind(device));
+    }
+}
+
+void AddEvidence(int port, const std::string& directory, const std::vector<std::string>& profilePaths,
+                 Json::Value& document, Table& table)
+{
+    const srcwatch::Evidence evidence = srcwatch::ReadEvidence(directory, srcwatch::HdmiInput(port));
     srcwatch::Profiles profiles;
     for (const std::string& path : profilePaths) profiles.Load(path);
     const srcwatch::Classification now = srcwatch::Classify(evidence, profiles);
@@ -63,6 +87,7 @@ void AddEvidence(const std::string& directory, const std::vector<std::string>& p
     AddItem(srcwatch::kSpdFile, evidence.spd, json["items"], table);
     AddItem(srcwatch::kCecFile, evidence.cec, json["items"], table);
     AddItem(srcwatch::kAksvFile, evidence.aksv, json["items"], table);
+    AddCecDevices(evidence, json, table);
     json["type"] = now.deviceType;
     json["method"] = static_cast<int>(now.method);
     const std::string why = "by " + srcwatch::DetectionMethodText(static_cast<int>(now.method));
@@ -107,7 +132,7 @@ void Explain(int port, const std::string& inputs, const std::vector<std::string>
     Table table{{"FROM", "NAME", "VALUE", "WHY"}, {}};
     document["evidence"] = Json::nullValue;
     const std::string directory = inputs + "/" + srcwatch::InputName(port);
-    if (IsDirectory(directory)) AddEvidence(directory, profiles, document, table);
+    if (IsDirectory(directory)) AddEvidence(port, directory, profiles, document, table);
     AddRecord(document, table);
     AddAnswers(port, document, table);
     output.Write(document, table);

@@ -3,10 +3,13 @@
 
 #include "Answers.h"
 #include "DeviceType.h"
+#include "JsonText.h"
+#include "QDInfoCommon.h"
 #include "QDInfoNames.h"
 #include "RecordFields.h"
 #include "Records.h"
 #include "Settings.h"
+#include "Statistics.h"
 #include "srcwatch-api.h"
 
 #include <algorithm>
@@ -33,6 +36,15 @@ Json::Value IsConnected(int port)
     bool isConnected = false;
     if (control->IsExternalSourceConnected(qdinfo::HDMI_SOURCE_IDS[port], &isConnected) < 1) return Json::nullValue;
     return isConnected;
+}
+
+// From the statistics, which also have what was there before.
+Json::Value DevicesBehind(int port, bool hasDevice)
+{
+    const std::optional<std::string> text = ReadText(VCONF_SPD_AKSV_1);
+    const Json::Value document = text ? srcwatch::ParseJson(*text).value_or(Json::nullValue) : Json::Value();
+    const bool isStatistics = document.isObject() && document["Auto"].isArray();
+    return isStatistics && hasDevice ? srcwatch::Statistics(document).BehindOn(port) : Json::Value(Json::arrayValue);
 }
 
 Cell ResultCell(int result)
@@ -103,12 +115,17 @@ void ShowPort(int port, Output& output)
     const std::vector<Answer> answers = AskAll(port);
     Json::Value document = PortDocument(port);
     document["answers"] = AnswersToJson(answers);
+    document["behind"] = DevicesBehind(port, document["record"]["DevType"] != 0);
 
     Table table{{"FROM", "NAME", "VALUE", "RESULT"}, {}};
     for (const srcwatch::RecordField& field : srcwatch::kRecordFields) {
         table.rows.push_back({"record", field.key, CellText(document["record"][field.key]), ""});
     }
     for (const Answer& answer : answers) AddRows(answer, ResultCell(answer.result), table);
+    for (const Json::Value& device : document["behind"]) {
+        const std::string name = CellText(device["osd_name"]) + " (" + CellText(device["device_type"]) + ")";
+        table.rows.push_back({"behind", CellText(device["physical_address"]), name, ""});
+    }
     output.Write(document, table);
 }
 

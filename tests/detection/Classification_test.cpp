@@ -21,10 +21,10 @@ Evidence Given(int spdCode, int cecType, bool aksv = false)
         evidence.spd = {frame, {}};
     }
     if (cecType != kAbsent) {
-        CecLog log;
-        log.osdName = "Acme Thing";
-        log.primaryDeviceType = cecType;
-        evidence.cec = {log, {}};
+        CecDevice device;
+        device.osdName = "Acme Thing";
+        device.primaryDeviceType = cecType;
+        evidence.cec = {CecLog{{device}, 2, 0}, {}};
     }
     if (aksv) evidence.aksv = {"b70361f714", {}};
     return evidence;

@@ -45,8 +45,8 @@ TEST_F(EvidenceTest, IsDecodedFromTheFiles)
 
     ASSERT_NE(ValueOf(evidence.spd), nullptr);
     EXPECT_EQ(ValueOf(evidence.spd)->vendor, "ACME");
-    ASSERT_NE(ValueOf(evidence.cec), nullptr);
-    EXPECT_EQ(ValueOf(evidence.cec)->osdName, "A");
+    ASSERT_NE(evidence.CecDeviceOnPort(), nullptr);
+    EXPECT_EQ(evidence.CecDeviceOnPort()->osdName, "A");
     ASSERT_NE(ValueOf(evidence.aksv), nullptr);
     EXPECT_EQ(*ValueOf(evidence.aksv), "b70361f714");
     EXPECT_EQ(Remarks(), Lines{});

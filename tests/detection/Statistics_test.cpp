@@ -32,7 +32,7 @@ Classification Device(const std::string& vendor, const std::string& product, con
     return device;
 }
 
-Classification CecDevice(const std::string& osdName, const std::string& vendorId)
+Classification OnlyCec(const std::string& osdName, const std::string& vendorId)
 {
     Classification device;
     device.deviceType = 5;
@@ -97,6 +97,49 @@ TEST(Statistics, NameTheProviderOfASetTopBoxAsItsResult)
     statistics.Add(0, device, 1);
 
     EXPECT_EQ(EntriesOf(statistics)[0]["result"][0].asString(), "Volt TV");
+}
+
+Classification WithPlayerBehind(Classification device)
+{
+    CecDevice player;
+    player.logicalAddress = 8;
+    player.physicalAddress = 0x1100;
+    player.osdName = "Player";
+    player.vendorId = 0x001a2b;
+    player.primaryDeviceType = 4;
+    device.behind = {player};
+    return device;
+}
+
+TEST(Statistics, ListTheDevicesBehindTheOneOnThePort)
+{
+    Statistics statistics;
+    statistics.Add(0, WithPlayerBehind(kConsole), 1);
+    statistics.Add(1, kPlayer, 1);
+
+    const Json::Value behind = statistics.BehindOn(0);
+
+    ASSERT_EQ(behind.size(), 1U);
+    EXPECT_EQ(behind[0], Parsed(R"({"logical_address": 8, "physical_address": "1.1.0.0", "osd_name": "Player",
+                                    "vendor_id": "001a2b", "device_type": "Playback device"})"));
+    EXPECT_FALSE(EntriesOf(statistics)[1].isMember("behind"));
+    EXPECT_EQ(statistics.BehindOn(1), Json::Value(Json::arrayValue));
+    EXPECT_EQ(statistics.BehindOn(2), Json::Value(Json::arrayValue));
+}
+
+TEST(Statistics, FollowWhatARecordDoesNotHave)
+{
+    Statistics statistics;
+    statistics.Add(0, kConsole, 1);
+    statistics.Add(1, kConsole, 1);
+
+    EXPECT_TRUE(statistics.Refresh(0, WithPlayerBehind(kConsole)));
+    EXPECT_FALSE(statistics.Refresh(0, WithPlayerBehind(kConsole)));
+    EXPECT_EQ(statistics.BehindOn(0).size(), 1U);
+    EXPECT_TRUE(statistics.Refresh(0, kConsole));
+    EXPECT_EQ(statistics.BehindOn(0).size(), 0U);
+    EXPECT_FALSE(statistics.Refresh(2, kConsole));
+    EXPECT_EQ(EntriesOf(statistics).size(), 2U);
 }
 
 TEST(Statistics, KeepTheLastEightOfEachPort)
@@ -207,12 +250,12 @@ TEST_F(Memory, KnowsADeviceByVendorAndProductAlone)
 
 TEST_F(Memory, KnowsDevicesThatHaveOnlyCecByTheirNames)
 {
-    const Classification box = CecDevice("Box", "001a2b");
+    const Classification box = OnlyCec("Box", "001a2b");
     Seen(0, box);
 
     EXPECT_TRUE(Is(Appears(0, box), -1, SRCWATCH_CHANGED_NOT));
-    EXPECT_TRUE(Is(Appears(0, CecDevice("Tuner", "00903e")), -1, SRCWATCH_CHANGED_NEW));
-    EXPECT_TRUE(Is(Appears(0, CecDevice("Box", "00903e")), -1, SRCWATCH_CHANGED_NEW));
+    EXPECT_TRUE(Is(Appears(0, OnlyCec("Tuner", "00903e")), -1, SRCWATCH_CHANGED_NEW));
+    EXPECT_TRUE(Is(Appears(0, OnlyCec("Box", "00903e")), -1, SRCWATCH_CHANGED_NEW));
     EXPECT_TRUE(Is(Appears(1, box), 0, SRCWATCH_CHANGED_MOVED));
 }
 

@@ -8,6 +8,7 @@
 #include <csignal>
 #include <filesystem>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <json/json.h>
 
@@ -296,6 +297,25 @@ TEST_F(Service, MarksAnotherDeviceOnAPortAsChanged)
     Plug("hdmi1", "darvex-dvd");
 
     EXPECT_EQ(QueryChange(0), std::make_pair(-1, true));
+}
+
+TEST_F(Service, KeepsAReceiverApartFromThePlayerBehindIt)
+{
+    const TempDirectory receiver;
+    const std::string log = "5f:84:10:00:05\n50:47:52:65:63\n8f:84:11:00:04\n80:47:50\n";
+    WriteFile(receiver / "cec.log", log);
+    StartService();
+
+    Plug("hdmi1", receiver.Path());
+
+    EXPECT_EQ(EventsOf(kDetected)[0], (Event{kDetected, {0, SRCWATCH_DEVICE_HOME_THEATRE, 1}, {"Rec", "", ""}}));
+    EXPECT_EQ(StoredRecord(0)["CECName"], "Rec");
+    EXPECT_THAT(TextSetting(kStatistics).value_or(""), testing::HasSubstr(R"("osd_name" : "P")"));
+
+    WriteFile(receiver / "cec.log", log + "80:47:51\n");
+    EXPECT_TRUE(RunUntil(
+        [] { return TextSetting(kStatistics).value_or("").find(R"("osd_name" : "Q")") != std::string::npos; }));
+    EXPECT_EQ(CountOf(kDetected), 1U);
 }
 
 TEST_F(Service, TellsDevicesApartThatSendOnlyCecMessages)

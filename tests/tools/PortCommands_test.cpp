@@ -5,6 +5,8 @@
 #include "Intruder.h"
 #include "ToolTest.h"
 
+#include <filesystem>
+
 #include <gmock/gmock.h>
 
 namespace {
@@ -248,6 +250,33 @@ TEST_F(PortCommands, ExplainsTheEvidenceOfAPluggedDevice)
     EXPECT_THAT(evidence["items"][0]["says"].asString(), HasSubstr("TESSALY"));
     EXPECT_EQ(evidence["type"], 1);
     EXPECT_EQ(evidence["method"], 1);
+}
+
+TEST_F(PortCommands, ExplainsWhichDeviceIsBehindTheOneOnThePort)
+{
+    std::filesystem::create_directories(Path("receiver"));
+    WriteFile("receiver/cec.log", "5f:84:10:00:05\n8f:84:11:00:04\n80:47:50\n");
+    ASSERT_EQ(Run({"plug", "0", Path("receiver")}).code, 0);
+
+    const Json::Value evidence = Document({"explain", "0"}, "explain")["evidence"];
+    const std::string table = Run({"explain", "0"}).out;
+
+    EXPECT_EQ(evidence["type"], 4);
+    ASSERT_EQ(evidence["behind"].size(), 1U);
+    EXPECT_EQ(evidence["behind"][0]["physical_address"], "1.1.0.0");
+    EXPECT_THAT(table, HasSubstr("logical address 5, physical address 1.0.0.0"));
+    EXPECT_THAT(table, HasSubstr("logical address 8, physical address 1.1.0.0, OSD name \"P\""));
+}
+
+TEST_F(PortCommands, ShowsTheDevicesBehindFromTheStatistics)
+{
+    StoreRecord(0, SetTopBox("Volt TV"));
+    Set(kStatisticsKey, R"({"Auto": [{"port": 0, "pri": 1, "behind": [{"logical_address": 8,
+        "physical_address": "1.1.0.0", "osd_name": "P", "vendor_id": "", "device_type": "Playback device"}]}]})");
+
+    EXPECT_EQ(Document({"show", "0"}, "show")["behind"][0]["osd_name"], "P");
+    EXPECT_THAT(Run({"show", "0"}).out, HasSubstr("P (Playback device)"));
+    EXPECT_EQ(Document({"show", "1"}, "show")["behind"].size(), 0U);
 }
 
 TEST_F(PortCommands, ExplainsWhichEvidenceWasRefused)
