@@ -20,7 +20,19 @@ public:
 
     void Start() { StartService(); }
 
-    // Seconds from the directory's appearance to the callback.
+    // Seconds from the directory's appearance to the callback: of a link to files that have long been there.
+    double MeasurePlugOfCapture()
+    {
+        const std::size_t before = CountOf(SRCWATCH_EVENT_DETECTED);
+        const Clock::time_point start = Clock::now();
+        LinkCapture("hdmi1", "tivaro-one");
+        if (!WaitForEvents(SRCWATCH_EVENT_DETECTED, before + 1)) throw std::runtime_error("nothing was detected");
+        const std::chrono::duration<double> time = Clock::now() - start;
+        Unplug("hdmi1");
+        return time.count();
+    }
+
+    // The same of a file that was just written.
     double MeasurePlug()
     {
         std::filesystem::create_directory(InputPath(".hdmi1"));
@@ -42,6 +54,12 @@ void PlugToCallback(benchmark::State& state)
     for (auto _ : state) state.SetIterationTime(g_Bench->MeasurePlug());
 }
 BENCHMARK(PlugToCallback)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void PlugCaptureToCallback(benchmark::State& state)
+{
+    for (auto _ : state) state.SetIterationTime(g_Bench->MeasurePlugOfCapture());
+}
+BENCHMARK(PlugCaptureToCallback)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

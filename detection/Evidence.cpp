@@ -26,18 +26,37 @@ Remarks SystemRemark(const char* what) { return OnlyRemark(std::string(what) + "
 Decoded<Bytes> Refused(Remarks remarks) { return {std::nullopt, std::move(remarks)}; }
 
 // Reads at most limit bytes: a file that has grown is cut, and its decoder reports what is wrong with it.
-Decoded<Bytes> ReadOpen(std::FILE* file, std::size_t limit)
+Decoded<Bytes> ReadOpen(std::FILE* file, std::size_t limit, Excess excess)
 {
     struct stat status {};
     if (fstat(fileno(file), &status) != 0) return Refused(SystemRemark("cannot be examined"));
     if (!S_ISREG(status.st_mode)) return Refused(OnlyRemark("not a regular file"));
-    if (status.st_size > static_cast<off_t>(limit)) {
+    const off_t surplus = status.st_size - static_cast<off_t>(limit);
+    if (surplus > 0 && excess == Excess::kRefused) {
         return Refused(OnlyRemark(std::to_string(status.st_size) + " bytes, more than " + std::to_string(limit)));
     }
+    if (surplus > 0 && fseeko(file, surplus, SEEK_SET) != 0) return Refused(SystemRemark("cannot be read"));
     Bytes bytes(limit);
     bytes.resize(std::fread(bytes.data(), 1, limit, file));
     if (std::ferror(file) != 0) return Refused(SystemRemark("cannot be read"));
     return {std::move(bytes), {}};
+}
+
+// A device that sends all the time makes a log of any length, whose newest lines count.
+std::optional<Decoded<CecLog>> ReadCecLog(const std::string& path)
+{
+    auto bytes = ReadBoundedFile(path, kCecLimit + 1, Excess::kKeepsEnd);
+    if (!bytes) return std::nullopt;
+    if (!bytes->value) return Decoded<CecLog>{std::nullopt, bytes->remarks};
+    const bool isCut = bytes->value->size() > kCecLimit;
+    const auto firstEnd = std::find(bytes->value->begin(), bytes->value->end(), std::uint8_t{'\n'});
+    if (isCut && firstEnd != bytes->value->end()) bytes->value->erase(bytes->value->begin(), firstEnd + 1);
+    Decoded<CecLog> log = DecodeCecLog(*bytes->value);
+    if (isCut && !log.remarks.empty()) {
+        log.remarks.insert(log.remarks.begin(),
+                           {"", 0, "the lines are counted in the last " + std::to_string(kCecLimit) + " bytes"});
+    }
+    return log;
 }
 
 template <typename T>
@@ -120,13 +139,13 @@ bool Evidence::IsRefused(const std::string& file) const
     return !directory.empty();
 }
 
-std::optional<Decoded<Bytes>> ReadBoundedFile(const std::string& path, std::size_t limit)
+std::optional<Decoded<Bytes>> ReadBoundedFile(const std::string& path, std::size_t limit, Excess excess)
 {
     // Without O_NONBLOCK, opening a pipe would wait for its writer.
     const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     if (fd < 0 && errno == ENOENT) return std::nullopt;
     const Handle<std::FILE, std::fclose> file(fd < 0 ? nullptr : fdopen(fd, "r"));
-    if (file) return ReadOpen(file.get(), limit);
+    if (file) return ReadOpen(file.get(), limit, excess);
     Decoded<Bytes> refused = Refused(SystemRemark("cannot be opened"));
     if (fd >= 0) static_cast<void>(close(fd));  // there was no memory for the stream; nothing was written
     return refused;
@@ -141,7 +160,7 @@ Evidence ReadEvidence(const std::string& directory, int hdmiInput)
         return evidence;
     }
     evidence.spd = ReadItem(directory + "/" + kSpdFile, kBinaryLimit, DecodeSpdInfoFrame);
-    evidence.cec = ReadItem(directory + "/" + kCecFile, kCecLimit, DecodeCecLog);
+    evidence.cec = ReadCecLog(directory + "/" + kCecFile);
     evidence.aksv = ReadItem(directory + "/" + kAksvFile, kBinaryLimit, DecodeAksv);
     evidence.otherFiles = RemarkOnOtherFiles(directory);
     return evidence;

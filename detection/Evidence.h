@@ -40,13 +40,18 @@ struct Evidence {
     bool IsRefused(const std::string& file) const;
 };
 
-/// The largest sizes of files that are read, in bytes: far above what a device sends, far below what could hurt.
+/// The largest sizes of what is read, in bytes: far above what a device sends, far below what could hurt. Of a longer
+/// CEC log the end is read.
 constexpr std::size_t kBinaryLimit = 256;
 constexpr std::size_t kCecLimit = 64UL * 1024;
 
+/// What becomes of a file that is too large.
+enum class Excess { kRefused, kKeepsEnd };
+
 /// Reads a file. Returns nothing if it does not exist; it is refused if it is not a regular file, too large, or cannot
 /// be read.
-std::optional<Decoded<Bytes>> ReadBoundedFile(const std::string& path, std::size_t limit);
+std::optional<Decoded<Bytes>> ReadBoundedFile(const std::string& path, std::size_t limit,
+                                              Excess excess = Excess::kRefused);
 
 /// Reads and decodes the evidence in a directory, which is plugged into an HDMI input (1 for the first).
 Evidence ReadEvidence(const std::string& directory, int hdmiInput = kNoHdmiInput);

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <iterator>
 
 #include <sys/inotify.h>
 #include <sys/stat.h>
@@ -16,6 +17,11 @@
 namespace srcwatch {
 
 namespace {
+
+// The longest time from the first sign of a device to its detection, in milliseconds, whatever goes on.
+constexpr unsigned kLongestSettling = 500;
+
+constexpr const char* kEvidenceFiles[] = {kSpdFile, kCecFile, kAksvFile};
 
 constexpr std::uint32_t kGone = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT;
 
@@ -25,7 +31,26 @@ bool Contains(const std::string& directory, const std::string& other)
     return directory == "/" || other == directory || other.compare(0, directory.size() + 1, directory + "/") == 0;
 }
 
-bool IsEvidenceFile(const std::string& name) { return name == kSpdFile || name == kCecFile || name == kAksvFile; }
+bool IsEvidenceFile(const std::string& name)
+{
+    return std::find(std::begin(kEvidenceFiles), std::end(kEvidenceFiles), name) != std::end(kEvidenceFiles);
+}
+
+std::int64_t Milliseconds(const timespec& time) { return std::int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1000000; }
+
+// Milliseconds since something was last changed in a directory or in the files that count. A file's time of change is
+// that of the kernel, which a copy does not take over.
+std::int64_t AgeOf(const std::string& directory)
+{
+    struct stat status {};
+    if (stat(directory.c_str(), &status) != 0) return 0;
+    std::int64_t newest = Milliseconds(status.st_mtim);
+    for (const char* const file : kEvidenceFiles) {
+        if (stat((directory + "/" + file).c_str(), &status) != 0) continue;
+        newest = std::max(newest, Milliseconds(status.st_ctim));
+    }
+    return g_get_real_time() / 1000 - newest;
+}
 
 }  // namespace
 
@@ -72,14 +97,14 @@ void Inputs::HandleChange(const std::string& name, std::uint32_t events)
     if ((events & IN_ATTRIB) == 0 || !IsPlugged(input->port)) return;
     // What could not be read before may be readable now.
     WatchDevice(*input);
-    RestartQuiet(*input);
+    Settle(*input, m_quietMilliseconds);
 }
 
 void Inputs::HandleChangeOfDevice(Input& input, const std::string& name, std::uint32_t events)
 {
     if ((events & (IN_DELETE_SELF | IN_UNMOUNT)) != 0) Unplug(input);
     if ((events & kGone) != 0) return Refresh(input);
-    if ((events & IN_Q_OVERFLOW) != 0 || IsEvidenceFile(name)) RestartQuiet(input);
+    if ((events & IN_Q_OVERFLOW) != 0 || IsEvidenceFile(name)) Settle(input, m_quietMilliseconds);
 }
 
 Inputs::Input* Inputs::Find(const std::string& name)
@@ -115,7 +140,9 @@ void Inputs::Plug(Input& input, const std::string& directory, dev_t device, ino_
     input.device = device;
     input.inode = inode;
     WatchDevice(input);
-    RestartQuiet(input);
+    // What has been quiet for long enough is read at once. After a step of the clock a file may be of the future.
+    const std::int64_t quiet = m_quietMilliseconds;
+    Settle(input, static_cast<unsigned>(quiet - std::clamp<std::int64_t>(AgeOf(directory), 0, quiet)));
     m_listener.OnPlugged(input.port);
 }
 
@@ -144,9 +171,19 @@ void Inputs::WatchDevice(Input& input)
     SWLOG(DLOG_ERROR, "%s: cannot watch for changes: %s", InputName(input.port).c_str(), error.message().c_str());
 }
 
-void Inputs::RestartQuiet(Input& input)
+// Once the time is that of the longest settling, further changes do not start it again: if changes come faster than the
+// main loop turns, it would never be over.
+void Inputs::Settle(Input& input, unsigned milliseconds)
 {
-    input.quiet.Start(m_quietMilliseconds, [this, port = input.port] { m_listener.OnSettled(port); });
+    const gint64 now = g_get_monotonic_time() / 1000;
+    if (!input.quiet.IsRunning()) {
+        input.latest = now + std::max(kLongestSettling, m_quietMilliseconds);
+    } else if (input.due == input.latest) {
+        return;
+    }
+    input.due = std::min(now + milliseconds, input.latest);
+    input.quiet.Start(static_cast<unsigned>(std::max<gint64>(input.due - now, 0)),
+                      [this, port = input.port] { m_listener.OnSettled(port); });
 }
 
 // A name that begins with a dot is a file that is being written. Thousands of names may come at once, so they are

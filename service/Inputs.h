@@ -23,7 +23,8 @@ public:
     virtual ~InputsListener() = default;
     virtual void OnPlugged(int port) = 0;
     virtual void OnUnplugged(int port) = 0;
-    /// The device's files have been quiet for a while after the device appeared or one of them changed.
+    /// The device's files have been quiet for a while after the device appeared or one of them changed, or they have
+    /// changed for so long that they are read all the same.
     virtual void OnSettled(int port) = 0;
     /// The inputs directory itself is gone; nothing can happen any more.
     virtual void OnInputsLost() = 0;
@@ -61,6 +62,8 @@ private:
         ino_t inode = 0;
         DirectoryWatch watch;
         Timer quiet;
+        gint64 due = 0;       // of the timer, in milliseconds
+        gint64 latest = 0;    // what it may become
         std::string refusal;  // the reason that was logged last, so that it is logged once
     };
 
@@ -73,7 +76,7 @@ private:
     void Unplug(Input& input);
     void Refuse(Input& input, const std::string& reason);
     void WatchDevice(Input& input);
-    void RestartQuiet(Input& input);
+    void Settle(Input& input, unsigned milliseconds);
     void CountUnknown(const std::string& name);
     void LogUnknown();
 

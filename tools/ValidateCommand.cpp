@@ -109,7 +109,7 @@ constexpr Kind kKinds[] = {
     {"profiles", "", kDocumentLimit, InspectProfiles},
     {"spd", srcwatch::kSpdFile, srcwatch::kBinaryLimit,
      InspectItem<srcwatch::SpdInfoFrame, srcwatch::DecodeSpdInfoFrame>},
-    {"cec", srcwatch::kCecFile, srcwatch::kCecLimit, InspectItem<srcwatch::CecLog, srcwatch::DecodeCecLog>},
+    {"cec", srcwatch::kCecFile, kDocumentLimit, InspectItem<srcwatch::CecLog, srcwatch::DecodeCecLog>},
     {"aksv", srcwatch::kAksvFile, srcwatch::kBinaryLimit, InspectItem<std::string, srcwatch::DecodeAksv>},
 };
 

@@ -87,6 +87,42 @@ TEST_F(EvidenceTest, RefusesAFileOfAGigabyteWithoutReadingIt)
     EXPECT_EQ(Remarks(), Lines{"spd.bin 0 refused: 1073741824 bytes, more than 256"});
 }
 
+std::string Repeated(const std::string& line, std::size_t size)
+{
+    std::string text;
+    while (text.size() < size) text += line;
+    return text;
+}
+
+TEST_F(EvidenceTest, TakesTheNewestLinesOfALongCecLog)
+{
+    WriteFile(m_directory / "cec.log",
+              Repeated("40:47:4f:6c:64\n", 100000) + Repeated("40:8f\n", 65000) + "40:47:41\n");
+
+    const Evidence evidence = ReadEvidence(m_directory.Path());
+
+    ASSERT_NE(evidence.CecDeviceOnPort(), nullptr);
+    EXPECT_EQ(evidence.CecDeviceOnPort()->osdName, "A");
+    EXPECT_LE(ValueOf(evidence.cec)->skipped, 65536U / 6);
+    EXPECT_EQ(Remarks(), Lines{});
+}
+
+TEST_F(EvidenceTest, CountsTheLinesOfALongCecLogFromWhereItIsRead)
+{
+    WriteFile(m_directory / "cec.log", Repeated("40:8f\n", 70000) + "junk\n");
+
+    EXPECT_EQ(Remarks().at(0), "cec.log 0 used: the lines are counted in the last 65536 bytes");
+    EXPECT_EQ(Remarks().at(1).substr(0, 10), "cec.log 10");
+}
+
+TEST_F(EvidenceTest, RefusesALongCecLogWithoutLines)
+{
+    WriteFile(m_directory / "cec.log", std::string(70000, 'x'));
+
+    EXPECT_EQ(Remarks().size(), 2U);
+    EXPECT_EQ(Remarks().back(), "cec.log 1 refused: not hexadecimal bytes with ':' between");
+}
+
 TEST_F(EvidenceTest, RefusesWhatIsNoRegularFileWithoutWaiting)
 {
     ASSERT_EQ(mkfifo((m_directory / "spd.bin").c_str(), 0600), 0);

@@ -66,7 +66,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Malformed{"LongSpd", "spd.bin", Frame(257, 0x83), "257 bytes, more than 256"},
                     Malformed{"JunkCec", "cec.log", FromText("junk\n"), "line 1: not hexadecimal"},
                     Malformed{"BinaryCec", "cec.log", Frame(5000, 0xff), "line 1: not hexadecimal"},
-                    Malformed{"LongCec", "cec.log", Frame(70000, '\n'), "70000 bytes, more than 65536"},
+                    Malformed{"LongCec", "cec.log", Frame(70000, 'x'), "the lines are counted in the last 65536 bytes"},
                     Malformed{"EmptyAksv", "aksv.bin", {}, "0 bytes, not 5"},
                     Malformed{"ZeroAksv", "aksv.bin", Frame(5, 0), "0 of 40 bits set, not 20"},
                     Malformed{"OnesAksv", "aksv.bin", Frame(5, 0xff), "40 of 40 bits set, not 20"}),

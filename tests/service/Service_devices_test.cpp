@@ -119,6 +119,32 @@ TEST_F(Service, ReadsADirectoryThatIsFilledBitByBitOnceItIsQuiet)
     EXPECT_EQ(EventsOf(kDetected)[0].args, (std::vector<int>{0, 4, 1}));
 }
 
+TEST_F(Service, ReadsADirectoryAtOnceThatHasBeenQuiet)
+{
+    StartService({"--quiet-ms", "60000"});
+
+    LinkCapture("hdmi1", "tivaro-one");
+
+    EXPECT_TRUE(WaitForEvents(kDetected, 1));
+}
+
+TEST_F(Service, ReadsADeviceThatNeverStopsSending)
+{
+    StartService();
+    std::filesystem::create_directory(InputPath("hdmi1"));
+    std::string log = "4f:84:10:00:04\n";
+
+    // At intervals that are shorter than the quiet time.
+    RunUntil([&] {
+        WriteFile(InputPath("hdmi1") + "/cec.log", log += "40:8f\n");
+        RunFor(std::chrono::milliseconds(20));
+        return CountOf(kDetected) > 0;
+    });
+
+    ASSERT_GT(CountOf(kDetected), 0U);
+    EXPECT_EQ(EventsOf(kDetected).back().args[1], SRCWATCH_DEVICE_STREAMING_BOX);
+}
+
 TEST_F(Service, ReadsAFileAgainThatChanges)
 {
     StartService();
