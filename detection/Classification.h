@@ -36,6 +36,9 @@ struct Classification {
 /// Returns the name of a device's primary device type; empty if it is not known.
 const char* CecDeviceTypeName(const CecDevice& device);
 
+/// Returns what the device on the port says about itself, for Profiles::Find().
+Signs SignsOf(const Evidence& evidence);
+
 /// Classifies a device by the rules of docs/detection.md.
 Classification Classify(const Evidence& evidence, const Profiles& profiles);
 

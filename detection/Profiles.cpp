@@ -3,6 +3,7 @@
 
 #include "DeviceType.h"
 #include "Evidence.h"
+#include "Glob.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -10,7 +11,6 @@
 #include <system_error>
 #include <utility>
 
-#include <fnmatch.h>
 #include <json/json.h>
 
 namespace srcwatch {
@@ -19,19 +19,50 @@ namespace {
 
 constexpr std::size_t kFileLimit = 1024UL * 1024;
 constexpr std::size_t kTextLimit = 99;  // what an event carries
+constexpr std::size_t kAksvDigits = 10;
 
 // The members of an entry's objects. A member that is not listed is most likely a spelling mistake.
-struct TextMember {
-    const char* object;
+struct Pattern {
+    const char* name;
+    std::string Signs::*text;
+    std::size_t fieldSize;
+};
+constexpr Pattern kPatterns[] = {
+    {"vendor", &Signs::vendor, 8},
+    {"product", &Signs::product, 16},
+    {"osd", &Signs::osd, 14},
+    {"vendor_id", &Signs::vendorId, 6},
+    {"physical_address", &Signs::physicalAddress, 7},
+};
+
+struct Code {
+    const char* name;
+    std::optional<int> Signs::*number;
+    int largest;
+};
+constexpr Code kCodes[] = {
+    {"source_information", &Signs::sourceInformation, 255},
+    {"device_type", &Signs::deviceType, 7},
+};
+
+struct GivenText {
     const char* name;
     std::string Profile::*text;
 };
-constexpr TextMember kTextMembers[] = {
-    {"match", "vendor", &Profile::vendor},  {"match", "product", &Profile::product},
-    {"match", "osd", &Profile::osd},        {"give", "brand", &Profile::brand},
-    {"give", "device", &Profile::device},   {"give", "provider", &Profile::provider},
-    {"give", "codeset", &Profile::codeset},
+constexpr GivenText kGivenTexts[] = {
+    {"brand", &Profile::brand},
+    {"device", &Profile::device},
+    {"provider", &Profile::provider},
+    {"codeset", &Profile::codeset},
 };
+
+template <typename Member, std::size_t Count>
+const Member* FindMember(const Member (&members)[Count], const std::string& name)
+{
+    const auto* const found =
+        std::find_if(std::begin(members), std::end(members), [&](const Member& member) { return name == member.name; });
+    return found == std::end(members) ? nullptr : found;
+}
 
 // Thrown and caught in this file only, to leave the reading of one entry.
 struct Refusal {
@@ -62,13 +93,64 @@ void ReadType(const Json::Value& value, Profile& profile)
     profile.type = value.asInt();
 }
 
+std::string ReadPattern(const Json::Value& value, const Pattern& pattern)
+{
+    std::string glob = ReadText(value, pattern.name);
+    const std::size_t shortest = ShortestMatch(glob);
+    if (shortest <= pattern.fieldSize) return glob;
+    throw Refusal{Quoted(pattern.name) + " can never match: it needs " + std::to_string(shortest) +
+                  " characters, and the field has " + std::to_string(pattern.fieldSize)};
+}
+
+int ReadCode(const Json::Value& value, const Code& code)
+{
+    if (value.isInt() && value.asInt() >= 0 && value.asInt() <= code.largest) return value.asInt();
+    throw Refusal{Quoted(code.name) + " is not a number from 0 to " + std::to_string(code.largest)};
+}
+
+std::string ReadAksvPrefix(const Json::Value& value)
+{
+    std::string prefix = ReadText(value, "aksv");
+    if (prefix.size() > kAksvDigits || prefix.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+        throw Refusal{"\"aksv\" is not the beginning of ten hexadecimal digits"};
+    }
+    std::transform(prefix.begin(), prefix.end(), prefix.begin(),
+                   [](char c) { return c >= 'A' && c <= 'F' ? c + 32 : c; });
+    return prefix;
+}
+
+void ReadSign(const std::string& name, const Json::Value& value, Signs& signs)
+{
+    if (name == "aksv") {
+        signs.aksv = ReadAksvPrefix(value);
+    } else if (const Pattern* const pattern = FindMember(kPatterns, name)) {
+        signs.*(pattern->text) = ReadPattern(value, *pattern);
+    } else if (const Code* const code = FindMember(kCodes, name)) {
+        signs.*(code->number) = ReadCode(value, *code);
+    } else {
+        throw Refusal{Quoted(name) + " is not known in \"match\""};
+    }
+}
+
+void ReadGift(const std::string& name, const Json::Value& value, Profile& profile)
+{
+    if (name == "type") return ReadType(value, profile);
+    const GivenText* const text = FindMember(kGivenTexts, name);
+    if (text == nullptr) throw Refusal{Quoted(name) + " is not known in \"give\""};
+    profile.*(text->text) = ReadText(value, name);
+}
+
 void ReadMember(const std::string& object, const std::string& name, const Json::Value& value, Profile& profile)
 {
-    if (object == "give" && name == "type") return ReadType(value, profile);
-    const auto* const member = std::find_if(std::begin(kTextMembers), std::end(kTextMembers),
-                                            [&](const TextMember& m) { return object == m.object && name == m.name; });
-    if (member == std::end(kTextMembers)) throw Refusal{Quoted(name) + " is not known in " + Quoted(object)};
-    profile.*(member->text) = ReadText(value, name);
+    if (object == "match") return ReadSign(name, value, profile.match);
+    ReadGift(name, value, profile);
+}
+
+bool HasNone(const Signs& signs)
+{
+    const auto isEmpty = [&](const Pattern& pattern) { return (signs.*(pattern.text)).empty(); };
+    return std::all_of(std::begin(kPatterns), std::end(kPatterns), isEmpty) && signs.aksv.empty() &&
+           !signs.sourceInformation && !signs.deviceType;
 }
 
 Profile ReadEntry(const Json::Value& entry)
@@ -82,9 +164,7 @@ Profile ReadEntry(const Json::Value& entry)
             ReadMember(object, name, entry[object][name], profile);
         }
     }
-    if (profile.vendor.empty() && profile.product.empty() && profile.osd.empty()) {
-        throw Refusal{"\"match\" has none of \"vendor\", \"product\", \"osd\""};
-    }
+    if (HasNone(profile.match)) throw Refusal{"\"match\" is missing or empty"};
     if (profile.type == 0) throw Refusal{"\"give\" has no \"type\""};
     return profile;
 }
@@ -106,9 +186,46 @@ Json::Value Parse(const std::string& text)
     return root["profiles"];
 }
 
-bool Matches(const std::string& pattern, const std::string& text)
+bool BeginsWith(const std::string& text, const std::string& prefix)
 {
-    return pattern.empty() || fnmatch(pattern.c_str(), text.c_str(), FNM_CASEFOLD | FNM_NOESCAPE) == 0;
+    return text.compare(0, prefix.size(), prefix) == 0;
+}
+
+bool Matches(const Signs& match, const Signs& signs)
+{
+    const auto matchesText = [&](const Pattern& pattern) {
+        const std::string& glob = match.*(pattern.text);
+        return glob.empty() || MatchesGlob(glob, signs.*(pattern.text));
+    };
+    const auto matchesCode = [&](const Code& code) {
+        return !(match.*(code.number)) || match.*(code.number) == signs.*(code.number);
+    };
+    return std::all_of(std::begin(kPatterns), std::end(kPatterns), matchesText) &&
+           std::all_of(std::begin(kCodes), std::end(kCodes), matchesCode) && BeginsWith(signs.aksv, match.aksv);
+}
+
+// Returns true if the wide one matches whatever the narrow one matches.
+bool Shadows(const Signs& wide, const Signs& narrow)
+{
+    const auto coversText = [&](const Pattern& pattern) {
+        const std::string& glob = narrow.*(pattern.text);
+        return (wide.*(pattern.text)).empty() || Covers(wide.*(pattern.text), glob.empty() ? "*" : glob);
+    };
+    const auto coversCode = [&](const Code& code) {
+        return !(wide.*(code.number)) || wide.*(code.number) == narrow.*(code.number);
+    };
+    return std::all_of(std::begin(kPatterns), std::end(kPatterns), coversText) &&
+           std::all_of(std::begin(kCodes), std::end(kCodes), coversCode) && BeginsWith(narrow.aksv, wide.aksv);
+}
+
+// Another file may shadow one on purpose, as an integrator's do.
+using Iterator = std::vector<Profile>::const_iterator;
+void RefuseShadowed(const Profile& profile, Iterator first, Iterator last)
+{
+    const auto shadow =
+        std::find_if(first, last, [&](const Profile& other) { return Shadows(other.match, profile.match); });
+    if (shadow != last)
+        throw Refusal{"can never match: entry " + std::to_string(shadow->entry) + " always matches before"};
 }
 
 }  // namespace
@@ -155,21 +272,25 @@ void Profiles::LoadText(const std::string& text, const std::string& file)
     } catch (const Json::Exception& e) {  // nested too deep
         m_errors.push_back(ProfileError{file, entry, "not JSON: " + Printable(e.what())});
     }
+    const auto firstOfFile = static_cast<std::ptrdiff_t>(m_profiles.size());
     for (const Json::Value& value : entries) {
         ++entry;
         try {
-            m_profiles.push_back(ReadEntry(value));
+            Profile profile = ReadEntry(value);
+            profile.file = file;
+            profile.entry = entry;
+            RefuseShadowed(profile, m_profiles.begin() + firstOfFile, m_profiles.end());
+            m_profiles.push_back(std::move(profile));
         } catch (const Refusal& refusal) {
             m_errors.push_back(ProfileError{file, entry, refusal.reason});
         }
     }
 }
 
-const Profile* Profiles::Find(const std::string& vendor, const std::string& product, const std::string& osd) const
+const Profile* Profiles::Find(const Signs& signs) const
 {
-    const auto profile = std::find_if(m_profiles.begin(), m_profiles.end(), [&](const Profile& candidate) {
-        return Matches(candidate.vendor, vendor) && Matches(candidate.product, product) && Matches(candidate.osd, osd);
-    });
+    const auto profile = std::find_if(m_profiles.begin(), m_profiles.end(),
+                                      [&](const Profile& candidate) { return Matches(candidate.match, signs); });
     return profile == m_profiles.end() ? nullptr : &*profile;
 }
 

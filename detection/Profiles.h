@@ -4,16 +4,29 @@
 #ifndef SRCWATCH_DETECTION_PROFILES_H
 #define SRCWATCH_DETECTION_PROFILES_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace srcwatch {
 
-/// One device or family of devices. The patterns are globs (fnmatch) without regard to case; an empty one matches all.
+/// What a device says about itself; empty where it does not.
+struct Signs {
+    std::string vendor;                    ///< of the SPD InfoFrame
+    std::string product;                   ///< of the SPD InfoFrame
+    std::string osd;                       ///< the OSD name of HDMI-CEC
+    std::string vendorId;                  ///< of HDMI-CEC, six hexadecimal digits
+    std::string physicalAddress;           ///< of HDMI-CEC, in the form "1.0.0.0"
+    std::string aksv;                      ///< ten hexadecimal digits
+    std::optional<int> sourceInformation;  ///< of the SPD InfoFrame
+    std::optional<int> deviceType;         ///< the primary device type of HDMI-CEC
+};
+
+/// One device or family of devices.
 struct Profile {
-    std::string vendor;   ///< of the SPD InfoFrame
-    std::string product;  ///< of the SPD InfoFrame
-    std::string osd;      ///< the OSD name of HDMI-CEC
+    std::string file;
+    int entry = 0;  ///< index in the file's "profiles"
+    Signs match;    ///< globs (see Glob.h); of the AKSV how it begins. What is empty matches all.
 
     int type = 0;
     std::string brand;
@@ -35,15 +48,16 @@ struct ProfileError {
 /// Profiles in the order of their precedence: the first that matches wins.
 class Profiles {
 public:
-    /// Adds the profiles of a JSON file, or of all files "*.json" of a directory in the order of their names. Malformed
-    /// entries are left out and become errors; so does a file or directory that does not exist.
+    /// Adds the profiles of a JSON file, or of all files "*.json" of a directory in the order of their names. Entries
+    /// that are malformed, or never can match, are left out and become errors; so does a file or directory that does
+    /// not exist.
     void Load(const std::string& path);
 
     /// Adds the profiles of a JSON text; file names it in errors.
     void LoadText(const std::string& text, const std::string& file);
 
-    /// Returns the first that matches these names, or null. Valid until the next load.
-    const Profile* Find(const std::string& vendor, const std::string& product, const std::string& osd) const;
+    /// Returns the first that matches, or null. Valid until the next load.
+    const Profile* Find(const Signs& signs) const;
 
     std::size_t Count() const { return m_profiles.size(); }
     const std::vector<ProfileError>& Errors() const { return m_errors; }

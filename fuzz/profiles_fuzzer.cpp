@@ -9,7 +9,9 @@
 #include "Profiles.h"
 
 #include <cctype>
+#include <map>
 #include <memory>
+#include <optional>
 #include <set>
 
 namespace {
@@ -17,17 +19,30 @@ namespace {
 using fuzz::Input;
 using fuzz::Require;
 
-const fuzz::Names kNames = {"profiles", "match", "give",   "vendor",   "product", "osd",
-                            "type",     "brand", "device", "provider", "codeset"};
-const std::set<std::string> kMatchNames = {"vendor", "product", "osd"};
+const fuzz::Names kNames = {"profiles", "match", "give",        "vendor",           "product",
+                            "osd",      "type",  "brand",       "device",           "provider",
+                            "codeset",  "aksv",  "device_type", "physical_address", "source_information",
+                            "vendor_id"};
+const std::set<std::string> kMatchNames = {
+    "vendor", "product", "osd", "vendor_id", "aksv", "device_type", "physical_address", "source_information"};
+const std::map<std::string, int> kLargestCodes = {{"device_type", 7}, {"source_information", 255}};
 const std::set<std::string> kGiveNames = {"type", "brand", "device", "provider", "codeset"};
 const std::set<int> kTypes = {1, 3, 4, 5, 6, 7, 8, 9};
 
 // --- Making a text
 
+std::string Hexadecimal(Input& input, std::size_t size)
+{
+    std::string digits;
+    while (digits.size() < size) digits += "0123456789abcdef"[input.Below(4)];
+    return digits;
+}
+
 std::string MemberText(Input& input, const std::string& name)
 {
     if (name == "type" && input.Below(8) != 0) return std::to_string(input.Below(11));
+    if (kLargestCodes.count(name) > 0 && input.Below(8) != 0) return std::to_string(input.Below(9));
+    if (name == "aksv" && input.Below(8) != 0) return "\"" + Hexadecimal(input, input.Below(4)) + "\"";
     if (input.Below(16) == 0) return fuzz::JsonValue(input, kNames);
     return fuzz::JsonString(input.Text(110));
 }
@@ -73,12 +88,27 @@ bool IsName(const Json::Value& value)
 
 bool IsTyped(const Json::Value& value) { return value.isInt() && kTypes.count(value.asInt()) > 0; }
 
+bool IsAksv(const Json::Value& value)
+{
+    const std::string text = IsName(value) ? value.asString() : "";
+    return !text.empty() && text.size() <= 10 &&
+           std::all_of(text.begin(), text.end(), [](char c) { return std::isxdigit(static_cast<unsigned char>(c)); });
+}
+
+bool IsMember(const std::string& name, const Json::Value& value)
+{
+    const auto code = kLargestCodes.find(name);
+    if (code != kLargestCodes.end()) return value.isInt() && value.asInt() >= 0 && value.asInt() <= code->second;
+    if (name == "type") return IsTyped(value);
+    return name == "aksv" ? IsAksv(value) : IsName(value);
+}
+
 bool IsMadeOf(const Json::Value& object, const std::set<std::string>& names)
 {
     if (!object.isObject()) return false;
     for (const std::string& name : object.getMemberNames()) {
         const bool known = names.count(name) > 0;
-        if (!known || !(name == "type" ? IsTyped(object[name]) : IsName(object[name]))) return false;
+        if (!known || !IsMember(name, object[name])) return false;
     }
     return true;
 }
@@ -137,6 +167,17 @@ bool Matches(const Json::Value& match, const char* name, const std::string& text
     return !match.isMember(name) || Matches(match[name].asString(), text);
 }
 
+bool MatchesCode(const Json::Value& match, const char* name, std::optional<int> code)
+{
+    return !match.isMember(name) || (code && match[name].asInt() == *code);
+}
+
+bool MatchesAksv(const Json::Value& match, const std::string& aksv)
+{
+    const std::string prefix = match.isMember("aksv") ? match["aksv"].asString() : "";
+    return Matches(prefix + "*", aksv);
+}
+
 // Sets of characters are left to the C library.
 bool HasSet(const Json::Value& entry)
 {
@@ -146,19 +187,16 @@ bool HasSet(const Json::Value& entry)
     });
 }
 
-struct Device {
-    std::string vendor;
-    std::string product;
-    std::string osd;
-};
-
-void CheckFound(const srcwatch::Profile* found, const std::vector<Json::Value>& profiles, const Device& device)
+void CheckFound(const srcwatch::Profile* found, const std::vector<Json::Value>& profiles, const srcwatch::Signs& device)
 {
     if (std::any_of(profiles.begin(), profiles.end(), &HasSet)) return;
     const auto expected = std::find_if(profiles.begin(), profiles.end(), [&](const Json::Value& profile) {
         const Json::Value& match = profile["match"];
         return Matches(match, "vendor", device.vendor) && Matches(match, "product", device.product) &&
-               Matches(match, "osd", device.osd);
+               Matches(match, "osd", device.osd) && Matches(match, "vendor_id", device.vendorId) &&
+               Matches(match, "physical_address", device.physicalAddress) && MatchesAksv(match, device.aksv) &&
+               MatchesCode(match, "source_information", device.sourceInformation) &&
+               MatchesCode(match, "device_type", device.deviceType);
     });
     Require((found != nullptr) == (expected != profiles.end()), "that a profile matches");
     if (found == nullptr) return;
@@ -168,6 +206,18 @@ void CheckFound(const srcwatch::Profile* found, const std::vector<Json::Value>& 
             "the names of the first profile that matches");
     Require(found->provider == give["provider"].asString() && found->codeset == give["codeset"].asString(),
             "provider and codeset of the first profile that matches");
+}
+
+// An entry that is left out because it never matches is a good one, and does not change what is found.
+std::size_t CountNeverMatching(const srcwatch::Profiles& profiles, const Json::Value& entries)
+{
+    std::size_t count = 0;
+    for (const srcwatch::ProfileError& error : profiles.Errors()) {
+        if (error.reason.find("can never match") == std::string::npos) continue;
+        Require(IsProfile(entries[error.entry]), "an entry that never matches is an entry");
+        ++count;
+    }
+    return count;
 }
 
 void CheckErrors(const srcwatch::Profiles& profiles)
@@ -187,12 +237,33 @@ std::string DeviceName(Input& input, std::size_t size)
     return name;
 }
 
+std::optional<int> DeviceCode(Input& input)
+{
+    const int code = static_cast<int>(input.Below(10));
+    return code == 9 ? std::nullopt : std::optional<int>(code);
+}
+
+srcwatch::Signs DeviceSigns(Input& input)
+{
+    srcwatch::Signs signs;
+    signs.vendor = DeviceName(input, 8);
+    signs.product = DeviceName(input, 16);
+    signs.osd = DeviceName(input, 14);
+    if (input.Below(2) == 0) return signs;
+    signs.vendorId = Hexadecimal(input, 6);
+    signs.physicalAddress = "1." + std::to_string(input.Below(3)) + ".0.0";
+    signs.aksv = Hexadecimal(input, 10);
+    signs.sourceInformation = DeviceCode(input);
+    signs.deviceType = DeviceCode(input);
+    return signs;
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
     Input input(bytes, size);
-    const Device device{DeviceName(input, 8), DeviceName(input, 16), DeviceName(input, 14)};
+    const srcwatch::Signs device = DeviceSigns(input);
     const std::string text = ProfilesText(input);
     srcwatch::Profiles profiles;
     profiles.LoadText(text, "profiles.json");
@@ -203,9 +274,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
     for (const Json::Value& entry : entries) {
         if (IsProfile(entry)) expected.push_back(entry);
     }
-    const std::size_t refused = entries.isArray() ? entries.size() - expected.size() : 1;
-    Require(profiles.Count() == expected.size(), "the number of profiles");
+    const std::size_t never = CountNeverMatching(profiles, entries);
+    const std::size_t refused = never + (entries.isArray() ? entries.size() - expected.size() : 1);
+    Require(profiles.Count() + never == expected.size(), "the number of profiles");
     Require(profiles.Errors().size() == refused, "one error for each refused entry, or one for the text");
-    CheckFound(profiles.Find(device.vendor, device.product, device.osd), expected, device);
+    CheckFound(profiles.Find(device), expected, device);
     return 0;
 }

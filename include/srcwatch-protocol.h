@@ -66,7 +66,10 @@ enum srcwatch_request {
     SRCWATCH_REQUEST_FORGET = 0x2003,
 
     /** Counts that the user denied what was detected on a port. Answered like SRCWATCH_REQUEST_RECORD. */
-    SRCWATCH_REQUEST_DENY = 0x2004
+    SRCWATCH_REQUEST_DENY = 0x2004,
+
+    /** Reads where the service has its profiles from, the first first: {"paths": [TEXT...]}, absolute. */
+    SRCWATCH_REQUEST_PROFILES = 0x2005
 };
 
 /** Values of a record's "ScanState". */

@@ -11,6 +11,7 @@
 #include "srcwatch-protocol.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <utility>
 
 #include <vconf.h>
@@ -53,7 +54,11 @@ Detector::Detector(unsigned quietMilliseconds, PortSet ports, Records& records, 
 void Detector::LoadProfiles(const std::vector<std::string>& paths)
 {
     m_profiles = Profiles();
-    for (const std::string& path : paths) m_profiles.Load(path);
+    m_profilePaths.clear();
+    for (const std::string& path : paths) {
+        m_profiles.Load(path);
+        m_profilePaths.push_back(std::filesystem::absolute(path));
+    }
     for (const ProfileError& error : m_profiles.Errors()) SWLOG(DLOG_ERROR, "profile %s", error.Text().c_str());
     SWLOG(DLOG_INFO, "%zu profile(s) loaded", m_profiles.Count());
 }

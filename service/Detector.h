@@ -26,6 +26,7 @@ public:
     /// Replaces the profiles by those of files or directories; the first match wins.
     void LoadProfiles(const std::vector<std::string>& paths);
     std::size_t ProfileCount() const { return m_profiles.Count(); }
+    const std::vector<std::string>& ProfilePaths() const { return m_profilePaths; }
 
     /// Reads the detection statistics. @return False if the store cannot be read: they are then as they were before.
     bool LoadStatistics();
@@ -65,7 +66,8 @@ private:
     Announcer& m_announcer;
     const std::function<void()> m_onInputsLost;
     Profiles m_profiles;
-    std::string m_statistics;  // the stored text, or the one that is to be stored
+    std::vector<std::string> m_profilePaths;  // absolute
+    std::string m_statistics;                 // the stored text, or the one that is to be stored
     PendingDetections m_pending;
     Inputs m_inputs;
 };

@@ -26,7 +26,7 @@ Json::Value Error(const std::string& text)
 }
 
 constexpr int kRequests[] = {SRCWATCH_REQUEST_STATUS, SRCWATCH_REQUEST_RECORD, SRCWATCH_REQUEST_FORGET,
-                             SRCWATCH_REQUEST_DENY};
+                             SRCWATCH_REQUEST_DENY, SRCWATCH_REQUEST_PROFILES};
 
 bool IsBroadcastRequest(GDBusMessage* message)
 {
@@ -67,6 +67,7 @@ void Requests::OnRequest(void* self, srcwatch_event_s* event)
 Json::Value Requests::Answer(int type, int port)
 {
     if (type == SRCWATCH_REQUEST_STATUS) return AnswerStatus();
+    if (type == SRCWATCH_REQUEST_PROFILES) return AnswerProfiles();
     if (!m_ports.Has(port)) return Error("no such port: " + std::to_string(port));
     if (type == SRCWATCH_REQUEST_DENY) return AnswerDeny(port);
     if (type == SRCWATCH_REQUEST_FORGET) return AnswerForget(port);
@@ -89,6 +90,14 @@ Json::Value Requests::AnswerStatus() const
     answer["scan"]["found"] = scan.DevicesFound();
     answer["twc"]["port"] = m_commands.TwcPort();
     answer["unsaved"] = static_cast<Json::UInt64>(m_settings.PendingCount());
+    return answer;
+}
+
+Json::Value Requests::AnswerProfiles() const
+{
+    Json::Value answer;
+    answer["paths"] = Json::arrayValue;
+    for (const std::string& path : m_detector.ProfilePaths()) answer["paths"].append(path);
     return answer;
 }
 

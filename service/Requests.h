@@ -35,6 +35,7 @@ public:
 private:
     static void OnRequest(void* self, srcwatch_event_s* event);
     Json::Value AnswerStatus() const;
+    Json::Value AnswerProfiles() const;
     Json::Value AnswerRecord(int port) const;
     Json::Value AnswerDeny(int port);
     Json::Value AnswerForget(int port);

@@ -57,7 +57,12 @@ std::string Service::Run()
         static_cast<Service*>(self)->End("");
         return G_SOURCE_CONTINUE;
     };
+    const auto reload = [](gpointer self) -> gboolean {
+        static_cast<Service*>(self)->Reload();
+        return G_SOURCE_CONTINUE;
+    };
     for (const int signal : {SIGTERM, SIGINT}) g_unix_signal_add(signal, quit, this);
+    g_unix_signal_add(SIGHUP, reload, this);
     OwnName();
     g_main_loop_run(m_loop.get());
     Notify("STOPPING=1\nSTATUS=" + (m_failure.empty() ? "Ending" : m_failure));
@@ -86,6 +91,13 @@ void Service::LoadProfiles()
         paths.emplace_back(SRCWATCH_PROFILES_FILE);
     }
     m_detector.LoadProfiles(paths);
+}
+
+// Before it serves, nothing is plugged in.
+void Service::Reload()
+{
+    LoadProfiles();
+    m_detector.DetectAgain();
 }
 
 std::string Service::ConnectToBus()

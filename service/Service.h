@@ -44,6 +44,7 @@ public:
 private:
     std::string Prepare();
     void LoadProfiles();
+    void Reload();
     std::string ConnectToBus();
     void OwnName();
     void CheckOwnership();

@@ -195,10 +195,11 @@ void AddCall(CLI::App& app, Output& output)
     const Names requests = {{"status", SRCWATCH_REQUEST_STATUS},
                             {"record", SRCWATCH_REQUEST_RECORD},
                             {"forget", SRCWATCH_REQUEST_FORGET},
-                            {"deny", SRCWATCH_REQUEST_DENY}};
+                            {"deny", SRCWATCH_REQUEST_DENY},
+                            {"profiles", SRCWATCH_REQUEST_PROFILES}};
     const auto options = std::make_shared<CallOptions>();
     CLI::App* const call = app.add_subcommand("call", "Call the detection service and print its reply");
-    call->add_option("REQUEST", options->type, "Request: status, record, forget, deny, or the number of a type")
+    call->add_option("REQUEST", options->type, "Request: status, profiles, record, forget, deny, or the number of a type")
         ->required()
         ->type_name("")
         ->transform(IsNumberOrName("a request", requests));

@@ -3,14 +3,18 @@
 // explain: which evidence led to a device's type, and why the functions answer differently.
 #include "Answers.h"
 #include "Arguments.h"
+#include "Bus.h"
 #include "Classification.h"
 #include "Commands.h"
 #include "Evidence.h"
+#include "Failure.h"
 #include "InputName.h"
 #include "Ports.h"
 #include "Profiles.h"
+#include "Rules.h"
 #include "Statistics.h"
 #include "srcwatch-api.h"
+#include "srcwatch-protocol.h"
 
 #include <filesystem>
 #include <memory>
@@ -73,12 +77,84 @@ void AddCecDevices(const srcwatch::Evidence& evidence, Json::Value& json, Table&
     }
 }
 
-void AddEvidence(int port, const std::string& directory, const std::vector<std::string>& profilePaths,
+// Where the profiles are from, and who says so.
+struct ProfileSource {
+    const char* from;
+    std::vector<std::string> paths;
+};
+
+// The paths of a running service. Without one, or without a bus, the installed profiles are the next best.
+std::optional<ProfileSource> AskService()
+try {
+    if (!ServiceOwner(ConnectBus().get())) return std::nullopt;
+    const Json::Value reply = ParseReply(CallService(SRCWATCH_REQUEST_PROFILES, {}, ""));
+    if (!reply.isObject() || !reply["paths"].isArray()) return std::nullopt;  // an older one
+    ProfileSource source{"service", {}};
+    for (const Json::Value& path : reply["paths"]) source.paths.push_back(CellText(path));
+    return source;
+} catch (const Failure&) {
+    return std::nullopt;
+}
+
+// A path that cannot be examined is not a directory that could be used.
+bool IsDirectory(const std::string& path)
+{
+    std::error_code error;
+    return std::filesystem::is_directory(path, error);
+}
+
+ProfileSource FindProfiles(const std::vector<std::string>& given)
+{
+    if (!given.empty()) return {"option", given};
+    if (auto source = AskService()) return *source;
+    ProfileSource installed{"installed", {SRCWATCH_PROFILES_FILE}};
+    if (IsDirectory(SRCWATCH_PROFILES_DIR)) installed.paths.insert(installed.paths.begin(), SRCWATCH_PROFILES_DIR);
+    return installed;
+}
+
+void AddProfile(const ProfileSource& source, const srcwatch::Profiles& profiles, const srcwatch::Profile* profile,
+                Json::Value& json, Table& table)
+{
+    json["profiles"]["from"] = source.from;
+    json["profiles"]["paths"] = Json::arrayValue;
+    for (const std::string& path : source.paths) {
+        json["profiles"]["paths"].append(path);
+        table.rows.push_back({"profiles", source.from, path, ""});
+    }
+    json["profile"] = Json::nullValue;
+    std::string match = "none of " + std::to_string(profiles.Count()) + " matches";
+    if (profile != nullptr) {
+        json["profile"]["file"] = profile->file;
+        json["profile"]["entry"] = profile->entry;
+        match = profile->file + ": entry " + std::to_string(profile->entry);
+    }
+    table.rows.push_back({"profiles", "match", match, profile == nullptr ? "" : "decides"});
+}
+
+// A profile comes before all rules, so with one they are not tried.
+void AddRules(const srcwatch::Evidence& evidence, bool hasProfile, Json::Value& json, Table& table)
+{
+    json["rules"] = Json::arrayValue;
+    if (hasProfile) return;
+    for (const srcwatch::RuleTrial& trial : srcwatch::TryRules(evidence)) {
+        const std::string method = srcwatch::DetectionMethodText(static_cast<int>(trial.method));
+        Json::Value entry;
+        entry["method"] = method;
+        entry["found"] = trial.found;
+        entry["applies"] = trial.applies;
+        json["rules"].append(entry);
+        table.rows.push_back({"rules", method, trial.found, trial.applies ? "decides" : "no rule for it"});
+    }
+}
+
+void AddEvidence(int port, const std::string& directory, const std::vector<std::string>& givenProfiles,
                  Json::Value& document, Table& table)
 {
     const srcwatch::Evidence evidence = srcwatch::ReadEvidence(directory, srcwatch::HdmiInput(port));
+    const ProfileSource source = FindProfiles(givenProfiles);
     srcwatch::Profiles profiles;
-    for (const std::string& path : profilePaths) profiles.Load(path);
+    for (const std::string& path : source.paths) profiles.Load(path);
+    const srcwatch::Profile* const profile = profiles.Find(srcwatch::SignsOf(evidence));
     const srcwatch::Classification now = srcwatch::Classify(evidence, profiles);
 
     Json::Value& json = document["evidence"];
@@ -88,6 +164,8 @@ void AddEvidence(int port, const std::string& directory, const std::vector<std::
     AddItem(srcwatch::kCecFile, evidence.cec, json["items"], table);
     AddItem(srcwatch::kAksvFile, evidence.aksv, json["items"], table);
     AddCecDevices(evidence, json, table);
+    AddProfile(source, profiles, profile, json, table);
+    AddRules(evidence, profile != nullptr, json, table);
     json["type"] = now.deviceType;
     json["method"] = static_cast<int>(now.method);
     const std::string why = "by " + srcwatch::DetectionMethodText(static_cast<int>(now.method));
@@ -119,13 +197,6 @@ void AddAnswers(int port, Json::Value& document, Table& table)
     }
 }
 
-// A path that cannot be examined is not a directory that could be used.
-bool IsDirectory(const std::string& path)
-{
-    std::error_code error;
-    return std::filesystem::is_directory(path, error);
-}
-
 void Explain(int port, const std::string& inputs, const std::vector<std::string>& profiles, Output& output)
 {
     Json::Value document = PortDocument(port);
@@ -149,9 +220,9 @@ void AddExplainCommand(CLI::App& app, Output& output)
         "explain", "Show which evidence led to a device's type, and why the functions answer as they do");
     AddPort(explain, "PORT", *port);
     AddInputs(explain, *inputs);
-    *profiles = {SRCWATCH_PROFILES_FILE};
-    if (IsDirectory(SRCWATCH_PROFILES_DIR)) profiles->insert(profiles->begin(), SRCWATCH_PROFILES_DIR);
-    explain->add_option("--profiles", *profiles, "Profiles to classify by, a file or a directory; the first wins")
+    explain
+        ->add_option("--profiles", *profiles,
+                     "Profiles to classify by instead of the running service's, a file or a directory; the first wins")
         ->type_name("PATH")
         ->allow_extra_args(false);
     explain->callback([=, &output] { Explain(*port, *inputs, *profiles, output); });

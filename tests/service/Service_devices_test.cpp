@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -130,13 +131,14 @@ TEST_F(Service, ReadsADirectoryAtOnceThatHasBeenQuiet)
 
 TEST_F(Service, ReadsADeviceThatNeverStopsSending)
 {
-    StartService();
-    std::filesystem::create_directory(InputPath("hdmi1"));
-    std::string log = "4f:84:10:00:04\n";
+    StartService({"--quiet-ms", "400"});
+    std::filesystem::create_directory(InputPath(".hdmi1"));
+    WriteFile(InputPath(".hdmi1") + "/cec.log", "4f:84:10:00:04\n");
+    std::filesystem::rename(InputPath(".hdmi1"), InputPath("hdmi1"));
 
     // At intervals that are shorter than the quiet time.
     RunUntil([&] {
-        WriteFile(InputPath("hdmi1") + "/cec.log", log += "40:8f\n");
+        std::ofstream(InputPath("hdmi1") + "/cec.log", std::ios::app) << "40:8f\n";
         RunFor(std::chrono::milliseconds(20));
         return CountOf(kDetected) > 0;
     });

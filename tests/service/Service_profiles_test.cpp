@@ -2,7 +2,9 @@
 //
 // The profiles that the service loads at its start and on command.
 #include "ServiceTest.h"
+#include "srcwatch-protocol.h"
 
+#include <csignal>
 #include <filesystem>
 
 #include <gtest/gtest.h>
@@ -26,6 +28,50 @@ TEST_F(Service, LoadsProfilesAgainWhenTheMbrDownloadHasFinished)
     EXPECT_EQ(Query(srcwatch_get_logo_mso_name, 0), "Nordhus TV");
     EXPECT_EQ(NumberSetting("memory/mbr/mbr-mode"), 1);
     std::filesystem::remove_all(profiles);
+}
+
+TEST_F(Service, LoadsProfilesAgainAtSighup)
+{
+    const std::string file = HomePath("hup.json");
+    WriteFile(file, R"({"profiles": []})");
+    StartService({"--profiles", file});
+    Plug("hdmi1", "nordhus-digibox");
+    ASSERT_EQ(Query(srcwatch_get_logo_mso_name, 0), "");
+
+    WriteFile(file, R"({"profiles": [{"match": {"vendor": "NORDHUS"}, "give": {"type": 1, "provider": "Nordhus"}}]})");
+    m_service->Signal(SIGHUP);
+    ASSERT_TRUE(WaitForEvents(kDetected, 2));
+
+    EXPECT_EQ(Query(srcwatch_get_logo_mso_name, 0), "Nordhus");
+    EXPECT_EQ(CountOf(kConnection), 1U);
+    EXPECT_EQ(StopService(SIGTERM), 0);
+}
+
+TEST_F(Service, AnswersWhereItsProfilesAreFrom)
+{
+    StartService({"--profiles", HomePath("one.json"), "--profiles", "two.json"});
+
+    const Json::Value paths = Call(SRCWATCH_REQUEST_PROFILES, 0)["paths"];
+
+    ASSERT_EQ(paths.size(), 3U);  // the first is that of all tests
+    EXPECT_EQ(paths[1].asString(), HomePath("one.json"));
+    EXPECT_EQ(paths[2].asString(), std::filesystem::absolute("two.json"));
+}
+
+TEST_F(Service, MatchesProfilesByEachKindOfSign)
+{
+    const std::string file = HomePath("signs.json");
+    WriteFile(file, R"({"profiles": [{"match": {"vendor_id": "a1f004", "device_type": 3, "physical_address": "2.*"},
+                                      "give": {"type": 9}},
+                                     {"match": {"source_information": 5, "aksv": "0"}, "give": {"type": 1}},
+                                     {"match": {"source_information": 5}, "give": {"type": 3}}]})");
+    StartService({"--profiles", file});
+
+    Plug("hdmi1", "meruva-tuner");
+    Plug("hdmi2", "pellorin-cam");
+
+    EXPECT_EQ(QueryType(0), SRCWATCH_DEVICE_PC);
+    EXPECT_EQ(QueryType(1), SRCWATCH_DEVICE_DISC_PLAYER);
 }
 
 TEST_F(Service, LogsEachMalformedProfileWithFileEntryAndReason)

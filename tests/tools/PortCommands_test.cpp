@@ -250,6 +250,39 @@ TEST_F(PortCommands, ExplainsTheEvidenceOfAPluggedDevice)
     EXPECT_THAT(evidence["items"][0]["says"].asString(), HasSubstr("TESSALY"));
     EXPECT_EQ(evidence["type"], 1);
     EXPECT_EQ(evidence["method"], 1);
+    EXPECT_EQ(evidence["profiles"]["from"], "option");
+    EXPECT_EQ(evidence["profile"]["file"], SRCWATCH_PROFILES_FILE);
+    EXPECT_EQ(evidence["profile"]["entry"], 1);
+    EXPECT_EQ(evidence["rules"].size(), 0U);
+}
+
+TEST_F(PortCommands, ExplainsWhichRulesWereTried)
+{
+    WriteFile("none.json", R"({"profiles": []})");
+    ASSERT_EQ(Run({"plug", "0", "brightpond-stick"}).code, 0);
+
+    const Json::Value evidence = Document({"explain", "0", "--profiles", Path("none.json")}, "explain")["evidence"];
+
+    EXPECT_TRUE(evidence["profile"].isNull());
+    ASSERT_EQ(evidence["rules"].size(), 2U);
+    EXPECT_EQ(evidence["rules"][0]["found"], "source information 0");
+    EXPECT_EQ(evidence["rules"][0]["applies"], false);
+    EXPECT_EQ(evidence["rules"][1]["found"], "primary device type 4");
+    EXPECT_EQ(evidence["rules"][1]["applies"], true);
+}
+
+TEST_F(PortCommands, ExplainsByTheProfilesOfTheRunningService)
+{
+    WriteFile("mine.json", R"({"profiles": [{"match": {"vendor": "TIVARO"}, "give": {"type": 5}}]})");
+    FakeService service;
+    service.Answer(0x2005, "{\"paths\": [\"" + Path("mine.json") + "\"]}");
+    ASSERT_EQ(Run({"plug", "0", "tivaro-one"}).code, 0);
+
+    const Json::Value evidence = Document({"explain", "0"}, "explain")["evidence"];
+
+    EXPECT_EQ(evidence["profiles"]["from"], "service");
+    EXPECT_EQ(evidence["profile"]["file"], Path("mine.json"));
+    EXPECT_EQ(evidence["type"], 5);
 }
 
 TEST_F(PortCommands, ExplainsWhichDeviceIsBehindTheOneOnThePort)

@@ -98,8 +98,9 @@ TEST_F(WithService, ExplainsWhatTheServiceFound)
 {
     Plug("1", "tessaly-cable");
 
-    const Json::Value document = Document({"explain", "1", "--profiles", SRCWATCH_PROFILES_FILE}, "explain");
+    const Json::Value document = Document({"explain", "1"}, "explain");
 
+    EXPECT_EQ(document["evidence"]["profiles"]["from"], "service");
     EXPECT_EQ(document["evidence"]["type"], document["record"]["DevType"]);
     EXPECT_EQ(document["evidence"]["method"], document["record"]["DMethod"]);
     EXPECT_EQ(document["method_name"], "profile");

@@ -59,7 +59,7 @@ _srcwatchctl_arguments() {
         show:0 | explain:0 | forget:0 | get:0 | plug:0 | unplug:0 | "twc start:0" | "twc end:0") _srcwatchctl_ports ;;
         get:1) _srcwatchctl_fields ;;
         plug:1) ls "${SRCWATCH_CAPTURES:-/usr/share/srcwatch/captures}" 2>/dev/null ;;
-        call:0) echo "status record forget deny" ;;
+        call:0) echo "status profiles record forget deny" ;;
         call:1) _srcwatchctl_ports ;;
         "settings get:0" | "settings set:0" | "settings watch:0" | "settings list:0") _srcwatchctl_keys ;;
         scan:0) echo "start stop resume status run" ;;

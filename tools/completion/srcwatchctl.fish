@@ -45,7 +45,7 @@ for command in list get set watch
     complete -c srcwatchctl -n "__srcwatchctl_at settings $command" -a "(__srcwatchctl_keys)"
 end
 complete -c srcwatchctl -n "__srcwatchctl_in get; and not __srcwatchctl_at get" -a "(__srcwatchctl_fields)"
-complete -c srcwatchctl -n "__srcwatchctl_at call" -a "status record forget deny"
+complete -c srcwatchctl -n "__srcwatchctl_at call" -a "status profiles record forget deny"
 complete -c srcwatchctl -n "__srcwatchctl_in plug; and not __srcwatchctl_at plug" -a "(__fish_complete_directories)"
 complete -c srcwatchctl -n "__srcwatchctl_at validate" -F
 
