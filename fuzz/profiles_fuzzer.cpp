@@ -208,16 +208,13 @@ void CheckFound(const srcwatch::Profile* found, const std::vector<Json::Value>& 
             "provider and codeset of the first profile that matches");
 }
 
-// An entry that is left out because it never matches is a good one, and does not change what is found.
+// Good entries that are left out because they never match, which does not change what is found.
 std::size_t CountNeverMatching(const srcwatch::Profiles& profiles, const Json::Value& entries)
 {
-    std::size_t count = 0;
-    for (const srcwatch::ProfileError& error : profiles.Errors()) {
-        if (error.reason.find("can never match") == std::string::npos) continue;
-        Require(IsProfile(entries[error.entry]), "an entry that never matches is an entry");
-        ++count;
-    }
-    return count;
+    const auto isGood = [&](const srcwatch::ProfileError& error) {
+        return error.reason.find("can never match") != std::string::npos && IsProfile(entries[error.entry]);
+    };
+    return static_cast<std::size_t>(std::count_if(profiles.Errors().begin(), profiles.Errors().end(), isGood));
 }
 
 void CheckErrors(const srcwatch::Profiles& profiles)
