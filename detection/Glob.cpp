@@ -42,7 +42,8 @@ bool Covers(const std::string& wide, const std::string& narrow)
 {
     if (IsSameWithoutCase(wide, narrow)) return true;
     if (HasSet(wide) || HasSet(narrow)) return wide.find_first_not_of('*') == std::string::npos;
-    std::vector<bool> covers(narrow.size() + 1);  // the rest of the narrow one from here on, by the rest of the wide one
+    std::vector<bool> covers(narrow.size() +
+                             1);  // the rest of the narrow one from here on, by the rest of the wide one
     covers[narrow.size()] = true;
     for (auto c = wide.rbegin(); c != wide.rend(); ++c) {
         std::vector<bool> next(narrow.size() + 1);

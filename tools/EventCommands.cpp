@@ -199,7 +199,8 @@ void AddCall(CLI::App& app, Output& output)
                             {"profiles", SRCWATCH_REQUEST_PROFILES}};
     const auto options = std::make_shared<CallOptions>();
     CLI::App* const call = app.add_subcommand("call", "Call the detection service and print its reply");
-    call->add_option("REQUEST", options->type, "Request: status, profiles, record, forget, deny, or the number of a type")
+    call->add_option("REQUEST", options->type,
+                     "Request: status, profiles, record, forget, deny, or the number of a type")
         ->required()
         ->type_name("")
         ->transform(IsNumberOrName("a request", requests));
