@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "MemoryPlatform.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
@@ -29,13 +30,13 @@ bool KeepsCalls()
     return keepsCalls;
 }
 
-// Waits for its turn and records the call that describe() names, where calls are kept.
+// Waits for its turn where calls are kept, and records the call that describe() names where the sequence is.
 template <typename Describe>
 std::unique_lock<std::recursive_mutex> Enter(Describe describe)
 {
     if (!KeepsCalls()) return {};
     std::unique_lock<std::recursive_mutex> lock(PlatformMutex());
-    ThePlatform().sequence.push_back(describe());
+    if (ThePlatform().keepsSequence) ThePlatform().sequence.push_back(describe());
     return lock;
 }
 
@@ -92,14 +93,18 @@ const char* PriorityLetter(int priority)
 
 std::string Format(const char* format, va_list args)
 {
+    char shortText[1024];
     va_list measured;
     va_copy(measured, args);
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"  // a printf stand-in has nothing else
-    const int length = std::vsnprintf(nullptr, 0, format, measured);
+    const int length = std::vsnprintf(shortText, sizeof(shortText), format, measured);
     va_end(measured);
-    std::string text(static_cast<std::size_t>(length), '\0');
-    static_cast<void>(std::vsnprintf(&text[0], text.size() + 1, format, args));  // measured above
+    std::string text(shortText, std::min(static_cast<std::size_t>(length), sizeof(shortText) - 1));
+    if (text.size() < static_cast<std::size_t>(length)) {
+        text.resize(static_cast<std::size_t>(length));
+        static_cast<void>(std::vsnprintf(&text[0], text.size() + 1, format, args));  // measured above
+    }
 #pragma GCC diagnostic pop
     return text;
 }

@@ -96,6 +96,9 @@ struct Platform {
     bool keepsCalls = true;
     std::vector<LogLine> log;
 
+    /// Only where calls are kept: the sequence is kept, not only the lines.
+    bool keepsSequence = true;
+
     /// What was asked, in order:
     ///   "E QDInfo.cpp srcwatch_is_TWC: text"   log line at ERROR ("D" at DEBUG)
     ///   "get KEY"  "set KEY 5"  "gets KEY"  "sets KEY text"

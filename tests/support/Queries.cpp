@@ -143,9 +143,8 @@ void AnswerCodeset(const Query& query, int port, Json::Value& record, Outcome& o
 {
     const Query& info = QueryNamed("srcwatch_get_device_info");
     Outcome shown{0, {std::string(100, '\0'), std::string(100, '\0'), 0, 0, false}, {}};
-    Json::Value shownRecord = record;
     Log(outcome, info.name, CallLine(port));
-    AnswerOrFail(info, port, shownRecord, shown);
+    AnswerOrFail(info, port, record, shown);
     outcome.log.insert(outcome.log.end(), shown.log.begin(), shown.log.end());
 
     const std::string name = Printed(shown.outputs.text1);
@@ -178,6 +177,18 @@ Outcome Before(const Query& query, char fill)
 {
     return {
         0, {std::string(query.textSize, fill), std::string(100, fill), kNumberBefore, kNumberBefore, fill != 0}, {}};
+}
+
+// Nothing if there is none, or it cannot be read.
+Json::Value StoredRecord(int port, const std::string* stored)
+{
+    Json::Value root;
+    try {
+        if (stored == nullptr || !ParseJson(Printed(*stored), root)) return Json::Value();
+        return port == kOptical ? root["activity"] : root["activity"][port];
+    } catch (const Json::Exception&) {
+        return Json::Value();
+    }
 }
 
 template <int (*Function)(char*, int)>
@@ -305,21 +316,9 @@ Outcome Ask(const Query& query, int port, char fill, Untested null)
     return outcome;
 }
 
-Json::Value StoredRecord(int port, const std::string* stored)
+Outcome ExpectedOfRecord(const Query& query, int port, Json::Value& record, char fill, Untested null)
 {
-    Json::Value root;
-    try {
-        if (stored == nullptr || !ParseJson(Printed(*stored), root)) return Json::Value();
-        return port == kOptical ? root["activity"] : root["activity"][port];
-    } catch (const Json::Exception&) {
-        return Json::Value();
-    }
-}
-
-Outcome ExpectedOfRecord(const Query& query, int port, Json::Value record, char fill, Untested null)
-{
-    const Outcome before = Before(query, fill);
-    Outcome outcome = before;
+    Outcome outcome = Before(query, fill);
     if (CalledForPort(query)) Log(outcome, query.name, CallLine(port));
     if (!IsAccepted(port)) {
         outcome.result = 2;
@@ -327,14 +326,15 @@ Outcome ExpectedOfRecord(const Query& query, int port, Json::Value record, char 
         return outcome;
     }
     AnswerOrFail(query, port, record, outcome);
-    if (null.number1) outcome.outputs.number1 = before.outputs.number1;
-    if (null.flag) outcome.outputs.flag = before.outputs.flag;
+    if (null.number1) outcome.outputs.number1 = kNumberBefore;
+    if (null.flag) outcome.outputs.flag = fill != 0;
     return outcome;
 }
 
 Outcome Expected(const Query& query, int port, const std::string* stored, char fill, Untested null)
 {
-    return ExpectedOfRecord(query, port, StoredRecord(port, stored), fill, null);
+    Json::Value record = StoredRecord(port, stored);
+    return ExpectedOfRecord(query, port, record, fill, null);
 }
 
 std::string Printed(const std::string& text) { return text.substr(0, text.find('\0')); }
@@ -378,14 +378,15 @@ std::string Copied(const std::string& text, std::size_t size)
 }
 
 GuardedText::GuardedText(std::size_t size, char fill)
-    : m_bytes(std::string(kGuard, '\xa5') + std::string(size, fill) + std::string(kGuard, '\x5a')), m_before(m_bytes)
+    : m_fill(fill), m_bytes(std::string(kGuard, '\xa5').append(size, fill).append(kGuard, '\x5a'))
 {
 }
 
 bool GuardedText::GuardsHold() const
 {
-    return m_bytes.compare(0, kGuard, m_before, 0, kGuard) == 0 &&
-           m_bytes.compare(m_bytes.size() - kGuard, kGuard, std::string(kGuard, '\x5a')) == 0;
+    static const std::string front(kGuard, '\xa5');
+    static const std::string back(kGuard, '\x5a');
+    return m_bytes.compare(0, kGuard, front) == 0 && m_bytes.compare(m_bytes.size() - kGuard, kGuard, back) == 0;
 }
 
 }  // namespace srcwatch_test

@@ -51,13 +51,13 @@ public:
     explicit GuardedText(std::size_t size = 100, char fill = '#');
     char* data() { return &m_bytes[kGuard]; }
     std::string Content() const { return m_bytes.substr(kGuard, m_bytes.size() - 2 * kGuard); }
-    bool IsUntouched() const { return m_bytes == m_before; }
+    bool IsUntouched() const { return GuardsHold() && Content() == std::string(m_bytes.size() - 2 * kGuard, m_fill); }
     bool GuardsHold() const;
 
 private:
     static constexpr std::size_t kGuard = 256;
+    char m_fill;
     std::string m_bytes;
-    std::string m_before;
 };
 
 /// All that a query can write to; each uses a part.
@@ -117,9 +117,9 @@ Outcome Ask(const Query& query, int port, char fill = '#', Untested null = {});
 /// The outcome that the same call must have if stored is under the port's key; null stands for no text.
 Outcome Expected(const Query& query, int port, const std::string* stored, char fill = '#', Untested null = {});
 
-/// The same in two steps, for a text that several queries are for.
-Json::Value StoredRecord(int port, const std::string* stored);
-Outcome ExpectedOfRecord(const Query& query, int port, Json::Value record, char fill = '#', Untested null = {});
+/// The same for the record that was read from that text, null if there is none. Reading adds null members to it, which
+/// read as absent ones do.
+Outcome ExpectedOfRecord(const Query& query, int port, Json::Value& record, char fill = '#', Untested null = {});
 
 }  // namespace srcwatch_test
 
