@@ -9,6 +9,7 @@ build_packages=(
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev clang clang-format clang-tidy libclang-rt-14-dev git
     libglib2.0-bin systemd python3 python3-jsonschema shellcheck abigail-tools mandoc doxygen strace gcovr spin
+    dbus-broker
 )
 packaging_packages=(build-essential debhelper dpkg-dev doxygen fakeroot git lintian mmdebstrap autopkgtest)
 armhf_packages=(mmdebstrap g++-arm-linux-gnueabihf qemu-user-static util-linux)

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
@@ -24,6 +25,15 @@ TEST(PrivateBus, IsTheSystemBusOfTheProcess)
 
     EXPECT_STREQ(std::getenv("DBUS_SYSTEM_BUS_ADDRESS"), bus.Address().c_str());
     EXPECT_NE(bus.Pid(), getpid());
+}
+
+TEST(PrivateBus, IsOfTheKindThatTheEnvironmentNames)
+{
+    std::string program;
+    std::getline(std::ifstream("/proc/" + std::to_string(TheBus().Pid()) + "/comm"), program);
+
+    const char* wanted = std::getenv("SRCWATCH_TEST_BUS");
+    EXPECT_EQ(program, wanted != nullptr ? wanted : "dbus-daemon");
 }
 
 TEST(PrivateBus, CarriesSignalsOfEveryBodyBetweenPeers)

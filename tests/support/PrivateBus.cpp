@@ -2,21 +2,15 @@
 #include "PrivateBus.h"
 
 #include <algorithm>
-#include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <set>
-#include <sstream>
 #include <stdexcept>
 #include <thread>
 #include <utility>
 
-#include <fcntl.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace srcwatch_test {
@@ -57,29 +51,6 @@ void WriteConfig(const std::string& path, const std::string& address, const std:
     if (!file.flush()) Fail("cannot write " + path);
 }
 
-// Runs in the forked child: only what is safe there.
-[[noreturn]] void BecomeDaemon(const char* configArgument, int readyPipe, int log, pid_t parent)
-{
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != parent) _exit(1);
-    dup2(readyPipe, STDOUT_FILENO);
-    dup2(log, STDERR_FILENO);
-    execlp("dbus-daemon", "dbus-daemon", configArgument, "--nofork", "--nopidfile", "--nosyslog", "--print-address=1",
-           nullptr);
-    _exit(127);
-}
-
-// The daemon prints its address when it accepts connections.
-bool IsReady(int readyPipe)
-{
-    char c = '\0';
-    ssize_t got = 0;
-    do {
-        got = read(readyPipe, &c, 1);
-    } while (got == 1 && c != '\n');
-    return got == 1;
-}
-
 std::string TextOrEmpty(const char* text) { return text != nullptr ? text : ""; }
 
 BusMessage PartsOf(GDBusMessage* message)
@@ -116,12 +87,13 @@ LivingPeers& TheLivingPeers()
 
 }  // namespace
 
-PrivateBus::PrivateBus(const std::string& policy) : m_directory(MakeDirectory()), m_owner(getpid())
+PrivateBus::PrivateBus(const std::string& policy)
+    : m_directory(MakeDirectory()), m_daemon(m_directory), m_owner(getpid())
 {
     m_address = "unix:path=" + m_directory + "/socket";
     WriteConfig(m_directory + "/bus.conf", m_address, policy.empty() ? kOpenPolicy : policy);
     setenv("DBUS_SYSTEM_BUS_ADDRESS", m_address.c_str(), 1);
-    Start();
+    m_daemon.Start();
 }
 
 PrivateBus::~PrivateBus()
@@ -132,48 +104,11 @@ PrivateBus::~PrivateBus()
     std::filesystem::remove_all(m_directory, ignored);
 }
 
-void PrivateBus::Start()
-{
-    int ready[2];
-    if (pipe2(ready, O_CLOEXEC) != 0) Fail("no pipe");
-    const std::string configArgument = "--config-file=" + m_directory + "/bus.conf";
-    const std::string logPath = m_directory + "/daemon.log";
-    const int log = open(logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-    const pid_t parent = getpid();
-    m_pid = fork();
-    if (m_pid == 0) BecomeDaemon(configArgument.c_str(), ready[1], log, parent);
-    close(ready[1]);
-    close(log);
-    const bool isReady = m_pid > 0 && IsReady(ready[0]);
-    close(ready[0]);
-    if (isReady) return;
-    Kill();
-    std::ostringstream reason;
-    reason << std::ifstream(logPath).rdbuf();
-    Fail("dbus-daemon did not start: " + reason.str());
-}
-
-void PrivateBus::Kill()
-{
-    if (m_pid <= 0) return;
-    kill(m_pid, SIGKILL);
-    waitpid(m_pid, nullptr, 0);
-    m_pid = -1;
-}
-
 void PrivateBus::Restart()
 {
     Kill();
-    Start();
+    m_daemon.Start();
 }
-
-void PrivateBus::Pause()
-{
-    kill(m_pid, SIGSTOP);
-    waitpid(m_pid, nullptr, WUNTRACED);
-}
-
-void PrivateBus::Continue() { kill(m_pid, SIGCONT); }
 
 PrivateBus& TheBus()
 {

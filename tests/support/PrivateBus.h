@@ -5,6 +5,7 @@
 #ifndef SRCWATCH_TESTS_PRIVATEBUS_H
 #define SRCWATCH_TESTS_PRIVATEBUS_H
 
+#include "BusDaemon.h"
 #include "Handle.h"
 
 #include <chrono>
@@ -23,8 +24,8 @@ namespace srcwatch_test {
 /// Long enough for a sanitized build on a busy machine; only failing tests wait that long.
 constexpr std::chrono::milliseconds kDeadline(20000);
 
-/// A dbus-daemon. From its construction on, DBUS_SYSTEM_BUS_ADDRESS names it, so make it before the first connection.
-/// Nothing of it is left when it is destroyed, and the daemon dies with the thread that started it: use the main one.
+/// A message bus. From its construction on, DBUS_SYSTEM_BUS_ADDRESS names it, so make it before the first connection.
+/// Nothing of it is left when it is destroyed, and its daemon dies with the thread that started it: use the main one.
 class PrivateBus {
 public:
     /// @param policy  Elements of the configuration file that set the policy; everything is allowed by default. Only
@@ -34,22 +35,20 @@ public:
     PrivateBus& operator=(const PrivateBus&) = delete;
     ~PrivateBus();
 
-    void Kill();      ///< SIGKILL; every connection breaks. Returns when the daemon is gone.
-    void Restart();   ///< A new daemon at the same address, after Kill() if one runs.
-    void Pause();     ///< SIGSTOP: the daemon hangs until Continue().
-    void Continue();  ///< SIGCONT
+    void Kill() { m_daemon.Kill(); }          ///< Every connection breaks. Returns when the daemon is gone.
+    void Restart();                           ///< A new daemon at the same address, after Kill() if one runs.
+    void Pause() { m_daemon.Pause(); }        ///< The daemon hangs until Continue().
+    void Continue() { m_daemon.Continue(); }  ///< after Pause()
 
-    bool IsRunning() const { return m_pid > 0; }
-    pid_t Pid() const { return m_pid; }
+    bool IsRunning() const { return m_daemon.IsRunning(); }
+    pid_t Pid() const { return m_daemon.Pid(); }
     const std::string& Address() const { return m_address; }
     const std::string& Directory() const { return m_directory; }  ///< of the socket and the configuration file
 
 private:
-    void Start();
-
     std::string m_directory;
     std::string m_address;
-    pid_t m_pid = -1;
+    BusDaemon m_daemon;
     pid_t m_owner;  ///< the process that has to clean up, not one that was forked from it
 };
 
