@@ -6,6 +6,7 @@
 #include "Fork.h"
 #include "Log.h"
 #include "Paths.h"
+#include "Salvage.h"
 
 #include <cerrno>
 #include <chrono>
@@ -34,34 +35,7 @@ constexpr const char* kNoDurability = "PRAGMA synchronous=OFF";
 // gets much longer than 1 MB. The first process after all have ended does not know what has been moved.
 constexpr std::int64_t kLongLog = 2097152;
 
-// Exit and fork leave the log as it is: a checkpoint there would be slow and, in a child, wrong. The others hold
-// for a database that anyone may have written: nothing in it runs here.
-struct Option {
-    int option;
-    int value;
-};
-constexpr Option kOptions[] = {
-    {SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1}, {SQLITE_DBCONFIG_DEFENSIVE, 1},      {SQLITE_DBCONFIG_ENABLE_TRIGGER, 0},
-    {SQLITE_DBCONFIG_ENABLE_VIEW, 0},      {SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0},
-};
-constexpr Option kLimits[] = {
-    {SQLITE_LIMIT_LENGTH, 67108864}, {SQLITE_LIMIT_SQL_LENGTH, 4096}, {SQLITE_LIMIT_EXPR_DEPTH, 20},
-    {SQLITE_LIMIT_ATTACHED, 0},      {SQLITE_LIMIT_TRIGGER_DEPTH, 1},
-};
-
 constexpr int Primary(int result) { return result & 0xff; }
-
-std::string PathAsUri(const std::string& path)
-{
-    std::string uri = "file:";
-    for (const char character : path) {
-        uri += character == '%'   ? "%25"
-               : character == '?' ? "%3f"
-               : character == '#' ? "%23"
-                                  : std::string(1, character);
-    }
-    return uri;
-}
 
 // In slices of wall-clock time: the thread sanitizer does not know a wait on a mutex by the monotonic clock. The
 // deadline is monotonic, so that setting the clock does no harm.
@@ -116,12 +90,11 @@ int Connection::EnsureOpen()
     if (m_handle != nullptr && openings == m_openingsSeen && CoarseNowMs() - m_checkedMs < kRecheckMs) return SQLITE_OK;
 
     m_openingsSeen = openings;
-    if (m_handle != nullptr && !m_isSnapshot && !IsReplaced()) {
-        m_checkedMs = CoarseNowMs();
-        return SQLITE_OK;
-    }
-    Close();
-    return Open(false);
+    if (m_handle == nullptr) return Open(false);
+    const Fate fate = m_isSnapshot ? Fate::kReplaced : FindFate();
+    if (fate != Fate::kSame) return Reopen(fate);
+    m_checkedMs = CoarseNowMs();
+    return SQLITE_OK;
 }
 
 void Connection::ExpectReplacement()
@@ -130,10 +103,31 @@ void Connection::ExpectReplacement()
     if (lock) m_checkedMs = 0;
 }
 
-bool Connection::IsReplaced() const
+// A database never gets shorter, and nobody deletes its log or index as long as it is open.
+Connection::Fate Connection::FindFate()
 {
-    FileIdentity now;
-    return !m_files.Identify(&now) || now.device != m_identity.device || now.inode != m_identity.inode;
+    const FilesSeen now = m_files.Look();
+    if (now.database != m_seen.database) return Fate::kReplaced;
+    const bool isHarmed = now.size < m_seen.size || now.log != m_seen.log || now.index != m_seen.index;
+    m_seen.size = now.size;
+    return isHarmed && !m_isSnapshot ? Fate::kHarmed : Fate::kSame;
+}
+
+int Connection::Reopen(Fate fate)
+{
+    const bool isHarmed = fate == Fate::kHarmed;
+    if (isHarmed || m_files.IsMissingOrEmpty())
+        LogHost(DLOG_ERROR, "%s was %s while it was in use", m_files.Path().c_str(), isHarmed ? "harmed" : "deleted");
+    if (isHarmed) SaveDeletedLog();
+    Close();
+    return Open(isHarmed);
+}
+
+// As long as no other process has begun a new log, the deleted one can still be moved into the database.
+void Connection::SaveDeletedLog()
+{
+    const FileLock lock(m_files, FileLock::Mode::kExclusive, Deadline());
+    if (lock.Error() == 0 && !m_files.HasLog()) ShortenLog();
 }
 
 // A healthy database is opened beside others. Creating one and moving one aside is done by one process at a time,
@@ -161,14 +155,10 @@ int Connection::OpenInTurn(bool isSuspect)
     if (lock.Error() == EWOULDBLOCK) return SQLITE_BUSY;
 
     State state = TryOpen();
-    if (state == State::kReady && isSuspect) state = StateAfter(Check());
-    if (state == State::kDamaged) {
-        const int damage = m_openError;
-        Close();
-        if (lock.Error() != 0 || !MoveAside(damage)) return damage;
-        state = State::kEmpty;
-    }
-    const int result = state == State::kEmpty ? Create() : state == State::kReady ? SQLITE_OK : m_openError;
+    if (state == State::kReady && isSuspect) state = StateAfter(CheckDatabase(*m_api, m_handle));
+    int result = state == State::kReady ? SQLITE_OK : m_openError;
+    if (state == State::kEmpty) result = Create({});
+    if (state == State::kDamaged && lock.Error() == 0) result = Recover();
     if (result != SQLITE_OK) Close();
     return result;
 }
@@ -185,7 +175,7 @@ Connection::State Connection::TryOpen()
 {
     Close();
     m_failedReads = FailedReads();
-    if (m_files.IsMissingOrEmpty()) return State::kEmpty;
+    if (m_files.IsMissingOrEmpty()) return m_files.HasRemains() ? StateAfter(SQLITE_CORRUPT) : State::kEmpty;
 
     const State state = OpenHandle(m_files.Path(), SQLITE_OPEN_READWRITE);
     const int error = Primary(m_openError);
@@ -198,8 +188,7 @@ Connection::State Connection::OpenForReading()
 {
     if (m_files.HasLog() || access(m_files.Directory().c_str(), W_OK) == 0) return State::kFailed;
 
-    const std::string uri = PathAsUri(m_files.Path()) + "?immutable=1";
-    const State state = OpenHandle(uri, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+    const State state = OpenHandle(UriOfSnapshot(m_files.Path()), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
     m_isSnapshot = state == State::kReady;
     return state;
 }
@@ -215,28 +204,33 @@ Connection::State Connection::OpenHandle(const std::string& name, int flags)
     // These fail only without a handle.
     static_cast<void>(m_api->extended_result_codes(m_handle, 1));
     static_cast<void>(m_api->busy_handler(m_handle, WaitWhileBusy, this));
-    for (const auto& [option, value] : kOptions) static_cast<void>(m_api->db_config(m_handle, option, value, nullptr));
-    for (const auto& [limit, value] : kLimits) static_cast<void>(m_api->limit(m_handle, limit, value));
-    if (!m_files.Identify(&m_identity)) return StateAfter(SQLITE_CANTOPEN);
+    // Exit and fork leave the log as it is: a checkpoint there would be slow and, in a child, wrong.
+    static_cast<void>(m_api->db_config(m_handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr));
+    Distrust(*m_api, m_handle);
+    m_seen = m_files.Look();
     m_checkedMs = CoarseNowMs();
     m_openings->fetch_add(1, std::memory_order_acq_rel);
-    return Examine();
+    const FileIdentity opened = m_seen.database;
+    const State state = Examine();
+    m_seen = m_files.Look();  // log and index are there only now
+    m_seen.database = opened;
+    return state;
 }
 
 // Distinguishes our database from an empty one and from anything else.
 Connection::State Connection::Examine()
 {
     std::int64_t version = 0;
-    int result = QueryNumber("PRAGMA user_version", &version);
+    int result = ReadNumber("PRAGMA user_version", &version);
     if (result != SQLITE_OK) return StateAfter(result);
     if (version == kSchemaVersion) {
-        result = QueryNumber("SELECT id FROM store", &m_storeId);
+        result = ReadNumber("SELECT id FROM store", &m_storeId);
         if (result == SQLITE_OK) result = Configure();
         return StateAfter(result);
     }
     if (version > kSchemaVersion) return StateAfter(kNewerSchema);
     std::int64_t tables = 0;
-    result = QueryNumber("SELECT count(*) FROM sqlite_master", &tables);
+    result = ReadNumber("SELECT count(*) FROM sqlite_master", &tables);
     if (result != SQLITE_OK) return StateAfter(result);
     if (version == 0 && tables == 0) return State::kEmpty;
     return StateAfter(SQLITE_NOTADB);  // not one of ours
@@ -269,58 +263,52 @@ void Connection::ShortenLog()
     static_cast<void>(m_api->busy_handler(m_handle, WaitWhileBusy, this));
 }
 
-int Connection::Create()
+int Connection::Create(const Values& values)
 {
     Close();
-    if (m_files.IsMissingOrEmpty()) m_files.Create();
-
-    const State state = OpenHandle(m_files.Path(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-    if (state != State::kEmpty) return state == State::kReady ? SQLITE_OK : m_openError;
-
-    const int created = CreateTables();
+    m_systemError = m_files.FindObstacle();
+    if (m_systemError == 0) m_systemError = m_files.PrepareNew();
+    if (m_systemError != 0) return SQLITE_CANTOPEN;
+    const int created =
+        CreateDatabase(*m_api, m_files.NewPath(), m_isDurable ? Durability::kFull : Durability::kNone, values);
     if (created != SQLITE_OK) return created;
+    m_systemError = m_files.PlaceNew();
+    if (m_systemError != 0) return SQLITE_CANTOPEN;
     m_files.WakeWatchers();
-    return Examine() == State::kReady ? SQLITE_OK : m_openError;
+    return TryOpen() == State::kReady ? SQLITE_OK : m_openError;
 }
 
-int Connection::CreateTables()
+// Only when the damaged database is out of reach, it is read: what other processes commit to it from then on, they
+// commit again to the new one. If this is interrupted, the next process that opens the database goes on.
+int Connection::Recover()
 {
-    int result = ApplySettings();
-    if (result == SQLITE_OK) result = Run("PRAGMA journal_mode=WAL");
-    return result == SQLITE_OK ? Run(kSchema) : result;
-}
+    const int damage = m_openError;
+    Close();
+    m_systemError = m_files.SetRemainsAside();
+    if (m_systemError != 0) return damage;
+    RawFile database(m_files.RemainsPath());
+    RawFile log(m_files.RemainsPath() + "-wal");
+    Salvaged salvaged = Salvage(database.Content(), log.Content());
+    if (database.HasReadError() || log.HasReadError()) return SQLITE_IOERR_READ;
 
-// Goes through the whole database, so that damage seen by any process is seen again.
-int Connection::Check()
-{
-    std::int64_t faults = 0;
-    constexpr const char* kCheck = "SELECT count(*) FROM pragma_integrity_check(1) WHERE integrity_check <> 'ok'";
-    const int result = QueryNumber(kCheck, &faults);
-    return result == SQLITE_OK && faults > 0 ? SQLITE_CORRUPT : result;
-}
-
-bool Connection::MoveAside(int damage)
-{
-    const std::string aside = m_files.MoveAside();
-    if (aside.empty()) {
-        m_systemError = errno;
-        return false;
+    const std::size_t found = salvaged.values.size();
+    if (!salvaged.isComplete) AddFromCopy(&salvaged);
+    const int result = Create(salvaged.values);
+    if (result == SQLITE_OK) {
+        LogHost(DLOG_ERROR, "%s is damaged (%s): it is kept as %s; settings recovered: %zu, and %zu from the copy",
+                m_files.Path().c_str(), m_api->errstr(damage), m_files.KeepRemains().c_str(), found,
+                salvaged.values.size() - found);
     }
-    LogHost(DLOG_ERROR, "%s is damaged (%s): it is kept as %s, and a new one is created", m_files.Path().c_str(),
-            m_api->errstr(damage), aside.c_str());
-    return true;
+    return result;
 }
 
-int Connection::QueryNumber(const char* sql, std::int64_t* number)
+// The copy may be older, so it only serves for what is missing.
+void Connection::AddFromCopy(Salvaged* salvaged) const
 {
-    sqlite3_stmt* statement = nullptr;
-    int result = m_api->prepare_v3(m_handle, sql, -1, 0, &statement, nullptr);
-    if (result != SQLITE_OK) return result;
-
-    result = m_api->step(statement);
-    if (result == SQLITE_ROW) *number = m_api->column_int64(statement, 0);
-    static_cast<void>(m_api->finalize(statement));  // repeats the result of the step
-    return result == SQLITE_ROW ? SQLITE_OK : result == SQLITE_DONE ? SQLITE_CORRUPT : result;
+    Values copied;
+    if (ReadDatabase(*m_api, m_files.CopyPath(), &copied) != SQLITE_OK) return;  // mostly because there is none
+    for (const std::string& key : salvaged->removed) copied.erase(key);
+    salvaged->values.merge(copied);
 }
 
 int Connection::Prepare(StatementId id, sqlite3_stmt** statement)

@@ -7,6 +7,7 @@
 #include "DatabaseFiles.h"
 #include "Schema.h"
 #include "Sqlite.h"
+#include "WholeDatabase.h"
 
 #include <array>
 #include <atomic>
@@ -15,9 +16,6 @@
 #include <string>
 
 namespace host {
-
-/// A result besides SQLite's: the database has a schema of a later version. (SQLite does not use this one.)
-constexpr int kNewerSchema = SQLITE_FORMAT;
 
 class Connection {
 public:
@@ -70,10 +68,17 @@ public:
 private:
     enum class State { kReady, kEmpty, kDamaged, kFailed };
 
+    /// What has become of the open database's files: another database is there, or none; or they were harmed:
+    /// truncated, or their log or index deleted.
+    enum class Fate { kSame, kReplaced, kHarmed };
+
     std::unique_lock<std::timed_mutex> Lock();
     static bool IsSuspect(int result);
     std::int64_t Deadline();
     int EnsureOpen();
+    Fate FindFate();
+    void SaveDeletedLog();
+    int Reopen(Fate fate);
     int Open(bool isSuspect);
     int OpenInTurn(bool isSuspect);
     State TryOpen();
@@ -85,12 +90,10 @@ private:
     int ApplySettings();
     int Run(const char* sql);
     void ShortenLog();
-    int Create();
-    int CreateTables();
-    int Check();
-    bool MoveAside(int damage);
-    int QueryNumber(const char* sql, std::int64_t* number);
-    bool IsReplaced() const;
+    int Create(const Values& values);
+    int Recover();
+    void AddFromCopy(Salvaged* salvaged) const;
+    int ReadNumber(const char* sql, std::int64_t* number) { return QueryNumber(*m_api, m_handle, sql, number); }
     void Close();
     int Finish(const char* purpose, int result);
     void LogFailure(const char* purpose, int result);
@@ -113,9 +116,9 @@ private:
         constexpr int kAttempts = 5;
         for (int attempt = 0; attempt < kAttempts; attempt++) {
             const int result = body(*this);
-            if (result != SQLITE_OK || !IsReplaced()) return result;
-            Close();
-            const int reopened = Open(false);
+            const Fate fate = result == SQLITE_OK ? FindFate() : Fate::kSame;
+            if (fate == Fate::kSame) return result;
+            const int reopened = Reopen(fate);
             if (reopened != SQLITE_OK) return reopened;
         }
         return SQLITE_CANTOPEN;
@@ -130,7 +133,7 @@ private:
     const Sqlite* m_api = nullptr;
     sqlite3* m_handle = nullptr;
     std::array<sqlite3_stmt*, kStatementCount> m_statements = {};
-    FileIdentity m_identity;
+    FilesSeen m_seen;
     std::int64_t m_storeId = 0;     // random number that distinguishes databases
     std::int64_t m_checkedMs = 0;   // when the identity was last compared
     std::int64_t m_deadlineMs = 0;  // when the call in progress stops waiting; 0 as long as it never had to wait

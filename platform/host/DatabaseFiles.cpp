@@ -6,10 +6,13 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <fstream>
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace host {
@@ -21,6 +24,8 @@ constexpr useconds_t kLockPollUs = 2000;
 constexpr const char* kLogSuffix = "-wal";
 constexpr const char* kIndexSuffix = "-shm";
 constexpr const char* kJournalSuffix = "-journal";
+constexpr off_t kLogHeader = 32;  // bytes; a log that is not longer holds nothing
+constexpr unsigned long long kWriteLockByte = 120;
 
 // Of the path itself: a link is not followed.
 bool Examine(const std::string& path, struct stat* status) { return lstat(path.c_str(), status) == 0; }
@@ -35,16 +40,17 @@ bool Exists(const std::string& path)
 bool IsOwn(const struct stat& file) { return S_ISREG(file.st_mode) && file.st_uid == geteuid() && file.st_nlink == 1; }
 
 // Creates a file where it is missing, for the directory's owner, and for its group to write if that may write to the
-// directory. Best effort: where it fails, the file cannot be opened either, or has its owner and mode already.
-void CreateShared(const std::string& path, const std::string& directory)
+// directory. @return 0 or an errno value; to set owner and mode is best effort.
+int CreateShared(const std::string& path, const std::string& directory)
 {
     const int place = open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-    if (place < 0) return;
+    if (place < 0) return errno;
     const std::string name = path.substr(directory.size() + 1);
     int fd = OpenAboveStderr(name.c_str(), kOpenPlain | O_CREAT | O_EXCL, place);
     const bool isNew = fd >= 0;
     if (isNew) static_cast<void>(GiveToOwnerOf(place, fd));
     if (fd < 0) fd = OpenAboveStderr(name.c_str(), kOpenPlain, place);
+    const int error = fd < 0 ? errno : 0;
 
     struct stat file = {};
     struct stat parent = {};
@@ -53,14 +59,26 @@ void CreateShared(const std::string& path, const std::string& directory)
         static_cast<void>(fchmod(fd, kSharedMode));
     if (fd >= 0) close(fd);
     close(place);
+    return error;
 }
 
 int OpenLock(const DatabaseFiles& files)
 {
     const int fd = OpenAboveStderr(files.LockPath().c_str(), kOpenPlain);
     if (fd >= 0 || errno != ENOENT) return fd;
-    CreateShared(files.LockPath(), files.Directory());
+    static_cast<void>(CreateShared(files.LockPath(), files.Directory()));  // where it fails, so does the next one
     return OpenAboveStderr(files.LockPath().c_str(), kOpenPlain);
+}
+
+FileIdentity IdentityOf(const struct stat& file) { return {file.st_dev, file.st_ino}; }
+
+std::string DescribeProcess(int process)
+{
+    const std::string number = std::to_string(process);
+    std::ifstream file("/proc/" + number + "/comm");
+    std::string name;
+    std::getline(file, name);
+    return "process " + number + (name.empty() ? "" : " (" + name + ")");
 }
 
 // A companion that does not exist need not be moved.
@@ -79,12 +97,17 @@ DatabaseFiles::DatabaseFiles(const std::string& directory, const char* name)
 {
 }
 
-bool DatabaseFiles::Identify(FileIdentity* identity) const
+FilesSeen DatabaseFiles::Look() const
 {
+    FilesSeen seen;
     struct stat status = {};
-    if (!Examine(m_path, &status)) return false;
-    *identity = {status.st_dev, status.st_ino};
-    return true;
+    if (Examine(m_path, &status)) {
+        seen.database = IdentityOf(status);
+        seen.size = status.st_size;
+    }
+    if (Examine(m_path + kLogSuffix, &status)) seen.log = IdentityOf(status);
+    if (Examine(m_path + kIndexSuffix, &status)) seen.index = IdentityOf(status);
+    return seen;
 }
 
 bool DatabaseFiles::IsMissingOrEmpty() const
@@ -114,11 +137,43 @@ int DatabaseFiles::FindObstacle() const
     return 0;
 }
 
-void DatabaseFiles::Create() const
+int DatabaseFiles::PrepareNew() const
+{
+    const std::string path = NewPath();
+    for (const char* suffix : {"", kIndexSuffix, kLogSuffix, kJournalSuffix})
+        static_cast<void>(unlink((path + suffix).c_str()));  // mostly missing
+    return CreateShared(path, m_directory);
+}
+
+int DatabaseFiles::PlaceNew() const
 {
     for (const char* suffix : {kIndexSuffix, kLogSuffix, kJournalSuffix})
         static_cast<void>(unlink((m_path + suffix).c_str()));  // mostly missing
-    CreateShared(m_path, m_directory);
+    if (rename(NewPath().c_str(), m_path.c_str()) != 0) return errno;
+    SyncDirectory(m_directory);
+    return 0;
+}
+
+bool DatabaseFiles::HasOrphanedLog() const
+{
+    struct stat status = {};
+    return Examine(m_path + kLogSuffix, &status) && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
+           status.st_size > kLogHeader;
+}
+
+bool DatabaseFiles::HasRemains() const
+{
+    return Exists(RemainsPath()) || Exists(RemainsPath() + kLogSuffix) || HasOrphanedLog();
+}
+
+// The database goes first: as long as it is in its place, a process that opens it needs its log.
+int DatabaseFiles::SetRemainsAside() const
+{
+    const std::string remains = RemainsPath();
+    if (Exists(m_path) && Exists(remains)) static_cast<void>(KeepRemains());  // of an earlier recovery
+    for (const char* suffix : {"", kLogSuffix, kIndexSuffix})
+        if (!Rename(m_path + suffix, remains + suffix)) return errno;
+    return 0;
 }
 
 std::string DatabaseFiles::FreeNameAside() const
@@ -132,20 +187,43 @@ std::string DatabaseFiles::FreeNameAside() const
     return name;
 }
 
-// The database goes last: if the process ends in between, the next one finds it still damaged and moves it aside.
-std::string DatabaseFiles::MoveAside() const
+std::string DatabaseFiles::KeepRemains() const
 {
-    std::string aside = FreeNameAside();
-    if (!Rename(m_path + kIndexSuffix, aside + kIndexSuffix)) return {};
-    if (!Rename(m_path + kLogSuffix, aside + kLogSuffix)) return {};
-    if (rename(m_path.c_str(), aside.c_str()) != 0) return {};
+    const std::string remains = RemainsPath();
+    const std::string aside = FreeNameAside();
+    for (const char* suffix : {kIndexSuffix, kLogSuffix, ""})
+        if (!Rename(remains + suffix, aside + suffix)) return remains;
     return aside;
+}
+
+// A writer locks the byte 120 of the index; who creates the database locks the lock file.
+std::string DatabaseFiles::FindLockHolder() const
+{
+    std::ifstream locks("/proc/locks");
+    for (std::string line; std::getline(locks, line);) {
+        int process = 0;
+        unsigned major = 0;
+        unsigned minor = 0;
+        unsigned long long inode = 0;
+        unsigned long long first = 0;
+        char type[16] = "";
+        // Of those who wait for a lock, the number is followed by "->".
+        if (std::sscanf(line.c_str(), "%*d: %15s %*s WRITE %d %x:%x:%llu %llu", type, &process, &major, &minor, &inode,
+                        &first) != 6)
+            continue;
+        const bool isOnIndex = std::strcmp(type, "POSIX") == 0 && first == kWriteLockByte;
+        const std::string path = isOnIndex ? m_path + kIndexSuffix : m_lockPath;
+        struct stat status = {};
+        if (Examine(path, &status) && status.st_ino == inode && status.st_dev == makedev(major, minor))
+            return DescribeProcess(process);
+    }
+    return {};
 }
 
 void DatabaseFiles::WakeWatchers() const
 {
     if (utimensat(AT_FDCWD, m_wakePath.c_str(), nullptr, AT_SYMLINK_NOFOLLOW) != 0 && errno == ENOENT)
-        CreateShared(m_wakePath, m_directory);
+        static_cast<void>(CreateShared(m_wakePath, m_directory));  // without it, watchers look every two seconds
 }
 
 FileLock::FileLock(const DatabaseFiles& files, Mode mode, std::int64_t deadlineMs) : m_fd(OpenLock(files))

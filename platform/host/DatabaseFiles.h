@@ -16,6 +16,17 @@ namespace host {
 struct FileIdentity {
     dev_t device = 0;
     ino_t inode = 0;
+
+    bool operator==(const FileIdentity& other) const { return device == other.device && inode == other.inode; }
+    bool operator!=(const FileIdentity& other) const { return !(*this == other); }
+};
+
+/// The files of a database at some time; an absent one has no identity.
+struct FilesSeen {
+    FileIdentity database;
+    FileIdentity log;
+    FileIdentity index;
+    std::int64_t size = 0;  // of the database, in bytes
 };
 
 class DatabaseFiles {
@@ -26,8 +37,7 @@ public:
     const std::string& Path() const { return m_path; }
     const std::string& LockPath() const { return m_lockPath; }
 
-    /// Finds out which file is there. @return False if there is none.
-    bool Identify(FileIdentity* identity) const;
+    FilesSeen Look() const;
     bool IsMissingOrEmpty() const;
     bool HasLog() const;
     /// Returns the bytes of the log, 0 without one.
@@ -36,24 +46,42 @@ public:
     /// Finds what cannot be a file of the database, in the place of one. @return An errno value for it, or 0.
     int FindObstacle() const;
 
-    /// Creates an empty database where there is none, for all to write who may write to the directory as its group, and
-    /// removes what an earlier one has left. Processes that have those files open keep theirs.
-    void Create() const;
+    /// Where a new database is made, before it takes its place.
+    std::string NewPath() const { return m_path + ".new"; }
+    /// Creates an empty file at NewPath(), for all to write who may write to the directory as its group, and removes
+    /// what an earlier attempt has left. @return 0 or an errno value.
+    int PrepareNew() const;
+    /// Moves the database at NewPath() to its place; what is there besides a database's log and index goes. Processes
+    /// that have those files open keep theirs. @return 0 or an errno value.
+    int PlaceNew() const;
 
-    /// Renames the database and its companions, with a time stamp in the name. @return The new path, or an empty text
-    /// with errno set.
-    std::string MoveAside() const;
+    /// Where a damaged database is while another one is made from it.
+    std::string RemainsPath() const { return m_path + ".recovering"; }
+    /// True if a recovery is to be finished: the database is in that place, or only its log is left.
+    bool HasRemains() const;
+    /// Moves the database with log and index to RemainsPath(). @return 0 or an errno value.
+    int SetRemainsAside() const;
+    /// Gives the remains a name with a time stamp, for people to look at. @return The path that they are at.
+    std::string KeepRemains() const;
+
+    /// The last good copy.
+    std::string CopyPath() const { return m_path + ".copy"; }
+
+    /// Returns the process that has the database locked for writing, as "process 123 (name)"; empty if there is none or
+    /// it is not known.
+    std::string FindLockHolder() const;
 
     /// Wakes the processes that watch for changes.
     void WakeWatchers() const;
 
 private:
     std::string FreeNameAside() const;
+    bool HasOrphanedLog() const;
 
-    std::string m_directory;
-    std::string m_path;
-    std::string m_lockPath;
-    std::string m_wakePath;
+    const std::string m_directory;
+    const std::string m_path;
+    const std::string m_lockPath;
+    const std::string m_wakePath;
 };
 
 /// A lock between processes around the database's creation and removal; released on destruction.

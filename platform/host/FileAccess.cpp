@@ -7,6 +7,9 @@
 #include <atomic>
 #include <cstddef>
 #include <cstring>
+#include <utility>
+
+#include <unistd.h>
 
 namespace host {
 namespace {
@@ -122,5 +125,35 @@ const char* UseFileAccess(const Sqlite& api)
 }
 
 unsigned FailedReads() { return g_failedReads; }
+
+RawFile::RawFile(std::string path) : m_path(std::move(path))
+{
+    sqlite3_vfs* vfs = Leaked<FileAccess>().base;
+    m_memory =
+        std::make_unique<std::max_align_t[]>(static_cast<std::size_t>(vfs->szOsFile) / sizeof(std::max_align_t) + 1);
+    m_file = reinterpret_cast<sqlite3_file*>(m_memory.get());
+    const int opened = vfs->xOpen(vfs, m_path.c_str(), m_file, SQLITE_OPEN_MAIN_DB | SQLITE_OPEN_READONLY, nullptr);
+    if (opened == SQLITE_OK) {
+        sqlite3_int64 size = 0;
+        m_hasReadError = m_file->pMethods->xFileSize(m_file, &size) != SQLITE_OK;
+        m_content.size = size;
+    } else {
+        m_hasReadError = access(m_path.c_str(), F_OK) == 0;
+    }
+    m_content.Read = [this](std::int64_t offset, char* to, std::size_t count) { return Read(offset, to, count); };
+}
+
+RawFile::~RawFile()
+{
+    if (m_file->pMethods != nullptr) m_file->pMethods->xClose(m_file);
+}
+
+bool RawFile::Read(std::int64_t offset, char* to, std::size_t count)
+{
+    if (m_file->pMethods == nullptr) return false;
+    const int result = m_file->pMethods->xRead(m_file, to, static_cast<int>(count), offset);
+    if (result != SQLITE_OK && result != SQLITE_IOERR_SHORT_READ) m_hasReadError = true;
+    return result == SQLITE_OK;
+}
 
 }  // namespace host

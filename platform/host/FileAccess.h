@@ -5,7 +5,12 @@
 #ifndef SRCWATCH_HOST_FILEACCESS_H
 #define SRCWATCH_HOST_FILEACCESS_H
 
+#include "Salvage.h"
 #include "Sqlite.h"
+
+#include <cstddef>
+#include <memory>
+#include <string>
 
 namespace host {
 
@@ -14,6 +19,29 @@ const char* UseFileAccess(const Sqlite& api);
 
 /// Returns the number of reads that have failed in this process.
 unsigned FailedReads();
+
+/// A database or a log, for reading its bytes. Through SQLite, because closing a descriptor of one's own would drop the
+/// locks that SQLite holds in this process.
+class RawFile {
+public:
+    explicit RawFile(std::string path);
+    ~RawFile();
+    RawFile(const RawFile&) = delete;
+    RawFile& operator=(const RawFile&) = delete;
+
+    /// Empty if there is no such file. Valid as long as this object.
+    const Bytes& Content() const { return m_content; }
+    bool HasReadError() const { return m_hasReadError; }
+
+private:
+    bool Read(std::int64_t offset, char* to, std::size_t count);
+
+    const std::string m_path;
+    std::unique_ptr<std::max_align_t[]> m_memory;
+    sqlite3_file* m_file;
+    bool m_hasReadError = false;
+    Bytes m_content;
+};
 
 }  // namespace host
 

@@ -38,15 +38,6 @@ bool IsDirectory(const char* path)
     return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// A new directory's name survives a power cut only if its parent has been written.
-void Sync(const std::string& directory)
-{
-    const int fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0) return;
-    static_cast<void>(fsync(fd));  // where it is not possible, the directory is usable all the same
-    close(fd);
-}
-
 bool IsEmpty(DIR* directory)
 {
     int entries = 0;
@@ -106,12 +97,20 @@ int EnsureDirectory(const std::string& path)
     }
     if (mkdir(path.c_str(), kDirectoryMode) == 0) {
         if (geteuid() == 0) GiveToOwnerOfParent(parent, path);
-        Sync(parent);
+        SyncDirectory(parent);
         return 0;
     }
     const int error = errno;
     if (error != EEXIST) return error;
     return IsDirectory(path.c_str()) ? 0 : ENOTDIR;  // created by another process meanwhile, or something else
+}
+
+void SyncDirectory(const std::string& path)
+{
+    const int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) return;
+    static_cast<void>(fsync(fd));  // where it is not possible, the directory is usable all the same
+    close(fd);
 }
 
 bool GiveToOwnerOf(int directory, int file)

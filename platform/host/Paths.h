@@ -32,6 +32,9 @@ int EnsureDirectory(const std::string& path);
 /// use it, too. @return True if it has been given.
 bool GiveToOwnerOf(int directory, int file);
 
+/// Has what was created or renamed in a directory survive a power cut.
+void SyncDirectory(const std::string& path);
+
 /// Opens a file, for all to read (0644) if it is created, with a close-on-exec descriptor that is none of the standard
 /// ones: other code writes to those. A relative path is one in the open directory. @return The descriptor, or -1 with
 /// errno set.

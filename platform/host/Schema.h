@@ -3,22 +3,28 @@
 #ifndef SRCWATCH_HOST_SCHEMA_H
 #define SRCWATCH_HOST_SCHEMA_H
 
+#include <cstddef>
 #include <cstdint>
 
 namespace host {
 
 constexpr std::int64_t kSchemaVersion = 1;
+constexpr std::size_t kPageSize = 4096;
+
+/// The first parts of the keys: one for each database.
+constexpr const char* kDurablePrefix = "db/";
+constexpr const char* kVolatilePrefix = "memory/";
 
 /// settings.value is an integer or a text. A change's value is that which was written, or null for a removal;
-/// changes.bytes counts the bytes of all texts written until then.
+/// changes.bytes counts the bytes of all texts written until then. The transaction is left open.
 constexpr const char* kSchema =
+    "PRAGMA page_size=4096;"
     "BEGIN IMMEDIATE;"
     "CREATE TABLE settings(key TEXT PRIMARY KEY NOT NULL, value NOT NULL) WITHOUT ROWID;"
     "CREATE TABLE changes(seq INTEGER PRIMARY KEY, bytes INTEGER NOT NULL, key TEXT NOT NULL, value);"
     "CREATE TABLE store(id INTEGER NOT NULL);"
     "INSERT INTO store(id) VALUES(random());"
-    "PRAGMA user_version=1;"
-    "COMMIT";
+    "PRAGMA user_version=1";
 
 /// The statements that are prepared once per connection.
 enum StatementId {

@@ -20,9 +20,6 @@
 namespace host {
 namespace {
 
-constexpr const char* kDurablePrefix = "db/";
-constexpr const char* kVolatilePrefix = "memory/";
-
 // The change log is trimmed now and then, and at once after a long text.
 constexpr std::int64_t kTrimEvery = 64;
 constexpr std::size_t kLongText = 4096;

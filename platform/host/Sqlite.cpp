@@ -40,6 +40,9 @@ struct Loaded {
         Resolve("sqlite3_column_bytes", &api.column_bytes);
         Resolve("sqlite3_last_insert_rowid", &api.last_insert_rowid);
         Resolve("sqlite3_changes", &api.changes);
+        Resolve("sqlite3_backup_init", &api.backup_init);
+        Resolve("sqlite3_backup_step", &api.backup_step);
+        Resolve("sqlite3_backup_finish", &api.backup_finish);
         if (!isComplete) LogHost(DLOG_ERROR, "cannot load %s, so there are no settings: %s", kLibrary, dlerror());
     }
 

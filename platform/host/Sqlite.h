@@ -34,8 +34,14 @@ struct Sqlite {
     decltype(&sqlite3_column_bytes) column_bytes;
     decltype(&sqlite3_last_insert_rowid) last_insert_rowid;
     decltype(&sqlite3_changes) changes;
+    decltype(&sqlite3_backup_init) backup_init;
+    decltype(&sqlite3_backup_step) backup_step;
+    decltype(&sqlite3_backup_finish) backup_finish;
 };
 // NOLINTEND(readability-identifier-naming)
+
+/// A result besides SQLite's: the database has a schema of a later version. (SQLite does not use this one.)
+constexpr int kNewerSchema = SQLITE_FORMAT;
 
 /// Returns SQLite's functions, or null, with a log line, if it cannot be loaded.
 const Sqlite* LoadSqlite();

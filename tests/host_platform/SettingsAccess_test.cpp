@@ -250,14 +250,14 @@ TEST_F(SettingsOfRoot, LieInDirectoriesOfTheParentsOwner)
 TEST_F(SettingsOfRoot, StayRootsInFilesThatWereThere)
 {
     for (const std::string& directory : {StateDir(), RunDir()}) GivenDirectory(directory, kNobody, kGroup, 0755);
-    for (const char* suffix : {"", ".changed", ".lock"}) {
+    for (const char* suffix : {".changed", ".lock"}) {
         WriteFile(DurableDatabase() + suffix, "");
         ASSERT_EQ(chmod((DurableDatabase() + suffix).c_str(), 0600), 0);
     }
 
     EXPECT_TRUE(InProcess(WriteAsRoot));
 
-    for (const char* suffix : {"", ".changed", ".lock"}) ExpectOwner(DurableDatabase() + suffix, 0, 0);
+    for (const char* suffix : {".changed", ".lock"}) ExpectOwner(DurableDatabase() + suffix, 0, 0);
 }
 
 }  // namespace
