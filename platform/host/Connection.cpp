@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include <unistd.h>
 
@@ -86,7 +87,9 @@ int Connection::WaitWhileBusy(void* self, int)
 
 int Connection::EnsureOpen()
 {
-    const unsigned openings = m_openings->load(std::memory_order_acquire);
+    const unsigned closings = m_shared->closings.load(std::memory_order_acquire);
+    if (std::exchange(m_closingsSeen, closings) != closings) Close();
+    const unsigned openings = m_shared->openings.load(std::memory_order_acquire);
     if (m_handle != nullptr && openings == m_openingsSeen && CoarseNowMs() - m_checkedMs < kRecheckMs) return SQLITE_OK;
 
     m_openingsSeen = openings;
@@ -209,7 +212,7 @@ Connection::State Connection::OpenHandle(const std::string& name, int flags)
     Distrust(*m_api, m_handle);
     m_seen = m_files.Look();
     m_checkedMs = CoarseNowMs();
-    m_openings->fetch_add(1, std::memory_order_acq_rel);
+    m_shared->openings.fetch_add(1, std::memory_order_acq_rel);
     const FileIdentity opened = m_seen.database;
     const State state = Examine();
     m_seen = m_files.Look();  // log and index are there only now
@@ -266,13 +269,15 @@ void Connection::ShortenLog()
 int Connection::Create(const Values& values)
 {
     Close();
+    const FileBeingMade file(m_files.Path());
     m_systemError = m_files.FindObstacle();
-    if (m_systemError == 0) m_systemError = m_files.PrepareNew();
+    if (m_systemError == 0) m_systemError = file.Prepare();
     if (m_systemError != 0) return SQLITE_CANTOPEN;
     const int created =
-        CreateDatabase(*m_api, m_files.NewPath(), m_isDurable ? Durability::kFull : Durability::kNone, values);
+        CreateDatabase(*m_api, file.Path(), m_isDurable ? Durability::kFull : Durability::kNone, values);
     if (created != SQLITE_OK) return created;
-    m_systemError = m_files.PlaceNew();
+    m_files.RemoveCompanions();
+    m_systemError = file.Place();
     if (m_systemError != 0) return SQLITE_CANTOPEN;
     m_files.WakeWatchers();
     return TryOpen() == State::kReady ? SQLITE_OK : m_openError;
@@ -349,6 +354,7 @@ int Connection::Finish(const char* purpose, int result)
     }
     LogFailure(purpose, result);
     const int primary = Primary(result);
+    if (primary == SQLITE_READONLY) m_shared->closings.fetch_add(1, std::memory_order_acq_rel);
     if (primary == SQLITE_READONLY || primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN || IsSuspect(result))
         Close();
     return result;
@@ -358,12 +364,14 @@ void Connection::LogFailure(const char* purpose, int result)
 {
     const int systemError = m_systemError.exchange(0);
     if (m_lastFailure.exchange(result) == result) return;
+    const std::string holder = Primary(result) == SQLITE_BUSY ? m_files.FindLockHolder() : "";
+    const std::string detail = systemError != 0 ? strerrordesc_np(systemError) : holder;
 
     const char* reason = m_api == nullptr         ? "SQLite is missing"
                          : result == kNewerSchema ? "a newer version of this software has created them"
                                                   : m_api->errstr(result);
     LogHost(DLOG_ERROR, "cannot %s settings in %s: %s%s%s", purpose, m_files.Path().c_str(), reason,
-            systemError == 0 ? "" : ": ", systemError == 0 ? "" : strerrordesc_np(systemError));
+            detail.empty() ? "" : ": ", detail.c_str());
 }
 
 }  // namespace host

@@ -17,12 +17,19 @@
 
 namespace host {
 
+/// What the connections of a process to one database share.
+struct SharedByConnections {
+    /// How often any was opened: when one has found another file in place, the others compare theirs at once.
+    std::atomic<unsigned> openings{0};
+    /// How often all had to be closed. SQLite opens the log's index once for all, and keeps it read-only if that was
+    /// all that it could do at the time.
+    std::atomic<unsigned> closings{0};
+};
+
 class Connection {
 public:
-    /// All connections of a process to one database share the number of times any of them was opened: when one has
-    /// found another file in place, the others compare theirs at once.
-    Connection(const DatabaseFiles& files, bool isDurable, std::atomic<unsigned>* openings)
-        : m_files(files), m_isDurable(isDurable), m_openings(openings)
+    Connection(const DatabaseFiles& files, bool isDurable, SharedByConnections* shared)
+        : m_files(files), m_isDurable(isDurable), m_shared(shared)
     {
     }
     Connection(const Connection&) = delete;
@@ -126,10 +133,11 @@ private:
 
     const DatabaseFiles& m_files;
     const bool m_isDurable;
-    std::atomic<unsigned>* const m_openings;
+    SharedByConnections* const m_shared;
 
     std::timed_mutex m_mutex;  // guards all below; held during every use of the connection
     unsigned m_openingsSeen = 0;
+    unsigned m_closingsSeen = 0;
     const Sqlite* m_api = nullptr;
     sqlite3* m_handle = nullptr;
     std::array<sqlite3_stmt*, kStatementCount> m_statements = {};

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 #include <fcntl.h>
@@ -45,7 +46,7 @@ int CreateShared(const std::string& path, const std::string& directory)
 {
     const int place = open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (place < 0) return errno;
-    const std::string name = path.substr(directory.size() + 1);
+    const std::string name = std::filesystem::path(path).filename();
     int fd = OpenAboveStderr(name.c_str(), kOpenPlain | O_CREAT | O_EXCL, place);
     const bool isNew = fd >= 0;
     if (isNew) static_cast<void>(GiveToOwnerOf(place, fd));
@@ -68,6 +69,15 @@ int OpenLock(const DatabaseFiles& files)
     if (fd >= 0 || errno != ENOENT) return fd;
     static_cast<void>(CreateShared(files.LockPath(), files.Directory()));  // where it fails, so does the next one
     return OpenAboveStderr(files.LockPath().c_str(), kOpenPlain);
+}
+
+// Mostly it is missing.
+void RemoveFile(const std::string& path) { static_cast<void>(unlink(path.c_str())); }
+
+std::string DirectoryOfFile(const std::string& path)
+{
+    const std::string directory = std::filesystem::path(path).parent_path();
+    return directory.empty() ? "." : directory;
 }
 
 FileIdentity IdentityOf(const struct stat& file) { return {file.st_dev, file.st_ino}; }
@@ -93,7 +103,8 @@ DatabaseFiles::DatabaseFiles(const std::string& directory, const char* name)
     : m_directory(directory),
       m_path(directory + '/' + name),
       m_lockPath(m_path + ".lock"),
-      m_wakePath(m_path + ".changed")
+      m_wakePath(m_path + ".changed"),
+      m_copyPath(m_path + ".copy")
 {
 }
 
@@ -137,21 +148,9 @@ int DatabaseFiles::FindObstacle() const
     return 0;
 }
 
-int DatabaseFiles::PrepareNew() const
+void DatabaseFiles::RemoveCompanions() const
 {
-    const std::string path = NewPath();
-    for (const char* suffix : {"", kIndexSuffix, kLogSuffix, kJournalSuffix})
-        static_cast<void>(unlink((path + suffix).c_str()));  // mostly missing
-    return CreateShared(path, m_directory);
-}
-
-int DatabaseFiles::PlaceNew() const
-{
-    for (const char* suffix : {kIndexSuffix, kLogSuffix, kJournalSuffix})
-        static_cast<void>(unlink((m_path + suffix).c_str()));  // mostly missing
-    if (rename(NewPath().c_str(), m_path.c_str()) != 0) return errno;
-    SyncDirectory(m_directory);
-    return 0;
+    for (const char* suffix : {kIndexSuffix, kLogSuffix, kJournalSuffix}) RemoveFile(m_path + suffix);
 }
 
 bool DatabaseFiles::HasOrphanedLog() const
@@ -224,6 +223,26 @@ void DatabaseFiles::WakeWatchers() const
 {
     if (utimensat(AT_FDCWD, m_wakePath.c_str(), nullptr, AT_SYMLINK_NOFOLLOW) != 0 && errno == ENOENT)
         static_cast<void>(CreateShared(m_wakePath, m_directory));  // without it, watchers look every two seconds
+}
+
+FileBeingMade::~FileBeingMade() { Remove(); }
+
+void FileBeingMade::Remove() const
+{
+    for (const char* suffix : {"", kIndexSuffix, kLogSuffix, kJournalSuffix}) RemoveFile(m_path + suffix);
+}
+
+int FileBeingMade::Prepare() const
+{
+    Remove();
+    return CreateShared(m_path, DirectoryOfFile(m_place));
+}
+
+int FileBeingMade::Place() const
+{
+    if (rename(m_path.c_str(), m_place.c_str()) != 0) return errno;
+    SyncDirectory(DirectoryOfFile(m_place));
+    return 0;
 }
 
 FileLock::FileLock(const DatabaseFiles& files, Mode mode, std::int64_t deadlineMs) : m_fd(OpenLock(files))

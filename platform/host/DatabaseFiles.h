@@ -46,14 +46,8 @@ public:
     /// Finds what cannot be a file of the database, in the place of one. @return An errno value for it, or 0.
     int FindObstacle() const;
 
-    /// Where a new database is made, before it takes its place.
-    std::string NewPath() const { return m_path + ".new"; }
-    /// Creates an empty file at NewPath(), for all to write who may write to the directory as its group, and removes
-    /// what an earlier attempt has left. @return 0 or an errno value.
-    int PrepareNew() const;
-    /// Moves the database at NewPath() to its place; what is there besides a database's log and index goes. Processes
-    /// that have those files open keep theirs. @return 0 or an errno value.
-    int PlaceNew() const;
+    /// Removes what is there besides the database.
+    void RemoveCompanions() const;
 
     /// Where a damaged database is while another one is made from it.
     std::string RemainsPath() const { return m_path + ".recovering"; }
@@ -64,8 +58,8 @@ public:
     /// Gives the remains a name with a time stamp, for people to look at. @return The path that they are at.
     std::string KeepRemains() const;
 
-    /// The last good copy.
-    std::string CopyPath() const { return m_path + ".copy"; }
+    /// Where the last good copy belongs.
+    const std::string& CopyPath() const { return m_copyPath; }
 
     /// Returns the process that has the database locked for writing, as "process 123 (name)"; empty if there is none or
     /// it is not known.
@@ -82,6 +76,31 @@ private:
     const std::string m_path;
     const std::string m_lockPath;
     const std::string m_wakePath;
+    const std::string m_copyPath;
+};
+
+/// A database that is made in a file beside its place, so that it is there as a whole or not at all.
+class FileBeingMade {
+public:
+    explicit FileBeingMade(const std::string& place) : m_place(place), m_path(place + ".new") {}
+    /// Removes what is left.
+    ~FileBeingMade();
+    FileBeingMade(const FileBeingMade&) = delete;
+    FileBeingMade& operator=(const FileBeingMade&) = delete;
+
+    const std::string& Path() const { return m_path; }
+
+    /// Creates it as an empty file, for all to write who may write to the directory as its group. @return 0 or an errno
+    /// value.
+    int Prepare() const;
+    /// Moves it to its place; processes that have the file open that is there keep that. @return 0 or an errno value.
+    int Place() const;
+
+private:
+    void Remove() const;
+
+    const std::string m_place;
+    const std::string m_path;
 };
 
 /// A lock between processes around the database's creation and removal; released on destruction.

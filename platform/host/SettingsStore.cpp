@@ -29,12 +29,12 @@ constexpr std::size_t kLargest = 1048576;  // bytes of a key, and of a text
 // Reads and writes have a connection each: reading goes on while another thread's write waits for its turn.
 struct Database {
     Database(const std::string& directory, const char* name, bool isDurable)
-        : files(directory, name), reader(files, isDurable, &openings), writer(files, isDurable, &openings)
+        : files(directory, name), reader(files, isDurable, &shared), writer(files, isDurable, &shared)
     {
     }
 
     const DatabaseFiles files;
-    std::atomic<unsigned> openings{0};
+    SharedByConnections shared;
     std::atomic<bool> hasRefused{false};  // a value for its size, and logged it
     Connection reader;
     Connection writer;
@@ -51,30 +51,6 @@ bool HasPrefix(const char* key, const char* prefix)
 {
     const std::size_t length = std::strlen(prefix);
     return std::strncmp(key, prefix, length) == 0 && key[length] != '\0';
-}
-
-int ErrorOf(int result)
-{
-    switch (result & 0xff) {
-        case SQLITE_OK:
-            return 0;
-        case SQLITE_BUSY:
-        case SQLITE_LOCKED:
-        case SQLITE_PROTOCOL:
-            return -EBUSY;
-        case SQLITE_FULL:
-            return -ENOSPC;
-        case SQLITE_READONLY:
-            return -EROFS;
-        case SQLITE_NOMEM:
-            return -ENOMEM;
-        case SQLITE_TOOBIG:
-            return -E2BIG;
-        case kNewerSchema:
-            return -ENOTSUP;
-        default:
-            return -EIO;
-    }
 }
 
 // Reads one setting; decode(row) returns 0 or a negative errno value.
@@ -158,15 +134,57 @@ int PutAndAppend(Connection& connection, const char* key, const srcwatch_host_va
     return AppendChange(connection, key, value);
 }
 
-int Transact(Connection& connection, const char* key, const srcwatch_host_value* value)
+// What a writer needs is prepared before it locks others out.
+int PrepareToWrite(Connection& connection)
 {
-    int result = Statement(connection, kBegin).Run();
+    int result = SQLITE_OK;
+    sqlite3_stmt* ignored = nullptr;
+    for (const StatementId id : {kPutValue, kRemoveValue, kAppendChange, kTrimChanges, kCommit, kRollback})
+        if (result == SQLITE_OK) result = connection.Prepare(id, &ignored);
+    return result;
+}
+
+template <typename Body>
+int Transact(Connection& connection, Body body)
+{
+    int result = PrepareToWrite(connection);
+    if (result == SQLITE_OK) result = Statement(connection, kBegin).Run();
     if (result != SQLITE_OK) return result;
 
-    result = PutAndAppend(connection, key, value);
+    result = body();
     if (result == SQLITE_OK) result = Statement(connection, kCommit).Run();
     // SQLite may have rolled back by itself already.
     if (result != SQLITE_OK) static_cast<void>(Statement(connection, kRollback).Run());
+    return result;
+}
+
+bool IsValue(const Statement& row, const Value& value)
+{
+    const auto* number = std::get_if<int>(&value);
+    if (row.Type(1) == SQLITE_TEXT) return number == nullptr && row.Text(1) == std::get<std::string>(value);
+    return number != nullptr && row.Type(1) == SQLITE_INTEGER && row.Number(1) == *number;
+}
+
+int PutDifferences(Connection& connection, const Values& values)
+{
+    std::vector<std::string> surplus;
+    Values different = values;
+    int result = Statement(connection, kListSettings).Run([&](const Statement& row) {
+        const auto found = different.find(row.Text(0));
+        if (found == different.end()) {
+            surplus.push_back(row.Text(0));
+        } else if (IsValue(row, found->second)) {
+            different.erase(found);
+        }
+    });
+    for (const std::string& key : surplus)
+        if (result == SQLITE_OK) result = PutAndAppend(connection, key.c_str(), nullptr);
+    for (const auto& [key, value] : different) {
+        const auto* text = std::get_if<std::string>(&value);
+        const srcwatch_host_value put = {text != nullptr ? text->c_str() : nullptr,
+                                         text != nullptr ? 0 : std::get<int>(value)};
+        if (result == SQLITE_OK) result = PutAndAppend(connection, key.c_str(), &put);
+    }
     return result;
 }
 
@@ -222,6 +240,38 @@ std::optional<Family> FamilyOf(const char* key)
 
 const std::string& DirectoryOf(Family family) { return DatabaseOf(family).files.Directory(); }
 
+Connection& ReaderOf(Family family) { return DatabaseOf(family).reader; }
+Connection& WriterOf(Family family) { return DatabaseOf(family).writer; }
+const DatabaseFiles& FilesOf(Family family) { return DatabaseOf(family).files; }
+
+int ErrorOf(int result)
+{
+    switch (result & 0xff) {
+        case SQLITE_OK:
+            return 0;
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+        case SQLITE_PROTOCOL:
+            return -EBUSY;
+        case SQLITE_FULL:
+            return -ENOSPC;
+        case SQLITE_READONLY:
+            return -EROFS;
+        case SQLITE_NOMEM:
+            return -ENOMEM;
+        case SQLITE_TOOBIG:
+            return -E2BIG;
+        case kNewerSchema:
+            return -ENOTSUP;
+        case SQLITE_CORRUPT:
+            return -EUCLEAN;
+        case SQLITE_NOTADB:
+            return -EINVAL;
+        default:
+            return -EIO;
+    }
+}
+
 int ReadNumber(const char* key, int* number)
 {
     return ReadSetting(key, [number](const Statement& row) { return DecodeNumber(row, 0, number); });
@@ -239,12 +289,23 @@ int WriteValue(const char* key, const srcwatch_host_value* value)
             LogHost(DLOG_ERROR, "cannot write %.100s: it is larger than %zu bytes", key, kLargest);
         return -E2BIG;
     }
-    const int result = database.writer.Write(
-        "write", [key, value](Connection& connection) { return Transact(connection, key, value); });
+    const int result = database.writer.Write("write", [key, value](Connection& connection) {
+        return Transact(connection, [&] { return PutAndAppend(connection, key, value); });
+    });
     if (result == SQLITE_OK) {
         database.hasRefused = false;
         database.files.WakeWatchers();
     }
+    return ErrorOf(result);
+}
+
+int WriteAll(Family family, const Values& values)
+{
+    Database& database = DatabaseOf(family);
+    const int result = database.writer.Write("restore", [&values](Connection& connection) {
+        return Transact(connection, [&] { return PutDifferences(connection, values); });
+    });
+    if (result == SQLITE_OK) database.files.WakeWatchers();
     return ErrorOf(result);
 }
 

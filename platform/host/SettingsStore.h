@@ -6,6 +6,7 @@
 #ifndef SRCWATCH_HOST_SETTINGSSTORE_H
 #define SRCWATCH_HOST_SETTINGSSTORE_H
 
+#include "Salvage.h"
 #include "srcwatch-host.h"
 
 #include <cstdint>
@@ -26,10 +27,24 @@ std::optional<Family> FamilyOf(const char* key);
 
 const std::string& DirectoryOf(Family family);
 
+class Connection;
+class DatabaseFiles;
+
+/// The connections of this process to a database.
+Connection& ReaderOf(Family family);
+Connection& WriterOf(Family family);
+const DatabaseFiles& FilesOf(Family family);
+
+/// Returns the negative errno value for an SQLite result, 0 for SQLITE_OK.
+int ErrorOf(int result);
+
 int ReadNumber(const char* key, int* number);
 
 /// Stores a value; null removes the setting.
 int WriteValue(const char* key, const srcwatch_host_value* value);
+
+/// Makes these the settings of a family, in one transaction, with a change for each that differs.
+int WriteAll(Family family, const Values& values);
 
 /// A setting, or a change of one.
 struct Setting {

@@ -39,10 +39,11 @@ struct Watch {
     unsigned id;
     std::optional<std::string> key;  // none: all settings
     srcwatch_host_setting_cb callback;
+    void (*onReplaced)(void* userData);  // null, or the callback is
     void* userData;
     Position since[kFamilyCount];
 
-    bool Wants(const char* changedKey) const { return !key || *key == changedKey; }
+    bool Wants(const char* changedKey) const { return callback != nullptr && (!key || *key == changedKey); }
     bool IsNew(Family family, std::int64_t store, std::int64_t change) const
     {
         return since[family].store != store || change > since[family].change;
@@ -78,6 +79,8 @@ private:
     bool CheckFamily(Family family);
     bool IsWanted(const char* key) const;
     void Report(Family family, const Change& change);
+    template <typename Wants, typename Call>
+    void CallEach(Wants wants, Call call);
     const Watch* Find(unsigned id) const;
 
     const int m_inotify;
@@ -176,18 +179,26 @@ void Hub::DiscardEvents() const
 }
 
 // Callbacks may add and remove watches, so each watch is looked up again before its call.
+template <typename Wants, typename Call>
+void Hub::CallEach(Wants wants, Call call)
+{
+    std::vector<unsigned> ids;
+    for (const Watch& watch : m_watches)
+        if (wants(watch)) ids.push_back(watch.id);
+    for (const unsigned id : ids) {
+        const Watch* watch = Find(id);
+        if (watch != nullptr) call(*watch);
+    }
+}
+
 void Hub::Report(Family family, const Change& change)
 {
     const std::int64_t store = m_followed[family].reported.store;
-    std::vector<unsigned> ids;
-    for (const Watch& watch : m_watches) {
-        if (watch.Wants(change.setting.key.c_str()) && watch.IsNew(family, store, change.number))
-            ids.push_back(watch.id);
-    }
-    for (const unsigned id : ids) {
-        const Watch* watch = Find(id);
-        if (watch != nullptr) change.setting.PassTo(watch->callback, watch->userData);
-    }
+    CallEach(
+        [&](const Watch& watch) {
+            return watch.Wants(change.setting.key.c_str()) && watch.IsNew(family, store, change.number);
+        },
+        [&change](const Watch& watch) { change.setting.PassTo(watch.callback, watch.userData); });
 }
 
 // Returns false if it is to be tried again soon.
@@ -198,11 +209,16 @@ bool Hub::CheckFamily(Family family)
     std::vector<Change> changes;
     std::int64_t missed = 0;
     const auto isWanted = [this](const char* key) { return IsWanted(key); };
+    const std::int64_t store = m_followed[family].reported.store;
     if (ReadChanges(family, &m_followed[family].reported, isWanted, &changes, &missed) != 0) return false;
 
     if (missed > 0) {
         LogHost(DLOG_WARN, "missed %lld changes of settings in %s: they came too fast", static_cast<long long>(missed),
                 DirectoryOf(family).c_str());
+    }
+    if (m_followed[family].reported.store != store) {
+        CallEach([](const Watch& watch) { return watch.onReplaced != nullptr; },
+                 [](const Watch& watch) { watch.onReplaced(watch.userData); });
     }
     for (const Change& change : changes) Report(family, change);
     return true;
@@ -316,17 +332,17 @@ void RemoveWatch(unsigned id)
     DestroyIfEmpty(source);
 }
 
-unsigned AddWatch(const char* key, srcwatch_host_setting_cb callback, void* userData)
+unsigned AddWatch(const char* key, srcwatch_host_setting_cb callback, void (*onReplaced)(void*), void* userData)
 {
     TakePartInForks();
-    if (callback == nullptr || (key != nullptr && !FamilyOf(key))) {
+    if ((callback == nullptr && onReplaced == nullptr) || (key != nullptr && !FamilyOf(key))) {
         LogHost(DLOG_ERROR, "cannot watch a setting: no callback, or a key that begins neither with db/ nor memory/");
         return 0;
     }
     const Context context(g_main_context_ref_thread_default());
     HubSource* source = HubOf(context.get());
     const unsigned id = Register(source);
-    Watch watch = {id, std::nullopt, callback, userData, {}};
+    Watch watch = {id, std::nullopt, callback, onReplaced, userData, {}};
     if (key != nullptr) watch.key = key;
     const int error = source->hub->Add(std::move(watch));
     if (error == 0) return id;
@@ -357,7 +373,12 @@ void SettingsWatchAfterFork(bool isChild)
 SRCWATCH_HOST_API unsigned srcwatch_host_watch_setting(const char* key, srcwatch_host_setting_cb callback,
                                                        void* user_data)
 {
-    return host::Guarded(0U, [=] { return host::AddWatch(key, callback, user_data); });
+    return host::Guarded(0U, [=] { return host::AddWatch(key, callback, nullptr, user_data); });
+}
+
+SRCWATCH_HOST_API unsigned srcwatch_host_watch_replacement(void (*callback)(void* user_data), void* user_data)
+{
+    return host::Guarded(0U, [=] { return host::AddWatch(nullptr, nullptr, callback, user_data); });
 }
 
 SRCWATCH_HOST_API void srcwatch_host_unwatch_setting(unsigned id)

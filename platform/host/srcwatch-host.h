@@ -13,7 +13,7 @@
  *
  * A setting is read and written in microseconds (a durable write: as long as the disk takes), or fails after about one
  * second in which other processes kept its database locked. A damaged database is moved aside (its name gets
- * ".damaged-" and the time), and a new one is created.
+ * ".damaged-" and the time), and a new one is made of what is readable in it, and in the last good copy.
  */
 #ifndef SRCWATCH_HOST_H
 #define SRCWATCH_HOST_H
@@ -56,6 +56,16 @@ typedef void (*srcwatch_host_setting_cb)(const char* key, const srcwatch_host_va
 unsigned srcwatch_host_watch_setting(const char* key, srcwatch_host_setting_cb callback, void* user_data);
 
 /**
+ * Calls back when the settings, durable or volatile, are another database than before: a damaged one was recovered, or
+ * it was deleted or replaced while in use. Settings may be missing then, or older.
+ *
+ * @param callback   As of srcwatch_host_watch_setting(); called before the changes in the new database are reported.
+ * @param user_data  Passed on; not owned.
+ * @return Id of the watch, or 0 on failure.
+ */
+unsigned srcwatch_host_watch_replacement(void (*callback)(void* user_data), void* user_data);
+
+/**
  * Ends a watch, in the thread whose main context it runs in; its callback is not called any more. Watches also end with
  * their main context. Unknown ids are ignored.
  */
@@ -66,6 +76,37 @@ int srcwatch_host_list_settings(srcwatch_host_setting_cb callback, void* user_da
 
 /** Removes a setting; reading it fails from then on. @return 0 (also if it is absent) or a negative value. */
 int srcwatch_host_unset(const char* key);
+
+/**
+ * Checks the settings, without a change to them. (Damage that keeps them from being read at all is recovered all the
+ * same, as by any other call.)
+ *
+ * @return 0 if they are sound, -EUCLEAN if they are damaged, or another negative value if that is not known.
+ */
+int srcwatch_host_check_settings(void);
+
+/** Checks the settings, and recovers them if they are damaged. @return 0 if they are sound now, or a negative value. */
+int srcwatch_host_repair_settings(void);
+
+/**
+ * Copies the durable settings, as they are at one moment, to a file of their own, which takes the place of the file
+ * that is there when it is complete. A damaged store is recovered first.
+ *
+ * @return 0 or a negative errno value.
+ */
+int srcwatch_host_back_up_settings(const char* path);
+
+/**
+ * Makes the durable settings those of a backup, in one step: others are removed. Watches report each difference. Not to
+ * be done while the detection service runs, which writes what it knows.
+ *
+ * @return 0 or a negative errno value, with the settings unchanged: -EUCLEAN if the backup is damaged, -ENOTSUP if it
+ * is of a later version of this software, -EINVAL if it is no backup of settings.
+ */
+int srcwatch_host_restore_settings(const char* path);
+
+/** Returns where the last good copy of the durable settings belongs, which a recovery uses. Owned by the platform. */
+const char* srcwatch_host_copy_path(void);
 
 /** Sets whether a cable is connected to an external source of the simulated TV service. @return 0 or negative. */
 int srcwatch_host_set_connected(int source_id, bool connected);

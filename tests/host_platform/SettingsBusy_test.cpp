@@ -33,6 +33,7 @@ TEST_F(BusySettings, FailAWriteAfterASecondOfALockedDatabase)
     }));
     ASSERT_EQ(LogLines("").size(), 1u) << Log();
     EXPECT_NE(Log().find("cannot write settings in " + DurableDatabase() + ": database is locked"), std::string::npos);
+    EXPECT_NE(Log().find(": process " + std::to_string(getpid()) + " (host.Settings"), std::string::npos) << Log();
 
     ASSERT_TRUE(intruder.Run("ROLLBACK"));
     EXPECT_TRUE(InProcess([] { EXPECT_EQ(vconf_set_int("db/x", 3), 0); }));

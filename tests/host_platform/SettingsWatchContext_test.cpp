@@ -57,6 +57,33 @@ TEST_P(SettingsWatchReplacement, IsFollowedByTheWatch)
     }));
 }
 
+TEST_P(SettingsWatchReplacement, IsReportedOnceBeforeTheChanges)
+{
+    EXPECT_TRUE(InProcess([this] {
+        vconf_set_int("memory/x", 1);
+        const Listener listener("memory/x");
+        std::vector<std::size_t> heardBefore;
+        std::pair<const Listener*, std::vector<std::size_t>*> both = {&listener, &heardBefore};
+        const unsigned id = srcwatch_host_watch_replacement(
+            [](void* data) {
+                const auto& [heard, counts] = *static_cast<decltype(both)*>(data);
+                counts->push_back(heard->All().size());
+            },
+            &both);
+        EXPECT_NE(id, 0U);
+        vconf_set_int("memory/x", 2);
+        EXPECT_EQ(HeardBy(listener, 1), Heard{"memory/x=2"});
+        EXPECT_TRUE(heardBefore.empty());
+
+        Replace();
+        InAnotherProcess([] { vconf_set_int("memory/x", 3); });
+
+        EXPECT_EQ(HeardBy(listener, 2), (Heard{"memory/x=2", "memory/x=3"}));
+        EXPECT_EQ(heardBefore, std::vector<std::size_t>{1});
+        srcwatch_host_unwatch_setting(id);
+    }));
+}
+
 TEST_F(SettingsWatchContext, LeavesItToWritersToCreateADirectory)
 {
     EXPECT_TRUE(InProcess([this] {
