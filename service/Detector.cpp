@@ -65,9 +65,11 @@ void Detector::LoadProfiles(const std::vector<std::string>& paths)
 
 bool Detector::LoadStatistics()
 {
-    std::string text;  // empty if there are none
-    if (ReadText(kStatisticsKey, text) == ReadResult::kFailed) return false;
-    m_statistics = std::move(text);
+    std::string text;
+    const ReadResult result = ReadText(kStatisticsKey, text);
+    if (result == ReadResult::kFailed) return false;
+    if (result == ReadResult::kRead) m_statistics = std::move(text);  // absent after the store was deleted
+    m_settings.Keep(kSavingStatistics, [this] { return TrySaveStatistics(); });
     return true;
 }
 
@@ -86,7 +88,12 @@ Statistics Detector::CurrentStatistics()
 void Detector::SaveStatistics(const Statistics& statistics)
 {
     m_statistics = statistics.Text();
-    m_settings.Attain(kSavingStatistics, [this] { return vconf_set_str(kStatisticsKey, m_statistics.c_str()) == 0; });
+    m_settings.Write(kSavingStatistics, [this] { return TrySaveStatistics(); });
+}
+
+bool Detector::TrySaveStatistics() const
+{
+    return m_statistics.empty() || vconf_set_str(kStatisticsKey, m_statistics.c_str()) == 0;
 }
 
 std::string Detector::Start(const std::string& inputs)
@@ -143,7 +150,7 @@ void Detector::OnUnplugged(int port)
 void Detector::SetConnected(int port, bool connected)
 {
     if (port == OPTICAL_PORT) return;  // which the TV service does not watch
-    m_settings.Attain("setting the cable of " + InputName(port), [port, connected] {
+    m_settings.Write("setting the cable of " + InputName(port), [port, connected] {
         return srcwatch_host_set_connected(qdinfo::HDMI_SOURCE_IDS[port], connected) == 0;
     });
 }

@@ -58,6 +58,7 @@ private:
     void SetConnected(int port, bool connected);
     Statistics CurrentStatistics();
     void SaveStatistics(const Statistics& statistics);
+    bool TrySaveStatistics() const;
     bool IsOccupied(int port, const Classification& device) const;
 
     const PortSet m_ports;

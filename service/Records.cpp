@@ -123,6 +123,7 @@ std::string Records::TryLoad()
         m_records[OPTICAL_PORT] = RecordOf((*optical->root)["activity"]);
         WriteTable(*m_table, OPTICAL_PORT, m_records[OPTICAL_PORT]);
     }
+    for (const int port : {0, OPTICAL_PORT}) m_settings.Keep(SavingOf(port), [this, port] { return TrySave(port); });
     if (hdmi->isUnreadable) Save(0);
     if (optical->isUnreadable) Save(OPTICAL_PORT);
     return "";
@@ -176,7 +177,7 @@ void Records::CallWhenSaved(int port, std::function<void()> callback)
 
 void Records::Save(int port)
 {
-    m_settings.Attain(SavingOf(port), [this, port] { return TrySave(port); });
+    m_settings.Write(SavingOf(port), [this, port] { return TrySave(port); });
 }
 
 bool Records::TrySave(int port)

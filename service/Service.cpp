@@ -25,6 +25,16 @@ namespace {
 constexpr unsigned kNameDeadlineMilliseconds = 5000;
 constexpr int kMostHdmiInputs = 8;
 
+constexpr unsigned kCopyIntervalMilliseconds = 60U * 60 * 1000;
+
+// From which the platform takes what a damaged store has lost.
+void CopySettings()
+{
+    const char* const path = srcwatch_host_copy_path();
+    if (path == nullptr || srcwatch_host_back_up_settings(path) != 0)
+        SWLOG(DLOG_ERROR, "the settings cannot be copied; the last copy stays");
+}
+
 // There may be no supervisor.
 void Notify(const std::string& state) { static_cast<void>(sd_notify(0, state.c_str())); }
 
@@ -157,6 +167,7 @@ void Service::Begin()
     m_nameDeadline.Stop();
     // The watch comes first, so that nothing that the service before this one still writes is missed.
     if (!AttainNow([this] { return WatchSettings(); })) return End("the settings store cannot be watched");
+    static_cast<void>(srcwatch_host_repair_settings());  // what it cannot do now, it does when damage is met
     std::string failure = m_records.Load();
     if (!failure.empty()) return End(failure);
     if (!AttainNow([this] { return m_detector.LoadStatistics(); })) return End("the stored statistics cannot be read");
@@ -168,6 +179,15 @@ void Service::Begin()
     SWLOG(DLOG_INFO, "serving %d HDMI input(s) from %s", m_ports.hdmiCount, Printable(m_options.inputs).c_str());
     Notify("READY=1\nSTATUS=Serving " + std::to_string(m_ports.hdmiCount) + " HDMI input(s)");
     FeedWatchdog();
+    KeepCopies();
+}
+
+void Service::KeepCopies()
+{
+    m_nextCopy.Start(kCopyIntervalMilliseconds, [this] {
+        CopySettings();
+        KeepCopies();
+    });
 }
 
 // From the main loop, so that a hang starves the watchdog. Four times as often as the supervisor
@@ -202,8 +222,10 @@ bool Service::WatchSettings()
         if (value == nullptr || value->text != nullptr || value->number != 1)
             static_cast<Service*>(self)->ShowSupport(true);
     };
+    const auto onReplaced = [](void* self) { static_cast<Service*>(self)->m_settings.WriteAgain(); };
     UnwatchSettings();
-    m_watches = {srcwatch_host_watch_setting(VCONF_SCAN_PROGRESS.c_str(), onCommand, this),
+    m_watches = {srcwatch_host_watch_replacement(onReplaced, this),
+                 srcwatch_host_watch_setting(VCONF_SCAN_PROGRESS.c_str(), onCommand, this),
                  srcwatch_host_watch_setting(VCONF_SOURCE_ACTIVITY.c_str(), onRecords, this),
                  srcwatch_host_watch_setting(VCONF_TWC_FRAME_COUNT.c_str(), onTuned, this),
                  srcwatch_host_watch_setting(VCONF_HP_AUTO_DETECT_SUPPORT.c_str(), onSwitch, this),
@@ -233,6 +255,7 @@ void Service::ClearStates()
     ShowSupport(false);
     m_detector.ClearPending();
     if (!m_settings.Repeat() && m_failure.empty()) m_failure = "not everything could be saved";
+    if (m_begun) CopySettings();
 }
 
 // Without the bus, which ends a service, there is no other one for applications.

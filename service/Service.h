@@ -54,6 +54,7 @@ private:
     void UnwatchSettings();
     void ShowSupport(bool supported);
     void FeedWatchdog();
+    void KeepCopies();
     void End(const std::string& failure);
     void ClearStates();
     bool IsNameOwned() const;
@@ -72,6 +73,7 @@ private:
     std::string m_failure;
     Timer m_nameDeadline;
     Timer m_watchdog;
+    Timer m_nextCopy;
     std::vector<unsigned> m_watches;
     Handle<GDBusConnection, g_object_unref> m_bus;
     std::unique_ptr<qdinfo::CQDEventReciever> m_receiver;

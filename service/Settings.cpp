@@ -25,7 +25,22 @@ constexpr gint64 kDeadlineMicroseconds = gint64{5} * G_USEC_PER_SEC;
 
 void Settings::WriteNumber(const std::string& key, int value)
 {
-    Attain("writing " + key, [key, value] { return vconf_set_int(key.c_str(), value) == 0; });
+    Write("writing " + key, [key, value] { return vconf_set_int(key.c_str(), value) == 0; });
+}
+
+void Settings::Write(const std::string& name, Attempt attempt)
+{
+    Keep(name, attempt);
+    Attain(name, std::move(attempt));
+}
+
+void Settings::Keep(const std::string& name, Attempt attempt) { m_writes.insert_or_assign(name, std::move(attempt)); }
+
+void Settings::WriteAgain()
+{
+    SWLOG(DLOG_WARN, "the settings have been recovered, replaced or deleted; what this service knows is written again");
+    const std::map<std::string, Attempt> writes = m_writes;  // a write may add others
+    for (const auto& [name, attempt] : writes) Attain(name, attempt);
 }
 
 void Settings::Attain(const std::string& name, Attempt attempt)

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Access to the settings store that survives its failures: what cannot be read is not taken for absent, and what cannot
-// be written is written later. Stored texts that cannot be used are kept aside.
+// be written is written later, and again if the store has been replaced. Stored texts that cannot be used are kept
+// aside.
 #ifndef SRCWATCH_SERVICE_SETTINGS_H
 #define SRCWATCH_SERVICE_SETTINGS_H
 
@@ -22,6 +23,13 @@ public:
 
     void WriteNumber(const std::string& key, int value);
 
+    /// Attains a write, now and whenever the store has been replaced.
+    void Write(const std::string& name, Attempt attempt);
+    /// The same for what is stored already.
+    void Keep(const std::string& name, Attempt attempt);
+    /// Does all writes again, each name's last one. To be called when the store has been replaced.
+    void WriteAgain();
+
     /// Runs an attempt. If it fails, it is repeated until it succeeds, or until another one of the same name takes its
     /// place. The log shows the name, which says what is attempted: "writing KEY".
     void Attain(const std::string& name, Attempt attempt);
@@ -36,6 +44,7 @@ public:
 private:
     void RepeatLater();
 
+    std::map<std::string, Attempt> m_writes;
     std::map<std::string, Attempt> m_pending;
     unsigned m_pause = 0;  // milliseconds
     Timer m_timer;

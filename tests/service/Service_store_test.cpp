@@ -7,6 +7,8 @@
 #include "srcwatch-protocol.h"
 
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 
@@ -98,6 +100,7 @@ TEST_F(ServiceStore, GetsLaterWhatItCannotTakeNow)
     Plug("hdmi1", "tivaro-one");
     auto readOnly = std::make_unique<ReadOnly>();
     PlugWhileNothingCanBeSaved();
+    EXPECT_GT(LogLinesWith("database is locked: process " + std::to_string(getpid())), 0);
     EXPECT_EQ(CountOf(kDetected), 1U);
     EXPECT_EQ(Call(SRCWATCH_REQUEST_STATUS, 0)["unsaved"].asInt(), 2);
 
@@ -135,6 +138,62 @@ TEST_F(ServiceStore, IsReportedIfItFailsUntilTheEnd)
 
     EXPECT_EQ(m_service->Wait(), 1);
     EXPECT_NE(m_service->Errors().find("not everything could be saved"), std::string::npos);
+}
+
+struct Loss {
+    const char* name;
+    void (*inflict)();
+};
+
+const Loss kLosses[] = {
+    {"OfTheDirectory", [] { std::filesystem::remove_all(srcwatch_host_state_dir()); }},
+    {"OfTheDatabase", [] { std::filesystem::remove(DurableDatabase()); }},
+    {"OfTheWholeContent",
+     [] {
+         for (const char* suffix : {"", "-wal"}) {
+             std::ofstream file(DurableDatabase() + suffix);
+             file << std::string(100000, 'x');
+         }
+     }},
+    {"OfTheVolatileDatabase", [] { std::filesystem::remove(std::string(srcwatch_host_run_dir()) + "/volatile.db"); }},
+};
+
+class LossOfTheStore : public ServiceStore, public testing::WithParamInterface<Loss> {};
+
+INSTANTIATE_TEST_SUITE_P(Case, LossOfTheStore, testing::ValuesIn(kLosses),
+                         [](const auto& loss) { return loss.param.name; });
+
+// Also what the service has only read so far.
+TEST_P(LossOfTheStore, IsMadeGoodByTheService)
+{
+    vconf_set_str(kActivity.c_str(), R"({"activity":[{},{},{"DenyCount":3}]})");
+    vconf_set_str(kStatistics.c_str(), R"({"Auto":[{"port":3,"pri":1,"t":7}]})");
+    StartService();
+    Plug("hdmi1", "tivaro-one");
+    const Json::Value record = StoredRecord(0);
+    const std::string statistics = TextSetting(kStatistics).value_or("");
+
+    GetParam().inflict();
+
+    EXPECT_TRUE(RunUntil([&] { return StoredRecord(0) == record; })) << m_service->Errors();
+    EXPECT_EQ(StoredRecord(2)["DenyCount"].asInt(), 3);
+    EXPECT_TRUE(RunUntil([&] { return TextSetting(kStatistics) == statistics; }));
+    EXPECT_TRUE(RunUntil([] { return srcwatch_is_MVPD_enable(); }));
+    EXPECT_TRUE(RunUntil([] { return !srcwatch_is_no_device(); }));
+}
+
+TEST_F(ServiceStore, IsCopiedAtTheEnd)
+{
+    StartService();
+    Plug("hdmi1", "tivaro-one");
+    const Json::Value record = StoredRecord(0);
+
+    m_service->Signal(SIGTERM);
+    EXPECT_EQ(m_service->Wait(), 0);
+
+    std::filesystem::remove(DurableDatabase());
+    ASSERT_EQ(srcwatch_host_restore_settings(srcwatch_host_copy_path()), 0);
+    EXPECT_EQ(StoredRecord(0), record);
 }
 
 }  // namespace
