@@ -11,15 +11,16 @@
 
 namespace ctl {
 
-void AddPortCommands(CLI::App& app, Output& output);      // list, show, get, forget
-void AddExplainCommand(CLI::App& app, Output& output);    // explain
-void AddEventCommands(CLI::App& app, Output& output);     // monitor, wait, call
-void AddScanCommands(CLI::App& app, Output& output);      // scan, optical
-void AddStateCommands(CLI::App& app, Output& output);     // features, twc, stats
-void AddSettingsCommands(CLI::App& app, Output& output);  // settings
-void AddInputCommands(CLI::App& app, Output& output);     // plug, unplug
-void AddValidateCommand(CLI::App& app, Output& output);   // validate
-void AddDoctorCommand(CLI::App& app, Output& output);     // doctor
+void AddPortCommands(CLI::App& app, Output& output);       // list, show, get, forget
+void AddExplainCommand(CLI::App& app, Output& output);     // explain
+void AddEventCommands(CLI::App& app, Output& output);      // monitor, wait, call
+void AddScanCommands(CLI::App& app, Output& output);       // scan, optical
+void AddStateCommands(CLI::App& app, Output& output);      // features, twc, stats
+void AddSettingsCommands(CLI::App& app, Output& output);   // settings
+void AddCareCommands(CLI::App& settings, Output& output);  // settings check, repair, backup, restore
+void AddInputCommands(CLI::App& app, Output& output);      // plug, unplug
+void AddValidateCommand(CLI::App& app, Output& output);    // validate
+void AddDoctorCommand(CLI::App& app, Output& output);      // doctor
 
 }  // namespace ctl
 

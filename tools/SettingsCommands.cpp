@@ -205,6 +205,7 @@ void AddSettingsCommands(CLI::App& app, Output& output)
 
     AddSet(settings, output);
     AddWatch(settings, output);
+    AddCareCommands(*settings, output);
 }
 
 }  // namespace ctl

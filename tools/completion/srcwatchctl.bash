@@ -65,7 +65,7 @@ _srcwatchctl_arguments() {
         scan:0) echo "start stop resume status run" ;;
         optical:0) echo "start stop show" ;;
         twc:0) echo "status start end tuned" ;;
-        settings:0) echo "list get set watch" ;;
+        settings:0) echo "list get set watch check repair backup restore" ;;
         :0)
             echo "list show get explain monitor wait scan optical features twc stats forget call settings plug unplug" \
                 "validate doctor"
@@ -97,7 +97,7 @@ _srcwatchctl() {
     _srcwatchctl_value "$previous" "$current" && return
     if [[ $current == -* ]]; then
         _srcwatchctl_words "$(_srcwatchctl_options "$command")" "$current"
-    elif [[ $command == validate ]]; then
+    elif [[ $command == validate || $command == "settings backup" || $command == "settings restore" ]]; then
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
     else
         _srcwatchctl_words "$(_srcwatchctl_arguments "$command" "$arguments")" "$current"

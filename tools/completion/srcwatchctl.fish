@@ -36,7 +36,7 @@ complete -c srcwatchctl -n __srcwatchctl_at -a "forget call settings plug unplug
 complete -c srcwatchctl -n "__srcwatchctl_at scan" -a "start stop resume status run"
 complete -c srcwatchctl -n "__srcwatchctl_at optical" -a "start stop show"
 complete -c srcwatchctl -n "__srcwatchctl_at twc" -a "status start end tuned"
-complete -c srcwatchctl -n "__srcwatchctl_at settings" -a "list get set watch"
+complete -c srcwatchctl -n "__srcwatchctl_at settings" -a "list get set watch check repair backup restore"
 
 for command in show get explain forget plug unplug "twc start" "twc end" "call record" "call forget" "call deny"
     complete -c srcwatchctl -n "__srcwatchctl_at $command" -a "(__srcwatchctl_ports)"
@@ -48,6 +48,7 @@ complete -c srcwatchctl -n "__srcwatchctl_in get; and not __srcwatchctl_at get" 
 complete -c srcwatchctl -n "__srcwatchctl_at call" -a "status profiles record forget deny"
 complete -c srcwatchctl -n "__srcwatchctl_in plug; and not __srcwatchctl_at plug" -a "(__fish_complete_directories)"
 complete -c srcwatchctl -n "__srcwatchctl_at validate" -F
+complete -c srcwatchctl -n "__srcwatchctl_at settings backup; or __srcwatchctl_at settings restore" -F
 
 complete -c srcwatchctl -n "__srcwatchctl_in wait" -l port -x -a "(__srcwatchctl_ports)" -d Port
 complete -c srcwatchctl -n "__srcwatchctl_in wait" -l device-type -x -d "Type of device" \
