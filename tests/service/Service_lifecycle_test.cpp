@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Start, restart, take-over and end, and what the log must not show.
+#include "NotifySocket.h"
 #include "QDInfoNames.h"
 #include "ServiceTest.h"
 
@@ -9,9 +10,6 @@
 
 #include <gtest/gtest.h>
 #include <json/json.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 #include <vconf.h>
 
 namespace srcwatch_test {
@@ -85,47 +83,6 @@ TEST_F(Service, EndsCleanlyOnSigtermAndSigint)
         EXPECT_EQ(m_service->Errors(), "");
     }
 }
-
-// What systemd hears of a service.
-class NotifySocket {
-public:
-    NotifySocket() : m_socket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
-    {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        Path().copy(address.sun_path, sizeof address.sun_path - 1);
-        EXPECT_EQ(bind(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    }
-    ~NotifySocket() { close(m_socket); }
-    NotifySocket(const NotifySocket&) = delete;
-    NotifySocket& operator=(const NotifySocket&) = delete;
-
-    std::string Path() const { return m_directory / "notify"; }
-
-    // Waits for a message.
-    bool Hears(const char* text)
-    {
-        return RunUntil([&] {
-            static_cast<void>(HearsNow());  // it may have been heard before
-            return m_heard.find(text) != std::string::npos;
-        });
-    }
-    // Returns true if another message has come.
-    bool HearsNow()
-    {
-        char message[256];
-        const ssize_t size = recv(m_socket, message, sizeof message, 0);
-        if (size > 0) m_heard += std::string(message, static_cast<std::size_t>(size)) + "\n";
-        return size > 0;
-    }
-    // All messages so far.
-    const std::string& Heard() const { return m_heard; }
-
-private:
-    TempDirectory m_directory;
-    int m_socket;
-    std::string m_heard;
-};
 
 TEST_F(Service, NotifiesSystemdOfItsStartAndItsEnd)
 {
