@@ -31,6 +31,24 @@ struct BusOwner {
 /// Returns the owner of the detection service's name, or nothing. Throws a Failure if the bus does not answer.
 std::optional<BusOwner> ServiceOwner(GDBusConnection* connection);
 
+/// What became of a question to the service.
+enum class ServiceAnswer {
+    kAnswered,
+    kDenied,  ///< by the bus's policy: this user may not call the service
+    kSilent,  ///< no answer in time
+    kGone     ///< the service left the bus
+};
+
+/// Asks the service for its status and waits for the answer, for at most this time.
+ServiceAnswer AskService(GDBusConnection* connection, int milliseconds);
+
+/// @name The same without waiting; the callback runs in the main loop
+/// @{
+void BeginAskService(GDBusConnection* connection, int milliseconds, GCancellable* cancellable,
+                     GAsyncReadyCallback callback, void* user_data);
+ServiceAnswer EndAskService(GDBusConnection* connection, GAsyncResult* result);
+/// @}
+
 /// Throws a Failure if no detection service is running.
 void RequireService(GDBusConnection* connection);
 

@@ -1,135 +1,85 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // doctor: checks that everything works together, and how to fix what does not.
-#include "Bus.h"
+#include "BusChecks.h"
 #include "Commands.h"
 #include "Failure.h"
-#include "Inspection.h"
-#include "Loop.h"
+#include "ProfileSource.h"
+#include "Profiles.h"
 #include "QDInfoCommon.h"
-#include "QDInfoEventManager.h"
-#include "Settings.h"
+#include "StoreChecks.h"
 #include "srcwatch-api.h"
 #include "srcwatch-host.h"
-#include "srcwatch-protocol.h"
 
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <memory>
+
+#include <glib.h>
+#include <sys/stat.h>
+#include <system_info.h>
 #include <unistd.h>
-#include <vconf.h>
 
 namespace ctl {
 
 namespace {
 
-struct Finding {
-    bool isGood;
-    std::string detail;
-    std::string remedy;  // empty if nothing is wrong
-};
-
-Finding Good(const std::string& detail) { return {true, detail, ""}; }
-Finding Bad(const std::string& detail, const std::string& remedy) { return {false, detail, remedy}; }
-
-std::string OrUnusable(const char* path) { return path != nullptr ? path : "(unusable)"; }
-
 // ---------------------------------------------------------------------------------------------------------------------
-// Settings
+// Configuration
 
-Finding CheckReadable()
-{
-    const std::string places = OrUnusable(srcwatch_host_state_dir()) + ", " + OrUnusable(srcwatch_host_run_dir());
-    int count = 0;
-    const auto add = [](const char*, const srcwatch_host_value*, void* counted) { ++*static_cast<int*>(counted); };
-    if (srcwatch_host_list_settings(add, &count) == 0) return Good(std::to_string(count) + " setting(s) in " + places);
-    return Bad("the settings in " + places + " cannot be read",
-               "let this user read and write the directories, or set SRCWATCH_STATE_DIR and SRCWATCH_RUN_DIR");
-}
+constexpr int kMostInputs = 8;
 
-// Writes a setting of this process's own, which is removed again in any case.
-Finding CheckWritable()
+// Why the file has no number of inputs, and the end of a remedy.
+Finding NoInputs(const std::string& path)
 {
-    const std::string key = "memory/srcwatchctl/doctor-" + std::to_string(getpid());
-    const bool written = vconf_set_int(key.c_str(), getpid()) == 0;
-    const bool read = ReadNumber(key) == getpid();
-    const bool removed = srcwatch_host_unset(key.c_str()) == 0;
-    if (written && read && removed) return Good("a setting was written, read and removed");
-    return Bad("a setting could not be written, read and removed",
-               "free space in " + OrUnusable(srcwatch_host_run_dir()) + " and let this user write there");
-}
-
-Finding CheckDocument(const std::string& key, srcwatch::StoredKind kind)
-{
-    const std::optional<std::string> text = ReadText(key);
-    if (!text) return Good("none stored yet");
-    const srcwatch::Inspection inspection = Inspect(srcwatch::JsonText(*text), kind);
-    if (inspection.IsClean()) return Good("valid");
-    const srcwatch::Finding* const unreadable = inspection.FirstUnreadable();
-    if (unreadable == nullptr) return Good("readable; not as the service writes it: " + inspection.findings[0].Text());
-    return Bad(unreadable->Text(),
-               "'srcwatchctl settings get " + key + "' shows it; the detection service replaces it when it starts");
+    const std::string entry = "put 'inputs=4', or what the TV has, into the group [hdmi] of " + path;
+    struct stat file = {};
+    if (stat(path.c_str(), &file) != 0) {
+        const std::string why = strerrordesc_np(errno);
+        return Bad("the number of HDMI inputs is not known: " + path + ": " + why,
+                   errno == ENOENT ? entry : "let the user " + ThisUser().name + " read " + path);
+    }
+    if (!S_ISREG(file.st_mode)) return Bad(path + " is not a file", "move it away, and " + entry);
+    if (access(path.c_str(), R_OK) != 0) {
+        const std::string user = ThisUser().name;
+        return Bad("the user " + user + " may not read " + path, "let the user " + user + " read " + path);
+    }
+    const srcwatch::Handle<GKeyFile, g_key_file_unref> keys(g_key_file_new());
+    GError* failure = nullptr;
+    if (g_key_file_load_from_file(keys.get(), path.c_str(), G_KEY_FILE_NONE, &failure) == FALSE ||
+        (g_key_file_get_integer(keys.get(), "hdmi", "inputs", &failure) == 0 && failure != nullptr)) {
+        const srcwatch::Handle<GError, g_error_free> error(failure);
+        return Bad("the number of HDMI inputs is not known: " + path + ": " + error->message, entry);
+    }
+    return Bad("the number of HDMI inputs is not known", entry);
 }
 
 Finding CheckHdmiCount()
 {
-    const int count = get_hdmi_count();
-    if (count > 0) return Good(std::to_string(count) + " HDMI input(s)");
-    return Bad("the number of HDMI inputs is not known",
-               "put 'inputs=4' into the group [hdmi] of " + OrUnusable(srcwatch_host_conf_path()));
+    const char* conf = srcwatch_host_conf_path();
+    const std::string path = conf != nullptr ? conf : "";
+    int count = 0;
+    if (system_info_get_value_int(SYSTEM_INFO_KEY_NUM_OF_HDMI, &count) != 0) return NoInputs(path);
+    if (count >= 1 && count <= kMostInputs) return Good(std::to_string(count) + " HDMI input(s)");
+    return Bad(std::to_string(count) + " HDMI inputs cannot be: 1 to " + std::to_string(kMostInputs),
+               "put 'inputs=4', or what the TV has, into the group [hdmi] of " + path);
 }
 
-// ---------------------------------------------------------------------------------------------------------------------
-// Bus
-
-Finding CheckBus()
+Finding CheckProfiles(const std::vector<std::string>& paths)
 {
-    const Connection connection = ConnectBus();
-    return Good(std::string("connected as ") + g_dbus_connection_get_unique_name(connection.get()));
-}
-
-std::string Describe(const BusOwner& owner)
-{
-    return owner.uniqueName + (owner.pid ? ", process " + std::to_string(*owner.pid) : "") +
-           (owner.uid ? ", user " + std::to_string(*owner.uid) : "");
-}
-
-Finding CheckName()
-{
-    const std::optional<BusOwner> owner = ServiceOwner(ConnectBus().get());
-    if (owner) return Good(SRCWATCH_BUS_NAME " is owned by " + Describe(*owner));
-    return Bad(SRCWATCH_BUS_NAME " has no owner on the bus", "start srcwatch-service");
-}
-
-// Sends an event that no other program sends, and waits until it comes back.
-class Probe {
-public:
-    bool Run()
-    {
-        qdinfo::CQDEventReciever receiver("", false);
-        receiver.RegisterEventCallback(kType, OnEvent, this);
-        qdinfo::CQDEventSender sender("");
-        sender.SendEvent(kType, getpid(), m_token, 0);
-        return m_loop.Run(kSeconds) == Loop::End::kDone;
+    srcwatch::Profiles profiles;
+    for (const std::string& path : paths) profiles.Load(path);
+    if (profiles.Errors().empty()) return Good(std::to_string(profiles.Count()) + " profile(s) can be loaded");
+    const srcwatch::ProfileError& error = profiles.Errors().front();
+    if (access(error.file.c_str(), F_OK) != 0) {
+        return Bad(error.Text(),
+                   "install the package srcwatch-service again, or give its profiles to the service and to "
+                   "doctor with --profiles");
     }
-
-private:
-    static constexpr int kType = 0x7d0c0001;
-    static constexpr double kSeconds = 3;
-
-    static void OnEvent(void* self, srcwatch_event_s* event)
-    {
-        auto& probe = *static_cast<Probe*>(self);
-        if (event->args[0] == getpid() && event->args[1] == probe.m_token) probe.m_loop.Quit();
-    }
-
-    const int m_token = g_random_int_range(1, G_MAXINT32);
-    Loop m_loop;
-};
-
-Finding CheckEvents()
-{
-    static_cast<void>(ConnectBus());  // throws without a bus
-    if (Probe().Run()) return Good("an event was sent and received");
-    return Bad("an event was sent and did not arrive",
-               "let the bus's policy allow signals of the interface " SRCWATCH_BUS_NAME);
+    return Bad(error.Text(),
+               "correct it: 'srcwatchctl validate --kind profiles " + ShellQuoted(error.file) + "' shows all faults");
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -137,37 +87,51 @@ Finding CheckEvents()
 
 struct Check {
     const char* name;
-    Finding (*run)();
-};
-constexpr Check kChecks[] = {
-    {"hdmi-count", CheckHdmiCount},
-    {"settings-readable", CheckReadable},
-    {"settings-writable", CheckWritable},
-    {"activity-document", [] { return CheckDocument(VCONF_SOURCE_ACTIVITY, srcwatch::StoredKind::kActivity); }},
-    {"optical-document", [] { return CheckDocument(VCONF_OPTICAL_SOURCE_ACTIVITY, srcwatch::StoredKind::kOptical); }},
-    {"statistics-document", [] { return CheckDocument(VCONF_SPD_AKSV_1, srcwatch::StoredKind::kStatistics); }},
-    {"bus", CheckBus},
-    {"service", CheckName},
-    {"events", CheckEvents},
+    std::function<Finding()> run;
 };
 
-// Only the bus makes a check throw.
-Finding Run(const Check& check)
+// Causes come before what they cause.
+std::vector<Check> AllChecks(const std::vector<std::string>& profiles, const BusView& bus)
 {
-    try {
-        return check.run();
-    } catch (const Failure& failure) {
-        return Bad(failure.what(), "start a system bus, or set DBUS_SYSTEM_BUS_ADDRESS to the address of one");
-    }
+    return {
+        {"hdmi-count", CheckHdmiCount},
+        {"profiles", [&] { return CheckProfiles(profiles); }},
+        {"sqlite", CheckSqlite},
+        {"state-directory", [] { return CheckDirectory(DurablePlace()); }},
+        {"run-directory", [] { return CheckDirectory(VolatilePlace()); }},
+        {"settings-readable", CheckReadable},
+        {"settings-writable", CheckWritable},
+        {"settings-owner", [&] { return CheckOwnership(ServiceUser(bus)); }},
+        {"settings-damaged", CheckPutAside},
+        {"activity-document", [] { return CheckDocument(VCONF_SOURCE_ACTIVITY, srcwatch::StoredKind::kActivity); }},
+        {"optical-document",
+         [] { return CheckDocument(VCONF_OPTICAL_SOURCE_ACTIVITY, srcwatch::StoredKind::kOptical); }},
+        {"statistics-document", [] { return CheckDocument(VCONF_SPD_AKSV_1, srcwatch::StoredKind::kStatistics); }},
+        {"bus", [&] { return CheckBus(bus); }},
+        {"bus-policy", [&] { return CheckPolicy(bus); }},
+        {"bus-group", [&] { return CheckGroup(bus); }},
+        {"service", [&] { return CheckName(bus); }},
+        {"service-answers", [&] { return CheckAnswer(bus); }},
+        {"events", [&] { return CheckEvents(bus); }},
+    };
 }
 
-void Examine(Output& output)
+// A service that does not answer is not asked.
+std::vector<std::string> ProfilesToCheck(const std::vector<std::string>& given, const BusView& bus)
+{
+    const bool mayAsk = !given.empty() || bus.answer == ServiceAnswer::kAnswered;
+    return (mayAsk ? FindProfiles(given) : InstalledProfiles()).paths;
+}
+
+void Examine(const std::vector<std::string>& given, Output& output)
 {
     Json::Value document(Json::arrayValue);
     Table table{{"CHECK", "STATE", "DETAIL", "REMEDY"}, {}};
     int failed = 0;
-    for (const Check& check : kChecks) {
-        const Finding finding = Run(check);
+    const BusView bus = LookAtBus();
+    const std::vector<std::string> profiles = ProfilesToCheck(given, bus);
+    for (const Check& check : AllChecks(profiles, bus)) {
+        const Finding finding = check.run();
         if (!finding.isGood) ++failed;
         Json::Value entry;
         entry["check"] = check.name;
@@ -186,8 +150,15 @@ void Examine(Output& output)
 
 void AddDoctorCommand(CLI::App& app, Output& output)
 {
-    app.add_subcommand("doctor", "Check that everything works together, and show how to fix what does not")
-        ->callback([&output] { Examine(output); });
+    CLI::App* const doctor =
+        app.add_subcommand("doctor", "Check that everything works together, and show how to fix what does not");
+    const auto profiles = std::make_shared<std::vector<std::string>>();
+    doctor
+        ->add_option("--profiles", *profiles,
+                     "Profiles to check instead of the running service's, a file or a directory")
+        ->type_name("PATH")
+        ->allow_extra_args(false);
+    doctor->callback([=, &output] { Examine(*profiles, output); });
 }
 
 }  // namespace ctl

@@ -10,6 +10,7 @@
 #include "Failure.h"
 #include "InputName.h"
 #include "Ports.h"
+#include "ProfileSource.h"
 #include "Profiles.h"
 #include "Rules.h"
 #include "Statistics.h"
@@ -77,39 +78,11 @@ void AddCecDevices(const srcwatch::Evidence& evidence, Json::Value& json, Table&
     }
 }
 
-// Where the profiles are from, and who says so.
-struct ProfileSource {
-    const char* from;
-    std::vector<std::string> paths;
-};
-
-// The paths of a running service. Without one, or without a bus, the installed profiles are the next best.
-std::optional<ProfileSource> AskService()
-try {
-    if (!ServiceOwner(ConnectBus().get())) return std::nullopt;
-    const Json::Value reply = ParseReply(CallService(SRCWATCH_REQUEST_PROFILES, {}, ""));
-    if (!reply.isObject() || !reply["paths"].isArray()) return std::nullopt;  // an older one
-    ProfileSource source{"service", {}};
-    for (const Json::Value& path : reply["paths"]) source.paths.push_back(CellText(path));
-    return source;
-} catch (const Failure&) {
-    return std::nullopt;
-}
-
 // A path that cannot be examined is not a directory that could be used.
 bool IsDirectory(const std::string& path)
 {
     std::error_code error;
     return std::filesystem::is_directory(path, error);
-}
-
-ProfileSource FindProfiles(const std::vector<std::string>& given)
-{
-    if (!given.empty()) return {"option", given};
-    if (auto source = AskService()) return *source;
-    ProfileSource installed{"installed", {SRCWATCH_PROFILES_FILE}};
-    if (IsDirectory(SRCWATCH_PROFILES_DIR)) installed.paths.insert(installed.paths.begin(), SRCWATCH_PROFILES_DIR);
-    return installed;
 }
 
 void AddProfile(const ProfileSource& source, const srcwatch::Profiles& profiles, const srcwatch::Profile* profile,

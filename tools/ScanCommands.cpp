@@ -191,12 +191,15 @@ public:
                                                  OnServiceGone, this, nullptr))
     {
         static_cast<void>(srcwatch_register_event_callback(OnEvent, this));  // cannot be refused
+        Ask();
     }
     ScanRun(const ScanRun&) = delete;
     ScanRun& operator=(const ScanRun&) = delete;
     ~ScanRun()
     {
         static_cast<void>(srcwatch_unregister_event_callback(OnEvent));  // was registered above
+        if (m_pause != 0) g_source_remove(m_pause);
+        g_cancellable_cancel(m_cancellable.get());
         g_bus_unwatch_name(m_watch);
     }
 
@@ -217,6 +220,41 @@ public:
     }
 
 private:
+    static constexpr int kSilenceMs = 10000;  // after which a service without a sign of life hangs
+    static constexpr unsigned kPauseMs = 1000;
+
+    // Asks the service again and again whether it is alive, one question at a time.
+    void Ask()
+    {
+        m_asked = g_get_monotonic_time();
+        BeginAskService(m_connection, kSilenceMs, m_cancellable.get(), OnAnswer, this);
+    }
+
+    static void OnAnswer(GObject* connection, GAsyncResult* result, void* self)
+    {
+        if (g_cancellable_is_cancelled(g_task_get_cancellable(G_TASK(result))) != FALSE) return;  // the run has ended
+        const ServiceAnswer answer = EndAskService(G_DBUS_CONNECTION(connection), result);
+        auto& run = *static_cast<ScanRun*>(self);
+        run.m_loop.Guard([&] { run.HandleAnswer(answer); });
+    }
+
+    // Events are signs of life, too.
+    void HandleAnswer(ServiceAnswer answer)
+    {
+        if (answer == ServiceAnswer::kSilent && m_heard < m_asked) {
+            throw Failure("the detection service does not answer in time", kTimedOut);
+        }
+        m_pause = g_timeout_add(kPauseMs, OnPaused, this);
+    }
+
+    static gboolean OnPaused(void* self)
+    {
+        auto& run = *static_cast<ScanRun*>(self);
+        run.m_pause = 0;
+        run.Ask();
+        return G_SOURCE_REMOVE;
+    }
+
     static void OnServiceGone(GDBusConnection* /*connection*/, const char* /*name*/, void* self)
     {
         static_cast<ScanRun*>(self)->m_loop.Guard([] { throw Failure("the detection service ended during the scan"); });
@@ -231,6 +269,7 @@ private:
     // The scan of the optical source has the same events, with its port.
     void Handle(const srcwatch_event_s& event)
     {
+        m_heard = g_get_monotonic_time();
         if (event.type == SRCWATCH_EVENT_SCAN_PROGRESS && event.args[1] != SRCWATCH_PORT_OPTICAL) {
             m_progress.Show(event.args[0], event.args[1]);
         }
@@ -244,6 +283,10 @@ private:
     GDBusConnection* const m_connection;
     Progress m_progress;
     const unsigned m_watch;
+    const srcwatch::Handle<GCancellable, g_object_unref> m_cancellable{g_cancellable_new()};
+    gint64 m_asked = 0;  // when, in microseconds
+    gint64 m_heard = 0;  // the last event
+    unsigned m_pause = 0;
     int m_result = SRCWATCH_SCAN_FAILED;
     Loop m_loop;
 };

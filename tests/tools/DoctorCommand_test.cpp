@@ -17,7 +17,7 @@ protected:
     // The finding of one check.
     Json::Value Finding(const std::string& check, int code)
     {
-        for (const Json::Value& finding : Document({"doctor"}, "doctor", code)) {
+        for (const Json::Value& finding : Document({"doctor", "--profiles", SRCWATCH_PROFILES_FILE}, "doctor", code)) {
             if (finding["check"] == check) return finding;
         }
         ADD_FAILURE() << "no check " << check;
@@ -30,9 +30,9 @@ TEST_F(DoctorCommand, PassesAllChecksIfEverythingWorks)
     const FakeService service;
     Set(kActivityKey, R"({"activity":[]})");
 
-    const Json::Value findings = Document({"doctor"}, "doctor");
+    const Json::Value findings = Document({"doctor", "--profiles", SRCWATCH_PROFILES_FILE}, "doctor");
 
-    EXPECT_EQ(findings.size(), 9U);
+    EXPECT_EQ(findings.size(), 18U);
     for (const Json::Value& finding : findings) EXPECT_EQ(finding["ok"], true) << finding;
 }
 
@@ -59,14 +59,14 @@ TEST_F(DoctorCommand, MissesAService)
 
     EXPECT_EQ(finding["ok"], false);
     EXPECT_THAT(finding["remedy"].asString(), HasSubstr("srcwatch-service"));
-    EXPECT_TRUE(Fails(Run({"doctor"}), 1, "1 check(s) failed"));
+    EXPECT_TRUE(Fails(Run({"doctor", "--profiles", SRCWATCH_PROFILES_FILE}), 1, "1 check(s) failed"));
 }
 
 TEST_F(DoctorCommand, MissesABus)
 {
     SetVariable("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + Path("no-bus"));
 
-    for (const char* const check : {"bus", "service", "events"}) {
+    for (const char* const check : {"bus", "service", "service-answers", "events"}) {
         const Json::Value finding = Finding(check, 1);
         EXPECT_EQ(finding["ok"], false) << check;
         EXPECT_THAT(finding["remedy"].asString(), HasSubstr("DBUS_SYSTEM_BUS_ADDRESS")) << check;

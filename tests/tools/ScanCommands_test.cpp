@@ -158,6 +158,35 @@ TEST_F(ScanCommands, RunTimesOut)
     EXPECT_EQ(Parse(outcome.out).size(), 0U);
 }
 
+// A service that is busy with the scan, and answers nothing meanwhile.
+TEST_F(ScanCommands, RunIsNotEndedWhileThereAreEvents)
+{
+    BusPeer service;
+    service.RequestName("org.nalto.tv.qdinfo");
+    const auto run = Start({"scan", "run"});
+    ASSERT_TRUE(WaitForCommand());
+
+    constexpr std::chrono::seconds kSilence(10);  // after which it would be ended
+    const auto isOver = [end = std::chrono::steady_clock::now() + kSilence + std::chrono::seconds(2)] {
+        return std::chrono::steady_clock::now() > end;
+    };
+    while (!isOver()) {
+        FakeService::Send(4098, {45, 1});
+        static_cast<void>(RunUntil(isOver, std::chrono::seconds(1)));
+    }
+    FakeService::Send(4099, {0, 3});
+
+    EXPECT_EQ(run->Wait().code, 0);
+}
+
+TEST_F(ScanCommands, RunEndsWhenTheServiceHangs)
+{
+    BusPeer service;
+    service.RequestName("org.nalto.tv.qdinfo");
+
+    EXPECT_TRUE(Fails(Run({"scan", "run"}), 3, "the detection service does not answer in time"));
+}
+
 TEST_F(ScanCommands, RunFailsWithoutAService)
 {
     EXPECT_TRUE(Fails(Run({"scan", "run"}), 1, "no detection service is running"));

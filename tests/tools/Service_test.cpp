@@ -30,6 +30,9 @@ protected:
         EXPECT_EQ(m_service->Wait().code, 0);
     }
 
+    void Pause() { m_service->Signal(SIGSTOP); }
+    void Continue() { m_service->Signal(SIGCONT); }
+
     void Plug(const std::string& port, const std::string& capture)
     {
         ASSERT_EQ(Run({"plug", port, capture}).code, 0);
@@ -51,7 +54,7 @@ TEST_F(BesideService, ReplacesDamagedDocumentsAtItsStart)
     const Words checks = {"activity-document", "optical-document", "statistics-document"};
     const auto findings = [&](int code) {
         Words states;
-        for (const Json::Value& finding : Document({"doctor"}, "doctor", code)) {
+        for (const Json::Value& finding : Document({"doctor", "--profiles", SRCWATCH_PROFILES_FILE}, "doctor", code)) {
             if (std::find(checks.begin(), checks.end(), finding["check"].asString()) == checks.end()) continue;
             states.push_back(finding["ok"].asBool() ? "ok" : finding["remedy"].asString());
         }
@@ -64,7 +67,7 @@ TEST_F(BesideService, ReplacesDamagedDocumentsAtItsStart)
 
     StartService();
 
-    EXPECT_TRUE(RunUntil([&] { return Run({"doctor"}).code == 0; }));
+    EXPECT_TRUE(RunUntil([&] { return Run({"doctor", "--profiles", SRCWATCH_PROFILES_FILE}).code == 0; }));
     EXPECT_EQ(findings(0), Words(3, "ok"));
     EXPECT_EQ(Run({"get", "0", "DenyCount"}).out, "4\n");
     EXPECT_EQ(Get(kStatisticsKey + std::string(".unreadable")), R"({"Auto":[7]})");
@@ -78,7 +81,7 @@ TEST_F(BesideService, LeavesReadableDocumentsAsTheyAre)
 
     StartService();
 
-    EXPECT_EQ(Run({"doctor"}).code, 0);
+    EXPECT_EQ(Run({"doctor", "--profiles", SRCWATCH_PROFILES_FILE}).code, 0);
     EXPECT_EQ(Get(kActivityKey), text);
 }
 
@@ -222,6 +225,23 @@ TEST_F(WithService, AnswersRequests)
     EXPECT_EQ(Document({"call", "status"}, "call")["reply"]["plugged"][0], 1);
     EXPECT_EQ(Document({"call", "record", "1"}, "call")["reply"]["record"]["MFName"], "TESSALY");
     EXPECT_TRUE(Fails(Run({"call", "record", "7"}), 1, "no such port: 7"));
+}
+
+TEST_F(WithService, IsNotWaitedForWhenItHangs)
+{
+    Pause();
+
+    for (const Words& command : {Words{"call", "status"}, Words{"forget", "0"}, Words{"scan", "run"}}) {
+        EXPECT_TRUE(Fails(Run(command), 3, "the detection service does not answer in time")) << command[0];
+    }
+    for (const Json::Value& finding : Document({"doctor"}, "doctor", 1)) {
+        if (finding["check"] != "service-answers") continue;
+        EXPECT_THAT(finding["detail"].asString(), HasSubstr("is stopped, and answers no call"));
+        EXPECT_THAT(finding["remedy"].asString(), HasSubstr("kill -CONT"));
+    }
+
+    Continue();
+    EXPECT_EQ(Run({"doctor"}).code, 0);
 }
 
 TEST_F(WithService, PassesAllChecksOfTheDoctor)

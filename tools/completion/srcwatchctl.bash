@@ -49,6 +49,7 @@ _srcwatchctl_options() {
         plug) echo "--inputs --captures" ;;
         unplug) echo "--inputs" ;;
         validate) echo "--kind" ;;
+        doctor) echo "--profiles" ;;
     esac
     echo "-o --output --log --help"
 }

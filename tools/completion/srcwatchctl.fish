@@ -68,5 +68,6 @@ complete -c srcwatchctl -n "__srcwatchctl_in call" -l text -x -d "Text of the re
 complete -c srcwatchctl -n "__srcwatchctl_in call" -l extra -x -d "What follows the request"
 complete -c srcwatchctl -n "__srcwatchctl_in settings set" -l int -d "Write a number"
 complete -c srcwatchctl -n "__srcwatchctl_in settings set" -l text -d "Write a text"
+complete -c srcwatchctl -n "__srcwatchctl_in doctor" -l profiles -r -F -d "Profiles to check"
 complete -c srcwatchctl -n "__srcwatchctl_in validate" -l kind -x -d "What it is meant to be" \
     -a "activity optical statistics profiles capture spd cec aksv"
