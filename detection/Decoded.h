@@ -18,7 +18,8 @@ using Bytes = std::vector<std::uint8_t>;
 template <typename T>
 struct Decoded {
     std::optional<T> value;
-    Remarks remarks;  ///< at least one if the bytes are refused
+    Remarks remarks;       ///< at least one if the bytes are refused
+    bool mayPass = false;  ///< they are refused because reading failed, which may succeed later
 };
 
 /// Returns the value, or null if the bytes are absent or refused.

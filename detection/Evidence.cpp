@@ -25,20 +25,22 @@ Remarks SystemRemark(const char* what) { return OnlyRemark(std::string(what) + "
 
 Decoded<Bytes> Refused(Remarks remarks) { return {std::nullopt, std::move(remarks)}; }
 
+Decoded<Bytes> Unread(const char* what) { return {std::nullopt, SystemRemark(what), MayPass(errno)}; }
+
 // Reads at most limit bytes: a file that has grown is cut, and its decoder reports what is wrong with it.
 Decoded<Bytes> ReadOpen(std::FILE* file, std::size_t limit, Excess excess)
 {
     struct stat status {};
-    if (fstat(fileno(file), &status) != 0) return Refused(SystemRemark("cannot be examined"));
+    if (fstat(fileno(file), &status) != 0) return Unread("cannot be examined");
     if (!S_ISREG(status.st_mode)) return Refused(OnlyRemark("not a regular file"));
     const off_t surplus = status.st_size - static_cast<off_t>(limit);
     if (surplus > 0 && excess == Excess::kRefused) {
         return Refused(OnlyRemark(std::to_string(status.st_size) + " bytes, more than " + std::to_string(limit)));
     }
-    if (surplus > 0 && fseeko(file, surplus, SEEK_SET) != 0) return Refused(SystemRemark("cannot be read"));
+    if (surplus > 0 && fseeko(file, surplus, SEEK_SET) != 0) return Unread("cannot be read");
     Bytes bytes(limit);
     bytes.resize(std::fread(bytes.data(), 1, limit, file));
-    if (std::ferror(file) != 0) return Refused(SystemRemark("cannot be read"));
+    if (std::ferror(file) != 0) return Unread("cannot be read");
     return {std::move(bytes), {}};
 }
 
@@ -47,7 +49,7 @@ std::optional<Decoded<CecLog>> ReadCecLog(const std::string& path)
 {
     auto bytes = ReadBoundedFile(path, kCecLimit + 1, Excess::kKeepsEnd);
     if (!bytes) return std::nullopt;
-    if (!bytes->value) return Decoded<CecLog>{std::nullopt, bytes->remarks};
+    if (!bytes->value) return Decoded<CecLog>{std::nullopt, bytes->remarks, bytes->mayPass};
     const bool isCut = bytes->value->size() > kCecLimit;
     const auto firstEnd = std::find(bytes->value->begin(), bytes->value->end(), std::uint8_t{'\n'});
     if (isCut && firstEnd != bytes->value->end()) bytes->value->erase(bytes->value->begin(), firstEnd + 1);
@@ -64,13 +66,19 @@ std::optional<Decoded<T>> ReadItem(const std::string& path, std::size_t limit, D
 {
     const auto bytes = ReadBoundedFile(path, limit);
     if (!bytes) return std::nullopt;
-    return bytes->value ? decode(*bytes->value) : Decoded<T>{std::nullopt, bytes->remarks};
+    return bytes->value ? decode(*bytes->value) : Decoded<T>{std::nullopt, bytes->remarks, bytes->mayPass};
 }
 
 template <typename T>
 bool IsRefusedItem(const std::optional<Decoded<T>>& item)
 {
     return item && !item->value;
+}
+
+template <typename T>
+bool IsKnown(const std::optional<Decoded<T>>& item)
+{
+    return !item || !item->mayPass;
 }
 
 template <typename T>
@@ -139,6 +147,12 @@ bool Evidence::IsRefused(const std::string& file) const
     return !directory.empty();
 }
 
+bool MayPass(int error)
+{
+    constexpr int kPassing[] = {EAGAIN, EIO, EMFILE, ENFILE, ENOMEM, ENOSPC, ESTALE};
+    return std::find(std::begin(kPassing), std::end(kPassing), error) != std::end(kPassing);
+}
+
 std::optional<Decoded<Bytes>> ReadBoundedFile(const std::string& path, std::size_t limit, Excess excess)
 {
     // Without O_NONBLOCK, opening a pipe would wait for its writer.
@@ -146,7 +160,7 @@ std::optional<Decoded<Bytes>> ReadBoundedFile(const std::string& path, std::size
     if (fd < 0 && errno == ENOENT) return std::nullopt;
     const Handle<std::FILE, std::fclose> file(fd < 0 ? nullptr : fdopen(fd, "r"));
     if (file) return ReadOpen(file.get(), limit, excess);
-    Decoded<Bytes> refused = Refused(SystemRemark("cannot be opened"));
+    Decoded<Bytes> refused = Unread("cannot be opened");
     if (fd >= 0) static_cast<void>(close(fd));  // there was no memory for the stream; nothing was written
     return refused;
 }
@@ -156,12 +170,14 @@ Evidence ReadEvidence(const std::string& directory, int hdmiInput)
     Evidence evidence;
     evidence.hdmiInput = hdmiInput;
     if (faccessat(AT_FDCWD, directory.c_str(), R_OK | X_OK, AT_EACCESS) != 0) {
+        evidence.isComplete = !MayPass(errno);
         evidence.directory = SystemRemark("cannot be read");
         return evidence;
     }
     evidence.spd = ReadItem(directory + "/" + kSpdFile, kBinaryLimit, DecodeSpdInfoFrame);
     evidence.cec = ReadCecLog(directory + "/" + kCecFile);
     evidence.aksv = ReadItem(directory + "/" + kAksvFile, kBinaryLimit, DecodeAksv);
+    evidence.isComplete = IsKnown(evidence.spd) && IsKnown(evidence.cec) && IsKnown(evidence.aksv);
     evidence.otherFiles = RemarkOnOtherFiles(directory);
     return evidence;
 }

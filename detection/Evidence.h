@@ -28,6 +28,7 @@ struct Evidence {
     std::optional<Decoded<CecLog>> cec;
     std::optional<Decoded<std::string>> aksv;
     Remarks otherFiles;            ///< one remark on all files of other names
+    bool isComplete = true;        ///< false if something could not be read that may be readable later
     int hdmiInput = kNoHdmiInput;  ///< 1 for the first
 
     /// Returns what the device on the port has sent over HDMI-CEC, or null; and the devices behind it.
@@ -47,6 +48,9 @@ constexpr std::size_t kCecLimit = 64UL * 1024;
 
 /// What becomes of a file that is too large.
 enum class Excess { kRefused, kKeepsEnd };
+
+/// Returns true if an error of the system may pass by itself: it says nothing about what was to be read.
+bool MayPass(int error);
 
 /// Reads a file. Returns nothing if it does not exist; it is refused if it is not a regular file, too large, or cannot
 /// be read.

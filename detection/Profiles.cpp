@@ -237,8 +237,9 @@ std::string ProfileError::Text() const
 
 void Profiles::Load(const std::string& path)
 {
-    std::error_code ignored;  // a path that cannot be examined is reported by the attempt to read it
-    if (std::filesystem::is_directory(path, ignored)) return LoadDirectory(path);
+    std::error_code error;  // a path that cannot be examined is reported by the attempt to read it
+    if (std::filesystem::is_directory(path, error)) return LoadDirectory(path);
+    m_isComplete = m_isComplete && !MayPass(error.value());
     LoadFile(path);
 }
 
@@ -250,6 +251,7 @@ void Profiles::LoadDirectory(const std::string& path)
         if (it->path().extension() == ".json") files.push_back(it->path().string());
     }
     if (error) m_errors.push_back(ProfileError{path, -1, error.message()});
+    m_isComplete = m_isComplete && !MayPass(error.value());
     std::sort(files.begin(), files.end());
     for (const std::string& file : files) LoadFile(file);
 }
@@ -258,6 +260,7 @@ void Profiles::LoadFile(const std::string& path)
 {
     const auto bytes = ReadBoundedFile(path, kFileLimit);
     if (bytes && bytes->value) return LoadText(std::string(bytes->value->begin(), bytes->value->end()), path);
+    m_isComplete = m_isComplete && !(bytes && bytes->mayPass);
     m_errors.push_back(ProfileError{path, -1, bytes ? InOneLine(bytes->remarks) : "no such file"});
 }
 

@@ -61,6 +61,8 @@ public:
 
     std::size_t Count() const { return m_profiles.size(); }
     const std::vector<ProfileError>& Errors() const { return m_errors; }
+    /// Returns false if something could not be read that may be readable later.
+    bool IsComplete() const { return m_isComplete; }
 
 private:
     void LoadFile(const std::string& path);
@@ -68,6 +70,7 @@ private:
 
     std::vector<Profile> m_profiles;
     std::vector<ProfileError> m_errors;
+    bool m_isComplete = true;
 };
 
 }  // namespace srcwatch

@@ -100,7 +100,6 @@ void Commands::HandleMbrDownloadFinished()
         return CQDInfoSettingUtil::GetQDInfoMode() == kMbrModeReady;
     });
     m_loadProfiles();
-    m_detector.DetectAgain();
 }
 
 bool Commands::IsSetTopBox(int port) const

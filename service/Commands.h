@@ -18,7 +18,7 @@ namespace srcwatch {
 
 class Commands {
 public:
-    /// @param loadProfiles  Called before the plugged devices are detected again.
+    /// @param loadProfiles  Loads the profiles and has the plugged devices detected again.
     Commands(unsigned scanStepMilliseconds, PortSet ports, Records& records, Detector& detector, Announcer& announcer,
              Settings& settings, std::function<void()> loadProfiles);
 

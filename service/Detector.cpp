@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Detector.h"
 
-#include "Evidence.h"
 #include "InputName.h"
 #include "Log.h"
 #include "QDInfoNames.h"
@@ -23,6 +22,9 @@ namespace {
 using qdinfo::kStatisticsKey;
 
 constexpr char kSavingStatistics[] = "saving the statistics";
+
+// How long a device that cannot be read is waited for, before it counts as what can be read of it.
+constexpr int kPatienceMilliseconds = 3000;
 
 // Logs one line for each file, with all its remarks.
 void LogRemarks(int port, const Evidence& evidence)
@@ -51,16 +53,19 @@ Detector::Detector(unsigned quietMilliseconds, PortSet ports, Records& records, 
 {
 }
 
-void Detector::LoadProfiles(const std::vector<std::string>& paths)
+bool Detector::LoadProfiles(const std::vector<std::string>& paths)
 {
+    const bool wasComplete = m_profiles.IsComplete();
     m_profiles = Profiles();
     m_profilePaths.clear();
     for (const std::string& path : paths) {
         m_profiles.Load(path);
         m_profilePaths.push_back(std::filesystem::absolute(path));
     }
+    if (!wasComplete && !m_profiles.IsComplete()) return false;  // which is logged
     for (const ProfileError& error : m_profiles.Errors()) SWLOG(DLOG_ERROR, "profile %s", error.Text().c_str());
     SWLOG(DLOG_INFO, "%zu profile(s) loaded", m_profiles.Count());
+    return m_profiles.IsComplete();
 }
 
 bool Detector::LoadStatistics()
@@ -141,6 +146,7 @@ void Detector::OnPlugged(int port)
 
 void Detector::OnUnplugged(int port)
 {
+    m_incomplete.erase(port);
     SetConnected(port, false);
     m_pending.End(port);
     m_records.Clear(port);
@@ -155,11 +161,22 @@ void Detector::SetConnected(int port, bool connected)
     });
 }
 
+// A device that cannot be read for the moment is read again until it can be. That is logged once.
+bool Detector::IsAwaited(int port, const Evidence& evidence, Cause cause)
+{
+    if (evidence.isComplete) m_incomplete.erase(port);
+    if (evidence.isComplete || m_incomplete.insert(port).second) LogRemarks(port, evidence);
+    if (evidence.isComplete) return false;
+    m_inputs.SettleLater(port);
+    return cause == Cause::kDevice && m_pending.MillisecondsSince(port) < kPatienceMilliseconds;
+}
+
 void Detector::Detect(int port, Cause cause)
 {
     const Evidence evidence = ReadEvidence(m_inputs.DirectoryOf(port), HdmiInput(port));
-    LogRemarks(port, evidence);
-    const Classification device = Classify(evidence, m_profiles);
+    if (IsAwaited(port, evidence, cause)) return;
+    const bool isKnown = !evidence.isComplete && m_records.Get(port).HasDevice();
+    const Classification device = isKnown ? m_records.Get(port).device : Classify(evidence, m_profiles);
     Statistics statistics = CurrentStatistics();
     Record record = ComposeRecord(port, m_records.Get(port), device, statistics,
                                   [&](int other) { return IsOccupied(other, device); });

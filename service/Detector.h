@@ -5,6 +5,7 @@
 #define SRCWATCH_SERVICE_DETECTOR_H
 
 #include "Announcer.h"
+#include "Evidence.h"
 #include "Inputs.h"
 #include "PendingDetections.h"
 #include "PortSet.h"
@@ -12,6 +13,7 @@
 #include "Records.h"
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -23,8 +25,9 @@ public:
     Detector(unsigned quietMilliseconds, PortSet ports, Records& records, Settings& settings, Announcer& announcer,
              std::function<void()> onInputsLost);
 
-    /// Replaces the profiles by those of files or directories; the first match wins.
-    void LoadProfiles(const std::vector<std::string>& paths);
+    /// Replaces the profiles by those of files or directories; the first match wins. @return False if some could not be
+    /// read that may be readable later.
+    bool LoadProfiles(const std::vector<std::string>& paths);
     std::size_t ProfileCount() const { return m_profiles.Count(); }
     const std::vector<std::string>& ProfilePaths() const { return m_profilePaths; }
 
@@ -55,6 +58,7 @@ private:
     void OnInputsLost() override { m_onInputsLost(); }
 
     void Detect(int port, Cause cause);
+    bool IsAwaited(int port, const Evidence& evidence, Cause cause);
     void SetConnected(int port, bool connected);
     Statistics CurrentStatistics();
     void SaveStatistics(const Statistics& statistics);
@@ -70,6 +74,7 @@ private:
     std::vector<std::string> m_profilePaths;  // absolute
     std::string m_statistics;                 // the stored text, or the one that is to be stored
     PendingDetections m_pending;
+    std::set<int> m_incomplete;  // ports whose device cannot be read for the moment
     Inputs m_inputs;
 };
 

@@ -29,6 +29,7 @@ public:
     /// Watches this directory instead of the one before.
     std::error_code Start(const std::string& path);
     void Stop();
+    bool IsRunning() const { return m_source != 0; }
 
 private:
     static gboolean OnReadable(int descriptor, GIOCondition condition, gpointer self);

@@ -23,6 +23,8 @@ constexpr unsigned kLongestSettling = 500;
 
 constexpr const char* kEvidenceFiles[] = {kSpdFile, kCecFile, kAksvFile};
 
+constexpr unsigned kPauseMilliseconds = 1000;  // until what failed is tried again
+
 constexpr std::uint32_t kGone = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT;
 
 // Returns true if a directory contains another one or is the same.
@@ -116,6 +118,7 @@ Inputs::Input* Inputs::Find(const std::string& name)
 
 void Inputs::Refresh(Input& input)
 {
+    input.again.Stop();
     std::error_code error;
     const std::filesystem::path path = std::filesystem::path(m_path) / InputName(input.port);
     if (std::filesystem::symlink_status(path, error).type() == std::filesystem::file_type::not_found) {
@@ -123,9 +126,9 @@ void Inputs::Refresh(Input& input)
         return Unplug(input);
     }
     const std::string directory = std::filesystem::canonical(path, error);
-    if (error) return Refuse(input, error.message());
+    if (error) return RefuseFor(input, error);
     struct stat status {};
-    if (stat(directory.c_str(), &status) != 0) return Refuse(input, std::strerror(errno));
+    if (stat(directory.c_str(), &status) != 0) return RefuseFor(input, {errno, std::generic_category()});
     if (!S_ISDIR(status.st_mode)) return Refuse(input, "not a directory");
     if (Contains(directory, m_path)) return Refuse(input, "a link loop: it leads to the inputs directory");
     Plug(input, directory, status.st_dev, status.st_ino);
@@ -133,8 +136,11 @@ void Inputs::Refresh(Input& input)
 
 void Inputs::Plug(Input& input, const std::string& directory, dev_t device, ino_t inode)
 {
-    input.refusal.clear();
-    if (input.directory == directory && input.device == device && input.inode == inode) return;
+    if (input.directory == directory && input.device == device && input.inode == inode) {
+        if (input.watch.IsRunning()) return;
+        WatchDevice(input);
+        return Settle(input, m_quietMilliseconds);  // for what changed meanwhile
+    }
     Unplug(input);
     input.directory = directory;
     input.device = device;
@@ -158,17 +164,42 @@ void Inputs::Unplug(Input& input)
 void Inputs::Refuse(Input& input, const std::string& reason)
 {
     Unplug(input);
+    LogOnce(input, "refused", reason);
+}
+
+// An input that cannot be examined for a moment is neither empty nor another one.
+void Inputs::RefuseFor(Input& input, const std::error_code& error)
+{
+    if (!MayPass(error.value())) return Refuse(input, error.message());
+    LogOnce(input, "cannot be examined", error.message());
+    RefreshLater(input);
+}
+
+void Inputs::LogOnce(Input& input, const char* what, const std::string& reason)
+{
     if (input.refusal == reason) return;
     input.refusal = reason;
-    SWLOG(DLOG_ERROR, "%s: refused: %s", InputName(input.port).c_str(), reason.c_str());
+    SWLOG(DLOG_ERROR, "%s: %s: %s", InputName(input.port).c_str(), what, reason.c_str());
+}
+
+void Inputs::RefreshLater(Input& input)
+{
+    input.again.Start(kPauseMilliseconds, [this, port = input.port] { Refresh(port); });
 }
 
 void Inputs::WatchDevice(Input& input)
 {
     const std::error_code error = input.watch.Start(input.directory);
+    if (!error) input.refusal.clear();
     // Reading an unreadable directory fails, too, which is logged then.
     if (!error || error == std::errc::permission_denied) return;
-    SWLOG(DLOG_ERROR, "%s: cannot watch for changes: %s", InputName(input.port).c_str(), error.message().c_str());
+    LogOnce(input, "cannot watch for changes", error.message());
+    if (MayPass(error.value())) RefreshLater(input);
+}
+
+void Inputs::SettleLater(int port)
+{
+    m_inputs.at(port).quiet.Start(kPauseMilliseconds, [this, port] { m_listener.OnSettled(port); });
 }
 
 // Once the time is that of the longest settling, further changes do not start it again: if changes come faster than the

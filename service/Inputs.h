@@ -51,6 +51,8 @@ public:
     /// Returns true if OnSettled() is still to come.
     bool IsSettling(int port) const { return m_inputs.at(port).quiet.IsRunning(); }
     void CancelSettling(int port) { m_inputs.at(port).quiet.Stop(); }
+    /// Has OnSettled() come after a second, for a device that cannot be read now.
+    void SettleLater(int port);
 
 private:
     struct Input {
@@ -64,6 +66,7 @@ private:
         Timer quiet;
         gint64 due = 0;       // of the timer, in milliseconds
         gint64 latest = 0;    // what it may become
+        Timer again;          // until the input, or watching its device, is tried again
         std::string refusal;  // the reason that was logged last, so that it is logged once
     };
 
@@ -75,6 +78,9 @@ private:
     void Plug(Input& input, const std::string& directory, dev_t device, ino_t inode);
     void Unplug(Input& input);
     void Refuse(Input& input, const std::string& reason);
+    void RefuseFor(Input& input, const std::error_code& error);
+    void LogOnce(Input& input, const char* what, const std::string& reason);
+    void RefreshLater(Input& input);
     void WatchDevice(Input& input);
     void Settle(Input& input, unsigned milliseconds);
     void CountUnknown(const std::string& name);

@@ -224,6 +224,16 @@ bool Records::TakeOver()
     return true;
 }
 
+Json::Value Records::Document(int port) const
+{
+    Json::Value root;
+    const bool isOptical = port == OPTICAL_PORT;
+    const bool isMade =
+        isOptical ? m_table->GetOpticalActivityInfoToStream(root) : m_table->GetActivityInfoToStream(root);
+    if (!isMade) return {};
+    return isOptical ? root["activity"] : root["activity"].get(static_cast<Json::ArrayIndex>(port), Json::nullValue);
+}
+
 std::optional<Json::Value> Records::Stored(int port) const
 {
     const bool isOptical = port == OPTICAL_PORT;

@@ -48,6 +48,9 @@ public:
     /// Takes over what another process wrote. To be called after each write to the HDMI records' setting.
     void HandleWritten();
 
+    /// Returns the record as it is saved from memory.
+    Json::Value Document(int port) const;
+
     /// Returns the record as stored, null if there is none; nothing if the store cannot be read.
     std::optional<Json::Value> Stored(int port) const;
 

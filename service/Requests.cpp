@@ -103,12 +103,16 @@ Json::Value Requests::AnswerProfiles() const
 
 Json::Value Requests::AnswerRecord(int port) const
 {
-    std::optional<Json::Value> record = m_records.Stored(port);
-    if (!record) return Error("the settings store cannot be read");
+    const std::optional<Json::Value> record = m_records.Stored(port);
+    return record ? AnswerWith(port, *record) : Error("the settings store cannot be read");
+}
+
+Json::Value Requests::AnswerWith(int port, const Json::Value& record) const
+{
     Json::Value answer;
     answer["port"] = port;
     answer["plugged"] = m_detector.IsPlugged(port);
-    answer["record"] = std::move(*record);
+    answer["record"] = record;
     return answer;
 }
 
@@ -129,10 +133,10 @@ Json::Value Requests::AnswerForget(int port)
     return AnswerIfSaved(port, before);
 }
 
-// A request that fails changes nothing.
+// A request that fails changes nothing. One that is stored has succeeded, also if the store cannot be read then.
 Json::Value Requests::AnswerIfSaved(int port, const Record& before)
 {
-    if (m_records.IsSaved(port)) return AnswerRecord(port);
+    if (m_records.IsSaved(port)) return AnswerWith(port, m_records.Stored(port).value_or(m_records.Document(port)));
     static_cast<void>(m_records.Set(port, before));  // equal if the request would have changed nothing
     return Error("the record cannot be saved");
 }

@@ -9,12 +9,14 @@
 #include "srcwatch-protocol.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
 #include <utility>
 
 #include <glib-unix.h>
+#include <system_info.h>
 #include <systemd/sd-daemon.h>
 
 namespace srcwatch {
@@ -37,6 +39,15 @@ void CopySettings()
 
 // There may be no supervisor.
 void Notify(const std::string& state) { static_cast<void>(sd_notify(0, state.c_str())); }
+
+// The library asks while it is loaded, and keeps the answer. Absent is an answer, too.
+bool IsInputCountKnown()
+{
+    int count = -1;
+    const int result = system_info_get_value_int(SYSTEM_INFO_KEY_NUM_OF_HDMI, &count);
+    if (result == -ENOENT || result == -EINVAL) return HDMI_PORT_COUNT < 0;
+    return result == 0 && (count > 0 ? count : -1) == HDMI_PORT_COUNT;
+}
 
 }  // namespace
 
@@ -68,7 +79,7 @@ std::string Service::Run()
         return G_SOURCE_CONTINUE;
     };
     const auto reload = [](gpointer self) -> gboolean {
-        static_cast<Service*>(self)->Reload();
+        static_cast<Service*>(self)->LoadProfiles();
         return G_SOURCE_CONTINUE;
     };
     for (const int signal : {SIGTERM, SIGINT}) g_unix_signal_add(signal, quit, this);
@@ -82,11 +93,14 @@ std::string Service::Run()
 
 std::string Service::Prepare()
 {
+    if (!IsInputCountKnown()) return "the number of inputs cannot be read";
     std::error_code error;
     const bool isDirectory = std::filesystem::is_directory(m_options.inputs, error);
     if (error) return "the inputs directory " + m_options.inputs + " cannot be used: " + error.message();
     if (!isDirectory) return "the inputs directory " + m_options.inputs + " is not a directory";
     LoadProfiles();
+    // Without them, devices would be taken for others. But those that can be read are better than no service.
+    static_cast<void>(AttainNow([this] { return m_settings.Repeat(); }));
     return ConnectToBus();
 }
 
@@ -100,14 +114,11 @@ void Service::LoadProfiles()
         if (type != std::filesystem::file_type::not_found) paths.emplace_back(SRCWATCH_PROFILES_DIR);
         paths.emplace_back(SRCWATCH_PROFILES_FILE);
     }
-    m_detector.LoadProfiles(paths);
-}
-
-// Before it serves, nothing is plugged in.
-void Service::Reload()
-{
-    LoadProfiles();
-    m_detector.DetectAgain();
+    m_settings.Attain("loading the profiles", [this, paths] {
+        const bool isComplete = m_detector.LoadProfiles(paths);
+        m_detector.DetectAgain();  // nothing before the service serves
+        return isComplete;
+    });
 }
 
 std::string Service::ConnectToBus()

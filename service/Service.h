@@ -44,7 +44,6 @@ public:
 private:
     std::string Prepare();
     void LoadProfiles();
-    void Reload();
     std::string ConnectToBus();
     void OwnName();
     void CheckOwnership();
