@@ -149,7 +149,7 @@ void FaultTrial::Act()
     }
 }
 
-// A request that is answered without an error is stored by then.
+// A request that is answered without an error is stored by then. One that the service answers too late is done or not.
 void FaultTrial::Request(int type)
 {
     qdinfo::CQDEventSender sender("qdinfo");
@@ -157,8 +157,13 @@ void FaultTrial::Request(int type)
     std::stringstream reply;
     const bool isAnswered = sender.Call(type, reply) == 1;
     const Json::Value answer = Parse(reply.str());
-    Require(isAnswered && answer.isObject(), "a request has no answer");
-    if (!answer.isObject() || answer.isMember("error")) return;
+    if (!isAnswered) {
+        const auto isSaved = [] { return Call(SRCWATCH_REQUEST_STATUS, 0)["unsaved"] == 0; };
+        Require(RunUntil(isSaved), "a request is neither answered nor done");
+        m_models[2] = ModelOf(2);
+        m_denyCounts[2] = DenyCountOf(2);
+    }
+    if (!isAnswered || answer.isMember("error")) return;
     if (type == SRCWATCH_REQUEST_DENY) m_denyCounts[2] = 1;
     if (type == SRCWATCH_REQUEST_FORGET) m_models[2] = "";
     Require(IsRight(), "a request is answered with success, and is not stored");
