@@ -214,6 +214,7 @@ bool Records::TakeOver()
     if (!IsSaved(0)) return true;  // the records of this service are newer, and will be saved
     std::optional<StoredDocument> stored = LoadDocument(kSourceActivityKey, StoredKind::kActivity);
     if (!stored) return false;
+    if (stored->isTooLarge) return true;
     if (!stored->root) {
         SWLOG(DLOG_WARN, "another process made the stored records unreadable; they are written again");
         Save(0);

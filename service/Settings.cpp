@@ -84,19 +84,22 @@ std::optional<StoredDocument> LoadDocument(const std::string& key, StoredKind ki
     std::string text;
     const ReadResult result = ReadText(key, text);
     if (result == ReadResult::kFailed) return std::nullopt;
-    return result == ReadResult::kRead ? Examine(key, kind, text) : StoredDocument{};
+    if (result == ReadResult::kRead) return Examine(key, kind, text);
+    StoredDocument document;
+    document.isTooLarge = result == ReadResult::kTooLarge;
+    return document;
 }
 
 StoredDocument Examine(const std::string& key, StoredKind kind, const std::string& text)
 {
     const JsonText json(text);
     const Inspection inspection = Inspect(json, kind);
-    if (inspection.IsReadable()) return {json.Root()};
+    if (inspection.IsReadable()) return {json.Root(), false, true, false};
     const std::string copy = key + ".unreadable";
     const bool isKept = vconf_set_str(copy.c_str(), text.c_str()) == 0;
     SWLOG(DLOG_ERROR, "%s is unreadable (%s); the text %s as %s", key.c_str(),
           Printable(inspection.FirstUnreadable()->Text()).c_str(), isKept ? "is kept" : "cannot be kept", copy.c_str());
-    return {std::nullopt, true, isKept};
+    return {std::nullopt, true, isKept, false};
 }
 
 }  // namespace srcwatch

@@ -54,11 +54,13 @@ private:
 bool AttainNow(const Settings::Attempt& attempt);
 
 /// A document in the settings store. One that the library would read only in part is kept under its key with
-/// ".unreadable" after it, because the next save loses the rest; that is logged with the reason.
+/// ".unreadable" after it, because the next save loses the rest; that is logged with the reason. One that is too large
+/// stays as it is until a record is to be saved; the platform logs it.
 struct StoredDocument {
-    std::optional<Json::Value> root;  ///< nothing if it is absent or unreadable
+    std::optional<Json::Value> root;  ///< nothing if it is absent, unreadable or too large
     bool isUnreadable = false;
     bool isKept = true;  ///< false if an unreadable text could not be kept aside
+    bool isTooLarge = false;
 };
 /// Loads a document. Returns nothing if the store cannot be read.
 std::optional<StoredDocument> LoadDocument(const std::string& key, StoredKind kind);

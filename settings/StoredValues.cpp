@@ -20,6 +20,7 @@ ReadResult ReadText(const std::string& key, std::string& text)
     }
     int number = 0;
     const int result = vconf_get_int(key.c_str(), &number);
+    if (result == -E2BIG) return ReadResult::kTooLarge;
     return result == 0 || result == -ENOENT ? ReadResult::kAbsent : ReadResult::kFailed;
 }
 
@@ -27,7 +28,8 @@ ReadResult ReadNumber(const std::string& key, int& number)
 {
     const int result = vconf_get_int(key.c_str(), &number);
     if (result == 0) return ReadResult::kRead;
-    return result == -ENOENT || result == -EPROTOTYPE ? ReadResult::kAbsent : ReadResult::kFailed;
+    const bool isText = result == -EPROTOTYPE || result == -E2BIG;
+    return result == -ENOENT || isText ? ReadResult::kAbsent : ReadResult::kFailed;
 }
 
 std::optional<std::string> ReadText(const std::string& key)

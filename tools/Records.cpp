@@ -27,6 +27,7 @@ Json::Value LoadActivity(const std::string& key)
     std::string text;
     const srcwatch::ReadResult result = srcwatch::ReadText(key, text);
     if (result == srcwatch::ReadResult::kFailed) throw Failure(key + " cannot be read" + kSeeDoctor);
+    if (result == srcwatch::ReadResult::kTooLarge) ThrowTooLarge(key);
     if (result == srcwatch::ReadResult::kAbsent) return Json::nullValue;
     const std::optional<Json::Value> root = srcwatch::ParseJson(text);
     if (!root || !(root->isNull() || root->isObject())) ThrowUnreadableDocument(key);

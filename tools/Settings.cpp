@@ -17,13 +17,19 @@ void ThrowUnreadableDocument(const std::string& key)
     throw Failure("the document in " + key + " cannot be read" + kSeeDoctor);
 }
 
-// Each key is of one of the store's databases. The store is readable where it is absent or a text.
+void ThrowTooLarge(const std::string& key)
+{
+    throw Failure(key + " is too large to be read; 'srcwatchctl settings set' replaces it");
+}
+
+// Each key is of one of the store's databases. The store is readable where it is absent or a text, of whatever size.
 void RequireSettings()
 {
     for (const std::string& key : {VCONF_SOURCE_ACTIVITY, VCONF_SCAN_RESULT}) {
         int number = 0;
         const int result = vconf_get_int(key.c_str(), &number);
-        if (result < 0 && result != -ENOENT && result != -EPROTOTYPE) ThrowUnreadableStore();
+        const bool isText = result == -EPROTOTYPE || result == -E2BIG;
+        if (result < 0 && result != -ENOENT && !isText) ThrowUnreadableStore();
     }
 }
 

@@ -14,9 +14,10 @@ namespace ctl {
 using srcwatch::ReadNumber;
 using srcwatch::ReadText;
 
-/// Throws a Failure: the store, or the document under a key, cannot be read.
+/// Throws a Failure: the store, or the document under a key, cannot be read, or a text is too large for that.
 [[noreturn]] void ThrowUnreadableStore();
 [[noreturn]] void ThrowUnreadableDocument(const std::string& key);
+[[noreturn]] void ThrowTooLarge(const std::string& key);
 
 /// Throws a Failure if the store cannot be read. The library's queries answer then as if nothing were stored.
 void RequireSettings();

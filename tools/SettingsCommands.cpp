@@ -16,17 +16,13 @@ namespace ctl {
 namespace {
 
 // Null if a setting does not exist or was removed.
-Json::Value ValueToJson(const srcwatch_host_value* value)
-{
-    if (value == nullptr) return Json::nullValue;
-    return value->text != nullptr ? Json::Value(value->text) : Json::Value(value->number);
-}
-
 Json::Value ReadValue(const std::string& key)
 {
     if (const std::optional<int> number = ReadNumber(key)) return *number;
-    if (const std::optional<std::string> text = ReadText(key)) return *text;
-    return Json::nullValue;
+    std::string text;
+    const srcwatch::ReadResult result = ReadText(key, text);
+    if (result == srcwatch::ReadResult::kTooLarge) ThrowTooLarge(key);
+    return result == srcwatch::ReadResult::kRead ? Json::Value(text) : Json::Value();
 }
 
 const char* TypeName(const Json::Value& value)
@@ -44,7 +40,22 @@ Json::Value SettingToJson(const std::string& key, const Json::Value& value)
     return document;
 }
 
-Row SettingToRow(const std::string& key, const Json::Value& value) { return {key, TypeName(value), CellText(value)}; }
+// A setting as it is shown; that of a null value was removed.
+struct Shown {
+    Shown(const std::string& key, const srcwatch_host_value* value)
+    {
+        Json::Value json;
+        if (value != nullptr) json = value->text != nullptr ? Json::Value(value->text) : Json::Value(value->number);
+        document = SettingToJson(key, json);
+        row = {key, TypeName(json), CellText(json)};
+        if (value == nullptr || value->unread_bytes == 0) return;
+        document["value"] = Json::nullValue;
+        row.back() = Cell("(too large: " + std::to_string(value->unread_bytes) + " bytes)", Colour::kBad);
+    }
+
+    Json::Value document;
+    Row row;
+};
 
 // ---------------------------------------------------------------------------------------------------------------------
 // List, get, set
@@ -60,8 +71,9 @@ void List(const std::string& prefix, Output& output)
     const auto add = [](const char* key, const srcwatch_host_value* value, void* data) {
         auto& list = *static_cast<Found*>(data);
         if (std::string(key).rfind(list.prefix, 0) != 0) return;
-        list.document.append(SettingToJson(key, ValueToJson(value)));
-        list.table.rows.push_back(SettingToRow(key, ValueToJson(value)));
+        const Shown shown(key, value);
+        list.document.append(shown.document);
+        list.table.rows.push_back(shown.row);
     };
     if (srcwatch_host_list_settings(add, &found) != 0) ThrowUnreadableStore();
     output.Write(found.document, found.table);
@@ -85,6 +97,8 @@ struct SetOptions {
 bool WantsNumber(const SetOptions& options)
 {
     if (options.isNumber) return *options.isNumber;
+    std::string text;
+    if (ReadText(options.key, text) == srcwatch::ReadResult::kTooLarge) return false;
     const Json::Value before = ReadValue(options.key);
     return before.isNull() ? ParseInt(options.value).has_value() : before.isInt();
 }
@@ -123,12 +137,12 @@ private:
     static void OnWritten(const char* key, const srcwatch_host_value* value, void* self)
     {
         auto& watch = *static_cast<Watch*>(self);
-        watch.m_loop.Guard([&] { watch.Show(key, ValueToJson(value)); });
+        watch.m_loop.Guard([&] { watch.Show({key, value}); });
     }
 
-    void Show(const char* key, const Json::Value& value)
+    void Show(const Shown& shown)
     {
-        m_output.Element(SettingToJson(key, value), SettingToRow(key, value));
+        m_output.Element(shown.document, shown.row);
         if (m_count != 0 && ++m_shown == m_count) m_loop.Quit();
     }
 

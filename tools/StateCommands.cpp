@@ -169,9 +169,11 @@ constexpr std::size_t kStatisticsPorts = 8;  // that the library's function fill
 // The library returns no entry where there is no document, and also where it cannot read the one that is there.
 void RequireReadable()
 {
-    const std::optional<std::string> text = ReadText(VCONF_SPD_AKSV_1);
-    if (!text) return;
-    const srcwatch::Inspection inspection = Inspect(srcwatch::JsonText(*text), srcwatch::StoredKind::kStatistics);
+    std::string text;
+    const srcwatch::ReadResult result = ReadText(VCONF_SPD_AKSV_1, text);
+    if (result == srcwatch::ReadResult::kTooLarge) ThrowTooLarge(VCONF_SPD_AKSV_1);
+    if (result != srcwatch::ReadResult::kRead) return;
+    const srcwatch::Inspection inspection = Inspect(srcwatch::JsonText(text), srcwatch::StoredKind::kStatistics);
     if (!inspection.IsReadable()) ThrowUnreadableDocument(VCONF_SPD_AKSV_1);
 }
 

@@ -16,6 +16,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 
 namespace host {
 namespace {
@@ -36,6 +37,7 @@ struct Database {
     const DatabaseFiles files;
     SharedByConnections shared;
     std::atomic<bool> hasRefused{false};  // a value for its size, and logged it
+    std::set<std::string> unread;         // keys whose texts were too large to be read, and logged; used by the reader
     Connection reader;
     Connection writer;
 };
@@ -53,6 +55,19 @@ bool HasPrefix(const char* key, const char* prefix)
     return std::strncmp(key, prefix, length) == 0 && key[length] != '\0';
 }
 
+// An earlier version stored texts of any size. SQLite has such a text in memory as long as it is at its row, and nobody
+// copies it.
+bool IsTooLarge(const Statement& row, int column)
+{
+    return row.Type(column) == SQLITE_TEXT && row.Length(column) > kLargest;
+}
+
+void LogUnread(Database* database, const std::string& key)
+{
+    if (database->unread.insert(key).second)
+        LogHost(DLOG_ERROR, "cannot read %.100s: it is larger than %zu bytes", key.c_str(), kLargest);
+}
+
 // Reads one setting; decode(row) returns 0 or a negative errno value.
 template <typename Decode>
 int ReadSetting(const char* key, Decode decode)
@@ -60,12 +75,15 @@ int ReadSetting(const char* key, Decode decode)
     const std::optional<Family> family = FamilyOf(key);
     if (!family) return -EINVAL;
 
+    Database& database = DatabaseOf(*family);
     int found = -ENOENT;
-    const int result = DatabaseOf(*family).reader.Read("read", [key, decode, &found](Connection& connection) {
+    const int result = database.reader.Read("read", [key, decode, &found, &database](Connection& connection) {
         found = -ENOENT;
-        return Statement(connection, kGetValue).BindText(1, key).Run([decode, &found](const Statement& row) {
-            found = decode(row);
+        const int read = Statement(connection, kGetValue).BindText(1, key).Run([decode, &found](const Statement& row) {
+            found = IsTooLarge(row, 0) ? -E2BIG : decode(row);
         });
+        if (found == -E2BIG) LogUnread(&database, key);
+        return read;
     });
     return result == SQLITE_OK ? found : ErrorOf(result);
 }
@@ -182,7 +200,7 @@ int PutDifferences(Connection& connection, const Values& values)
     for (const auto& [key, value] : different) {
         const auto* text = std::get_if<std::string>(&value);
         const srcwatch_host_value put = {text != nullptr ? text->c_str() : nullptr,
-                                         text != nullptr ? 0 : std::get<int>(value)};
+                                         text != nullptr ? 0 : std::get<int>(value), 0};
         if (result == SQLITE_OK) result = PutAndAppend(connection, key.c_str(), &put);
     }
     return result;
@@ -190,8 +208,11 @@ int PutDifferences(Connection& connection, const Values& values)
 
 Setting DecodeSetting(const Statement& row, int keyColumn)
 {
-    Setting setting = {row.Text(keyColumn), Setting::Type::kRemoved, 0, {}};
-    if (row.Type(keyColumn + 1) == SQLITE_TEXT) {
+    Setting setting = {row.Text(keyColumn), Setting::Type::kRemoved, 0, {}, 0};
+    if (IsTooLarge(row, keyColumn + 1)) {
+        setting.type = Setting::Type::kText;
+        setting.unreadBytes = row.Length(keyColumn + 1);
+    } else if (row.Type(keyColumn + 1) == SQLITE_TEXT) {
         setting.type = Setting::Type::kText;
         setting.text = row.Text(keyColumn + 1);
     } else if (DecodeNumber(row, keyColumn + 1, &setting.number) == 0) {
@@ -311,7 +332,7 @@ int WriteAll(Family family, const Values& values)
 
 void Setting::PassTo(srcwatch_host_setting_cb callback, void* userData) const
 {
-    const srcwatch_host_value value = {type == Type::kText ? text.c_str() : nullptr, number};
+    const srcwatch_host_value value = {type == Type::kText ? text.c_str() : nullptr, number, unreadBytes};
     callback(key.c_str(), type == Type::kRemoved ? nullptr : &value, userData);
 }
 
@@ -359,7 +380,7 @@ SRCWATCH_HOST_API int vconf_get_int(const char* key, int* value)
 SRCWATCH_HOST_API int vconf_set_int(const char* key, int value)
 {
     return host::Guarded(-ENOMEM, [key, value] {
-        const srcwatch_host_value number = {nullptr, value};
+        const srcwatch_host_value number = {nullptr, value, 0};
         return host::WriteValue(key, &number);
     });
 }
@@ -377,7 +398,7 @@ SRCWATCH_HOST_API int vconf_set_str(const char* key, const char* value)
 {
     if (value == nullptr) return -EINVAL;
     return host::Guarded(-ENOMEM, [key, value] {
-        const srcwatch_host_value text = {value, 0};
+        const srcwatch_host_value text = {value, 0, 0};
         return host::WriteValue(key, &text);
     });
 }

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The settings of this machine: one database for the durable ones, one for the volatile. All functions return 0 or a
 // negative errno value: -EINVAL for a key of no database, -ENOENT for an absent setting, -EPROTOTYPE for one of the
-// other type, -EBUSY if others kept the database locked for a second, -E2BIG for a key or text of more than 1 MiB,
+// other type, -EBUSY if others kept the database locked for a second, -E2BIG for a key or text of more than 1 MiB, also
+// if an earlier version stored it,
 // -ENOTSUP for a database of a later version, -EROFS, -ENOSPC, -ENOMEM, and -EIO for all else.
 #ifndef SRCWATCH_HOST_SETTINGSSTORE_H
 #define SRCWATCH_HOST_SETTINGSSTORE_H
@@ -54,6 +55,7 @@ struct Setting {
     Type type;
     int number;
     std::string text;
+    std::size_t unreadBytes;  // of a text that is too large to be read
 
     void PassTo(srcwatch_host_setting_cb callback, void* userData) const;
 };

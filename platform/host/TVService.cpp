@@ -44,7 +44,7 @@ SRCWATCH_HOST_API int TVServiceAPI::CreateSourceControl(EProfile profile, int in
 SRCWATCH_HOST_API int srcwatch_host_set_connected(int source_id, bool connected)
 {
     return host::Guarded(-ENOMEM, [source_id, connected] {
-        const srcwatch_host_value value = {nullptr, connected ? 1 : 0};
+        const srcwatch_host_value value = {nullptr, connected ? 1 : 0, 0};
         return host::WriteValue(host::ConnectedKey(source_id).c_str(), &value);
     });
 }

@@ -9,7 +9,8 @@
  *
  * On this platform, vconf_get_int() returns why it reads nothing: -ENOENT for an absent setting, -EPROTOTYPE for a
  * text, and another negative value if the store cannot be read: -ENOTSUP if a later version of this software created
- * it. A key or a text of more than 1 MiB is refused with -E2BIG.
+ * it. A key or a text of more than 1 MiB is refused with -E2BIG; a text of that size that an earlier version stored is
+ * not read either, stays until it is written or removed, and makes vconf_get_int() return -E2BIG.
  *
  * A setting is read and written in microseconds (a durable write: as long as the disk takes), or fails after about one
  * second in which other processes kept its database locked. A damaged database is moved aside (its name gets
@@ -19,6 +20,7 @@
 #define SRCWATCH_HOST_H
 
 #include <stdbool.h>
+#include <stddef.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -26,8 +28,9 @@ extern "C" {
 
 /** The value of a setting. */
 typedef struct srcwatch_host_value {
-    const char* text; /**< the text of a text setting; null for an integer setting */
-    int number;       /**< the value of an integer setting */
+    const char* text;    /**< the text of a text setting; null for an integer setting */
+    int number;          /**< the value of an integer setting */
+    size_t unread_bytes; /**< the size of a text that is too large to be read, in whose place text is empty; or 0 */
 } srcwatch_host_value;
 
 /**

@@ -49,18 +49,43 @@ TEST_F(SettingsContent, ReadsNoView)
     EXPECT_EQ(DamagedFiles().size(), 1u);
 }
 
-TEST_F(SettingsContent, TakesALongTextOfAnEarlierVersion)
+TEST_F(SettingsContent, KeepsALongTextOfAnEarlierVersion)
 {
     GivenManySettings();
-    Sql(DurableDatabase(), "INSERT INTO settings VALUES('db/long', printf('%.*c', 5000000, 'l'))");
+    Sql(DurableDatabase(), "INSERT INTO settings VALUES('db/long', printf('%.*c', 1048577, 'l'))");
 
     EXPECT_TRUE(InProcess([] {
-        EXPECT_TRUE(TextOf("db/long") == std::string(5000000, 'l'));
-        EXPECT_EQ(List(), 0);
+        int read = kUntouched;
+        for (int round = 0; round < 3; round++) EXPECT_EQ(TextOf("db/long"), "(none)");
+        EXPECT_EQ(vconf_get_int("db/long", &read), -E2BIG);
+        EXPECT_EQ(read, kUntouched);
         EXPECT_EQ(vconf_set_int("db/x", 2), 0);
-        EXPECT_TRUE(TextOf("db/long") == std::string(5000000, 'l'));
     }));
-    EXPECT_EQ(Log(), "");
+    EXPECT_EQ(Sql(DurableDatabase(), "SELECT length(value) FROM settings WHERE key = 'db/long'"), "1048577");
+    EXPECT_EQ(LogLines("cannot read db/long: it is larger than 1048576 bytes").size(), 1u) << Log();
+    EXPECT_EQ(LogLines("").size(), 1u) << Log();
+
+    EXPECT_TRUE(InProcess([] {
+        EXPECT_EQ(vconf_set_str("db/long", "short"), 0);
+        EXPECT_EQ(TextOf("db/long"), "short");
+    }));
+}
+
+TEST_F(SettingsContent, ListsALongTextOfAnEarlierVersionEmpty)
+{
+    GivenManySettings();
+    Sql(DurableDatabase(), "INSERT INTO settings VALUES('db/long', printf('%.*c', 1048577, 'l'))");
+
+    EXPECT_TRUE(InProcess([] {
+        int found = 0;
+        const auto check = [](const char* key, const srcwatch_host_value* value, void* count) {
+            EXPECT_EQ(value->unread_bytes, std::string(key) == "db/long" ? 1048577u : 0u) << key;
+            EXPECT_EQ(value->text != nullptr && *value->text == '\0', value->unread_bytes > 0) << key;
+            ++*static_cast<int*>(count);
+        };
+        EXPECT_EQ(srcwatch_host_list_settings(check, &found), 0);
+        EXPECT_GT(found, 1);
+    }));
 }
 
 TEST_F(SettingsContent, OfALaterVersionIsLeftInPlace)

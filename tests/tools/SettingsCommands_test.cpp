@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // settings.
+#include "Intruder.h"
 #include "ToolTest.h"
 
 #include <csignal>
@@ -75,6 +76,27 @@ TEST_F(SettingsCommands, ListShowsAllOrThoseOfAPrefix)
     EXPECT_EQ(some[0]["key"], "db/one/a");
     EXPECT_EQ(some[1]["value"], "words");
     EXPECT_EQ(Run({"settings", "list", "db/two", "-o", "raw"}).out, "db/two\ttext\twords\n");
+}
+
+TEST_F(SettingsCommands, TellOfATextThatIsTooLarge)
+{
+    for (const char* const key : {kActivityKey, kStatisticsKey}) {
+        Set(key, "{}");
+        const std::string plant = std::string("UPDATE settings SET value = printf('%.*c', 1048577, 'l') WHERE key = '");
+        ASSERT_TRUE(Intruder(Path("state/settings.db")).Run((plant + key + "'").c_str()));
+    }
+    const std::string large = std::string(kActivityKey) + " is too large to be read";
+
+    const Json::Value listed = Document({"settings", "list", kActivityKey}, "settings list");
+    EXPECT_EQ(listed[0]["type"], "text");
+    EXPECT_TRUE(listed[0]["value"].isNull());
+    EXPECT_THAT(Run({"settings", "list"}).out, HasSubstr("(too large: 1048577 bytes)"));
+    EXPECT_TRUE(Fails(Run({"settings", "get", kActivityKey}), 1, large));
+    EXPECT_TRUE(Fails(Run({"show", "0"}), 1, large));
+    EXPECT_TRUE(Fails(Run({"list"}), 1, large));
+    EXPECT_TRUE(Fails(Run({"stats"}), 1, std::string(kStatisticsKey) + " is too large to be read"));
+
+    EXPECT_EQ(Document({"settings", "set", kActivityKey, "12"}, "settings set")["value"], "12");
 }
 
 TEST_F(SettingsCommands, FailWhereTheStoreCannotBeUsed)
