@@ -6,9 +6,9 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -26,7 +26,7 @@ constexpr const char* kLogSuffix = "-wal";
 constexpr const char* kIndexSuffix = "-shm";
 constexpr const char* kJournalSuffix = "-journal";
 constexpr off_t kLogHeader = 32;  // bytes; a log that is not longer holds nothing
-constexpr unsigned long long kWriteLockByte = 120;
+constexpr const char* kWriteLockByte = "120";
 
 // Of the path itself: a link is not followed.
 bool Examine(const std::string& path, struct stat* status) { return lstat(path.c_str(), status) == 0; }
@@ -82,13 +82,21 @@ std::string DirectoryOfFile(const std::string& path)
 
 FileIdentity IdentityOf(const struct stat& file) { return {file.st_dev, file.st_ino}; }
 
-std::string DescribeProcess(int process)
+std::string DescribeProcess(const std::string& number)
 {
-    const std::string number = std::to_string(process);
     std::ifstream file("/proc/" + number + "/comm");
     std::string name;
     std::getline(file, name);
     return "process " + number + (name.empty() ? "" : " (" + name + ")");
+}
+
+// As /proc/locks writes device and inode.
+std::string NameInLocks(const struct stat& file)
+{
+    char name[64];
+    static_cast<void>(std::snprintf(name, sizeof name, "%02x:%02x:%llu", major(file.st_dev), minor(file.st_dev),
+                                    static_cast<unsigned long long>(file.st_ino)));
+    return name;
 }
 
 // A companion that does not exist need not be moved.
@@ -188,8 +196,8 @@ std::string DatabaseFiles::FreeNameAside() const
 
 std::string DatabaseFiles::KeepRemains() const
 {
-    const std::string remains = RemainsPath();
-    const std::string aside = FreeNameAside();
+    std::string remains = RemainsPath();
+    std::string aside = FreeNameAside();
     for (const char* suffix : {kIndexSuffix, kLogSuffix, ""})
         if (!Rename(remains + suffix, aside + suffix)) return remains;
     return aside;
@@ -198,23 +206,20 @@ std::string DatabaseFiles::KeepRemains() const
 // A writer locks the byte 120 of the index; who creates the database locks the lock file.
 std::string DatabaseFiles::FindLockHolder() const
 {
+    struct stat index = {};
+    struct stat lock = {};
+    const bool hasIndex = Examine(m_path + kIndexSuffix, &index);
+    const bool hasLock = Examine(m_lockPath, &lock);
     std::ifstream locks("/proc/locks");
     for (std::string line; std::getline(locks, line);) {
-        int process = 0;
-        unsigned major = 0;
-        unsigned minor = 0;
-        unsigned long long inode = 0;
-        unsigned long long first = 0;
-        char type[16] = "";
-        // Of those who wait for a lock, the number is followed by "->".
-        if (std::sscanf(line.c_str(), "%*d: %15s %*s WRITE %d %x:%x:%llu %llu", type, &process, &major, &minor, &inode,
-                        &first) != 6)
-            continue;
-        const bool isOnIndex = std::strcmp(type, "POSIX") == 0 && first == kWriteLockByte;
-        const std::string path = isOnIndex ? m_path + kIndexSuffix : m_lockPath;
-        struct stat status = {};
-        if (Examine(path, &status) && status.st_ino == inode && status.st_dev == makedev(major, minor))
+        // "1: POSIX ADVISORY WRITE 123 08:01:456 120 120"; of those who wait, "->" follows the number.
+        std::istringstream words(line);
+        std::string number, kind, strictness, mode, process, file, first;
+        words >> number >> kind >> strictness >> mode >> process >> file >> first;
+        if (mode != "WRITE") continue;
+        if (kind == "POSIX" && first == kWriteLockByte && hasIndex && file == NameInLocks(index))
             return DescribeProcess(process);
+        if (kind == "FLOCK" && hasLock && file == NameInLocks(lock)) return DescribeProcess(process);
     }
     return {};
 }

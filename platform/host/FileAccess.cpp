@@ -140,7 +140,7 @@ RawFile::RawFile(std::string path) : m_path(std::move(path))
     } else {
         m_hasReadError = access(m_path.c_str(), F_OK) == 0;
     }
-    m_content.Read = [this](std::int64_t offset, char* to, std::size_t count) { return Read(offset, to, count); };
+    m_content.read = [this](std::int64_t offset, char* to, std::size_t count) { return Read(offset, to, count); };
 }
 
 RawFile::~RawFile()

@@ -68,14 +68,14 @@ Pages::Pages(const Bytes& database, const Bytes& log)
 void Pages::ReadLog()
 {
     char header[kLogHeader];
-    if (m_log.size < static_cast<std::int64_t>(kLogHeader) || !m_log.Read(0, header, kLogHeader)) return;
+    if (m_log.size < static_cast<std::int64_t>(kLogHeader) || !m_log.read(0, header, kLogHeader)) return;
     if ((NumberAt(header) & ~1U) != kLogMagic || NumberAt(header + 8) != kPageSize) return;
     const bool isBigEndian = (NumberAt(header) & 1) != 0;
 
     Sum sum = {NumberAt(header + 24), NumberAt(header + 28)};
     std::map<std::uint32_t, std::int64_t> transaction;
     Frame frame = {};
-    for (std::int64_t at = kLogHeader; m_log.Read(at, frame.bytes.data(), frame.bytes.size());
+    for (std::int64_t at = kLogHeader; m_log.read(at, frame.bytes.data(), frame.bytes.size());
          at += std::int64_t{kFrame}) {
         if (!frame.HasSalts(header + 16) || !frame.Continues(sum, isBigEndian)) return;  // of an earlier round, or torn
         sum = frame.StoredSum();
@@ -89,10 +89,10 @@ void Pages::ReadLog()
 bool Pages::Read(std::uint32_t number, Page* page) const
 {
     const auto logged = m_logged.find(number);
-    if (logged != m_logged.end()) return m_log.Read(logged->second, page->bytes.data(), kPageSize);
+    if (logged != m_logged.end()) return m_log.read(logged->second, page->bytes.data(), kPageSize);
     if (number == 0 || number > m_stored) return false;
     const std::int64_t offset = (std::int64_t{number} - 1) * static_cast<std::int64_t>(kPageSize);
-    return m_database.Read(offset, page->bytes.data(), kPageSize);
+    return m_database.read(offset, page->bytes.data(), kPageSize);
 }
 
 std::vector<std::uint32_t> Pages::Numbers() const

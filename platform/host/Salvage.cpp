@@ -128,9 +128,10 @@ const std::string* KeyIn(const Column& column)
 
 std::optional<Value> ValueIn(const Column& column)
 {
-    if (const auto* number = std::get_if<std::int64_t>(&column))
-        return *number >= INT_MIN && *number <= INT_MAX ? std::make_optional<Value>(static_cast<int>(*number))
-                                                        : std::nullopt;
+    if (const auto* number = std::get_if<std::int64_t>(&column)) {
+        const bool isInRange = *number >= INT_MIN && *number <= INT_MAX;
+        return isInRange ? std::make_optional<Value>(static_cast<int>(*number)) : std::nullopt;
+    }
     const auto* text = std::get_if<std::string>(&column);
     return text != nullptr && text->find('\0') == std::string::npos ? std::make_optional<Value>(*text) : std::nullopt;
 }

@@ -17,10 +17,10 @@ namespace host {
 using Value = std::variant<int, std::string>;
 using Values = std::map<std::string, Value>;
 
-/// The bytes of a file. Read() returns false if they cannot all be read.
+/// The bytes of a file; read() returns false if they cannot all be read.
 struct Bytes {
     std::int64_t size = 0;
-    std::function<bool(std::int64_t offset, char* to, std::size_t count)> Read;
+    std::function<bool(std::int64_t offset, char* to, std::size_t count)> read;
 };
 
 struct Salvaged {

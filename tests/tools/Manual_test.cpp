@@ -168,10 +168,10 @@ TEST_F(Manual, BashCompletesCommandsOptionsAndValues)
     };
     int runs = 0;
     for (const Row& row :
-         {Row{"do", "doctor"}, Row{"scan re", "resume"}, Row{"settings ''", "list get set watch check repair backup restore"},
-          Row{"-o js", "json jsonl"}, Row{"monitor --cou", "--count"}, Row{"wait --port 9", "99"},
-          Row{"wait --device-type set", "set-top-box"}, Row{"get 0 device_info_", "device_info_str1 device_info_str2"},
-          Row{"plug 0 tiv", "tivaro-one"}}) {
+         {Row{"do", "doctor"}, Row{"scan re", "resume"},
+          Row{"settings ''", "list get set watch check repair backup restore"}, Row{"-o js", "json jsonl"},
+          Row{"monitor --cou", "--count"}, Row{"wait --port 9", "99"}, Row{"wait --device-type set", "set-top-box"},
+          Row{"get 0 device_info_", "device_info_str1 device_info_str2"}, Row{"plug 0 tiv", "tivaro-one"}}) {
         const std::string script = "PATH=$(dirname \"$1\"):$PATH; . \"$0\"; COMP_WORDS=(srcwatchctl " + row.words +
                                    "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _srcwatchctl; echo \"${COMPREPLY[*]}\"";
         Program bash(
