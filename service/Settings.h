@@ -30,8 +30,9 @@ public:
     /// Does all writes again, each name's last one. To be called when the store has been replaced.
     void WriteAgain();
 
-    /// Runs an attempt. If it fails, it is repeated until it succeeds, or until another one of the same name takes its
-    /// place. The log shows the name, which says what is attempted: "writing KEY".
+    /// Runs an attempt. If it fails, or an earlier one has failed for a store that is locked, it is repeated until it
+    /// succeeds, or until another one of the same name takes its place. The log shows the name, which says what is
+    /// attempted: "writing KEY".
     void Attain(const std::string& name, Attempt attempt);
 
     /// Returns true as long as an attempt of this name is to be repeated.
@@ -42,11 +43,14 @@ public:
     bool Repeat();
 
 private:
+    bool Try(const Attempt& attempt);
     void RepeatLater();
+    void RepeatAfter(const std::string& name);
 
     std::map<std::string, Attempt> m_writes;
     std::map<std::string, Attempt> m_pending;
-    unsigned m_pause = 0;  // milliseconds
+    unsigned m_pause = 0;     // milliseconds
+    bool m_isHeldUp = false;  // by a store that is locked: nothing is attempted before the next repetition
     Timer m_timer;
 };
 

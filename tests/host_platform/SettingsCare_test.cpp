@@ -116,7 +116,7 @@ TEST_F(SettingsCare, FindsDamageWithoutAChange)
 {
     GivenManySettings();
     EXPECT_TRUE(InProcess([] { EXPECT_EQ(srcwatch_host_check_settings(), 0); }));
-    Scribble(20 * 4096, std::string(4096, '\x0a'));
+    Scribble(20 * std::size_t{4096}, std::string(4096, '\x0a'));
 
     EXPECT_TRUE(InProcess([] { EXPECT_EQ(srcwatch_host_check_settings(), -EUCLEAN); }));
     EXPECT_TRUE(DamagedFiles().empty());

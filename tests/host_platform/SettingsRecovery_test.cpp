@@ -77,16 +77,18 @@ protected:
     void GivenSettings()
     {
         ASSERT_TRUE(InProcess([] {
-            for (int index = kSettings - kRemoved; index < kSettings + kRemoved; index++)
+            for (int index = kSettings - kRemoved; index < kSettings + kRemoved; index++) {
                 EXPECT_EQ(vconf_set_str(KeyOf(index).c_str(), std::string(5000, 'o').c_str()), 0);
+            }
             for (int index = 0; index < kSettings; index++) {
                 const std::string value = ValueOf(index);
                 EXPECT_EQ(index % 5 == 0 ? vconf_set_int(KeyOf(index).c_str(), index)
                                          : vconf_set_str(KeyOf(index).c_str(), value.c_str()),
                           0);
             }
-            for (int index = kSettings; index < kSettings + kRemoved; index++)
+            for (int index = kSettings; index < kSettings + kRemoved; index++) {
                 EXPECT_EQ(srcwatch_host_unset(KeyOf(index).c_str()), 0);
+            }
         }));
         Sql(DurableDatabase(), "PRAGMA wal_checkpoint(TRUNCATE)");
         m_content = ReadFile(DurableDatabase());

@@ -2,8 +2,10 @@
 //
 // The service under a stand-in for systemd, with the limits that the unit states: what hangs is ended and started
 // again, what works is left alone.
+#include "Intruder.h"
 #include "NotifySocket.h"
 #include "ServiceTest.h"
+#include "srcwatch-host.h"
 
 #include <csignal>
 #include <sstream>
@@ -131,6 +133,27 @@ TEST_F(SupervisedService, IsLeftAloneDuringAScanOfSeveralIntervals)
 
     EXPECT_TRUE(RunUntilSupervised([this] { return CountOf(kFinished) == 1; }, 2 * kDeadline));
     EXPECT_EQ(m_restarts, 0);
+}
+
+// A store that another process keeps locked holds up each attempt to write for a second, which does not get faster
+// here.
+TEST_F(SupervisedService, IsLeftAloneWhileNothingCanBeWritten)
+{
+    const milliseconds interval = UnitInterval() * 3 / 5;
+    ASSERT_NO_FATAL_FAILURE(Supervise(interval));
+    Intruder durable{std::string(srcwatch_host_state_dir()) + "/settings.db"};
+    Intruder fleeting{std::string(srcwatch_host_run_dir()) + "/volatile.db"};
+    ASSERT_TRUE(durable.Run("BEGIN IMMEDIATE"));
+    ASSERT_TRUE(fleeting.Run("BEGIN IMMEDIATE"));
+
+    for (const char* input : {"hdmi1", "hdmi2", "hdmi3", "hdmi4"}) LinkCapture(input, "tivaro-one");
+    LinkCapture("optical", "ambrelle-soundbar");
+    static_cast<void>(RunUntilSupervised([this] { return m_restarts > 0; }, 2 * interval));
+
+    EXPECT_EQ(m_restarts, 0);
+    ASSERT_TRUE(durable.Run("COMMIT"));
+    ASSERT_TRUE(fleeting.Run("COMMIT"));
+    EXPECT_TRUE(RunUntilSupervised([this] { return CountOf(kDetected) == 5; }));
 }
 
 }  // namespace
