@@ -60,7 +60,9 @@ bool Detector::LoadProfiles(const std::vector<std::string>& paths)
     m_profilePaths.clear();
     for (const std::string& path : paths) {
         m_profiles.Load(path);
-        m_profilePaths.push_back(std::filesystem::absolute(path));
+        std::error_code isGone;  // the working directory
+        const std::string absolute = std::filesystem::absolute(path, isGone);
+        m_profilePaths.push_back(isGone ? path : absolute);
     }
     if (!wasComplete && !m_profiles.IsComplete()) return false;  // which is logged
     for (const ProfileError& error : m_profiles.Errors()) SWLOG(DLOG_ERROR, "profile %s", error.Text().c_str());

@@ -48,9 +48,9 @@ struct Shown {
         if (value != nullptr) json = value->text != nullptr ? Json::Value(value->text) : Json::Value(value->number);
         document = SettingToJson(key, json);
         row = {key, TypeName(json), CellText(json)};
-        if (value == nullptr || value->unread_bytes == 0) return;
+        if (value == nullptr || value->unread == 0) return;
         document["value"] = Json::nullValue;
-        row.back() = Cell("(too large: " + std::to_string(value->unread_bytes) + " bytes)", Colour::kBad);
+        row.back() = Cell("(too large: " + std::to_string(value->unread) + " bytes)", Colour::kBad);
     }
 
     Json::Value document;

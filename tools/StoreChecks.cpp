@@ -72,8 +72,7 @@ std::string SettingsText()
 std::string RemedyForPutAside(const std::string& path)
 {
     return "what was readable in it is in use: 'srcwatchctl settings list' shows it, and 'srcwatchctl settings restore "
-           "FILE' "
-           "brings back a backup; then move " +
+           "FILE' brings back a backup; then move " +
            ShellQuoted(path) + " elsewhere";
 }
 
@@ -125,6 +124,8 @@ Finding CheckPutAside()
             std::to_string(found->size()) + " database(s) were damaged and put aside, the last as " + found->back(),
             RemedyForPutAside(found->back()));
     }
+    if (srcwatch_host_check_settings() == -EUCLEAN)
+        return Bad("a database is damaged", "'srcwatchctl settings repair' recovers what is readable");
     return Good("no damaged database");
 }
 
@@ -135,6 +136,8 @@ Finding CheckDocument(const std::string& key, srcwatch::StoredKind kind)
     if (result == -ENOENT) return Good("none stored yet");
     const std::string remedy =
         "'srcwatchctl settings get " + key + "' shows it; the detection service replaces it when it starts";
+    if (result == -E2BIG)
+        return Bad("too large to be read", "'srcwatchctl settings set " + key + " VALUE' replaces it");
     if (result == 0) return Bad("a number is stored where the document belongs", remedy);
     const std::optional<std::string> text = ReadText(key);
     if (result != -EPROTOTYPE || !text) return Bad("unknown: the settings cannot be read", "see settings-readable");

@@ -28,9 +28,9 @@ extern "C" {
 
 /** The value of a setting. */
 typedef struct srcwatch_host_value {
-    const char* text;    /**< the text of a text setting; null for an integer setting */
-    int number;          /**< the value of an integer setting */
-    size_t unread_bytes; /**< the size of a text that is too large to be read, in whose place text is empty; or 0 */
+    const char* text; /**< the text of a text setting; null for an integer setting */
+    int number;       /**< the value of an integer setting */
+    size_t unread;    /**< the size of a text that is too large to be read, in whose place text is empty; or 0 */
 } srcwatch_host_value;
 
 /**

@@ -2,6 +2,7 @@
 #include "DiskImages.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace srcwatch_test {
 
@@ -50,6 +51,10 @@ void Disk::SyncName(File& file)
             file.isThere = false;
             file.content.clear();
             rest.clear();
+        } else if (event.kind == Kind::kRename) {
+            file.isThere = true;
+            file.content = event.bytes;
+            rest.clear();
         } else {
             rest.push_back(std::move(event));
         }
@@ -68,6 +73,7 @@ void Disk::Sync(File& file)
 void Disk::Apply(const FileEvent& event)
 {
     if (event.kind == Kind::kNote) return;
+    if (event.kind == Kind::kRename) return Rename(event);
     if (event.kind != Kind::kSync) {
         m_files[event.file].queue.push_back(event);
         return;
@@ -80,6 +86,16 @@ void Disk::Apply(const FileEvent& event)
     }
 }
 
+// Only what was synchronised under the old name is sure to be there under the new one.
+void Disk::Rename(const FileEvent& event)
+{
+    File& before = m_files[event.bytes];
+    FileEvent arrival = event;
+    arrival.bytes = before.content;
+    m_files[event.file].queue.push_back(std::move(arrival));
+    before.queue.push_back({Kind::kRemove, event.bytes, 0, {}});
+}
+
 void Disk::Settle()
 {
     for (auto& [name, file] : m_files) Sync(file);
@@ -90,7 +106,8 @@ void Disk::Arrive(const File& file, Unsynced kind, std::mt19937& random, std::st
     for (const FileEvent& event : file.queue) {
         const bool isTorn = kind == Unsynced::kTorn && event.kind == Kind::kWrite;
         if (!isTorn && kind != Unsynced::kKept && (kind == Unsynced::kLost || Toss(random))) continue;
-        if (event.kind == Kind::kCreate) isThere = true;
+        if (event.kind == Kind::kCreate || event.kind == Kind::kRename) isThere = true;
+        if (event.kind == Kind::kRename) content = event.bytes;
         if (event.kind == Kind::kRemove) isThere = false;
         if (event.kind == Kind::kRemove) content.clear();
         if (isTorn) {

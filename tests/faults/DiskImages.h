@@ -44,6 +44,7 @@ private:
         std::vector<FileEvent> queue;  // not synchronised
     };
     static void Change(std::string& content, const FileEvent& event);
+    void Rename(const FileEvent& event);
     static void SyncName(File& file);
     static void Sync(File& file);
     static void Arrive(const File& file, Unsynced kind, std::mt19937& random, std::string& content, bool& isThere);

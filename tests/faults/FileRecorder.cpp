@@ -184,6 +184,16 @@ RECORDED int unlink(const char* path) noexcept
     if (name != nullptr && result == 0) Append(Kind::kRemove, name, 0, nullptr, 0);
     return static_cast<int>(result);
 }
+
+RECORDED int rename(const char* from, const char* to) noexcept
+{
+    const long result = syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0);
+    const char* before = NameOf(from);
+    const char* name = NameOf(to);
+    if (before != nullptr && name != nullptr && result == 0)
+        Append(Kind::kRename, name, 0, before, std::strlen(before));
+    return static_cast<int>(result);
+}
 }
 
 namespace srcwatch_test {

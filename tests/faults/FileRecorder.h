@@ -22,7 +22,8 @@ struct FileEvent {
         kTruncate,  // to offset
         kSync,
         kRemove,
-        kNote,  // a number that the recorded process left here
+        kRename,  // to this file; bytes are the name that it had
+        kNote,    // a number that the recorded process left here
     };
     Kind kind;
     std::string file;  // its name in the directory

@@ -79,8 +79,8 @@ TEST_F(SettingsContent, ListsALongTextOfAnEarlierVersionEmpty)
     EXPECT_TRUE(InProcess([] {
         int found = 0;
         const auto check = [](const char* key, const srcwatch_host_value* value, void* count) {
-            EXPECT_EQ(value->unread_bytes, std::string(key) == "db/long" ? 1048577u : 0u) << key;
-            EXPECT_EQ(value->text != nullptr && *value->text == '\0', value->unread_bytes > 0) << key;
+            EXPECT_EQ(value->unread, std::string(key) == "db/long" ? 1048577u : 0u) << key;
+            EXPECT_EQ(value->text != nullptr && *value->text == '\0', value->unread > 0) << key;
             ++*static_cast<int*>(count);
         };
         EXPECT_EQ(srcwatch_host_list_settings(check, &found), 0);

@@ -6,8 +6,10 @@
 #include "srcwatch-protocol.h"
 
 #include <filesystem>
+#include <string>
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 namespace srcwatch_test {
 namespace {
@@ -110,6 +112,19 @@ TEST_F(DetectorTest, ReportsInputsThatAreReplacedAsLost)
 TEST_F(DetectorTest, DoesNotStartWithoutInputs)
 {
     EXPECT_EQ(m_detector.Start(m_inputs / "nowhere"), "No such file or directory");
+}
+
+TEST_F(DetectorTest, LoadsProfilesWithoutAWorkingDirectory)
+{
+    const std::filesystem::path before = std::filesystem::current_path();
+    const std::filesystem::path gone = std::filesystem::temp_directory_path() / ("gone-" + std::to_string(getpid()));
+    std::filesystem::create_directory(gone);
+    std::filesystem::current_path(gone);
+    std::filesystem::remove(gone);
+
+    EXPECT_NO_THROW(m_detector.LoadProfiles({SRCWATCH_PROFILES_FILE, "relative.json"}));
+
+    std::filesystem::current_path(before);
 }
 
 }  // namespace

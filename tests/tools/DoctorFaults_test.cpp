@@ -274,6 +274,20 @@ const Fault kStoreFaults[] = {
     {"TheStatisticsAreDamaged", false, [](auto& home) { home.Set(kStatisticsKey, R"({"Auto":7})"); },
      "statistics-document", "statistics-document", "Auto", "replaces it when it starts",
      [](auto& home) { home.Set(kStatisticsKey, R"({"Auto":[]})"); }},
+    {"AFaultHasNotBeenMetYet", false,
+     [](auto& home) {
+         home.Set("db/text", "text");
+         home.Sql("state/settings.db", "UPDATE settings SET value = 'a' || char(0) WHERE key = 'db/text'");
+     },
+     "settings-damaged", "settings-damaged", "a database is damaged", "settings repair",
+     [](auto& home) { home.Remove("state"); }},
+    {"ADocumentIsTooLarge", false,
+     [](auto& home) {
+         home.Set(kActivityKey, "{}");
+         home.Sql("state/settings.db", "UPDATE settings SET value = printf('%.*c', 2000000, 'x')");
+     },
+     "activity-document", "activity-document", "too large to be read", "settings set",
+     [](auto& home) { home.Set(kActivityKey, R"({"activity":[]})"); }},
     {"ADocumentIsANumber", false, [](auto& home) { StoreNumber(home, kActivityKey); }, "activity-document",
      "activity-document", "a number is stored", "replaces it when it starts",
      [](auto& home) { home.Set(kActivityKey, R"({"activity":[]})"); }},
