@@ -15,6 +15,9 @@
 /** The service's name on the bus, which is also that of its interface. */
 #define SRCWATCH_BUS_NAME "org.nalto.tv.qdinfo"
 
+/** Setting with the devices that no profile matched: {"devices": [{"port": PORT, "spd", "cec", "aksv": TEXT}...]}. */
+#define SRCWATCH_UNKNOWN_DEVICES_KEY "db/srcwatch-service/unknown_devices"
+
 /** Names of the inputs in the inputs directory: the first is followed by the number, 1 for port 0. */
 #define SRCWATCH_INPUT_HDMI "hdmi"
 #define SRCWATCH_INPUT_OPTICAL "optical" /**< port 99 */

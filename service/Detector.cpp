@@ -6,6 +6,7 @@
 #include "QDInfoNames.h"
 #include "Settings.h"
 #include "StoredValues.h"
+#include "UnknownDevices.h"
 #include "srcwatch-host.h"
 #include "srcwatch-protocol.h"
 
@@ -22,6 +23,7 @@ namespace {
 using qdinfo::kStatisticsKey;
 
 constexpr char kSavingStatistics[] = "saving the statistics";
+constexpr char kSavingUnknown[] = "saving the unknown devices";
 
 // How long a device that cannot be read is waited for, before it counts as what can be read of it.
 constexpr int kPatienceMilliseconds = 3000;
@@ -179,6 +181,7 @@ void Detector::Detect(int port, Cause cause)
     if (IsAwaited(port, evidence, cause)) return;
     const bool isKnown = !evidence.isComplete && m_records.Get(port).HasDevice();
     const Classification device = isKnown ? m_records.Get(port).device : Classify(evidence, m_profiles);
+    if (evidence.isComplete && device.method != DetectionMethod::kProfile) KeepUnknown(port, evidence);
     Statistics statistics = CurrentStatistics();
     Record record = ComposeRecord(port, m_records.Get(port), device, statistics,
                                   [&](int other) { return IsOccupied(other, device); });
@@ -196,6 +199,28 @@ void Detector::Detect(int port, Cause cause)
         SaveStatistics(statistics);
     }
     m_pending.End(port);
+}
+
+// If the store cannot be read, the device is kept when it is detected again. Devices that wait to be saved are newer
+// than the stored ones.
+void Detector::KeepUnknown(int port, const Evidence& evidence)
+{
+    if (!m_settings.IsPending(kSavingUnknown)) {
+        std::string text;  // empty if there are none
+        const ReadResult result = ReadText(SRCWATCH_UNKNOWN_DEVICES_KEY, text);
+        if (result != ReadResult::kRead && result != ReadResult::kAbsent) return;
+        m_unknown = std::move(text);
+        m_settings.Keep(kSavingUnknown, [this] { return TrySaveUnknown(); });
+    }
+    UnknownDevices devices(m_unknown);
+    if (!devices.Add(port, ComposeCapture(evidence))) return;
+    m_unknown = devices.Text();
+    m_settings.Write(kSavingUnknown, [this] { return TrySaveUnknown(); });
+}
+
+bool Detector::TrySaveUnknown() const
+{
+    return m_unknown.empty() || vconf_set_str(SRCWATCH_UNKNOWN_DEVICES_KEY, m_unknown.c_str()) == 0;
 }
 
 bool Detector::IsOccupied(int port, const Classification& device) const

@@ -59,6 +59,8 @@ private:
 
     void Detect(int port, Cause cause);
     bool IsAwaited(int port, const Evidence& evidence, Cause cause);
+    void KeepUnknown(int port, const Evidence& evidence);
+    bool TrySaveUnknown() const;
     void SetConnected(int port, bool connected);
     Statistics CurrentStatistics();
     void SaveStatistics(const Statistics& statistics);
@@ -73,6 +75,7 @@ private:
     Profiles m_profiles;
     std::vector<std::string> m_profilePaths;  // absolute
     std::string m_statistics;                 // the stored text, or the one that is to be stored
+    std::string m_unknown;                    // likewise, the unknown devices
     PendingDetections m_pending;
     std::set<int> m_incomplete;  // ports whose device cannot be read for the moment
     Inputs m_inputs;

@@ -3,6 +3,7 @@
 
 #include "CountedStore.h"
 #include "RoomTest.h"
+#include "UnknownDevices.h"
 #include "srcwatch-protocol.h"
 
 #include <filesystem>
@@ -36,7 +37,25 @@ TEST_F(DetectorTest, ReadsTheStatisticsOnceForAPluggedDevice)
     EXPECT_EQ(StoredRecord(0)["Changed"], SRCWATCH_CHANGED_NEW);
     auto reads = TheStoreReads().texts;
     --reads[kActivityKey];  // the test's own, just now
-    EXPECT_EQ(reads, (std::map<std::string, int>{{kActivityKey, 0}, {kStatisticsKey, 1}}));
+    EXPECT_EQ(reads,
+              (std::map<std::string, int>{{kActivityKey, 0}, {kStatisticsKey, 1}, {SRCWATCH_UNKNOWN_DEVICES_KEY, 1}}));
+}
+
+TEST_F(DetectorTest, KeepsDevicesThatNoProfileMatches)
+{
+    const auto count = [] {
+        return srcwatch::UnknownDevices(TextSetting(SRCWATCH_UNKNOWN_DEVICES_KEY).value_or("")).All().size();
+    };
+    StartDetector();
+    const std::size_t before = count();
+
+    PlugIn("hdmi1", "voltana-vx-home");
+    EXPECT_EQ(count(), before);
+
+    LinkCapture("hdmi2", "meruva-tuner");
+    LinkCapture("hdmi3", "meruva-tuner");
+    ASSERT_TRUE(WaitForAnnouncements(6));
+    EXPECT_EQ(count(), before + 1);
 }
 
 TEST_F(DetectorTest, ClearsTheRecordOfAnUnpluggedDevice)

@@ -31,7 +31,7 @@ _srcwatchctl_value() {
             _srcwatchctl_words "none set-top-box disc-player home-theatre streaming-box game-console other \
                 not-supported pc" "$2"
             ;;
-        --inputs | --captures | --profiles) mapfile -t COMPREPLY < <(compgen -f -- "$2") ;;
+        --inputs | --captures | --profiles | --expect) mapfile -t COMPREPLY < <(compgen -f -- "$2") ;;
         --count | --timeout | --extra) COMPREPLY=() ;;
         *) return 1 ;;
     esac
@@ -48,6 +48,7 @@ _srcwatchctl_options() {
         "settings watch") echo "--count --timeout" ;;
         plug) echo "--inputs --captures" ;;
         unplug) echo "--inputs" ;;
+        classify) echo "--expect --profiles" ;;
         validate) echo "--kind" ;;
         doctor) echo "--profiles" ;;
     esac
@@ -67,9 +68,10 @@ _srcwatchctl_arguments() {
         optical:0) echo "start stop show" ;;
         twc:0) echo "status start end tuned" ;;
         settings:0) echo "list get set watch check repair backup restore" ;;
+        unknown:0) echo "list save clear" ;;
         :0)
             echo "list show get explain monitor wait scan optical features twc stats forget call settings plug unplug" \
-                "validate doctor"
+                "unknown classify validate doctor"
             ;;
     esac
 }
@@ -89,7 +91,7 @@ _srcwatchctl() {
             *)
                 case $command in
                     "") command=$word ;;
-                    scan | optical | twc | settings) command+=" $word" ;;
+                    scan | optical | twc | settings | unknown) command+=" $word" ;;
                     *) arguments=$((arguments + 1)) ;;
                 esac
                 ;;
@@ -98,7 +100,7 @@ _srcwatchctl() {
     _srcwatchctl_value "$previous" "$current" && return
     if [[ $current == -* ]]; then
         _srcwatchctl_words "$(_srcwatchctl_options "$command")" "$current"
-    elif [[ $command == validate || $command == "settings backup" || $command == "settings restore" ]]; then
+    elif [[ $command == validate || $command == "settings backup" || $command == "settings restore" || $command == classify || $command == "unknown save" ]]; then
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
     else
         _srcwatchctl_words "$(_srcwatchctl_arguments "$command" "$arguments")" "$current"

@@ -32,11 +32,12 @@ complete -c srcwatchctl -l log -d "Show the log on standard error"
 complete -c srcwatchctl -s h -l help -d "Print help"
 
 complete -c srcwatchctl -n __srcwatchctl_at -a "list show get explain monitor wait scan optical features twc stats"
-complete -c srcwatchctl -n __srcwatchctl_at -a "forget call settings plug unplug validate doctor"
+complete -c srcwatchctl -n __srcwatchctl_at -a "forget call settings plug unplug unknown classify validate doctor"
 complete -c srcwatchctl -n "__srcwatchctl_at scan" -a "start stop resume status run"
 complete -c srcwatchctl -n "__srcwatchctl_at optical" -a "start stop show"
 complete -c srcwatchctl -n "__srcwatchctl_at twc" -a "status start end tuned"
 complete -c srcwatchctl -n "__srcwatchctl_at settings" -a "list get set watch check repair backup restore"
+complete -c srcwatchctl -n "__srcwatchctl_at unknown" -a "list save clear"
 
 for command in show get explain forget plug unplug "twc start" "twc end" "call record" "call forget" "call deny"
     complete -c srcwatchctl -n "__srcwatchctl_at $command" -a "(__srcwatchctl_ports)"
@@ -49,6 +50,9 @@ complete -c srcwatchctl -n "__srcwatchctl_at call" -a "status profiles record fo
 complete -c srcwatchctl -n "__srcwatchctl_in plug; and not __srcwatchctl_at plug" -a "(__fish_complete_directories)"
 complete -c srcwatchctl -n "__srcwatchctl_at validate" -F
 complete -c srcwatchctl -n "__srcwatchctl_at settings backup; or __srcwatchctl_at settings restore" -F
+complete -c srcwatchctl -n "__srcwatchctl_in classify; or __srcwatchctl_at unknown save" -a "(__fish_complete_directories)"
+complete -c srcwatchctl -n "__srcwatchctl_in classify" -l expect -r -F -d "Output to compare with"
+complete -c srcwatchctl -n "__srcwatchctl_in classify" -l profiles -r -F -d "Profiles to classify by"
 
 complete -c srcwatchctl -n "__srcwatchctl_in wait" -l port -x -a "(__srcwatchctl_ports)" -d Port
 complete -c srcwatchctl -n "__srcwatchctl_in wait" -l device-type -x -d "Type of device" \

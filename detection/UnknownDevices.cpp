@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "UnknownDevices.h"
+
+#include "Classification.h"
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <tuple>
+
+#include <json/json.h>
+
+namespace srcwatch {
+
+namespace {
+
+constexpr const char* kDevices = "devices";
+
+auto ModelOf(const Capture& capture)
+{
+    const Signs signs = SignsOf(EvidenceOf(capture));
+    return std::make_tuple(signs.vendor, signs.product, signs.osd, signs.vendorId, signs.sourceInformation,
+                           signs.deviceType);
+}
+
+Json::Value Parse(const std::string& text)
+try {
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    Json::Value root;
+    std::string errors;
+    const bool isJson = reader->parse(text.data(), text.data() + text.size(), &root, &errors);
+    return isJson && root.isObject() && root[kDevices].isArray() ? root[kDevices] : Json::Value(Json::arrayValue);
+} catch (const Json::Exception&) {  // nested too deep
+    return Json::arrayValue;
+}
+
+std::string ReadText(const Json::Value& value) { return value.isString() ? value.asString() : ""; }
+
+std::optional<UnknownDevice> Read(const Json::Value& entry)
+{
+    if (!entry.isObject() || !entry["port"].isInt()) return std::nullopt;
+    UnknownDevice device;
+    device.port = entry["port"].asInt();
+    device.capture.spd = FromHex(ReadText(entry["spd"])).value_or(Bytes());
+    device.capture.cec = ReadText(entry["cec"]);
+    device.capture.aksv = FromHex(ReadText(entry["aksv"])).value_or(Bytes());
+    if (device.capture.IsEmpty()) return std::nullopt;
+    return device;
+}
+
+}  // namespace
+
+UnknownDevices::UnknownDevices(const std::string& text)
+{
+    for (const Json::Value& entry : Parse(text)) {
+        if (const std::optional<UnknownDevice> device = Read(entry)) m_devices.push_back(*device);
+    }
+}
+
+std::string UnknownDevices::Text() const
+{
+    Json::Value root;
+    root[kDevices] = Json::arrayValue;
+    for (const UnknownDevice& device : m_devices) {
+        Json::Value entry;
+        entry["port"] = device.port;
+        entry["spd"] = ToHex(device.capture.spd);
+        entry["cec"] = device.capture.cec;
+        entry["aksv"] = ToHex(device.capture.aksv);
+        root[kDevices].append(entry);
+    }
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    return Json::writeString(builder, root);
+}
+
+bool UnknownDevices::Add(int port, const Capture& capture)
+{
+    const auto model = ModelOf(capture);
+    const bool isThere = std::any_of(m_devices.begin(), m_devices.end(),
+                                     [&](const UnknownDevice& device) { return ModelOf(device.capture) == model; });
+    if (capture.IsEmpty() || isThere) return false;
+    m_devices.push_back({port, capture});
+    if (m_devices.size() > kMost) {
+        m_devices.erase(m_devices.begin(), m_devices.end() - static_cast<std::ptrdiff_t>(kMost));
+    }
+    return true;
+}
+
+}  // namespace srcwatch

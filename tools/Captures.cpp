@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Captures.h"
+
+#include "Failure.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+namespace ctl {
+
+namespace {
+
+void WriteFile(const std::string& path, const std::string& bytes)
+{
+    if (bytes.empty()) return;
+    std::ofstream file(path, std::ios::binary);
+    if (!(file << bytes).flush()) throw Failure("cannot write " + path);
+}
+
+std::string TextOf(const srcwatch::Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
+
+bool IsCapture(const std::filesystem::path& directory)
+{
+    std::error_code error;
+    return std::filesystem::exists(directory / srcwatch::kSpdFile, error) ||
+           std::filesystem::exists(directory / srcwatch::kCecFile, error) ||
+           std::filesystem::exists(directory / srcwatch::kAksvFile, error);
+}
+
+}  // namespace
+
+void SaveCapture(const std::string& directory, const srcwatch::Capture& capture)
+{
+    std::error_code error;
+    const std::filesystem::path parent = std::filesystem::path(directory).parent_path();
+    if (!parent.empty()) std::filesystem::create_directories(parent, error);
+    const bool isMade = !error && std::filesystem::create_directory(directory, error);
+    if (error) throw Failure("cannot make the directory " + directory + ": " + error.message());
+    if (!isMade) throw Failure(directory + " exists already");
+    WriteFile(directory + "/" + srcwatch::kSpdFile, TextOf(capture.spd));
+    WriteFile(directory + "/" + srcwatch::kCecFile, capture.cec);
+    WriteFile(directory + "/" + srcwatch::kAksvFile, TextOf(capture.aksv));
+}
+
+std::vector<std::string> FindCaptures(const std::string& directory)
+{
+    if (IsCapture(directory)) return {directory};
+    std::error_code error;
+    std::vector<std::string> captures;
+    for (std::filesystem::directory_iterator it(directory, error), end; !error && it != end; it.increment(error)) {
+        if (IsCapture(it->path())) captures.push_back(it->path());
+    }
+    if (error) throw Failure("cannot read the directory " + directory + ": " + error.message());
+    if (captures.empty()) throw Failure(directory + " has no captures");
+    std::sort(captures.begin(), captures.end());
+    return captures;
+}
+
+}  // namespace ctl
