@@ -26,15 +26,35 @@ std::optional<std::uint8_t> ParseByte(const std::string& digits)
     return byte;
 }
 
-Decoded<Bytes> ParseMessage(const std::string& line)
+bool IsSpace(char c) { return c == ' ' || c == '\t'; }
+
+// Without a comment, and without the spaces around the bytes.
+std::string MessagePartOf(const std::string& line)
+{
+    std::string text = line.substr(0, line.find('#'));
+    while (!text.empty() && (IsSpace(text.back()) || text.back() == '\r')) text.pop_back();
+    const auto first = std::find_if_not(text.begin(), text.end(), IsSpace);
+    return {first, text.end()};
+}
+
+// Between two bytes stands a ':', or spaces, or both. Returns the place of the next byte; npos if nothing separates it.
+std::size_t SkipSeparator(const std::string& text, std::size_t at)
+{
+    std::size_t next = at;
+    while (next < text.size() && IsSpace(text[next])) ++next;
+    if (next < text.size() && text[next] == ':') ++next;
+    while (next < text.size() && IsSpace(text[next])) ++next;
+    return next == at || next == text.size() ? std::string::npos : next;
+}
+
+Decoded<Bytes> ParseMessage(const std::string& text)
 {
     Bytes message;
-    for (std::size_t at = 0; at < line.size(); at += 3) {
-        const auto byte = ParseByte(line.substr(at, 2));
-        const bool isLast = at + 2 >= line.size();
-        if (!byte || (!isLast && (line[at + 2] != ':' || at + 3 == line.size()))) {
-            return {std::nullopt, OnlyRemark(kNotHex)};
-        }
+    for (std::size_t at = 0; at < text.size();) {
+        const auto byte = ParseByte(text.substr(at, 2));
+        const std::size_t end = at + 2;
+        at = end >= text.size() ? end : SkipSeparator(text, end);
+        if (!byte || at == std::string::npos) return {std::nullopt, OnlyRemark(kNotHex)};
         if (message.size() == CEC_MAX_MSG_SIZE) return {std::nullopt, OnlyRemark("more than 16 bytes")};
         message.push_back(*byte);
     }
@@ -118,11 +138,11 @@ void ApplyMessage(const Bytes& message, int line, CecLog& log, Remarks& remarks)
     ++log.understood;
 }
 
-void ApplyLine(std::string line, int number, CecLog& log, Remarks& remarks)
+void ApplyLine(const std::string& line, int number, CecLog& log, Remarks& remarks)
 {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    if (line.empty()) return;
-    const Decoded<Bytes> message = ParseMessage(line);
+    const std::string text = MessagePartOf(line);
+    if (text.empty()) return;
+    const Decoded<Bytes> message = ParseMessage(text);
     if (message.value) {
         ApplyMessage(*message.value, number, log, remarks);
     } else {

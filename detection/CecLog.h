@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// HDMI-CEC messages of the devices on a port, as a text with one message a line: hexadecimal bytes with ':' between.
+// HDMI-CEC messages of the devices on a port, as a text with one message a line: hexadecimal bytes
+// with ':' or spaces between. What follows a '#' is a comment.
 #ifndef SRCWATCH_DETECTION_CECLOG_H
 #define SRCWATCH_DETECTION_CECLOG_H
 

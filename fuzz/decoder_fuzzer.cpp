@@ -9,6 +9,7 @@
 #include "SpdInfoFrame.h"
 
 #include <map>
+#include <regex>
 
 namespace {
 
@@ -131,6 +132,15 @@ int Digit(char c)
     return found == nullptr ? -1 : static_cast<int>(found - digits);
 }
 
+// A line without its comment, and with each run of spaces, with a ':' or without, as one ':'.
+std::string Normal(const std::string& line)
+{
+    static const std::regex kOuter("^[ \t]+|[ \t\r]+$");
+    static const std::regex kBetween("[ \t]*:[ \t]*|[ \t]+");
+    const std::string bytes = std::regex_replace(line.substr(0, line.find('#')), kOuter, "");
+    return std::regex_replace(bytes, kBetween, ":");
+}
+
 // The bytes of a line; none if it is not a message.
 Bytes MessageOf(const std::string& line)
 {
@@ -190,9 +200,7 @@ Heard HearAll(const std::string& text)
     Heard heard;
     for (std::size_t start = 0; start < text.size();) {
         const std::size_t end = std::min(text.find('\n', start), text.size());
-        std::string line = text.substr(start, end - start);
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        HearLine(line, heard);
+        HearLine(Normal(text.substr(start, end - start)), heard);
         start = end + 1;
     }
     return heard;
@@ -208,11 +216,13 @@ std::string LogText(Input& input)
         std::string message = std::string(1, static_cast<char>(input.Byte())) + static_cast<char>(opcode);
         message += input.Text(20);
         for (std::size_t i = 0; i < message.size(); ++i) {
-            char digits[4];
-            static_cast<void>(std::snprintf(digits, sizeof(digits), i > 0 ? ":%02x" : "%02X",
+            if (i > 0) text += input.Below(8) == 0 ? " : " : ":";
+            char digits[3];
+            static_cast<void>(std::snprintf(digits, sizeof(digits), i > 0 ? "%02x" : "%02X",
                                             static_cast<unsigned>(static_cast<std::uint8_t>(message[i]))));
             text += digits;
         }
+        if (input.Below(8) == 0) text += " # " + input.Text(3);
         text += input.Below(4) == 0 ? "\r\n" : "\n";
     }
     return text;

@@ -19,6 +19,7 @@ void AddStateCommands(CLI::App& app, Output& output);      // features, twc, sta
 void AddSettingsCommands(CLI::App& app, Output& output);   // settings
 void AddCareCommands(CLI::App& settings, Output& output);  // settings check, repair, backup, restore
 void AddInputCommands(CLI::App& app, Output& output);      // plug, unplug
+void AddCaptureCommands(CLI::App& app, Output& output);    // capture
 void AddUnknownCommands(CLI::App& app, Output& output);    // unknown
 void AddClassifyCommand(CLI::App& app, Output& output);    // classify
 void AddValidateCommand(CLI::App& app, Output& output);    // validate

@@ -29,6 +29,7 @@ void AddCommands(CLI::App& app, ctl::Output& output)
     ctl::AddStateCommands(app, output);
     ctl::AddSettingsCommands(app, output);
     ctl::AddInputCommands(app, output);
+    ctl::AddCaptureCommands(app, output);
     ctl::AddUnknownCommands(app, output);
     ctl::AddClassifyCommand(app, output);
     ctl::AddValidateCommand(app, output);

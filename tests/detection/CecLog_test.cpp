@@ -103,9 +103,28 @@ TEST(CecLog, TakesCarriageReturnsEmptyLinesAndNoFinalNewline)
     EXPECT_EQ(OnlyDevice(Accepted("\r\n\n40:47:41\r\n\n40:9e:06")).version, CEC_OP_CEC_VERSION_2_0);
 }
 
+TEST(CecLog, TakesCommentsAndSpacesBetweenBytes)
+{
+    const auto [log, remarks, mayPass] =
+        Accepted("# a player\n\t40 47  41:42 : 43\t# its name\n   \n  # end\n4f:9e:05#\r\n");
+
+    ASSERT_EQ(log->devices.size(), 1U);
+    EXPECT_EQ(log->devices[0].osdName, "ABC");
+    EXPECT_EQ(log->devices[0].version, 5);
+    EXPECT_EQ(log->understood, 2U);
+    EXPECT_EQ(InOneLine(remarks), "");
+}
+
+TEST(CecLog, RefusesBytesThatRunTogether)
+{
+    EXPECT_EQ(Reason(FromText("4047\n")), "line 1: not hexadecimal bytes with ':' between");
+    EXPECT_EQ(Reason(FromText("40:47: # no byte\n")), "line 1: not hexadecimal bytes with ':' between");
+    EXPECT_EQ(Reason(FromText("4 0\n")), "line 1: not hexadecimal bytes with ':' between");
+}
+
 TEST(CecLog, RemarksOnMalformedLinesAndUsesTheOthers)
 {
-    const auto [log, remarks, mayPass] = Accepted("40:47:41\nhello\n40:4\n40:\n40-47\n:40\n 40:47\n");
+    const auto [log, remarks, mayPass] = Accepted("40:47:41\nhello\n40:4\n40:\n40-47\n:40\n40::47\n");
 
     EXPECT_EQ(log->devices.at(0).osdName, "A");
     EXPECT_EQ(remarks.size(), 6U);

@@ -55,7 +55,8 @@ protected:
         options[""] = OptionsOf({});
         for (const std::string& command : ListedUnder("Subcommands:", Help({}))) {
             const Words parts = ListedUnder("Subcommands:", Help({command}));
-            if (parts.empty()) options[command] = OptionsOf({command});
+            const bool isCommand = parts.empty() || Help({command}).find("Positionals:") != std::string::npos;
+            if (isCommand) options[command] = OptionsOf({command});
             for (const std::string& part : parts) options[command + " " + part] = OptionsOf({command, part});
         }
         return options;

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// list, show, get, forget, explain.
+// list, show, get, forget, and the answers of explain.
 #include "FakeService.h"
 #include "Intruder.h"
 #include "ToolTest.h"
-
-#include <filesystem>
 
 #include <gmock/gmock.h>
 
@@ -238,69 +236,6 @@ TEST_F(PortCommands, ExplainsADamagedRecord)
     EXPECT_THAT(AnswerOf(document, "srcwatch_get_logo_mso_name")["why"].asString(), HasSubstr("damaged"));
 }
 
-TEST_F(PortCommands, ExplainsTheEvidenceOfAPluggedDevice)
-{
-    ASSERT_EQ(Run({"plug", "0", "tessaly-cable"}).code, 0);
-
-    const Json::Value evidence =
-        Document({"explain", "0", "--profiles", SRCWATCH_PROFILES_FILE}, "explain")["evidence"];
-
-    EXPECT_EQ(evidence["items"].size(), 3U);
-    EXPECT_EQ(evidence["items"][0]["file"], "spd.bin");
-    EXPECT_THAT(evidence["items"][0]["says"].asString(), HasSubstr("TESSALY"));
-    EXPECT_EQ(evidence["type"], 1);
-    EXPECT_EQ(evidence["method"], 1);
-    EXPECT_EQ(evidence["profiles"]["from"], "option");
-    EXPECT_EQ(evidence["profile"]["file"], SRCWATCH_PROFILES_FILE);
-    EXPECT_EQ(evidence["profile"]["entry"], 1);
-    EXPECT_EQ(evidence["rules"].size(), 0U);
-}
-
-TEST_F(PortCommands, ExplainsWhichRulesWereTried)
-{
-    WriteFile("none.json", R"({"profiles": []})");
-    ASSERT_EQ(Run({"plug", "0", "brightpond-stick"}).code, 0);
-
-    const Json::Value evidence = Document({"explain", "0", "--profiles", Path("none.json")}, "explain")["evidence"];
-
-    EXPECT_TRUE(evidence["profile"].isNull());
-    ASSERT_EQ(evidence["rules"].size(), 2U);
-    EXPECT_EQ(evidence["rules"][0]["found"], "source information 0");
-    EXPECT_EQ(evidence["rules"][0]["applies"], false);
-    EXPECT_EQ(evidence["rules"][1]["found"], "primary device type 4");
-    EXPECT_EQ(evidence["rules"][1]["applies"], true);
-}
-
-TEST_F(PortCommands, ExplainsByTheProfilesOfTheRunningService)
-{
-    WriteFile("mine.json", R"({"profiles": [{"match": {"vendor": "TIVARO"}, "give": {"type": 5}}]})");
-    FakeService service;
-    service.Answer(0x2005, "{\"paths\": [\"" + Path("mine.json") + "\"]}");
-    ASSERT_EQ(Run({"plug", "0", "tivaro-one"}).code, 0);
-
-    const Json::Value evidence = Document({"explain", "0"}, "explain")["evidence"];
-
-    EXPECT_EQ(evidence["profiles"]["from"], "service");
-    EXPECT_EQ(evidence["profile"]["file"], Path("mine.json"));
-    EXPECT_EQ(evidence["type"], 5);
-}
-
-TEST_F(PortCommands, ExplainsWhichDeviceIsBehindTheOneOnThePort)
-{
-    std::filesystem::create_directories(Path("receiver"));
-    WriteFile("receiver/cec.log", "5f:84:10:00:05\n8f:84:11:00:04\n80:47:50\n");
-    ASSERT_EQ(Run({"plug", "0", Path("receiver")}).code, 0);
-
-    const Json::Value evidence = Document({"explain", "0"}, "explain")["evidence"];
-    const std::string table = Run({"explain", "0"}).out;
-
-    EXPECT_EQ(evidence["type"], 4);
-    ASSERT_EQ(evidence["behind"].size(), 1U);
-    EXPECT_EQ(evidence["behind"][0]["physical_address"], "1.1.0.0");
-    EXPECT_THAT(table, HasSubstr("logical address 5, physical address 1.0.0.0"));
-    EXPECT_THAT(table, HasSubstr("logical address 8, physical address 1.1.0.0, OSD name \"P\""));
-}
-
 TEST_F(PortCommands, ShowsTheDevicesBehindFromTheStatistics)
 {
     StoreRecord(0, SetTopBox("Volt TV"));
@@ -310,17 +245,6 @@ TEST_F(PortCommands, ShowsTheDevicesBehindFromTheStatistics)
     EXPECT_EQ(Document({"show", "0"}, "show")["behind"][0]["osd_name"], "P");
     EXPECT_THAT(Run({"show", "0"}).out, HasSubstr("P (Playback device)"));
     EXPECT_EQ(Document({"show", "1"}, "show")["behind"].size(), 0U);
-}
-
-TEST_F(PortCommands, ExplainsWhichEvidenceWasRefused)
-{
-    ASSERT_EQ(Run({"plug", "0", "malformed"}).code, 0);
-
-    const Outcome outcome = Run({"explain", "0"});
-
-    EXPECT_EQ(outcome.code, 0) << outcome;
-    EXPECT_THAT(outcome.out, HasSubstr("refused: checksum"));
-    EXPECT_THAT(outcome.out, HasSubstr("by faulty; the record differs"));
 }
 
 TEST_F(PortCommands, ForgetsAllButTheDenyCountWhenNoServiceRuns)

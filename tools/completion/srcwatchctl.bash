@@ -48,6 +48,10 @@ _srcwatchctl_options() {
         "settings watch") echo "--count --timeout" ;;
         plug) echo "--inputs --captures" ;;
         unplug) echo "--inputs" ;;
+        capture) echo "--inputs" ;;
+        "capture new")
+            echo "--vendor --product --spd-code --osd-name --device-type --physical-address --vendor-id"
+            ;;
         classify) echo "--expect --profiles" ;;
         validate) echo "--kind" ;;
         doctor) echo "--profiles" ;;
@@ -69,9 +73,10 @@ _srcwatchctl_arguments() {
         twc:0) echo "status start end tuned" ;;
         settings:0) echo "list get set watch check repair backup restore" ;;
         unknown:0) echo "list save clear" ;;
+        capture:0) echo "import new"; _srcwatchctl_ports ;;
         :0)
             echo "list show get explain monitor wait scan optical features twc stats forget call settings plug unplug" \
-                "unknown classify validate doctor"
+                "capture unknown classify validate doctor"
             ;;
     esac
 }
@@ -92,6 +97,9 @@ _srcwatchctl() {
                 case $command in
                     "") command=$word ;;
                     scan | optical | twc | settings | unknown) command+=" $word" ;;
+                    capture)
+                        if [[ $word == import || $word == new ]]; then command+=" $word"; else arguments=$((arguments + 1)); fi
+                        ;;
                     *) arguments=$((arguments + 1)) ;;
                 esac
                 ;;
@@ -100,7 +108,8 @@ _srcwatchctl() {
     _srcwatchctl_value "$previous" "$current" && return
     if [[ $current == -* ]]; then
         _srcwatchctl_words "$(_srcwatchctl_options "$command")" "$current"
-    elif [[ $command == validate || $command == "settings backup" || $command == "settings restore" || $command == classify || $command == "unknown save" ]]; then
+    elif [[ $command == validate || $command == classify || $command == "unknown save" || $command == "capture "* ||
+        $command == "settings backup" || $command == "settings restore" ]]; then
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
     else
         _srcwatchctl_words "$(_srcwatchctl_arguments "$command" "$arguments")" "$current"

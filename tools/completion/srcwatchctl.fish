@@ -32,12 +32,17 @@ complete -c srcwatchctl -l log -d "Show the log on standard error"
 complete -c srcwatchctl -s h -l help -d "Print help"
 
 complete -c srcwatchctl -n __srcwatchctl_at -a "list show get explain monitor wait scan optical features twc stats"
-complete -c srcwatchctl -n __srcwatchctl_at -a "forget call settings plug unplug unknown classify validate doctor"
+complete -c srcwatchctl -n __srcwatchctl_at -a "forget call settings plug unplug capture unknown classify validate doctor"
 complete -c srcwatchctl -n "__srcwatchctl_at scan" -a "start stop resume status run"
 complete -c srcwatchctl -n "__srcwatchctl_at optical" -a "start stop show"
 complete -c srcwatchctl -n "__srcwatchctl_at twc" -a "status start end tuned"
 complete -c srcwatchctl -n "__srcwatchctl_at settings" -a "list get set watch check repair backup restore"
 complete -c srcwatchctl -n "__srcwatchctl_at unknown" -a "list save clear"
+complete -c srcwatchctl -n "__srcwatchctl_at capture" -a "import new (__srcwatchctl_ports)"
+complete -c srcwatchctl -n "__srcwatchctl_in capture; and not __srcwatchctl_at capture" -F
+for option in vendor product spd-code osd-name device-type physical-address vendor-id
+    complete -c srcwatchctl -n "__srcwatchctl_in capture new" -l $option -x
+end
 
 for command in show get explain forget plug unplug "twc start" "twc end" "call record" "call forget" "call deny"
     complete -c srcwatchctl -n "__srcwatchctl_at $command" -a "(__srcwatchctl_ports)"
@@ -63,7 +68,7 @@ complete -c srcwatchctl -n "__srcwatchctl_in monitor; or __srcwatchctl_in settin
 for command in monitor wait "scan run" "settings watch"
     complete -c srcwatchctl -n "__srcwatchctl_in $command" -l timeout -x -d "Give up after this time"
 end
-for command in explain plug unplug
+for command in explain plug unplug capture
     complete -c srcwatchctl -n "__srcwatchctl_in $command" -l inputs -r -F -d "Inputs directory"
 end
 complete -c srcwatchctl -n "__srcwatchctl_in explain" -l profiles -r -F -d "Profiles to classify by"

@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "CecImport.h"
+
+#include "Capture.h"
+
+#include <algorithm>
+#include <optional>
+#include <regex>
+#include <sstream>
+
+namespace srcwatch {
+
+namespace {
+
+// How cec-ctl shows the operands of the messages in which a device describes itself.
+struct Operands {
+    std::uint8_t opcode;
+    const char* name;  // of the value, before ": "
+    Bytes (*parse)(const std::string& value);
+};
+
+// The last number in hexadecimal digits, as of "playback (0x04)", in this many bytes.
+template <std::size_t Size>
+Bytes ParseNumber(const std::string& value)
+{
+    const std::size_t at = value.rfind("0x");
+    if (at == std::string::npos) return {};
+    const std::string digits = value.substr(at + 2, value.find_first_not_of("0123456789abcdefABCDEF", at + 2) - at - 2);
+    const std::string padded = digits.size() % 2 == 0 ? digits : "0" + digits;
+    Bytes bytes = FromHex(padded).value_or(Bytes());
+    if (bytes.size() > Size) bytes.erase(bytes.begin(), bytes.end() - Size);
+    bytes.insert(bytes.begin(), Size - bytes.size(), std::uint8_t{0});
+    return bytes;
+}
+
+// "1.0.0.0"
+Bytes ParseAddress(const std::string& value)
+{
+    static const std::regex kAddress("([0-9a-f])\\.([0-9a-f])\\.([0-9a-f])\\.([0-9a-f])");
+    std::smatch digits;
+    if (!std::regex_search(value, digits, kAddress)) return {};
+    return FromHex(digits.str(1) + digits.str(2) + digits.str(3) + digits.str(4)).value_or(Bytes());
+}
+
+Bytes ParseText(const std::string& value) { return {value.begin(), value.end()}; }
+
+constexpr Operands kOperands[] = {
+    {CEC_MSG_SET_OSD_NAME, "name", ParseText},
+    {CEC_MSG_REPORT_PHYSICAL_ADDR, "phys-addr", ParseAddress},
+    {CEC_MSG_REPORT_PHYSICAL_ADDR, "prim-devtype", ParseNumber<1>},
+    {CEC_MSG_DEVICE_VENDOR_ID, "vendor-id", ParseNumber<3>},
+    {CEC_MSG_CEC_VERSION, "cec-version", ParseNumber<1>},
+    {CEC_MSG_FEATURE_ABORT, "abort-msg", ParseNumber<1>},
+    {CEC_MSG_FEATURE_ABORT, "reason", ParseNumber<1>},
+};
+
+std::string MessageText(const Bytes& message)
+{
+    std::string line;
+    for (const std::uint8_t byte : message) line += (line.empty() ? "" : ":") + ToHex({byte});
+    return line;
+}
+
+std::string WithoutSpaces(std::string text)
+{
+    text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == ' ' || c == '\t' || c == '\r'; }),
+               text.end());
+    return text;
+}
+
+class Importer {
+public:
+    void Take(const std::string& line)
+    {
+        ++m_line;
+        if (line.find("TRAFFIC:") != std::string::npos) return TakeTraffic(line);
+        if (TakeHeader(line)) return;
+        // What belongs to a message is indented under it.
+        const std::size_t start = line.find_first_not_of(" \t");
+        if (start == 0 || start == std::string::npos) return EndMessage();
+        if (m_message.empty()) return;
+        const std::string detail = line.substr(start);
+        if (detail.rfind("Raw:", 0) == 0) {
+            TakeRaw(detail.substr(4));
+        } else if (!m_isRaw) {
+            TakeDetail(detail);
+        }
+    }
+
+    Decoded<ImportedLog> Finish()
+    {
+        EndMessage();
+        if (m_log.messages > 0) return {m_log, m_remarks};
+        if (m_remarks.empty()) m_remarks = OnlyRemark("no received message of cec-ctl --monitor or cec-client");
+        return {std::nullopt, m_remarks};
+    }
+
+private:
+    // "TRAFFIC: [  123]  >> 40:47:42"; "<<" is what cec-client itself sends.
+    void TakeTraffic(const std::string& line)
+    {
+        EndMessage();
+        const std::size_t arrow = line.find(">>");
+        if (arrow == std::string::npos) return;
+        std::string digits = WithoutSpaces(line.substr(arrow + 2));
+        digits.erase(std::remove(digits.begin(), digits.end(), ':'), digits.end());
+        const std::optional<Bytes> message = FromHex(digits);
+        if (!message || message->empty()) return Remark("not hexadecimal bytes with ':' between");
+        Begin(*message);
+        EndMessage();
+    }
+
+    // "Received from Playback Device 1 to TV (4 to 0): SET_OSD_NAME (0x47):"; "Transmitted by" is what the TV sends.
+    bool TakeHeader(const std::string& line)
+    {
+        static const std::regex kHeader(
+            "(Received from|Transmitted by) .* \\(([0-9]{1,2}) to ([0-9]{1,2})\\): (.*\\(0x([0-9a-fA-F]{2})\\))?.*");
+        std::smatch parts;
+        if (line.size() > kLongestHeader || !std::regex_search(line, parts, kHeader)) return false;
+        EndMessage();
+        const int initiator = std::stoi(parts[2]);
+        const int destination = std::stoi(parts[3]);
+        if (parts[1] == "Transmitted by") return true;
+        if (initiator > 15 || destination > 15) {
+            Remark("not a logical address");
+            return true;
+        }
+        Bytes message = {static_cast<std::uint8_t>(initiator << 4 | destination)};
+        if (parts[5].matched) message.push_back(FromHex(parts[5]).value_or(Bytes()).front());
+        Begin(message);
+        return true;
+    }
+
+    void TakeRaw(const std::string& text)
+    {
+        std::istringstream words(text);
+        Bytes message;
+        for (std::string word; words >> word;) {
+            const std::optional<Bytes> byte = word.rfind("0x", 0) == 0 ? FromHex(word.substr(2)) : std::nullopt;
+            if (!byte || byte->size() != 1) return Remark("not the bytes of a message");
+            message.push_back(byte->front());
+        }
+        if (!message.empty()) m_message = message;
+        m_isRaw = true;
+    }
+
+    void TakeDetail(const std::string& detail)
+    {
+        const std::size_t colon = detail.find(": ");
+        if (colon == std::string::npos || m_message.size() < 2) return;
+        for (const Operands& operands : kOperands) {
+            if (operands.opcode != m_message[1] || detail.compare(0, colon, operands.name) != 0) continue;
+            std::string value = detail.substr(colon + 2);
+            while (!value.empty() && (value.back() == '\r' || value.back() == ' ')) value.pop_back();
+            const Bytes bytes = operands.parse(value);
+            m_message.insert(m_message.end(), bytes.begin(), bytes.end());
+        }
+    }
+
+    void Begin(const Bytes& message)
+    {
+        m_message = message;
+        m_messageLine = m_line;
+        m_isRaw = false;
+    }
+
+    void EndMessage()
+    {
+        if (m_message.size() > CEC_MAX_MSG_SIZE) {
+            m_remarks.push_back({"", m_messageLine, "more than 16 bytes"});
+        } else if (!m_message.empty()) {
+            m_log.text += MessageText(m_message) + "\n";
+            ++m_log.messages;
+        }
+        m_message.clear();
+    }
+
+    void Remark(const char* text) { m_remarks.push_back({"", m_line, text}); }
+
+    static constexpr std::size_t kLongestHeader = 200;  // far above what cec-ctl writes
+
+    ImportedLog m_log;
+    Remarks m_remarks;
+    int m_line = 0;
+    int m_messageLine = 0;
+    Bytes m_message;  // empty between messages
+    bool m_isRaw = false;
+};
+
+}  // namespace
+
+Decoded<ImportedLog> ImportCecLog(const std::string& text)
+{
+    Importer importer;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) importer.Take(line);
+    return importer.Finish();
+}
+
+}  // namespace srcwatch
