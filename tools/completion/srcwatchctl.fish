@@ -40,9 +40,13 @@ complete -c srcwatchctl -n "__srcwatchctl_at settings" -a "list get set watch ch
 complete -c srcwatchctl -n "__srcwatchctl_at unknown" -a "list save clear"
 complete -c srcwatchctl -n "__srcwatchctl_at capture" -a "import new (__srcwatchctl_ports)"
 complete -c srcwatchctl -n "__srcwatchctl_in capture; and not __srcwatchctl_at capture" -F
-for option in vendor product spd-code osd-name device-type physical-address vendor-id
-    complete -c srcwatchctl -n "__srcwatchctl_in capture new" -l $option -x
-end
+complete -c srcwatchctl -n "__srcwatchctl_in capture new" -l vendor -x -d "Vendor name"
+complete -c srcwatchctl -n "__srcwatchctl_in capture new" -l product -x -d "Product description"
+complete -c srcwatchctl -n "__srcwatchctl_in capture new" -l spd-code -x -d "Source information"
+complete -c srcwatchctl -n "__srcwatchctl_in capture new" -l osd-name -x -d "OSD name"
+complete -c srcwatchctl -n "__srcwatchctl_in capture new" -l device-type -x -d "Primary device type"
+complete -c srcwatchctl -n "__srcwatchctl_in capture new" -l physical-address -x -d "Physical address"
+complete -c srcwatchctl -n "__srcwatchctl_in capture new" -l vendor-id -x -d "Vendor id"
 
 for command in show get explain forget plug unplug "twc start" "twc end" "call record" "call forget" "call deny"
     complete -c srcwatchctl -n "__srcwatchctl_at $command" -a "(__srcwatchctl_ports)"
