@@ -183,12 +183,11 @@ void HearLine(const std::string& line, Heard& heard)
     if (line.empty()) return;
     const Bytes message = MessageOf(line);
     const auto kind = message.size() < 2 ? needed.end() : needed.find(message[1]);
-    if (message.empty()) {
+    const bool isKnown = kind != needed.end() && message[0] / 16 != 0;
+    if (message.empty() || (isKnown && message.size() - 2 < kind->second)) {
         ++heard.refused;
-    } else if (kind == needed.end() || message[0] / 16 == 0) {
+    } else if (!isKnown) {
         ++heard.skipped;
-    } else if (message.size() - 2 < kind->second) {
-        ++heard.refused;
     } else {
         HearOperands(message, heard.senders[message[0] / 16]);
         ++heard.understood;
