@@ -61,7 +61,8 @@ std::shared_ptr<Connecting> Connect()
     const unsigned late = g_timeout_add(kTimeoutMs, OnLate, connecting.get());
     while (!connecting->isDone && !connecting->isLate) g_main_context_iteration(nullptr, TRUE);
     g_source_remove(late);
-    if (!connecting->isDone) static_cast<void>(new std::shared_ptr<Connecting>(connecting));
+    static std::shared_ptr<Connecting> unfinished;
+    if (!connecting->isDone) unfinished = connecting;
     return connecting;
 }
 
