@@ -20,6 +20,13 @@ namespace host {
 namespace {
 
 constexpr std::int64_t kPatienceMs = 1000;
+
+// After a call has waited in vain, those that come soon wait no longer than most writes take: a main loop is held up
+// once, and not by each of its calls.
+constexpr std::int64_t kShortPatienceMs = 20;
+constexpr std::int64_t kSoonMs = 2000;
+std::atomic<std::int64_t> g_impatientUntilMs{0};
+
 constexpr std::int64_t kRecheckMs = 100;
 
 // Short, because a process that writes without pause leaves the database free for some microseconds at a time only:
@@ -29,14 +36,31 @@ constexpr useconds_t kBusyPollUs = 500;
 // The log between database and commit is kept short, so that the first program after a start has little to replay.
 constexpr const char* kSettings =
     "PRAGMA secure_delete=OFF; PRAGMA wal_autocheckpoint=256; PRAGMA journal_size_limit=1048576";
-constexpr const char* kDurability = "PRAGMA synchronous=FULL";
-constexpr const char* kNoDurability = "PRAGMA synchronous=OFF";
 
 // While any process keeps the database open, the log starts over once it has been moved into the database, so it never
 // gets much longer than 1 MB. The first process after all have ended does not know what has been moved.
 constexpr std::int64_t kLongLog = 2097152;
 
 constexpr int Primary(int result) { return result & 0xff; }
+
+std::int64_t NewDeadline()
+{
+    const std::int64_t now = NowMs(CLOCK_MONOTONIC);
+    if (now < g_impatientUntilMs) return now + kShortPatienceMs;
+    return now + kPatienceMs;
+}
+
+// A short wait does not make the next ones short.
+void NoteVainWait(std::int64_t deadlineMs)
+{
+    if (deadlineMs - kPatienceMs >= g_impatientUntilMs) g_impatientUntilMs = NowMs(CLOCK_MONOTONIC) + kSoonMs;
+}
+
+bool IsLock(int result)
+{
+    const int primary = Primary(result);
+    return primary == SQLITE_BUSY || primary == SQLITE_LOCKED || primary == SQLITE_PROTOCOL;
+}
 
 // In slices of wall-clock time: the thread sanitizer does not know a wait on a mutex by the monotonic clock. The
 // deadline is monotonic, so that setting the clock does no harm.
@@ -56,8 +80,11 @@ std::unique_lock<std::timed_mutex> Connection::Lock()
     std::unique_lock<std::timed_mutex> lock(m_mutex, std::try_to_lock);
     std::int64_t deadline = 0;
     if (!lock) {
-        deadline = NowMs(CLOCK_MONOTONIC) + kPatienceMs;
-        if (!WaitFor(&lock, deadline)) return lock;
+        deadline = NewDeadline();
+        if (!WaitFor(&lock, deadline)) {
+            NoteVainWait(deadline);
+            return lock;
+        }
     }
     m_deadlineMs = deadline;
     return lock;
@@ -73,14 +100,15 @@ bool Connection::IsSuspect(int result)
 // The clock is looked at only by those who have to wait.
 std::int64_t Connection::Deadline()
 {
-    if (m_deadlineMs == 0) m_deadlineMs = NowMs(CLOCK_MONOTONIC) + kPatienceMs;
+    if (m_deadlineMs == 0) m_deadlineMs = NewDeadline();
     return m_deadlineMs;
 }
 
+bool Connection::MayWait(void* self) { return NowMs(CLOCK_MONOTONIC) < static_cast<Connection*>(self)->Deadline(); }
+
 int Connection::WaitWhileBusy(void* self, int)
 {
-    const std::int64_t left = static_cast<Connection*>(self)->Deadline() - NowMs(CLOCK_MONOTONIC);
-    if (left <= 0) return 0;
+    if (!MayWait(self)) return 0;
     usleep(kBusyPollUs);
     return 1;
 }
@@ -253,7 +281,7 @@ int Connection::Configure()
 int Connection::ApplySettings()
 {
     const int result = Run(kSettings);
-    return result == SQLITE_OK ? Run(m_isDurable ? kDurability : kNoDurability) : result;
+    return result == SQLITE_OK ? Run(DurabilitySql(m_isDurable)) : result;
 }
 
 int Connection::Run(const char* sql) { return m_api->exec(m_handle, sql, nullptr, nullptr, nullptr); }
@@ -273,8 +301,7 @@ int Connection::Create(const Values& values)
     m_systemError = m_files.FindObstacle();
     if (m_systemError == 0) m_systemError = file.Prepare();
     if (m_systemError != 0) return SQLITE_CANTOPEN;
-    const int created =
-        CreateDatabase(*m_api, file.Path(), m_isDurable ? Durability::kFull : Durability::kNone, values);
+    const int created = CreateDatabase(*m_api, file.Path(), m_isDurable, values);
     if (created != SQLITE_OK) return created;
     m_files.RemoveCompanions();
     m_systemError = file.Place();
@@ -353,6 +380,7 @@ int Connection::Finish(const char* purpose, int result)
         return result;
     }
     LogFailure(purpose, result);
+    if (IsLock(result)) NoteVainWait(m_deadlineMs);
     const int primary = Primary(result);
     if (primary == SQLITE_READONLY) m_shared->closings.fetch_add(1, std::memory_order_acq_rel);
     if (primary == SQLITE_READONLY || primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN || IsSuspect(result))

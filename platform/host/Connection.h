@@ -5,6 +5,7 @@
 #define SRCWATCH_HOST_CONNECTION_H
 
 #include "DatabaseFiles.h"
+#include "FileAccess.h"
 #include "Schema.h"
 #include "Sqlite.h"
 #include "WholeDatabase.h"
@@ -38,7 +39,8 @@ public:
     /// Runs body(connection), which runs statements and returns an SQLite result, with the connection open and locked.
     /// Body runs again if the database turned out to be damaged (the first time) or, for a write, had been replaced
     /// meanwhile. Failures are logged, each kind once until a call succeeds.
-    /// @return SQLite's result code; SQLITE_BUSY after a second in which others kept the lock or the database.
+    /// @return SQLite's result code; SQLITE_BUSY after a second in which others kept the lock or the database, and
+    /// sooner if another call has just waited in vain.
     template <typename Body>
     int Read(const char* purpose, Body body)
     {
@@ -47,6 +49,7 @@ public:
             LogFailure(purpose, SQLITE_BUSY);
             return SQLITE_BUSY;
         }
+        const WaitLimit limit(MayWait, this);
         int result = EnsureOpen();
         if (result == SQLITE_OK) result = body(*this);
         if (IsSuspect(result)) result = RunAgain(result, body);
@@ -104,6 +107,7 @@ private:
     void Close();
     int Finish(const char* purpose, int result);
     void LogFailure(const char* purpose, int result);
+    static bool MayWait(void* self);
     static int WaitWhileBusy(void* self, int count);
 
     template <typename Body>

@@ -18,6 +18,9 @@ constexpr const char* kName = "srcwatch-settings";
 
 std::atomic<unsigned> g_failedReads{0};
 
+thread_local WaitLimit::MayWait g_mayWait = nullptr;
+thread_local void* g_waiter = nullptr;
+
 // What follows SQLite's own part of an open file.
 struct Tail {
     sqlite3_io_methods methods;
@@ -106,6 +109,13 @@ int KeepPath(sqlite3_vfs*, const char* name, int size, char* path)
     return SQLITE_OK;
 }
 
+int Sleep(sqlite3_vfs*, int microseconds)
+{
+    if (g_mayWait != nullptr && !g_mayWait(g_waiter)) return 0;
+    sqlite3_vfs* base = Leaked<FileAccess>().base;
+    return base->xSleep(base, microseconds);
+}
+
 FileAccess::FileAccess() : base(LoadSqlite()->vfs_find("unix")), tailOffset(0), vfs(*base)
 {
     tailOffset = (static_cast<std::size_t>(base->szOsFile) + alignof(Tail) - 1) / alignof(Tail) * alignof(Tail);
@@ -114,6 +124,7 @@ FileAccess::FileAccess() : base(LoadSqlite()->vfs_find("unix")), tailOffset(0), 
     vfs.pNext = nullptr;
     vfs.xOpen = Open;
     vfs.xFullPathname = KeepPath;
+    vfs.xSleep = Sleep;
 }
 
 }  // namespace
@@ -125,6 +136,14 @@ const char* UseFileAccess(const Sqlite& api)
 }
 
 unsigned FailedReads() { return g_failedReads; }
+
+WaitLimit::WaitLimit(MayWait mayWait, void* user)
+{
+    g_mayWait = mayWait;
+    g_waiter = user;
+}
+
+WaitLimit::~WaitLimit() { g_mayWait = nullptr; }
 
 RawFile::RawFile(std::string path) : m_path(std::move(path))
 {

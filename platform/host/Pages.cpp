@@ -10,6 +10,7 @@ namespace {
 
 constexpr char kMagic[] = "SQLite format 3";
 constexpr std::size_t kFirstFreeList = 32;  // offset in the first page
+constexpr std::size_t kFreeCount = 36;
 
 // The log: a header, then frames of a header and a page each.
 constexpr std::uint32_t kLogMagic = 0x377f0682;  // or 1 more, if sums are made of numbers with the highest byte first
@@ -105,16 +106,18 @@ std::vector<std::uint32_t> Pages::Numbers() const
 }
 
 // Each page of the list has the number of the next one, and those of free pages.
-std::set<std::uint32_t> Pages::FindFree() const
+Pages::Free Pages::FindFree() const
 {
-    std::set<std::uint32_t> free;
+    Free free;
     Page page;
     if (!Read(1, &page) || std::memcmp(page.bytes.data(), kMagic, sizeof kMagic) != 0) return free;
-    for (std::uint32_t next = page.Number(kFirstFreeList, 4); Read(next, &page) && free.insert(next).second;) {
+    const std::size_t total = page.Number(kFreeCount, 4);
+    for (std::uint32_t next = page.Number(kFirstFreeList, 4); Read(next, &page) && free.numbers.insert(next).second;) {
         const std::size_t count = std::min<std::size_t>(page.Number(4, 4), kPageSize / 4 - 2);
-        for (std::size_t index = 0; index < count; index++) free.insert(page.Number(8 + 4 * index, 4));
+        for (std::size_t index = 0; index < count; index++) free.numbers.insert(page.Number(8 + 4 * index, 4));
         next = page.Number(0, 4);
     }
+    free.areAll = free.numbers.size() == total;
     return free;
 }
 

@@ -36,8 +36,12 @@ public:
     std::vector<std::uint32_t> Numbers() const;
     bool Read(std::uint32_t number, Page* page) const;
 
-    /// Returns the pages on the list of free ones, as far as it is readable.
-    std::set<std::uint32_t> FindFree() const;
+    /// Free pages, as far as their list is readable.
+    struct Free {
+        std::set<std::uint32_t> numbers;
+        bool areAll = false;  // as many as the first page says
+    };
+    Free FindFree() const;
 
 private:
     void ReadLog();

@@ -32,6 +32,9 @@ constexpr std::size_t kReadingsOfAPage = 8;  // as part of chains, on average
 using Column = std::variant<std::monostate, std::int64_t, std::string>;
 using Columns = std::vector<Column>;
 
+// The bytes of a page from one offset to another.
+using Part = std::pair<std::size_t, std::size_t>;
+
 // What one page of a tree holds.
 struct Node {
     bool isTable = false;
@@ -136,10 +139,40 @@ std::optional<Value> ValueIn(const Column& column)
     return text != nullptr && text->find('\0') == std::string::npos ? std::make_optional<Value>(*text) : std::nullopt;
 }
 
+// Adds the blocks of a page that are free. @return False if their list is damaged.
+bool AddFreeBlocks(const Page& page, std::vector<Part>* parts)
+{
+    std::size_t last = 0;
+    for (std::size_t at = page.Number(1, 2); at != 0; at = page.Number(at, 2)) {
+        if (at <= last || at + 4 > kPageSize) return false;
+        parts->emplace_back(at, at + page.Number(at + 2, 2));
+        last = at;
+    }
+    return true;
+}
+
+// A page has nothing between the beginning of its content and its end but its cells, free blocks, and as many bytes as
+// it says. Otherwise a cell is missing, or there twice.
+bool IsFilled(const Page& page, std::vector<Part> parts)
+{
+    if (!AddFreeBlocks(page, &parts)) return false;
+    std::sort(parts.begin(), parts.end());
+    std::size_t end = page.Number(5, 2);
+    std::size_t between = 0;
+    for (const Part& part : parts) {
+        if (part.first < end || part.second > kPageSize) return false;
+        between += part.first - end;
+        end = part.second;
+    }
+    return end <= kPageSize && between + kPageSize - end == page.Number(7, 1);
+}
+
 class Salvager {
 public:
     Salvager(const Bytes& database, const Bytes& log)
-        : m_pages(database, log), m_chainPagesLeft(kReadingsOfAPage * m_pages.Numbers().size())
+        : m_pages(database, log),
+          m_free(m_pages.FindFree()),
+          m_chainPagesLeft(kReadingsOfAPage * m_pages.Numbers().size())
     {
     }
 
@@ -148,6 +181,7 @@ public:
 private:
     std::set<std::uint32_t> WalkSettings();
     void ReadOthers(const std::set<std::uint32_t>& reached);
+    bool IsFree(std::uint32_t number) const { return m_free.numbers.count(number) > 0; }
     std::optional<Node> ReadNode(std::uint32_t number);
     bool ReadCell(Reader* cell, Node* node);
     bool ReadContent(Reader* cell, std::int64_t size, std::size_t most, std::string* content);
@@ -157,6 +191,7 @@ private:
     void TakeLastChanges();
 
     const Pages m_pages;
+    const Pages::Free m_free;
     std::size_t m_chainPagesLeft;  // damaged cells could lead over the same pages again and again
     Values m_doubtful;
     std::map<std::string, std::pair<std::int64_t, Column>> m_changes;  // the last one of each key, with its number
@@ -172,7 +207,7 @@ Salvaged Salvager::Run()
     return std::move(m_salvaged);
 }
 
-// Follows the tree of the settings. A page that is not sound, or reached twice, leaves it incomplete.
+// Follows the tree of the settings. A page that is not sound, free, or reached twice, leaves it incomplete.
 std::set<std::uint32_t> Salvager::WalkSettings()
 {
     std::set<std::uint32_t> reached;
@@ -180,7 +215,8 @@ std::set<std::uint32_t> Salvager::WalkSettings()
     while (!next.empty()) {
         const std::uint32_t number = next.back();
         next.pop_back();
-        const std::optional<Node> node = reached.insert(number).second ? ReadNode(number) : std::nullopt;
+        const bool isOfTree = reached.insert(number).second && !(m_free.areAll && IsFree(number));
+        const std::optional<Node> node = isOfTree ? ReadNode(number) : std::nullopt;
         const bool isSound = node && node->isSound && !node->isTable;
         m_salvaged.isComplete = m_salvaged.isComplete && isSound;
         if (!node || node->isTable) continue;
@@ -190,16 +226,17 @@ std::set<std::uint32_t> Salvager::WalkSettings()
     return reached;
 }
 
+// Only the settings have index pages: one that is neither reached nor free is missing from their tree.
 void Salvager::ReadOthers(const std::set<std::uint32_t>& reached)
 {
-    const std::set<std::uint32_t> free = m_pages.FindFree();
     for (const std::uint32_t number : m_pages.Numbers()) {
-        if (number == 1 || reached.count(number) > 0 || free.count(number) > 0) continue;
+        if (number == 1 || reached.count(number) > 0 || IsFree(number)) continue;
         const std::optional<Node> node = ReadNode(number);
         if (!node) continue;
         if (node->isTable) {
             TakeChanges(*node);
-        } else if (!m_salvaged.isComplete) {
+        } else if (m_free.areAll || !m_salvaged.isComplete) {
+            m_salvaged.isComplete = false;
             TakeSettings(*node);
         }
     }
@@ -219,8 +256,10 @@ std::optional<Node> Salvager::ReadNode(std::uint32_t number)
     Node node;
     node.isTable = kind == kLeafTable;
     node.isSound = places + 2 * count <= kPageSize;
+    std::vector<Part> cells;
     for (std::size_t index = 0; index < count && places + 2 * index + 2 <= kPageSize; index++) {
         std::size_t at = page.Number(places + 2 * index, 2);
+        const std::size_t begin = at;
         const bool isInside = at >= places + 2 * count && at + 4 <= kPageSize;
         if (isInside && isInner) {
             node.children.push_back(page.Number(at, 4));
@@ -228,7 +267,9 @@ std::optional<Node> Salvager::ReadNode(std::uint32_t number)
         }
         Reader cell(page.bytes.data() + at, isInside ? kPageSize - at : 0);
         node.isSound = isInside && ReadCell(&cell, &node) && node.isSound;
+        cells.emplace_back(begin, kPageSize - cell.Left());
     }
+    node.isSound = node.isSound && IsFilled(page, std::move(cells));
     if (isInner) node.children.push_back(page.Number(8, 4));
     return node;
 }

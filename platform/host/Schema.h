@@ -15,6 +15,12 @@ constexpr std::size_t kPageSize = 4096;
 constexpr const char* kDurablePrefix = "db/";
 constexpr const char* kVolatilePrefix = "memory/";
 
+/// How a connection begins: a commit to durable settings survives a power cut.
+constexpr const char* DurabilitySql(bool isDurable)
+{
+    return isDurable ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=OFF";
+}
+
 /// settings.value is an integer or a text. A change's value is that which was written, or null for a removal;
 /// changes.bytes counts the bytes of all texts written until then. The transaction is left open.
 constexpr const char* kSchema =

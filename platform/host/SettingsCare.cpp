@@ -25,16 +25,6 @@ int Check(Family family, bool isToRepair)
     return ErrorOf(result == SQLITE_OK ? found : result);
 }
 
-int CheckAll(bool isToRepair)
-{
-    int result = 0;
-    for (const Family family : kFamilies) {
-        const int checked = Check(family, isToRepair);
-        if (result == 0) result = checked;
-    }
-    return result;
-}
-
 // In a file beside the backup, so that this is complete or as it was.
 int BackUp(const std::string& path)
 {
@@ -45,6 +35,26 @@ int BackUp(const std::string& path)
         return CopyDatabase(connection.Api(), connection.Handle(), file.Path());
     });
     return result == SQLITE_OK ? -file.Place() : ErrorOf(result);
+}
+
+int CheckAll(bool isToRepair)
+{
+    int result = 0;
+    for (const Family family : kFamilies) {
+        const int checked = Check(family, isToRepair);
+        if (result == 0) result = checked;
+    }
+    return result;
+}
+
+// Nothing is repaired that is sound. Where only the other database is damaged, the durable settings are copied first;
+// their last good copy stays as it is if they are damaged themselves, or cannot be copied.
+int Repair()
+{
+    const bool isDurableSound = Check(kDurable, false) == 0;
+    if (isDurableSound && Check(kVolatile, false) == 0) return 0;
+    if (isDurableSound) static_cast<void>(BackUp(FilesOf(kDurable).CopyPath()));
+    return CheckAll(true);
 }
 
 int Restore(const std::string& path)
@@ -67,7 +77,7 @@ SRCWATCH_HOST_API int srcwatch_host_check_settings(void)
 
 SRCWATCH_HOST_API int srcwatch_host_repair_settings(void)
 {
-    return host::Guarded(-ENOMEM, [] { return host::CheckAll(true); });
+    return host::Guarded(-ENOMEM, [] { return host::Repair(); });
 }
 
 SRCWATCH_HOST_API int srcwatch_host_back_up_settings(const char* path)

@@ -133,12 +133,11 @@ void Distrust(const Sqlite& api, sqlite3* database)
 }
 
 // In a rollback journal, so that all is in the file at the end. What uses it next writes to a log.
-int CreateDatabase(const Sqlite& api, const std::string& path, Durability durability, const Values& values)
+int CreateDatabase(const Sqlite& api, const std::string& path, bool isDurable, const Values& values)
 {
     const Handle database(api, path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
     int result = database.Result();
-    if (result == SQLITE_OK)
-        result = database.Run(durability == Durability::kFull ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=OFF");
+    if (result == SQLITE_OK) result = database.Run(DurabilitySql(isDurable));
     if (result == SQLITE_OK) result = database.Run(kSchema);
     if (result == SQLITE_OK) result = Insert(api, database.Get(), values);
     if (result == SQLITE_OK) result = database.Run("COMMIT");

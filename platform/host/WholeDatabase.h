@@ -15,10 +15,8 @@ namespace host {
 /// lengths are limited.
 void Distrust(const Sqlite& api, sqlite3* database);
 
-enum class Durability { kNone, kFull };
-
 /// Makes a database with these values, in a file that is there and empty.
-int CreateDatabase(const Sqlite& api, const std::string& path, Durability durability, const Values& values);
+int CreateDatabase(const Sqlite& api, const std::string& path, bool isDurable, const Values& values);
 
 /// Copies an open database, as last committed, to a file that is there and empty. @return SQLITE_CORRUPT if the copy
 /// has a fault, as then the original has it.

@@ -13,7 +13,8 @@
  * not read either, stays until it is written or removed, and makes vconf_get_int() return -E2BIG.
  *
  * A setting is read and written in microseconds (a durable write: as long as the disk takes), or fails after about one
- * second in which other processes kept its database locked. A damaged database is moved aside (its name gets
+ * second in which other processes kept its database locked; for two seconds after that, calls that meet a lock fail
+ * after some milliseconds, so that a main loop is not held up by each. A damaged database is moved aside (its name gets
  * ".damaged-" and the time), and a new one is made of what is readable in it, and in the last good copy.
  */
 #ifndef SRCWATCH_HOST_H
@@ -88,7 +89,12 @@ int srcwatch_host_unset(const char* key);
  */
 int srcwatch_host_check_settings(void);
 
-/** Checks the settings, and recovers them if they are damaged. @return 0 if they are sound now, or a negative value. */
+/**
+ * Checks the settings, and recovers them if they are damaged. If only the volatile ones are, the last good copy of the
+ * durable ones is made first.
+ *
+ * @return 0 if they are sound now, or a negative value.
+ */
 int srcwatch_host_repair_settings(void);
 
 /**

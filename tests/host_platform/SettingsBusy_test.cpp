@@ -39,6 +39,28 @@ TEST_F(BusySettings, FailAWriteAfterASecondOfALockedDatabase)
     EXPECT_TRUE(InProcess([] { EXPECT_EQ(vconf_set_int("db/x", 3), 0); }));
 }
 
+// A main loop that makes many calls in one turn.
+TEST_F(BusySettings, HoldUpOneOfManyCalls)
+{
+    GivenManySettings();
+    ASSERT_TRUE(InProcess([] { EXPECT_EQ(vconf_set_int("memory/x", 1), 0); }));
+    Intruder intruder(DurableDatabase());
+    ASSERT_TRUE(intruder.Run("BEGIN IMMEDIATE"));
+    Intruder fleeting(VolatileDatabase());
+    ASSERT_TRUE(fleeting.Run("BEGIN IMMEDIATE"));
+    EXPECT_TRUE(InProcess([&] {
+        const auto write = [] { EXPECT_LT(vconf_set_int("db/x", 2), 0); };
+        EXPECT_GE(TimeOf(write), 900ms);
+        const auto waited = TimeOf([&] {
+            for (int call = 0; call < 10; call++) write();
+            for (int call = 0; call < 10; call++) EXPECT_LT(vconf_set_int("memory/x", 2), 0);
+        });
+        EXPECT_LE(waited, 1900ms);
+
+        EXPECT_TRUE(Eventually([&] { return TimeOf(write) >= 900ms; }));
+    }));
+}
+
 TEST_F(BusySettings, AreAwaitedWhileLockedForAMoment)
 {
     GivenManySettings();

@@ -75,6 +75,45 @@ TEST_F(SettingsCare, TellsWatchersOfEveryDifference)
     }));
 }
 
+TEST_F(SettingsCare, CopiesWhatIsSoundBeforeARepair)
+{
+    ASSERT_TRUE(InProcess([] {
+        EXPECT_EQ(vconf_set_int("db/x", 1), 0);
+        EXPECT_EQ(vconf_set_int("memory/x", 1), 0);
+    }));
+    Sql(VolatileDatabase(),
+        "WITH RECURSIVE number(n) AS (VALUES(0) UNION ALL SELECT n + 1 FROM number WHERE n < 49)"
+        "INSERT INTO settings SELECT 'memory/many/' || n, printf('%.*c', 900, 'm') FROM number");
+    std::string content = ReadFile(VolatileDatabase());
+    content.replace(content.size() - 8192, 4096, 4096, 'x');
+    WriteFile(VolatileDatabase(), content);
+    EXPECT_TRUE(InProcess([] { EXPECT_EQ(srcwatch_host_repair_settings(), 0); })) << Log();
+    EXPECT_EQ(LogLines("is damaged").size(), 1U) << Log();
+
+    EXPECT_TRUE(InProcess([] {
+        EXPECT_EQ(vconf_set_int("db/x", 2), 0);
+        EXPECT_EQ(srcwatch_host_restore_settings(srcwatch_host_copy_path()), 0);
+        int read = kUntouched;
+        EXPECT_EQ(vconf_get_int("db/x", &read), 0);
+        EXPECT_EQ(read, 1);
+    })) << Log();
+}
+
+TEST_F(SettingsCare, KeepsTheCopyAndTheFilesOfADamagedStore)
+{
+    GivenManySettings();
+    ASSERT_TRUE(InProcess([] { EXPECT_EQ(srcwatch_host_back_up_settings(srcwatch_host_copy_path()), 0); }));
+    const std::string copy = ReadFile(DurableDatabase() + ".copy");
+    Scribble(4096, std::string(4096, 'x'));
+    const std::string damaged = ReadFile(DurableDatabase());
+
+    EXPECT_TRUE(InProcess([] { EXPECT_EQ(srcwatch_host_repair_settings(), 0); })) << Log();
+
+    EXPECT_TRUE(ReadFile(DurableDatabase() + ".copy") == copy);
+    ASSERT_EQ(DamagedFiles().size(), 1U);
+    EXPECT_TRUE(ReadFile(Path("state/" + DamagedFiles()[0])) == damaged);
+}
+
 TEST_F(SettingsCare, RefusesWhatIsNoSoundBackup)
 {
     GivenBackup();

@@ -159,6 +159,36 @@ TEST_F(SettingsRecovery, KeepsAllThatIsNotOnTheDamagedPage)
     }
 }
 
+// An inner page of the tree has a cell less or twice, or another page's content, and looks as if it was whole.
+TEST_F(SettingsRecovery, KeepsAllThatIsMissingInTheTree)
+{
+    constexpr char kInner = 2;
+    constexpr char kLeaf = 10;
+    constexpr std::size_t kCount = 4;
+    constexpr std::size_t kPlaces = 12;
+    GivenSettings();
+    GivenNoChanges();
+    std::vector<std::size_t> inner;
+    std::string leaf;
+    for (std::size_t page = 0; page < m_content.size() / kPage; page++) {
+        if (m_content[page * kPage] == kInner) inner.push_back(page);
+        const std::string bytes = m_content.substr(page * kPage, kPage);
+        const bool hasRemoved = bytes.find("db/setting/11") != std::string::npos;
+        if (bytes.front() == kLeaf && !hasRemoved) leaf = bytes;
+    }
+    ASSERT_FALSE(inner.empty());
+    for (const std::size_t page : inner) {
+        std::string fewer = m_content.substr(page * kPage, kPage);
+        std::string twice = fewer;
+        ASSERT_GT(fewer[kCount]--, 1);
+        twice.replace(kPlaces, 2, twice.substr(kPlaces + 2, 2));
+        for (const std::string& bytes : {fewer, twice, leaf}) {
+            Plant(page, bytes);
+            EXPECT_TRUE(IsRecoveredBesides(KeysOn(page))) << "page " << page;
+        }
+    }
+}
+
 // The change log has a second copy of what was written lately.
 TEST_F(SettingsRecovery, KeepsAllWithTheHelpOfTheChangeLog)
 {
