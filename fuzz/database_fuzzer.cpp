@@ -1,18 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Databases of settings whose bytes anyone may have changed: what is salvaged from them in memory, and what opening
-// them makes of their files. Of a sound one, salvage gives what SQLite lists; a recovered one is sound and stays so.
+// them makes of their files. Of a sound one, salvage gives what SQLite lists, and of a damaged one what lies on pages
+// that are as they were; a recovered one is sound and stays so. No input takes long, or leaves files elsewhere.
 //
 // Input: which database, whether it is opened, then one change of its bytes or its log's after the other.
 #include "Connection.h"
 #include "DatabaseFiles.h"
 #include "Fuzz.h"
+#include "Place.h"
 #include "Salvage.h"
 #include "Schema.h"
 #include "Statement.h"
 #include "WholeDatabase.h"
 
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -21,7 +24,6 @@
 #include <vector>
 
 #include <sqlite3.h>
-#include <unistd.h>
 
 namespace {
 
@@ -31,34 +33,39 @@ using host::Values;
 
 constexpr std::size_t kPage = 4096;
 
-// A directory that is removed with all that lies in it when the program ends; after a finding, with TMPDIR.
-class Place {
+// Of processor time, with a sanitizer: hundreds of times what an input takes.
+constexpr std::clock_t kLongestTime = std::clock_t{5} * CLOCKS_PER_SEC;
+
+// With a log that goes nowhere, and a file of somebody else's beside the directory of the settings.
+class Place : public fuzz::Place {
 public:
     Place()
     {
-        const char* const temporary = std::getenv("TMPDIR");
-        m_path = temporary != nullptr ? temporary : access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-        m_path += "/srcwatch-fuzz-XXXXXX";
-        Require(mkdtemp(m_path.data()) != nullptr, "a place for the database");
         Require(setenv("SRCWATCH_LOG", "none", 1) == 0, "no log");
-    }
-    Place(const Place&) = delete;
-    Place& operator=(const Place&) = delete;
-    ~Place()
-    {
-        Clear();
-        std::filesystem::remove(m_path);
+        std::filesystem::create_directory(Directory());
+        std::ofstream(Path() + "/other") << kOther;
     }
 
+    std::string Directory() const { return Path() + "/state"; }
+    std::string Database() const { return Directory() + "/settings.db"; }
     void Clear() const
     {
-        for (const auto& entry : std::filesystem::directory_iterator(m_path)) std::filesystem::remove_all(entry);
+        for (const auto& entry : std::filesystem::directory_iterator(Directory())) std::filesystem::remove_all(entry);
     }
-    const std::string& Path() const { return m_path; }
-    std::string Database() const { return m_path + "/settings.db"; }
+    void RequireNothingElsewhere() const
+    {
+        const std::filesystem::directory_iterator all(Path()), end;
+        Require(std::distance(all, end) == 2, "there is no file outside the directory of the settings");
+        std::ifstream file(Path() + "/other");
+        Require(std::string(std::istreambuf_iterator<char>(file), {}) == kOther, "and the other one is as it was");
+        for (const auto& entry : std::filesystem::directory_iterator(Directory())) {
+            const std::string name = entry.path().filename();
+            Require(name.rfind("settings.db", 0) == 0, "all files in it are of the settings");
+        }
+    }
 
 private:
-    std::string m_path;
+    static constexpr const char* kOther = "somebody else's";
 };
 
 const Place& ThePlace()
@@ -127,18 +134,25 @@ Image MakeImage(const std::string& sql, const std::string& logged)
 std::string Fill(const char* count, const char* value)
 {
     return std::string("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < ") + count +
-           ") REPLACE INTO settings SELECT 'db/setting/' || i, " + value + " FROM n;";
+           ") REPLACE INTO settings SELECT 'db/setting/' || (1000 + i), " + value + " FROM n;";
+}
+
+// A text of a size, of which every page shows whose it is.
+std::string TextOf(const char* size)
+{
+    return std::string("substr(replace(hex(zeroblob(1 + ") + size +
+           " / 8)), '00', '<db/setting/' || (1000 + i) || '>'), 1, " + size + ")";
 }
 
 const std::vector<Image>& Images()
 {
     const std::string numbers = Fill("100", "i * 977 % 60000 - 30000");
-    const std::string texts = Fill("60", "printf('%.*c', i * i, 't')");
-    const std::string longTexts = Fill("8", "printf('%.*c', i * 3000, 'l')");
+    const std::string texts = Fill("60", TextOf("i * i").c_str());
+    const std::string longTexts = Fill("8", TextOf("i * 3000").c_str());
     const std::string changes = "INSERT INTO changes(bytes, key, value) SELECT 9, key, value FROM settings;";
     const std::string removal =
         "DELETE FROM settings WHERE key LIKE '%3%';"
-        "INSERT INTO changes(bytes, key, value) VALUES(9, 'db/setting/3', NULL);";
+        "INSERT INTO changes(bytes, key, value) VALUES(9, 'db/setting/1003', NULL);";
     static const std::vector<Image> images = {
         MakeImage("", ""),
         MakeImage(numbers, ""),
@@ -196,6 +210,44 @@ host::Bytes BytesOf(const std::string& bytes)
             }};
 }
 
+// The bytes of the changed pages, as they were and as they are.
+struct Damage {
+    std::string before;
+    std::string after;
+    bool isBeyondRepair = false;  // several pages are changed, and the tree is no longer whole: a page may seem free
+};
+
+Damage FindDamage(const std::string& original, const std::string& database)
+{
+    constexpr char kInnerPage = 2;
+    Damage damage;
+    bool isTreeChanged = false;
+    for (std::size_t at = 0; at < original.size(); at += kPage) {
+        const std::string before = original.substr(at, kPage);
+        const std::string after = at < database.size() ? database.substr(at, kPage) : "";
+        if (before == after) continue;
+        isTreeChanged = isTreeChanged || before.front() == kInnerPage;
+        damage.before += before;
+        damage.after += after;
+    }
+    damage.isBeyondRepair = isTreeChanged && damage.before.size() > kPage;
+    return damage;
+}
+
+// A setting without a part on a changed page is there, with its value unless a changed page has its key now.
+void RequireUndamaged(const Image& image, const std::string& database, const Values& found)
+{
+    const Damage damage = FindDamage(image.database, database);
+    if (damage.isBeyondRepair) return;
+    for (const auto& [key, value] : image.values) {
+        if (damage.before.find(key) != std::string::npos) continue;
+        const auto setting = found.find(key);
+        Require(setting != found.end(), "a setting on undamaged pages is kept");
+        const bool isForged = damage.after.find(key) != std::string::npos;
+        Require(isForged || setting->second == value, "with its value");
+    }
+}
+
 void CheckSalvage(const Image& image, const std::string& database, const std::string& log)
 {
     const host::Salvaged salvaged = host::Salvage(BytesOf(database), BytesOf(log));
@@ -204,6 +256,7 @@ void CheckSalvage(const Image& image, const std::string& database, const std::st
         if (const auto* text = std::get_if<std::string>(&value))
             Require(text->size() <= database.size() + log.size(), "and so is a text");
     }
+    if (image.log.empty() && log.empty()) RequireUndamaged(image, database, salvaged.values);
     if (database != image.database || log != image.log) return;
     Require(salvaged.isComplete, "of a sound database, nothing is missing");
     Require(salvaged.values == image.values, "and all is as SQLite lists it");
@@ -215,9 +268,9 @@ using Listing = std::vector<std::pair<std::string, std::string>>;  // numbers wi
 // damage. @return An SQLite result.
 int CheckAndList(Listing* listing)
 {
-    const host::DatabaseFiles files(ThePlace().Path(), "settings.db");
+    const host::DatabaseFiles files(ThePlace().Directory(), "settings.db");
     host::SharedByConnections shared;
-    host::Connection connection(files, true, &shared);
+    host::Connection connection(files, false, &shared);
     int result =
         connection.Read("check", [](host::Connection& open) { return host::CheckDatabase(open.Api(), open.Handle()); });
     if (result == SQLITE_OK) {
@@ -234,6 +287,22 @@ int CheckAndList(Listing* listing)
     return result;
 }
 
+// By a connection of SQLite's own.
+void RequireSound()
+{
+    sqlite3* database = nullptr;
+    bool isSound =
+        sqlite3_open_v2(ThePlace().Database().c_str(), &database, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK;
+    const auto isOk = [](void* sound, int, char** columns, char**) {
+        *static_cast<bool*>(sound) = std::strcmp(columns[0], "ok") == 0;
+        return 0;
+    };
+    isSound =
+        isSound && sqlite3_exec(database, "PRAGMA integrity_check(1)", isOk, &isSound, nullptr) == SQLITE_OK && isSound;
+    sqlite3_close(database);
+    Require(isSound, "what is in use is sound");
+}
+
 void CheckOpening(const Image& image, const std::string& database, const std::string& log)
 {
     ThePlace().Clear();
@@ -245,6 +314,8 @@ void CheckOpening(const Image& image, const std::string& database, const std::st
     Listing second;
     Require(CheckAndList(&second) == result, "opening it again has the same result");
     Require(first == second, "and shows the same settings");
+    if (result == SQLITE_OK) RequireSound();
+    ThePlace().RequireNothingElsewhere();
     if (database != image.database || log != image.log) return;
     Require(result == SQLITE_OK && first.size() == image.values.size(), "a sound database is used as it is");
 }
@@ -255,11 +326,13 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
     Input input(bytes, size);
     const Image& image = Images()[input.Below(static_cast<unsigned>(Images().size()))];
-    const bool isOpened = input.Below(8) == 0;
+    const std::clock_t begin = std::clock();
+    const bool isOpened = input.Below(4) == 0;
     std::string database = image.database;
     std::string log = image.log;
     while (input.Left() > 0) Change(input, input.Below(4) == 0 ? log : database);
     CheckSalvage(image, database, log);
     if (isOpened) CheckOpening(image, database, log);
+    Require(std::clock() - begin < kLongestTime, "it takes no long time");
     return 0;
 }

@@ -5,14 +5,12 @@
 // Input: one operation after the other. The store lies in memory where the machine has a file system there.
 #include "Fuzz.h"
 #include "Handle.h"
+#include "Place.h"
 #include "srcwatch-host.h"
 #include "vconf.h"
 
-#include <filesystem>
 #include <map>
 #include <optional>
-
-#include <unistd.h>
 
 namespace {
 
@@ -31,30 +29,16 @@ bool operator==(const Value& a, const Value& b) { return a.text == b.text && a.n
 
 using Settings = std::map<std::string, Value>;
 
-// A directory that is removed with all that lies in it when the program ends; after a finding, with TMPDIR.
-class Place {
+// Where the settings lie.
+class Place : public fuzz::Place {
 public:
     Place()
     {
-        const char* const temporary = std::getenv("TMPDIR");
-        m_path = temporary != nullptr ? temporary : access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-        m_path += "/srcwatch-fuzz-XXXXXX";
-        Require(mkdtemp(m_path.data()) != nullptr, "a place for the settings");
-        const std::string state = m_path + "/state";
-        const std::string run = m_path + "/run";
+        const std::string state = Path() + "/state";
+        const std::string run = Path() + "/run";
         Require(setenv("SRCWATCH_STATE_DIR", state.c_str(), 1) == 0 && setenv("SRCWATCH_RUN_DIR", run.c_str(), 1) == 0,
                 "the place is named");
     }
-    Place(const Place&) = delete;
-    Place& operator=(const Place&) = delete;
-    ~Place()
-    {
-        std::error_code ignored;  // nothing more can be done about what stays
-        std::filesystem::remove_all(m_path, ignored);
-    }
-
-private:
-    std::string m_path;
 };
 
 bool IsKey(const std::string& key)

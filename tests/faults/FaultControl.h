@@ -15,6 +15,9 @@ constexpr const char* kFaultControlVariable = "SRCWATCH_TEST_FAULTS";
 constexpr const char* kFaultPathsVariable = "SRCWATCH_TEST_FAULT_PATHS";
 constexpr const char* kFaultStoresVariable = "SRCWATCH_TEST_FAULT_STORES";
 
+/// In place of an errno value: calls do not return, as on a file system that has gone.
+constexpr int kHang = -1;
+
 /// What a system call does. An error fails only those calls that may meet it.
 enum class CallKind {
     kOpen,

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
@@ -50,6 +51,7 @@ FaultTrial::FaultTrial(FaultPlan plan)
       m_models(kPorts),
       m_denyCounts(kPorts)
 {
+    if (const char* const program = std::getenv(kServiceVariable)) SetProgram(program);
 }
 
 void FaultTrial::Require(bool holds, const std::string& otherwise)
@@ -149,21 +151,15 @@ void FaultTrial::Act()
     }
 }
 
-// A request that is answered without an error is stored by then. One that the service answers too late is done or not.
+// Every request is answered, and one that is answered without an error is stored by then.
 void FaultTrial::Request(int type)
 {
     qdinfo::CQDEventSender sender("qdinfo");
     sender.AppendArgs(2, 0, 0, 0);
     std::stringstream reply;
     const bool isAnswered = sender.Call(type, reply) == 1;
-    const Json::Value answer = Parse(reply.str());
-    if (!isAnswered) {
-        const auto isSaved = [] { return Call(SRCWATCH_REQUEST_STATUS, 0)["unsaved"] == 0; };
-        Require(RunUntil(isSaved), "a request is neither answered nor done");
-        m_models[2] = ModelOf(2);
-        m_denyCounts[2] = DenyCountOf(2);
-    }
-    if (!isAnswered || answer.isMember("error")) return;
+    Require(isAnswered, "a request is not answered in time");
+    if (!isAnswered || Parse(reply.str()).isMember("error")) return;
     if (type == SRCWATCH_REQUEST_DENY) m_denyCounts[2] = 1;
     if (type == SRCWATCH_REQUEST_FORGET) m_models[2] = "";
     Require(IsRight(), "a request is answered with success, and is not stored");
@@ -186,6 +182,7 @@ void FaultTrial::Settle()
 // A service may end with a clear error. Its supervisor then starts it again.
 bool FaultTrial::ServesOrRestarts()
 {
+    bool isServing = WaitUntilServing();
     if (const std::optional<int> result = m_service->Result()) {
         const bool isExpected = *result == 1 || (m_plan.phase == "stop" && *result == 0);
         Require(isExpected, "the service ends with " + std::to_string(*result));
@@ -193,8 +190,8 @@ bool FaultTrial::ServesOrRestarts()
                 "it ends in silence");
         m_calls.Stop();
         Launch();
+        isServing = WaitUntilServing();
     }
-    const bool isServing = WaitUntilServing();
     Require(isServing, "the service does not serve");
     return isServing;
 }
@@ -220,7 +217,8 @@ void FaultTrial::CheckMemory()
 
 void FaultTrial::CheckEnd()
 {
-    Require(StopService(SIGTERM) == 0, "the service does not end well");
+    const int status = StopService(SIGTERM);
+    Require(status == 0, "the service ends with " + std::to_string(status) + " when it is told to");
     Require(NumberSetting(qdinfo::kMvpdSupportKey) == 0, "detection is left switched on");
     Require(IsRight(), "the end of the service changes the records");
 }

@@ -37,6 +37,9 @@ struct FaultResult {
     std::vector<std::string> troubles;
 };
 
+/// Names a program that is tried in place of the service, if it is set.
+constexpr const char* kServiceVariable = "SRCWATCH_TEST_SERVICE";
+
 /// Runs in a home of its own with four HDMI inputs.
 class FaultTrial final : public ServiceTest {
 public:

@@ -25,7 +25,8 @@ public:
     const std::map<std::string, std::string>& Environment() const { return m_environment; }
 
     /// Counts calls from now on, and fails some of those that may meet the error: a number of them from the first one
-    /// on, counted from 1; or, with 0 as their number, those of a time that begins with the first one.
+    /// on, counted from 1; or, with 0 as their number, those of a time that begins with the first one. With kHang as
+    /// the error, they do not return.
     void Fail(int error, int first, int count, int milliseconds = 0);
     void Stop() { m_control->isArmed = 0; }
 

@@ -4,6 +4,7 @@
 #include "FaultyCalls.h"
 #include "Frames.h"
 #include "ServiceTest.h"
+#include "SupervisedTest.h"
 #include "srcwatch-protocol.h"
 
 #include <cerrno>
@@ -157,6 +158,29 @@ TEST_F(ServiceFaults, OfTheStoreDoNotMakeAnswersWrong)
     EXPECT_LT(denied, 40);
 }
 
+// A caller gives up after five seconds, and what it has given up must not be done later.
+TEST_F(ServiceFaults, OfLocksAreAnsweredInTime)
+{
+    FaultyCalls calls(HomePath("control"), HomePath("state") + ":" + HomePath("run"));
+    StartWith(calls);
+    PlugProduct("One");
+    ASSERT_TRUE(WaitForEvents(kDetected, 1));
+    calls.Fail(ENOLCK, 1, 0, kLong);
+    WriteSpd(InputPath("hdmi1"), "Two");
+    ASSERT_TRUE(RunUntil([] { return LogLinesWith("cannot read") + LogLinesWith("cannot write") > 0; }));
+
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_EQ(Call(SRCWATCH_REQUEST_STATUS, 0)["plugged"].size(), 1U);
+        EXPECT_TRUE(Call(SRCWATCH_REQUEST_RECORD, 0).isMember("error"));
+        EXPECT_TRUE(Call(SRCWATCH_REQUEST_DENY, 0).isMember("error"));
+        EXPECT_TRUE(Call(SRCWATCH_REQUEST_FORGET, 0).isMember("error"));
+    }
+    calls.Stop();
+
+    EXPECT_TRUE(RunUntil([] { return StoredRecord(0)["ModelName"] == "Two"; }));
+    EXPECT_EQ(StoredRecord(0)["DenyCount"].asInt(), 0);
+}
+
 TEST_F(ServiceFaults, OfTheProfilesAreWaitedOut)
 {
     FaultyCalls calls(HomePath("control"), SRCWATCH_PROFILES_FILE);
@@ -199,6 +223,24 @@ TEST_F(ServiceFaults, OfTheConfigurationThatLastEndTheService)
 
     EXPECT_EQ(m_service->Wait(kDeadline), 1);
     EXPECT_NE(m_service->Errors().find("the number of inputs cannot be read"), std::string::npos);
+}
+
+class SupervisedFaults : public SupervisedTest {};
+
+// Its other threads go on, as that of the bus.
+TEST_F(SupervisedFaults, ThatHangTheMainLoopEndInARestart)
+{
+    FaultyCalls calls(HomePath("control"), InputPath("hdmi1"));
+    ASSERT_NO_FATAL_FAILURE(Supervise(std::chrono::seconds(4), {}, calls.Environment()));
+    Plug("hdmi2", "tivaro-one");
+    calls.Fail(kHang, 1, 1);
+
+    LinkCapture("hdmi1", "darvex-dvd");
+    ASSERT_TRUE(RunUntilSupervised([this] { return m_restarts == 1; }));
+
+    EXPECT_TRUE(RunUntilSupervised([this] { return CountOf(kDetected) == 2; }));
+    EXPECT_EQ(QueryType(0), SRCWATCH_DEVICE_DISC_PLAYER);
+    EXPECT_EQ(m_restarts, 1);
 }
 
 }  // namespace

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Every system call of the service fails in turn, with every error that it may meet, once, in a burst or for some
-// seconds, in each phase of the service's life. Prints what was found, and figures; ends with 1 if anything was found.
+// seconds, in each phase of the service's life. A trial with a finding is run once more by itself, as a busy machine
+// may have been too slow. Prints what was found again, and figures; ends with 1 if anything was.
 //
-// Usage: service_faults STRIDE JOBS LENGTH...   begins at every STRIDE-th call, runs JOBS trials at once; a length is a
-//                                               number of calls, or of seconds as in "10s"
+// Usage: service_faults STRIDE JOBS LENGTH... [PHASE...]
+//            begins at every STRIDE-th call, runs JOBS trials at once; a length is a number of calls, or of seconds as
+//            in "10s"; all phases if none is named
 //        service_faults trial PHASE ERRNO FIRST LENGTH MILLISECONDS
 #include "FaultTrial.h"
 #include "Process.h"
@@ -59,6 +61,7 @@ public:
     /// Returns the number of calls of a phase that may meet an error.
     int CountCalls(const std::string& phase, int error);
     void Add(const FaultPlan& plan);
+    /// Waits for all trials, and repeats those with findings, one at a time.
     void Finish();
     /// Prints the figures. @return True if nothing was found.
     bool Report() const;
@@ -76,6 +79,8 @@ private:
     const int m_limitMs;
     TempDirectory m_directory;
     std::list<Running> m_running;
+    std::vector<FaultPlan> m_suspects;
+    bool m_isConfirming = false;
     int m_started = 0;
     int m_points = 0;
     int m_reached = 0;
@@ -118,15 +123,17 @@ void Campaign::Collect(Running& running)
     std::string where;
     std::getline(output, where);
     m_lastCalls = calls;
-    ++m_trials;
-    if (failed > 0) ++m_reached;
+    if (!m_isConfirming) ++m_trials;
+    if (!m_isConfirming && failed > 0) ++m_reached;
+    std::ostringstream rest;
+    rest << output.rdbuf();
+    const bool isGood = hasResult && rest.str().empty() && agreementMs <= m_limitMs;
+    if (!isGood && !m_isConfirming) return m_suspects.push_back(running.plan);
     if (agreementMs > m_longestMs) {
         m_longestMs = agreementMs;
         m_longest = TextOf(running.plan) + where;
     }
-    std::ostringstream rest;
-    rest << output.rdbuf();
-    if (hasResult && rest.str().empty() && agreementMs <= m_limitMs) return;
+    if (isGood) return;
     ++m_found;
     std::printf("FOUND: %s%s: %d ms until the state was right\n%s%s", TextOf(running.plan).c_str(), where.c_str(),
                 agreementMs, rest.str().c_str(), running.process->Errors().c_str());
@@ -146,12 +153,22 @@ void Campaign::Add(const FaultPlan& plan)
     Start(plan);
 }
 
-void Campaign::Finish() { WaitForFewerThan(1); }
+void Campaign::Finish()
+{
+    WaitForFewerThan(1);
+    m_isConfirming = true;
+    for (const FaultPlan& plan : m_suspects) {
+        Start(plan);
+        WaitForFewerThan(1);
+    }
+}
 
 bool Campaign::Report() const
 {
-    std::printf("%d trials, %d with faults, %d with findings; %d ms until the state was right at the longest (%s)\n",
-                m_trials, m_reached, m_found, m_longestMs, m_longest.c_str());
+    std::printf(
+        "%d trials, %d with faults, %zu with findings, %d of these again by themselves; %d ms until the state was "
+        "right at the longest (%s)\n",
+        m_trials, m_reached, m_suspects.size(), m_found, m_longestMs, m_longest.c_str());
     return m_found == 0;
 }
 
@@ -168,13 +185,14 @@ Length ParseLength(const std::string& text)
     return text.back() == 's' ? Length{0, 1000 * number} : Length{number, 0};
 }
 
-int RunCampaign(int stride, std::size_t jobs, const std::vector<Length>& lengths)
+int RunCampaign(int stride, std::size_t jobs, const std::vector<Length>& lengths,
+                const std::vector<std::string>& phases, const std::vector<int>& errors)
 {
     std::vector<FaultPlan> plans;
     Campaign campaign(jobs, stride == 1 ? kLongestAgreementMs : INT_MAX);  // a sample also runs on a busy machine
     int points = 0;
-    for (const char* phase : srcwatch_test::kPhases) {
-        for (const int error : kErrors) {
+    for (const std::string& phase : phases) {
+        for (const int error : errors) {
             const int calls = campaign.CountCalls(phase, error);
             for (int first = 1; first <= calls; ++first) {
                 if (points++ % stride != 0) continue;
@@ -190,6 +208,12 @@ int RunCampaign(int stride, std::size_t jobs, const std::vector<Length>& lengths
     return campaign.Report() ? 0 : 1;
 }
 
+bool IsPhase(const std::string& word)
+{
+    return std::find(std::begin(srcwatch_test::kPhases), std::end(srcwatch_test::kPhases), word) !=
+           std::end(srcwatch_test::kPhases);
+}
+
 int Number(const char* text) { return static_cast<int>(std::strtol(text, nullptr, 10)); }
 
 }  // namespace
@@ -203,11 +227,16 @@ try {
         return srcwatch_test::RunInHome(argc, argv, 4, [&plan] { return RunTrial(plan); });
     }
     if (argc >= 4 && Number(argv[1]) > 0 && Number(argv[2]) > 0) {
+        char** const phase = std::find_if(argv + 3, argv + argc, IsPhase);
         std::vector<Length> lengths;
-        std::transform(argv + 3, argv + argc, std::back_inserter(lengths), ParseLength);
-        return RunCampaign(Number(argv[1]), static_cast<std::size_t>(Number(argv[2])), lengths);
+        std::transform(argv + 3, phase, std::back_inserter(lengths), ParseLength);
+        std::vector<std::string> phases(std::begin(srcwatch_test::kPhases), std::end(srcwatch_test::kPhases));
+        std::vector<int> errors(std::begin(kErrors), std::end(kErrors));
+        if (phase != argv + argc) phases = {*phase};
+        if (phase + 2 == argv + argc) errors = {Number(phase[1])};
+        return RunCampaign(Number(argv[1]), static_cast<std::size_t>(Number(argv[2])), lengths, phases, errors);
     }
-    static_cast<void>(std::fputs("usage: service_faults STRIDE JOBS LENGTH...\n", stderr));
+    static_cast<void>(std::fputs("usage: service_faults STRIDE JOBS LENGTH... [PHASE [ERROR]]\n", stderr));
     return 2;
 } catch (const std::exception& e) {
     static_cast<void>(std::fprintf(stderr, "service_faults: %s\n", e.what()));
