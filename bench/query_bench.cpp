@@ -6,7 +6,7 @@
 #include "Handle.h"
 #include "MemoryPlatform.h"
 #include "Queries.h"
-#include "srcwatch-api.h"
+#include "srcwatch.hpp"
 
 #include <cstdlib>
 #include <cstring>
@@ -110,6 +110,19 @@ void Naive(benchmark::State& state, const Query& query, int records)
     }
 }
 
+// A text query through the C++ interface.
+void CppText(benchmark::State& state)
+{
+    StoreActivity(1);
+    const ReadCheck reads(1);
+    for (auto _ : state) {
+        const auto text = srcwatch::cec_name(0);
+        if (!text) state.SkipWithError("the query failed");
+        benchmark::DoNotOptimize(text->data());
+    }
+    reads.Finish(state);
+}
+
 void DeviceInfo(benchmark::State& state)
 {
     StoreActivity(8);
@@ -190,6 +203,7 @@ void RegisterTextQueries(const char* way, Way run)
     }
 }
 
+BENCHMARK(CppText);
 BENCHMARK(DeviceInfo);
 BENCHMARK(CodesetInfo);
 BENCHMARK(PortCount)->DenseRange(1, 8);

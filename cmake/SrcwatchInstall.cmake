@@ -9,7 +9,7 @@ set(pkgconfigDir "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 
 set(libraries srcwatch-api)
 install(DIRECTORY include/ "${PROJECT_BINARY_DIR}/src/include/"
-    DESTINATION ${headers} COMPONENT development FILES_MATCHING PATTERN "*.h")
+    DESTINATION ${headers} COMPONENT development FILES_MATCHING PATTERN "*.h" PATTERN "*.hpp")
 if(SRCWATCH_PLATFORM STREQUAL "host")
     list(APPEND libraries srcwatch-host-platform)
     install(DIRECTORY platform/include/ DESTINATION ${headers}/platform

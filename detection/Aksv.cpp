@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Aksv.h"
 
+#include "Hex.h"
+
 #include <bitset>
 
 namespace srcwatch {
@@ -18,14 +20,7 @@ Decoded<std::string> DecodeAksv(const Bytes& bytes)
     std::size_t bits = 0;
     for (const std::uint8_t byte : bytes) bits += std::bitset<8>(byte).count();
     if (bits != kBitsSet) return {std::nullopt, OnlyRemark(std::to_string(bits) + " of 40 bits set, not 20")};
-
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string text;
-    for (const std::uint8_t byte : bytes) {
-        text += kDigits[byte >> 4U];
-        text += kDigits[byte & 0xfU];
-    }
-    return {text, {}};
+    return {ToHex(bytes), {}};
 }
 
 }  // namespace srcwatch

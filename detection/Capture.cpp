@@ -2,9 +2,9 @@
 #include "Capture.h"
 
 #include "Aksv.h"
+#include "Hex.h"
 
 #include <algorithm>
-#include <charconv>
 #include <numeric>
 
 namespace srcwatch {
@@ -23,11 +23,9 @@ public:
 
     void Add(unsigned destination, std::uint8_t opcode, const Bytes& operands)
     {
-        Bytes message = {static_cast<std::uint8_t>(m_initiator << 4U | destination), opcode};
-        message.insert(message.end(), operands.begin(), operands.end());
-        std::string line;
-        for (const std::uint8_t byte : message) line += (line.empty() ? "" : ":") + ToHex({byte});
-        m_text += line + "\n";
+        Bytes message = operands;
+        message.insert(message.begin(), {static_cast<std::uint8_t>(m_initiator << 4U | destination), opcode});
+        m_text += ToHex(message, ":") + "\n";
     }
     const std::string& Text() const { return m_text; }
 
@@ -60,7 +58,57 @@ std::string Describe(const CecDevice& device)
     return messages.Text();
 }
 
+Bytes ReadItem(const std::string& directory, const char* file, std::size_t limit, Excess excess, Remarks& remarks)
+{
+    const auto read = ReadBoundedFile(directory + "/" + file, limit, excess);
+    if (!read) return {};
+    for (const Remark& remark : read->remarks) remarks.push_back({file, remark.line, remark.text});
+    return read->value.value_or(Bytes());
+}
+
+// Nothing for what is not a text; absent is empty.
+std::optional<std::string> TextOf(const Json::Value& value)
+{
+    if (value.isNull()) return "";
+    return value.isString() ? std::make_optional(value.asString()) : std::nullopt;
+}
+
+std::optional<Bytes> BytesOf(const Json::Value& value)
+{
+    const std::optional<std::string> text = TextOf(value);
+    return text ? FromHex(*text) : std::nullopt;
+}
+
 }  // namespace
+
+Capture ReadCapture(const std::string& directory, Remarks& remarks)
+{
+    Capture capture;
+    capture.spd = ReadItem(directory, kSpdFile, kBinaryLimit, Excess::kRefused, remarks);
+    const Bytes cec = ReadItem(directory, kCecFile, kCecLimit, Excess::kKeepsEnd, remarks);
+    capture.cec.assign(cec.begin(), cec.end());
+    capture.aksv = ReadItem(directory, kAksvFile, kBinaryLimit, Excess::kRefused, remarks);
+    return capture;
+}
+
+Json::Value ToJson(const Capture& capture)
+{
+    Json::Value object;
+    object["spd"] = ToHex(capture.spd);
+    object["cec"] = capture.cec;
+    object["aksv"] = ToHex(capture.aksv);
+    return object;
+}
+
+std::optional<Capture> CaptureOf(const Json::Value& object)
+{
+    if (!object.isObject()) return std::nullopt;
+    const std::optional<Bytes> spd = BytesOf(object["spd"]);
+    const std::optional<std::string> cec = TextOf(object["cec"]);
+    const std::optional<Bytes> aksv = BytesOf(object["aksv"]);
+    if (!spd || !cec || !aksv) return std::nullopt;
+    return Capture{*spd, *cec, *aksv};
+}
 
 Capture ComposeCapture(const Evidence& evidence)
 {
@@ -91,38 +139,14 @@ std::string ComposeCecLog(const std::vector<CecDevice>& devices)
     return log;
 }
 
-Evidence EvidenceOf(const Capture& capture)
+Evidence EvidenceOf(const Capture& capture, int hdmiInput)
 {
     Evidence evidence;
+    evidence.hdmiInput = hdmiInput;
     if (!capture.spd.empty()) evidence.spd = DecodeSpdInfoFrame(capture.spd);
     if (!capture.cec.empty()) evidence.cec = DecodeCecLog({capture.cec.begin(), capture.cec.end()});
     if (!capture.aksv.empty()) evidence.aksv = DecodeAksv(capture.aksv);
     return evidence;
-}
-
-std::string ToHex(const Bytes& bytes)
-{
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string text;
-    for (const std::uint8_t byte : bytes) {
-        text += kDigits[byte >> 4U];
-        text += kDigits[byte & 0xfU];
-    }
-    return text;
-}
-
-std::optional<Bytes> FromHex(const std::string& digits)
-{
-    if (digits.size() % 2 != 0) return std::nullopt;
-    Bytes bytes;
-    for (std::size_t at = 0; at < digits.size(); at += 2) {
-        std::uint8_t byte = 0;
-        const char* const end = digits.data() + at + 2;
-        const auto [last, error] = std::from_chars(digits.data() + at, end, byte, 16);
-        if (error != std::errc() || last != end) return std::nullopt;
-        bytes.push_back(byte);
-    }
-    return bytes;
 }
 
 }  // namespace srcwatch

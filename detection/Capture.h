@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include <json/value.h>
+
 namespace srcwatch {
 
 /// The contents of the files; empty where there is none.
@@ -21,6 +23,17 @@ struct Capture {
     bool IsEmpty() const { return spd.empty() && cec.empty() && aksv.empty(); }
 };
 
+/// Returns the files of a capture's directory, of a longer CEC log the end.
+/// @param remarks  Gets why a file that is there cannot be used.
+Capture ReadCapture(const std::string& directory, Remarks& remarks);
+
+/// @name A capture as an object with the members "spd" and "aksv", in hexadecimal digits, and "cec"
+/// @{
+Json::Value ToJson(const Capture& capture);
+/// Returns nothing if a member is not a text of its form; one that is absent is empty.
+std::optional<Capture> CaptureOf(const Json::Value& object);
+/// @}
+
 /// Returns the smallest capture that is decoded to the same.
 Capture ComposeCapture(const Evidence& evidence);
 
@@ -30,12 +43,8 @@ Bytes ComposeSpdInfoFrame(const SpdInfoFrame& frame);
 /// Returns the messages in which devices describe themselves, one a line.
 std::string ComposeCecLog(const std::vector<CecDevice>& devices);
 
-/// Returns the evidence of a capture.
-Evidence EvidenceOf(const Capture& capture);
-
-/// Returns bytes as lower-case hexadecimal digits, and back; nothing if a text is not pairs of such digits.
-std::string ToHex(const Bytes& bytes);
-std::optional<Bytes> FromHex(const std::string& digits);
+/// Returns the evidence of a capture, which is plugged into an HDMI input (1 for the first).
+Evidence EvidenceOf(const Capture& capture, int hdmiInput = kNoHdmiInput);
 
 }  // namespace srcwatch
 

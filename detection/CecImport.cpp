@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CecImport.h"
 
-#include "Capture.h"
+#include "CecLog.h"
+#include "Hex.h"
 
 #include <algorithm>
 #include <optional>
@@ -53,13 +54,6 @@ constexpr Operands kOperands[] = {
     {CEC_MSG_FEATURE_ABORT, "abort-msg", ParseNumber<1>},
     {CEC_MSG_FEATURE_ABORT, "reason", ParseNumber<1>},
 };
-
-std::string MessageText(const Bytes& message)
-{
-    std::string line;
-    for (const std::uint8_t byte : message) line += (line.empty() ? "" : ":") + ToHex({byte});
-    return line;
-}
 
 std::string WithoutSpaces(std::string text)
 {
@@ -126,7 +120,7 @@ private:
             return true;
         }
         Bytes message = {static_cast<std::uint8_t>(initiator << 4 | destination)};
-        if (parts[5].matched) message.push_back(FromHex(parts[5]).value_or(Bytes()).front());
+        if (parts[5].matched) message.push_back(ByteFromHex(parts[5]).value());
         Begin(message);
         return true;
     }
@@ -136,9 +130,9 @@ private:
         std::istringstream words(text);
         Bytes message;
         for (std::string word; words >> word;) {
-            const std::optional<Bytes> byte = word.rfind("0x", 0) == 0 ? FromHex(word.substr(2)) : std::nullopt;
-            if (!byte || byte->size() != 1) return Remark("not the bytes of a message");
-            message.push_back(byte->front());
+            const auto byte = word.rfind("0x", 0) == 0 ? ByteFromHex(word.substr(2)) : std::nullopt;
+            if (!byte) return Remark("not the bytes of a message");
+            message.push_back(*byte);
         }
         if (!message.empty()) m_message = message;
         m_isRaw = true;
@@ -169,7 +163,7 @@ private:
         if (m_message.size() > CEC_MAX_MSG_SIZE) {
             m_remarks.push_back({"", m_messageLine, "more than 16 bytes"});
         } else if (!m_message.empty()) {
-            m_log.text += MessageText(m_message) + "\n";
+            m_log.text += ToHex(m_message, ":") + "\n";
             ++m_log.messages;
         }
         m_message.clear();

@@ -2,9 +2,9 @@
 #include "CecLog.h"
 
 #include "AsciiField.h"
+#include "Hex.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdio>
 #include <utility>
 
@@ -15,16 +15,6 @@ namespace {
 constexpr std::size_t kHeaderAndOpcode = 2;
 
 constexpr const char* kNotHex = "not hexadecimal bytes with ':' between";
-
-// The value of two hexadecimal digits.
-std::optional<std::uint8_t> ParseByte(const std::string& digits)
-{
-    std::uint8_t byte = 0;
-    const char* const end = digits.data() + digits.size();
-    const auto [last, error] = std::from_chars(digits.data(), end, byte, 16);
-    if (error != std::errc() || last != end || digits.size() != 2) return std::nullopt;
-    return byte;
-}
 
 bool IsSpace(char c) { return c == ' ' || c == '\t'; }
 
@@ -51,7 +41,7 @@ Decoded<Bytes> ParseMessage(const std::string& text)
 {
     Bytes message;
     for (std::size_t at = 0; at < text.size();) {
-        const auto byte = ParseByte(text.substr(at, 2));
+        const auto byte = ByteFromHex(text.substr(at, 2));
         const std::size_t end = at + 2;
         at = end >= text.size() ? end : SkipSeparator(text, end);
         if (!byte || at == std::string::npos) return {std::nullopt, OnlyRemark(kNotHex)};
@@ -151,6 +141,8 @@ void ApplyLine(const std::string& line, int number, CecLog& log, Remarks& remark
 }
 
 }  // namespace
+
+bool DescribesSender(const Bytes& message) { return !message.empty() && FindKind(message) != nullptr; }
 
 Decoded<CecLog> DecodeCecLog(const Bytes& bytes)
 {

@@ -40,6 +40,9 @@ struct CecLog {
     std::size_t skipped = 0;  ///< messages of other kinds, and those that the TV itself sent
 };
 
+/// Returns true if a device says something about itself with a message: it is of a kind that is decoded.
+bool DescribesSender(const Bytes& message);
+
 /// Decodes a log, with a remark on each line that is refused. A log is refused as a whole if none of its lines is a
 /// message; an empty one is not.
 Decoded<CecLog> DecodeCecLog(const Bytes& bytes);

@@ -23,38 +23,35 @@ auto ModelOf(const Capture& capture)
                            signs.deviceType);
 }
 
+// Returns the list of the devices; null if there is none.
 Json::Value Parse(const std::string& text)
 try {
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     Json::Value root;
     std::string errors;
     const bool isJson = reader->parse(text.data(), text.data() + text.size(), &root, &errors);
-    return isJson && root.isObject() && root[kDevices].isArray() ? root[kDevices] : Json::Value(Json::arrayValue);
+    return isJson && root.isObject() && root[kDevices].isArray() ? root[kDevices] : Json::Value();
 } catch (const Json::Exception&) {  // nested too deep
-    return Json::arrayValue;
+    return {};
 }
-
-std::string ReadText(const Json::Value& value) { return value.isString() ? value.asString() : ""; }
 
 std::optional<UnknownDevice> Read(const Json::Value& entry)
 {
     if (!entry.isObject() || !entry["port"].isInt()) return std::nullopt;
-    UnknownDevice device;
-    device.port = entry["port"].asInt();
-    device.capture.spd = FromHex(ReadText(entry["spd"])).value_or(Bytes());
-    device.capture.cec = ReadText(entry["cec"]);
-    device.capture.aksv = FromHex(ReadText(entry["aksv"])).value_or(Bytes());
-    if (device.capture.IsEmpty()) return std::nullopt;
-    return device;
+    const std::optional<Capture> capture = CaptureOf(entry);
+    if (!capture || capture->IsEmpty()) return std::nullopt;
+    return UnknownDevice{entry["port"].asInt(), *capture};
 }
 
 }  // namespace
 
 UnknownDevices::UnknownDevices(const std::string& text)
 {
-    for (const Json::Value& entry : Parse(text)) {
+    const Json::Value list = Parse(text);
+    for (const Json::Value& entry : list) {
         if (const std::optional<UnknownDevice> device = Read(entry)) m_devices.push_back(*device);
     }
+    m_areAll = text.empty() || (list.isArray() && m_devices.size() == list.size());
 }
 
 std::string UnknownDevices::Text() const
@@ -62,11 +59,8 @@ std::string UnknownDevices::Text() const
     Json::Value root;
     root[kDevices] = Json::arrayValue;
     for (const UnknownDevice& device : m_devices) {
-        Json::Value entry;
+        Json::Value entry = ToJson(device.capture);
         entry["port"] = device.port;
-        entry["spd"] = ToHex(device.capture.spd);
-        entry["cec"] = device.capture.cec;
-        entry["aksv"] = ToHex(device.capture.aksv);
         root[kDevices].append(entry);
     }
     Json::StreamWriterBuilder builder;

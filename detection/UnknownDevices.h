@@ -21,8 +21,11 @@ class UnknownDevices {
 public:
     static constexpr std::size_t kMost = 64;
 
-    /// Reads a stored text. What cannot be read is no device.
+    /// Reads a stored text, which may be empty. What cannot be read is no device.
     explicit UnknownDevices(const std::string& text);
+
+    /// Returns true if all of the text could be read.
+    bool AreAll() const { return m_areAll; }
 
     /// Returns the text to store.
     std::string Text() const;
@@ -36,6 +39,7 @@ public:
 
 private:
     std::vector<UnknownDevice> m_devices;
+    bool m_areAll;
 };
 
 }  // namespace srcwatch

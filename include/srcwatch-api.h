@@ -25,6 +25,11 @@
  *
  * Every query reads the settings store afresh and may be called from any thread. Events are delivered by the GLib main
  * loop of the host process. The library starts no thread.
+ *
+ * With the host platform, a process needs at most 24 file descriptors for all of this: 4 that stay open for events, 11
+ * for stored settings and for watching them, 1 for a log file, and up to 8 during a call. With fewer, queries fail as
+ * they do without a store; but where GLib cannot have a descriptor for a main loop or a connection, it ends the
+ * process.
  */
 #ifndef SRCWATCH_API_H
 #define SRCWATCH_API_H

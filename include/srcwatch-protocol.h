@@ -72,7 +72,13 @@ enum srcwatch_request {
     SRCWATCH_REQUEST_DENY = 0x2004,
 
     /** Reads where the service has its profiles from, the first first: {"paths": [TEXT...]}, absolute. */
-    SRCWATCH_REQUEST_PROFILES = 0x2005
+    SRCWATCH_REQUEST_PROFILES = 0x2005,
+
+    /**
+     * Reads what the device on a port says about itself, as the files of a capture: {"port": PORT, "spd", "aksv": TEXT
+     * in hexadecimal digits, "cec": TEXT, one message a line}; each empty without.
+     */
+    SRCWATCH_REQUEST_CAPTURE = 0x2006
 };
 
 /** Values of a record's "ScanState". */

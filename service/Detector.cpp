@@ -5,7 +5,6 @@
 #include "Log.h"
 #include "QDInfoNames.h"
 #include "Settings.h"
-#include "StoredValues.h"
 #include "UnknownDevices.h"
 #include "srcwatch-host.h"
 #include "srcwatch-protocol.h"
@@ -21,9 +20,6 @@ namespace srcwatch {
 namespace {
 
 using qdinfo::kStatisticsKey;
-
-constexpr char kSavingStatistics[] = "saving the statistics";
-constexpr char kSavingUnknown[] = "saving the unknown devices";
 
 // How long a device that cannot be read is waited for, before it counts as what can be read of it.
 constexpr int kPatienceMilliseconds = 3000;
@@ -43,15 +39,17 @@ void LogRemarks(int port, const Evidence& evidence)
 
 }  // namespace
 
-Detector::Detector(unsigned quietMilliseconds, PortSet ports, Records& records, Settings& settings,
-                   Announcer& announcer, std::function<void()> onInputsLost)
-    : m_ports(ports),
+Detector::Detector(InputBackEnd& inputs, PortSet ports, Records& records, Settings& settings, Announcer& announcer,
+                   std::function<void(const std::string& reason)> onInputsLost)
+    : m_inputs(inputs),
+      m_ports(ports),
       m_records(records),
       m_settings(settings),
       m_announcer(announcer),
       m_onInputsLost(std::move(onInputsLost)),
-      m_pending(settings),
-      m_inputs(quietMilliseconds, ports, *this)
+      m_statistics(settings, kStatisticsKey, "saving the statistics"),
+      m_unknown(settings, SRCWATCH_UNKNOWN_DEVICES_KEY, "saving the unknown devices"),
+      m_pending(settings)
 {
 }
 
@@ -72,45 +70,24 @@ bool Detector::LoadProfiles(const std::vector<std::string>& paths)
     return m_profiles.IsComplete();
 }
 
-bool Detector::LoadStatistics()
-{
-    std::string text;
-    const ReadResult result = ReadText(kStatisticsKey, text);
-    if (result == ReadResult::kFailed) return false;
-    if (result == ReadResult::kRead) m_statistics = std::move(text);  // absent after the store was deleted
-    m_settings.Keep(kSavingStatistics, [this] { return TrySaveStatistics(); });
-    return true;
-}
-
-// Statistics that wait to be saved are newer than the stored ones. If the store fails, those that were read before
-// count. An unreadable text is kept aside and replaced by empty statistics.
+// If the store fails, the statistics that were read before count. An unreadable text is kept aside and replaced by
+// empty statistics.
 Statistics Detector::CurrentStatistics()
 {
-    if (!m_settings.IsPending(kSavingStatistics)) static_cast<void>(LoadStatistics());
-    if (m_statistics.empty()) return {};
-    StoredDocument document = Examine(kStatisticsKey, StoredKind::kStatistics, m_statistics);
+    static_cast<void>(LoadStatistics());
+    if (m_statistics.Text().empty()) return {};
+    StoredDocument document = Examine(kStatisticsKey, StoredKind::kStatistics, m_statistics.Text());
     if (document.root) return Statistics(std::move(*document.root));
-    SaveStatistics({});  // also if the text cannot be kept, because statistics may be lost
+    m_statistics.Save(Statistics().Text());  // also if the text cannot be kept, because statistics may be lost
     return {};
 }
 
-void Detector::SaveStatistics(const Statistics& statistics)
-{
-    m_statistics = statistics.Text();
-    m_settings.Write(kSavingStatistics, [this] { return TrySaveStatistics(); });
-}
-
-bool Detector::TrySaveStatistics() const
-{
-    return m_statistics.empty() || vconf_set_str(kStatisticsKey, m_statistics.c_str()) == 0;
-}
-
-std::string Detector::Start(const std::string& inputs)
+std::string Detector::Start()
 {
     static_cast<void>(CurrentStatistics());  // replaces an unreadable text
     for (const int port : m_ports.All()) SetConnected(port, false);
     m_pending.Clear();
-    std::string failure = m_inputs.Start(inputs);
+    std::string failure = m_inputs.Start(*this);
     if (!failure.empty()) return failure;
     for (const int port : m_ports.All()) {
         if (!IsPlugged(port) && m_records.Get(port).HasDevice()) OnUnplugged(port);
@@ -177,7 +154,7 @@ bool Detector::IsAwaited(int port, const Evidence& evidence, Cause cause)
 
 void Detector::Detect(int port, Cause cause)
 {
-    const Evidence evidence = ReadEvidence(m_inputs.DirectoryOf(port), HdmiInput(port));
+    const Evidence evidence = m_inputs.ReadEvidence(port);
     if (IsAwaited(port, evidence, cause)) return;
     const bool isKnown = !evidence.isComplete && m_records.Get(port).HasDevice();
     const Classification device = isKnown ? m_records.Get(port).device : Classify(evidence, m_profiles);
@@ -189,38 +166,27 @@ void Detector::Detect(int port, Cause cause)
 
     if (m_records.Set(port, record) || cause == Cause::kCommand) {
         statistics.Add(port, device, m_pending.MillisecondsSince(port));
-        SaveStatistics(statistics);
+        m_statistics.Save(statistics.Text());
         SWLOG(DLOG_INFO, "%s: type %d by %s", InputName(port).c_str(), device.deviceType,
               DetectionMethodText(static_cast<int>(device.method)).c_str());
         m_records.CallWhenSaved(port, [this, port] {
             if (m_records.Get(port).HasDevice()) m_announcer.AnnounceDevice(port, m_records.Get(port));
         });
     } else if (statistics.Refresh(port, device)) {
-        SaveStatistics(statistics);
+        m_statistics.Save(statistics.Text());
     }
     m_pending.End(port);
 }
 
-// If the store cannot be read, the device is kept when it is detected again. Devices that wait to be saved are newer
-// than the stored ones.
+// If that fails, the device is kept when it is detected again. A text that is too large stays.
 void Detector::KeepUnknown(int port, const Evidence& evidence)
 {
-    if (!m_settings.IsPending(kSavingUnknown)) {
-        std::string text;  // empty if there are none
-        const ReadResult result = ReadText(SRCWATCH_UNKNOWN_DEVICES_KEY, text);
-        if (result != ReadResult::kRead && result != ReadResult::kAbsent) return;
-        m_unknown = std::move(text);
-        m_settings.Keep(kSavingUnknown, [this] { return TrySaveUnknown(); });
-    }
-    UnknownDevices devices(m_unknown);
-    if (!devices.Add(port, ComposeCapture(evidence))) return;
-    m_unknown = devices.Text();
-    m_settings.Write(kSavingUnknown, [this] { return TrySaveUnknown(); });
-}
-
-bool Detector::TrySaveUnknown() const
-{
-    return m_unknown.empty() || vconf_set_str(SRCWATCH_UNKNOWN_DEVICES_KEY, m_unknown.c_str()) == 0;
+    const ReadResult result = m_unknown.Load();
+    if (result == ReadResult::kFailed || result == ReadResult::kTooLarge) return;
+    UnknownDevices devices(m_unknown.Text());
+    if (!devices.AreAll() && !KeepAside(SRCWATCH_UNKNOWN_DEVICES_KEY, m_unknown.Text(), "not a list of devices"))
+        return;
+    if (devices.Add(port, ComposeCapture(evidence)) || !devices.AreAll()) m_unknown.Save(devices.Text());
 }
 
 bool Detector::IsOccupied(int port, const Classification& device) const

@@ -6,7 +6,8 @@
 
 #include "Announcer.h"
 #include "Evidence.h"
-#include "Inputs.h"
+#include "InputBackEnd.h"
+#include "KeptText.h"
 #include "PendingDetections.h"
 #include "PortSet.h"
 #include "Profiles.h"
@@ -19,11 +20,11 @@
 
 namespace srcwatch {
 
-class Detector : private InputsListener {
+class Detector : private InputListener {
 public:
-    /// @param onInputsLost  Called when the inputs directory no longer exists.
-    Detector(unsigned quietMilliseconds, PortSet ports, Records& records, Settings& settings, Announcer& announcer,
-             std::function<void()> onInputsLost);
+    /// @param onInputsLost  Called with the reason when nothing can happen on the inputs any more.
+    Detector(InputBackEnd& inputs, PortSet ports, Records& records, Settings& settings, Announcer& announcer,
+             std::function<void(const std::string& reason)> onInputsLost);
 
     /// Replaces the profiles by those of files or directories; the first match wins. @return False if some could not be
     /// read that may be readable later.
@@ -31,14 +32,20 @@ public:
     std::size_t ProfileCount() const { return m_profiles.Count(); }
     const std::vector<std::string>& ProfilePaths() const { return m_profilePaths; }
 
-    /// Reads the detection statistics. @return False if the store cannot be read: they are then as they were before.
-    bool LoadStatistics();
+    /// Reads the detection statistics. @return False if the store cannot be read.
+    bool LoadStatistics() { return m_statistics.Load() != ReadResult::kFailed; }
+
+    /// Reads the devices that no profile matched. @return False if the store cannot be read.
+    bool LoadUnknown() { return m_unknown.Load() != ReadResult::kFailed; }
 
     /// Starts to watch the inputs, and clears the records of devices that were unplugged while no service ran.
     /// @return Why that is not possible, or empty.
-    std::string Start(const std::string& inputs);
+    std::string Start();
 
     bool IsPlugged(int port) const { return m_inputs.IsPlugged(port); }
+
+    /// Returns what the device on a port says about itself; nothing if there is none.
+    Capture ReadCapture(int port) const { return IsPlugged(port) ? m_inputs.ReadCapture(port) : Capture(); }
 
     /// Examines an input now and detects its device, as commanded. @return True if it has one.
     bool Scan(int port);
@@ -55,30 +62,27 @@ private:
     void OnPlugged(int port) override;
     void OnUnplugged(int port) override;
     void OnSettled(int port) override { Detect(port, Cause::kDevice); }
-    void OnInputsLost() override { m_onInputsLost(); }
+    void OnInputsLost(const std::string& reason) override { m_onInputsLost(reason); }
 
     void Detect(int port, Cause cause);
     bool IsAwaited(int port, const Evidence& evidence, Cause cause);
     void KeepUnknown(int port, const Evidence& evidence);
-    bool TrySaveUnknown() const;
     void SetConnected(int port, bool connected);
     Statistics CurrentStatistics();
-    void SaveStatistics(const Statistics& statistics);
-    bool TrySaveStatistics() const;
     bool IsOccupied(int port, const Classification& device) const;
 
+    InputBackEnd& m_inputs;
     const PortSet m_ports;
     Records& m_records;
     Settings& m_settings;
     Announcer& m_announcer;
-    const std::function<void()> m_onInputsLost;
+    const std::function<void(const std::string& reason)> m_onInputsLost;
     Profiles m_profiles;
     std::vector<std::string> m_profilePaths;  // absolute
-    std::string m_statistics;                 // the stored text, or the one that is to be stored
-    std::string m_unknown;                    // likewise, the unknown devices
+    KeptText m_statistics;
+    KeptText m_unknown;  // devices
     PendingDetections m_pending;
     std::set<int> m_incomplete;  // ports whose device cannot be read for the moment
-    Inputs m_inputs;
 };
 
 }  // namespace srcwatch

@@ -25,8 +25,8 @@ Json::Value Error(const std::string& text)
     return answer;
 }
 
-constexpr int kRequests[] = {SRCWATCH_REQUEST_STATUS, SRCWATCH_REQUEST_RECORD, SRCWATCH_REQUEST_FORGET,
-                             SRCWATCH_REQUEST_DENY, SRCWATCH_REQUEST_PROFILES};
+constexpr int kRequests[] = {SRCWATCH_REQUEST_STATUS, SRCWATCH_REQUEST_RECORD,   SRCWATCH_REQUEST_FORGET,
+                             SRCWATCH_REQUEST_DENY,   SRCWATCH_REQUEST_PROFILES, SRCWATCH_REQUEST_CAPTURE};
 
 bool IsBroadcastRequest(GDBusMessage* message)
 {
@@ -71,6 +71,7 @@ Json::Value Requests::Answer(int type, int port)
     if (!m_ports.Has(port)) return Error("no such port: " + std::to_string(port));
     if (type == SRCWATCH_REQUEST_DENY) return AnswerDeny(port);
     if (type == SRCWATCH_REQUEST_FORGET) return AnswerForget(port);
+    if (type == SRCWATCH_REQUEST_CAPTURE) return AnswerCapture(port);
     return AnswerRecord(port);
 }
 
@@ -105,6 +106,13 @@ Json::Value Requests::AnswerRecord(int port) const
 {
     const std::optional<Json::Value> record = m_records.Stored(port);
     return record ? AnswerWith(port, *record) : Error("the settings store cannot be read");
+}
+
+Json::Value Requests::AnswerCapture(int port) const
+{
+    Json::Value answer = ToJson(m_detector.ReadCapture(port));
+    answer["port"] = port;
+    return answer;
 }
 
 Json::Value Requests::AnswerWith(int port, const Json::Value& record) const

@@ -37,6 +37,7 @@ private:
     Json::Value AnswerStatus() const;
     Json::Value AnswerProfiles() const;
     Json::Value AnswerRecord(int port) const;
+    Json::Value AnswerCapture(int port) const;
     Json::Value AnswerWith(int port, const Json::Value& record) const;
     Json::Value AnswerDeny(int port);
     Json::Value AnswerForget(int port);

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Service.h"
 
+#include "CecInputs.h"
+#include "DirectoryInputs.h"
 #include "Handle.h"
 #include "Log.h"
 #include "QDInfoCommon.h"
+#include "ReceiverPower.h"
 #include "Settings.h"
+#include "SpdFile.h"
 #include "srcwatch-host.h"
 #include "srcwatch-protocol.h"
 
@@ -26,6 +30,7 @@ namespace {
 // A bus grants a name within milliseconds; when it refuses one, no event comes at all.
 constexpr unsigned kNameDeadlineMilliseconds = 5000;
 constexpr int kMostHdmiInputs = 8;
+constexpr unsigned kSpdIntervalMilliseconds = 1000;
 
 constexpr unsigned kCopyIntervalMilliseconds = 60U * 60 * 1000;
 
@@ -55,13 +60,35 @@ Service::Service(Options options)
     : m_options(std::move(options)),
       m_ports{std::clamp(get_hdmi_count(), 0, kMostHdmiInputs)},
       m_records(m_settings),
-      m_detector(m_options.quietMilliseconds, m_ports, m_records, m_settings, m_announcer,
-                 [this] { End("the inputs directory " + m_options.inputs + " is gone"); }),
+      m_inputs(MakeBackEnds()),
+      m_detector(m_inputs, m_ports, m_records, m_settings, m_announcer,
+                 [this](const std::string& reason) { End(reason); }),
       m_commands(m_options.scanStepMilliseconds, m_ports, m_records, m_detector, m_announcer, m_settings,
                  [this] { LoadProfiles(); }),
       m_requests(m_ports, m_records, m_settings, m_detector, m_commands),
       m_loop(g_main_loop_new(nullptr, FALSE))
 {
+}
+
+std::vector<std::unique_ptr<InputBackEnd>> Service::MakeBackEnds()
+{
+    std::vector<std::unique_ptr<InputBackEnd>> backEnds;
+    if (!m_options.inputs.empty()) {
+        backEnds.push_back(std::make_unique<DirectoryInputs>(m_options.inputs, m_options.quietMilliseconds, m_ports));
+    }
+    CecTimes times;
+    times.round = m_options.cecRoundMilliseconds;
+    for (const std::string& adapter : m_options.cecAdapters) {
+        backEnds.push_back(
+            std::make_unique<CecInputs>(adapter, times, m_options.quietMilliseconds, m_ports, m_deviceCalls));
+    }
+    for (const auto& [port, file] : m_options.spdFiles) {
+        backEnds.push_back(std::make_unique<SpdFile>(port, file, kSpdIntervalMilliseconds));
+    }
+    for (const std::string& receiver : m_options.receivers) {
+        backEnds.push_back(std::make_unique<ReceiverPower>(receiver, ReceiverPower::Times(), m_ports, m_deviceCalls));
+    }
+    return backEnds;
 }
 
 Service::~Service()
@@ -94,14 +121,33 @@ std::string Service::Run()
 std::string Service::Prepare()
 {
     if (!IsInputCountKnown()) return "the number of inputs cannot be read";
-    std::error_code error;
-    const bool isDirectory = std::filesystem::is_directory(m_options.inputs, error);
-    if (error) return "the inputs directory " + m_options.inputs + " cannot be used: " + error.message();
-    if (!isDirectory) return "the inputs directory " + m_options.inputs + " is not a directory";
+    std::string failure = m_options.inputs.empty() ? "" : CheckInputsDirectory();
+    if (!failure.empty()) return failure;
+    for (const auto& [port, file] : m_options.spdFiles) {
+        if (!m_ports.Has(port)) return "no such port: " + std::to_string(port);
+    }
     LoadProfiles();
     // Without them, devices would be taken for others. But those that can be read are better than no service.
     static_cast<void>(AttainNow([this] { return m_settings.Repeat(); }));
     return ConnectToBus();
+}
+
+std::string Service::CheckInputsDirectory() const
+{
+    std::error_code error;
+    const bool isDirectory = std::filesystem::is_directory(m_options.inputs, error);
+    if (error) return "the inputs directory " + m_options.inputs + " cannot be used: " + error.message();
+    return isDirectory ? "" : "the inputs directory " + m_options.inputs + " is not a directory";
+}
+
+std::string Service::Places() const
+{
+    std::string places = m_options.inputs;
+    const auto add = [&places](const std::string& place) { places += (places.empty() ? "" : ", ") + place; };
+    for (const std::string& adapter : m_options.cecAdapters) add(adapter);
+    for (const auto& [port, file] : m_options.spdFiles) add(file);
+    for (const std::string& receiver : m_options.receivers) add(receiver);
+    return places;
 }
 
 void Service::LoadProfiles()
@@ -182,12 +228,13 @@ void Service::Begin()
     std::string failure = m_records.Load();
     if (!failure.empty()) return End(failure);
     if (!AttainNow([this] { return m_detector.LoadStatistics(); })) return End("the stored statistics cannot be read");
+    if (!AttainNow([this] { return m_detector.LoadUnknown(); })) return End("the unknown devices cannot be read");
     m_requests.Register(m_bus.get(), *m_receiver);
     m_commands.Reset();
     ShowSupport(true);
-    failure = m_detector.Start(m_options.inputs);
-    if (!failure.empty()) return End("the inputs directory " + m_options.inputs + " cannot be watched: " + failure);
-    SWLOG(DLOG_INFO, "serving %d HDMI input(s) from %s", m_ports.hdmiCount, Printable(m_options.inputs).c_str());
+    failure = m_detector.Start();
+    if (!failure.empty()) return End(failure);
+    SWLOG(DLOG_INFO, "serving %d HDMI input(s) from %s", m_ports.hdmiCount, Printable(Places()).c_str());
     Notify("READY=1\nSTATUS=Serving " + std::to_string(m_ports.hdmiCount) + " HDMI input(s)");
     FeedWatchdog();
     KeepCopies();

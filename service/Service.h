@@ -5,8 +5,10 @@
 #define SRCWATCH_SERVICE_SERVICE_H
 
 #include "Announcer.h"
+#include "CombinedInputs.h"
 #include "Commands.h"
 #include "Detector.h"
+#include "DeviceCalls.h"
 #include "Handle.h"
 #include "PortSet.h"
 #include "Records.h"
@@ -14,6 +16,7 @@
 #include "Settings.h"
 #include "Timer.h"
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,10 +26,19 @@
 namespace srcwatch {
 
 struct Options {
-    std::string inputs;
+    std::string inputs;                    ///< directory; empty for none
+    std::vector<std::string> cecAdapters;  ///< devices
+    std::map<int, std::string> spdFiles;   ///< by port
+    std::vector<std::string> receivers;    ///< video devices that tell +5 V
     std::vector<std::string> profiles;
     unsigned scanStepMilliseconds = 400;
     unsigned quietMilliseconds = 100;
+    unsigned cecRoundMilliseconds = 5000;
+
+    bool HasInputs() const
+    {
+        return !inputs.empty() || !cecAdapters.empty() || !spdFiles.empty() || !receivers.empty();
+    }
 };
 
 /// The library's service side and the owner of the channel's bus name, of which a process has one.
@@ -42,7 +54,10 @@ public:
     bool WasTakenOver() const { return m_takenOver; }
 
 private:
+    std::vector<std::unique_ptr<InputBackEnd>> MakeBackEnds();
     std::string Prepare();
+    std::string CheckInputsDirectory() const;
+    std::string Places() const;
     void LoadProfiles();
     std::string ConnectToBus();
     void OwnName();
@@ -63,6 +78,8 @@ private:
     Settings m_settings;
     Records m_records;
     Announcer m_announcer;
+    DeviceCalls m_deviceCalls;
+    CombinedInputs m_inputs;
     Detector m_detector;
     Commands m_commands;
     Requests m_requests;

@@ -18,9 +18,6 @@ namespace {
 constexpr unsigned kShortestPause = 50;
 constexpr unsigned kLongestPause = 2000;
 
-// A failure that takes longer is that of a locked store.
-constexpr gint64 kHoldUpMicroseconds = gint64{300} * 1000;
-
 // How long a start waits for the settings store.
 constexpr gint64 kDeadlineMicroseconds = gint64{5} * G_USEC_PER_SEC;
 
@@ -48,7 +45,7 @@ void Settings::WriteAgain()
 
 void Settings::Attain(const std::string& name, Attempt attempt)
 {
-    if (Try(attempt)) {
+    if (attempt()) {
         if (m_pending.erase(name) > 0) SWLOG(DLOG_INFO, "%s succeeded", name.c_str());
         return;
     }
@@ -60,43 +57,16 @@ void Settings::Attain(const std::string& name, Attempt attempt)
 bool Settings::Repeat()
 {
     const std::map<std::string, Attempt> pending = m_pending;  // an attempt may add others
-    for (const auto& [name, attempt] : pending) {
-        m_isHeldUp = false;
-        Attain(name, attempt);
-    }
+    for (const auto& [name, attempt] : pending) Attain(name, attempt);
     return m_pending.empty();
-}
-
-// Each access waits for a second while another process keeps the store locked. Many of them in one turn of the main
-// loop would take longer than the watchdog allows.
-bool Settings::Try(const Attempt& attempt)
-{
-    if (m_isHeldUp) return false;
-    const gint64 start = g_get_monotonic_time();
-    const bool succeeds = attempt();
-    m_isHeldUp = !succeeds && g_get_monotonic_time() - start > kHoldUpMicroseconds;
-    return succeeds;
 }
 
 void Settings::RepeatLater()
 {
     m_pause = std::clamp(2 * m_pause, kShortestPause, kLongestPause);
-    m_timer.Start(m_pause, [this] { RepeatAfter(""); });
-}
-
-// One attempt in each turn.
-void Settings::RepeatAfter(const std::string& name)
-{
-    m_isHeldUp = false;
-    const auto next = m_pending.upper_bound(name);
-    if (next == m_pending.end()) {
-        if (!m_pending.empty()) return RepeatLater();
-        m_pause = 0;
-        return;
-    }
-    const std::pair<std::string, Attempt> repeated = *next;  // an attempt may add others
-    m_timer.Start(0, [this, last = repeated.first] { RepeatAfter(last); });
-    Attain(repeated.first, repeated.second);
+    m_timer.Start(m_pause, [this] {
+        if (Repeat()) m_pause = 0;
+    });
 }
 
 bool AttainNow(const Settings::Attempt& attempt)
@@ -120,16 +90,21 @@ std::optional<StoredDocument> LoadDocument(const std::string& key, StoredKind ki
     return document;
 }
 
+bool KeepAside(const std::string& key, const std::string& text, const std::string& reason)
+{
+    const std::string copy = key + ".unreadable";
+    const bool isKept = vconf_set_str(copy.c_str(), text.c_str()) == 0;
+    SWLOG(DLOG_ERROR, "%s is unreadable (%s); the text %s as %s", key.c_str(), Printable(reason).c_str(),
+          isKept ? "is kept" : "cannot be kept", copy.c_str());
+    return isKept;
+}
+
 StoredDocument Examine(const std::string& key, StoredKind kind, const std::string& text)
 {
     const JsonText json(text);
     const Inspection inspection = Inspect(json, kind);
     if (inspection.IsReadable()) return {json.Root(), false, true, false};
-    const std::string copy = key + ".unreadable";
-    const bool isKept = vconf_set_str(copy.c_str(), text.c_str()) == 0;
-    SWLOG(DLOG_ERROR, "%s is unreadable (%s); the text %s as %s", key.c_str(),
-          Printable(inspection.FirstUnreadable()->Text()).c_str(), isKept ? "is kept" : "cannot be kept", copy.c_str());
-    return {std::nullopt, true, isKept, false};
+    return {std::nullopt, true, KeepAside(key, text, inspection.FirstUnreadable()->Text()), false};
 }
 
 }  // namespace srcwatch

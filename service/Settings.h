@@ -30,9 +30,8 @@ public:
     /// Does all writes again, each name's last one. To be called when the store has been replaced.
     void WriteAgain();
 
-    /// Runs an attempt. If it fails, or an earlier one has failed for a store that is locked, it is repeated until it
-    /// succeeds, or until another one of the same name takes its place. The log shows the name, which says what is
-    /// attempted: "writing KEY".
+    /// Runs an attempt. If it fails, it is repeated until it succeeds, or until another one of the same name takes its
+    /// place. The log shows the name, which says what is attempted: "writing KEY".
     void Attain(const std::string& name, Attempt attempt);
 
     /// Returns true as long as an attempt of this name is to be repeated.
@@ -43,14 +42,11 @@ public:
     bool Repeat();
 
 private:
-    bool Try(const Attempt& attempt);
     void RepeatLater();
-    void RepeatAfter(const std::string& name);
 
     std::map<std::string, Attempt> m_writes;
     std::map<std::string, Attempt> m_pending;
-    unsigned m_pause = 0;     // milliseconds
-    bool m_isHeldUp = false;  // by a store that is locked: nothing is attempted before the next repetition
+    unsigned m_pause = 0;  // milliseconds
     Timer m_timer;
 };
 
@@ -68,6 +64,9 @@ struct StoredDocument {
 };
 /// Loads a document. Returns nothing if the store cannot be read.
 std::optional<StoredDocument> LoadDocument(const std::string& key, StoredKind kind);
+
+/// Keeps an unreadable text under its key with ".unreadable" after it, and logs that. @return True if it is kept.
+bool KeepAside(const std::string& key, const std::string& text, const std::string& reason);
 
 /// Examines the text of a document.
 StoredDocument Examine(const std::string& key, StoredKind kind, const std::string& text);

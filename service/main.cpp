@@ -16,13 +16,36 @@ enum ExitCode { kDone = 0, kFailed = 1, kUsage = 2 };
 
 constexpr unsigned kMostMilliseconds = 60000;
 
+void SetSpdFiles(const std::vector<std::string>& arguments, srcwatch::Options& options)
+{
+    for (const std::string& argument : arguments) {
+        const bool isFile = argument.size() > 2 && argument[0] >= '0' && argument[0] <= '7' && argument[1] == '=';
+        if (!isFile) throw CLI::ValidationError("--spd", "'" + argument + "' is not of the form PORT=FILE");
+        options.spdFiles[argument[0] - '0'] = argument.substr(2);
+    }
+}
+
 void DefineOptions(CLI::App& app, srcwatch::Options& options)
 {
     const CLI::Range milliseconds(1U, kMostMilliseconds);
     app.set_version_flag("--version", "srcwatch-service " SRCWATCH_VERSION);
-    app.add_option("--inputs", options.inputs, "Directory of the inputs: hdmi1 to hdmi8 and optical")
-        ->required()
-        ->type_name("DIR");
+    app.add_option("--inputs", options.inputs, "Directory of the inputs: hdmi1 to hdmi8 and optical")->type_name("DIR");
+    app.add_option("--cec", options.cecAdapters, "CEC adapter, such as /dev/cec0; may be repeated")
+        ->type_name("DEVICE")
+        ->allow_extra_args(false);
+    app.add_option("--cec-round-ms", options.cecRoundMilliseconds, "Time in which an adapter polls all addresses")
+        ->check(milliseconds)
+        ->capture_default_str()
+        ->type_name("MS");
+    app.add_option_function<std::vector<std::string>>(
+           "--spd", [&options](const std::vector<std::string>& files) { SetSpdFiles(files, options); },
+           "File in which a driver shows the SPD InfoFrame of a port, 0 to 7; may be repeated")
+        ->type_name("PORT=FILE")
+        ->allow_extra_args(false);
+    app.add_option("--power", options.receivers,
+                   "Video device of an HDMI receiver that tells which inputs have +5 V; may be repeated")
+        ->type_name("DEVICE")
+        ->allow_extra_args(false);
     app.add_option("--profiles", options.profiles,
                    "File of profiles, or directory of such files, instead of the installed ones; the first wins")
         ->type_name("PATH");
@@ -58,6 +81,7 @@ try {
     DefineOptions(app, options);
     try {
         app.parse(argc, argv);
+        if (!options.HasInputs()) throw CLI::RequiredError("--inputs, --cec, --spd or --power");
     } catch (const CLI::ParseError& e) {
         return app.exit(e) == 0 ? kDone : kUsage;
     }

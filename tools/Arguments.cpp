@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Arguments.h"
 
-#include "Ports.h"
 #include "srcwatch-api.h"
 
 #include <algorithm>
 #include <charconv>
+
+#include <glib.h>
 
 namespace ctl {
 
@@ -24,11 +25,18 @@ std::optional<Number> Parse(const std::string& text)
     return number;
 }
 
+std::string Joined(const std::vector<std::string>& names, const char* separator)
+{
+    std::string joined;
+    for (const std::string& name : names) joined += (joined.empty() ? "" : separator) + name;
+    return joined;
+}
+
 std::string NotA(const std::string& text, const std::string& what) { return "'" + text + "' is not " + what; }
 
 // Reads a text as a number. The text becomes what it was read as, so that CLI11 cannot read it otherwise ("010").
 template <typename Read>
-CLI::Validator Reader(Read read, const std::string& what)
+CLI::Validator Reader(Read read, const std::string& what, const std::vector<std::string>& words = {})
 {
     const auto validate = [=](std::string& text) -> std::string {
         const std::optional<int> number = read(text);
@@ -36,17 +44,7 @@ CLI::Validator Reader(Read read, const std::string& what)
         text = std::to_string(*number);
         return "";
     };
-    return CLI::Validator(validate, "");
-}
-
-template <typename Predicate>
-CLI::Validator NumberThat(Predicate isAllowed, const std::string& what)
-{
-    const auto read = [=](const std::string& text) {
-        const std::optional<int> number = ParseInt(text);
-        return number && isAllowed(*number) ? number : std::nullopt;
-    };
-    return Reader(read, what);
+    return CLI::Validator(validate, "", Joined(words, " "));
 }
 
 std::string CheckSeconds(const std::string& text)
@@ -55,25 +53,55 @@ std::string CheckSeconds(const std::string& text)
     return seconds >= 0 && seconds <= kLongestTimeout ? "" : NotA(text, "a number of seconds from 0 to 1000000");
 }
 
-std::string Joined(const std::vector<std::string>& names)
+std::optional<int> ReadHdmiPort(const std::string& text)
 {
-    std::string joined;
-    for (const std::string& name : names) joined += (joined.empty() ? "" : ", ") + name;
-    return joined;
+    const std::optional<int> port = ParsePort(text);
+    return port && IsHdmiPort(*port) ? port : std::nullopt;
 }
 
-bool IsPort(int port) { return port == SRCWATCH_PORT_OPTICAL || IsHdmiPort(port); }
+// Types are written as 0x1001 in the service's interface.
+std::optional<int> ReadType(const std::string& text)
+{
+    if (text.rfind("0x", 0) != 0) return ParseInt(text);
+    int number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [last, error] = std::from_chars(text.data() + 2, end, number, 16);
+    return error == std::errc() && last == end ? std::optional<int>(number) : std::nullopt;
+}
 
 }  // namespace
 
 std::optional<int> ParseInt(const std::string& text) { return Parse<int>(text); }
 
+std::optional<int> ParsePort(const std::string& text)
+{
+    std::string name;
+    for (const char c : text) {
+        if (c != ' ') name += g_ascii_tolower(c);
+    }
+    if (name == "optical") return SRCWATCH_PORT_OPTICAL;
+    const bool isName = name.rfind("hdmi", 0) == 0;
+    const std::optional<int> number = ParseInt(isName ? name.substr(4) : text);
+    if (!number) return std::nullopt;
+    if (isName) return IsHdmiPort(*number - 1) ? std::optional<int>(*number - 1) : std::nullopt;
+    return *number == SRCWATCH_PORT_OPTICAL || IsHdmiPort(*number) ? number : std::nullopt;
+}
+
+CLI::App* FindCommand(CLI::App& parent, const std::string& name)
+{
+    const auto found = parent.get_subcommands([&](CLI::App* command) { return command->get_name() == name; });
+    return found.empty() ? nullptr : found.front();
+}
+
 CLI::Validator IsNumber(int lowest, int highest)
 {
     const bool isAny = lowest == INT_MIN && highest == INT_MAX;
-    return NumberThat(
-        [=](int number) { return number >= lowest && number <= highest; },
-        isAny ? "a 32-bit number" : "a number from " + std::to_string(lowest) + " to " + std::to_string(highest));
+    const auto read = [=](const std::string& text) {
+        const std::optional<int> number = ParseInt(text);
+        return number && *number >= lowest && *number <= highest ? number : std::nullopt;
+    };
+    return Reader(
+        read, isAny ? "a 32-bit number" : "a number from " + std::to_string(lowest) + " to " + std::to_string(highest));
 }
 
 CLI::Validator IsNumberOrName(const std::string& what, const Names& names)
@@ -84,26 +112,28 @@ CLI::Validator IsNumberOrName(const std::string& what, const Names& names)
         for (const auto& [name, number] : names) {
             if (text == name) return std::optional<int>(number);
         }
-        return ParseInt(text);
+        return ReadType(text);
     };
-    return Reader(read, what + ": use a number, or one of " + Joined(known));
+    return Reader(read, what + ": use a number, or one of " + Joined(known, ", "), known);
 }
 
 CLI::Validator IsOneOf(const std::string& what, const std::vector<std::string>& names)
 {
     const auto validate = [=](const std::string& text) {
         const bool isKnown = std::find(names.begin(), names.end(), text) != names.end();
-        return isKnown ? "" : NotA(text, what + ": use one of " + Joined(names));
+        return isKnown ? "" : NotA(text, what + ": use one of " + Joined(names, ", "));
     };
-    return CLI::Validator(validate, "");
+    return CLI::Validator(validate, "", Joined(names, " "));
 }
+
+CLI::Validator IsPort() { return Reader(ParsePort, "a port: 0 to 7 are HDMI 1 to 8, 99 is the optical source"); }
 
 CLI::Option* AddPort(CLI::App* command, const std::string& name, int& port)
 {
     return command->add_option(name, port, "Port: 0 is HDMI 1, 99 the optical source")
         ->required()
-        ->type_name(name.front() == '-' ? "PORT" : "")
-        ->transform(NumberThat(IsPort, "a port: 0 to 7 are HDMI 1 to 8, 99 is the optical source"));
+        ->type_name(name.find('-') != std::string::npos ? "PORT" : "")
+        ->transform(IsPort());
 }
 
 CLI::Option* AddHdmiPort(CLI::App* command, int& port)
@@ -111,7 +141,7 @@ CLI::Option* AddHdmiPort(CLI::App* command, int& port)
     return command->add_option("PORT", port, "Port: 0 to 7")
         ->required()
         ->type_name("")
-        ->transform(NumberThat(IsHdmiPort, "an HDMI port: 0 to 7 are HDMI 1 to 8"));
+        ->transform(Reader(ReadHdmiPort, "an HDMI port: 0 to 7 are HDMI 1 to 8"));
 }
 
 CLI::Option* AddTimeout(CLI::App* command, std::optional<double>& seconds, const std::string& description)

@@ -21,14 +21,29 @@ using Names = std::vector<std::pair<std::string, int>>;
 /// Returns the decimal number of 32 bits that is all of a text, or nothing.
 std::optional<int> ParseInt(const std::string& text);
 
-/// @name What an argument may be, for CLI::Option::transform(). "what" has its article: "a device type".
+constexpr int kHdmiPorts = 8;
+
+/// Returns true for 0 to 7, which the library's functions accept for HDMI inputs.
+constexpr bool IsHdmiPort(int port) { return port >= 0 && port < kHdmiPorts; }
+
+/// Returns the port that a text names: 0 to 7, 99, or as tables show it ("HDMI 1", also "hdmi1", "optical"); or
+/// nothing.
+std::optional<int> ParsePort(const std::string& text);
+
+/// Returns the command of this name below another one; null if there is none.
+CLI::App* FindCommand(CLI::App& parent, const std::string& name);
+
+/// @name What an argument may be, for CLI::Option::transform(). "what" has its article: "a device type". The
+/// words that are accepted are the check's name, for completion.
 /// @{
 CLI::Validator IsNumber(int lowest = INT_MIN, int highest = INT_MAX);
+/// Numbers may also be hexadecimal, as in 0x1001.
 CLI::Validator IsNumberOrName(const std::string& what, const Names& names);
+CLI::Validator IsPort();
 CLI::Validator IsOneOf(const std::string& what, const std::vector<std::string>& names);
 /// @}
 
-/// Adds the argument PORT to a command, or the option if the name begins with '-': an index, 0 to 7 or 99.
+/// Adds the argument PORT to a command, or an option: an index, 0 to 7 or 99, or a name as tables show it.
 CLI::Option* AddPort(CLI::App* command, const std::string& name, int& port);
 
 /// Adds the argument PORT to a command that only HDMI inputs have.

@@ -155,8 +155,10 @@ ServiceAnswer EndAskService(GDBusConnection* connection, GAsyncResult* result)
 void RequireService(GDBusConnection* connection)
 {
     if (ServiceOwner(connection)) return;
-    throw Failure("no detection service is running: " SRCWATCH_BUS_NAME " has no owner on the bus");
+    throw Failure("no detection service is running: " SRCWATCH_BUS_NAME " has no owner on the bus", kNoService);
 }
+
+void RequireService() { RequireService(ConnectBus().get()); }
 
 // Any question will do: the bus handles the messages of a connection one after the other.
 void SyncWithBus(GDBusConnection* connection) { static_cast<void>(ServiceOwner(connection)); }
@@ -177,7 +179,7 @@ std::string CallService(int type, const srcwatch_event_s& request, const std::st
     const int called = extra.empty() ? sender.Call(type, reply) : sender.Call(type, std::stringstream(extra), reply);
     if (called == 1) return reply.str();
     if (g_get_monotonic_time() - start >= kReplyTimeoutUs) {
-        throw Failure("the detection service does not answer in time", kTimedOut);
+        throw Failure("the detection service does not answer in time; it may still do what was asked", kTimedOut);
     }
     throw Failure("the call to the detection service failed; --log shows why");
 }

@@ -49,8 +49,10 @@ void BeginAskService(GDBusConnection* connection, int milliseconds, GCancellable
 ServiceAnswer EndAskService(GDBusConnection* connection, GAsyncResult* result);
 /// @}
 
-/// Throws a Failure if no detection service is running.
+/// Throws a Failure, with a code of its own, if no detection service is running.
 void RequireService(GDBusConnection* connection);
+/// The same for a command that does not use the bus otherwise.
+void RequireService();
 
 /// Waits until the bus has handled all that was sent on this connection: from then on, a subscription made before is in
 /// force. Throws a Failure if the bus does not answer.

@@ -6,6 +6,7 @@
 #include "CecImport.h"
 #include "Commands.h"
 #include "Failure.h"
+#include "Files.h"
 #include "InputName.h"
 #include "Ports.h"
 
@@ -16,8 +17,6 @@
 namespace ctl {
 
 namespace {
-
-constexpr std::size_t kImportLimit = 16UL * 1024 * 1024;
 
 void Confirm(const std::string& directory, const std::string& sentence, Output& output)
 {
@@ -30,21 +29,14 @@ void Confirm(const std::string& directory, const std::string& sentence, Output& 
 // ---------------------------------------------------------------------------------------------------------------------
 // What is on a port
 
-srcwatch::Bytes ReadItem(const std::string& path, std::size_t limit, srcwatch::Excess excess)
-{
-    const auto read = srcwatch::ReadBoundedFile(path, limit, excess);
-    if (read && !read->value) throw Failure(path + ": " + srcwatch::InOneLine(read->remarks));
-    return read ? *read->value : srcwatch::Bytes();
-}
-
+// A device that an adapter knows has no directory.
 void CopyPort(int port, const std::string& inputs, const std::string& directory, Output& output)
 {
-    const std::string input = inputs + "/" + srcwatch::InputName(port) + "/";
-    srcwatch::Capture capture;
-    capture.spd = ReadItem(input + srcwatch::kSpdFile, srcwatch::kBinaryLimit, srcwatch::Excess::kRefused);
-    capture.aksv = ReadItem(input + srcwatch::kAksvFile, srcwatch::kBinaryLimit, srcwatch::Excess::kRefused);
-    const srcwatch::Bytes cec = ReadItem(input + srcwatch::kCecFile, srcwatch::kCecLimit, srcwatch::Excess::kKeepsEnd);
-    capture.cec.assign(cec.begin(), cec.end());
+    const std::string input = inputs + "/" + srcwatch::InputName(port);
+    srcwatch::Remarks remarks;
+    srcwatch::Capture capture = srcwatch::ReadCapture(input, remarks);
+    if (!remarks.empty()) throw Failure(input + "/" + remarks[0].file + ": " + srcwatch::InOneLine({remarks[0]}));
+    if (capture.IsEmpty()) capture = AskForCapture(port).value_or(capture);
     if (capture.IsEmpty()) throw Failure("nothing that a device said is on " + PortName(port) + ": " + input);
     SaveCapture(directory, capture);
     Confirm(directory, "captured " + PortName(port) + " in " + directory, output);
@@ -55,10 +47,7 @@ void CopyPort(int port, const std::string& inputs, const std::string& directory,
 
 void Import(const std::string& file, const std::string& directory, Output& output)
 {
-    const auto read = srcwatch::ReadBoundedFile(file, kImportLimit);
-    if (!read) throw Failure("no such file: " + file);
-    if (!read->value) throw Failure(file + ": " + srcwatch::InOneLine(read->remarks));
-    const auto imported = srcwatch::ImportCecLog({read->value->begin(), read->value->end()});
+    const auto imported = srcwatch::ImportCecLog(ReadFile(file, kDocumentLimit));
     if (!imported.value) throw Failure(file + ": " + srcwatch::InOneLine(imported.remarks));
     srcwatch::Capture capture;
     capture.cec = imported.value->text;
@@ -200,14 +189,14 @@ void AddCaptureCommands(CLI::App& app, Output& output)
         CopyPort(*port, *inputs, *directory, output);
     });
 
-    CLI::App* const import = capture->add_subcommand("import", "Read what cec-ctl --monitor or cec-client recorded");
-    import->add_option("FILE", *file, "Output of cec-ctl --monitor, or traffic log of cec-client")
+    CLI::App* const reading = capture->add_subcommand("import", "Read what cec-ctl --monitor or cec-client recorded");
+    reading->add_option("FILE", *file, "Output of cec-ctl --monitor, or traffic log of cec-client")
         ->required()
         ->type_name("");
-    import->add_option("DIR", *directory, "Directory of the new capture")->required()->type_name("");
-    import->callback([=, &output] { Import(*file, *directory, output);
-});
-AddNew(*capture, output);
-}  // namespace ctl
+    reading->add_option("DIR", *directory, "Directory of the new capture")->required()->type_name("");
+    reading->callback([=, &output] { Import(*file, *directory, output); });
+
+    AddNew(*capture, output);
+}
 
 }  // namespace ctl

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Captures.h"
 
+#include "Bus.h"
 #include "Failure.h"
+#include "srcwatch-protocol.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -30,6 +32,17 @@ bool IsCapture(const std::filesystem::path& directory)
 }
 
 }  // namespace
+
+std::optional<srcwatch::Capture> AskForCapture(int port)
+try {
+    if (!ServiceOwner(ConnectBus().get())) return std::nullopt;
+    srcwatch_event_s request{};
+    request.args[0] = port;
+    auto capture = srcwatch::CaptureOf(ParseReply(CallService(SRCWATCH_REQUEST_CAPTURE, request, "")));
+    return capture && !capture->IsEmpty() ? capture : std::nullopt;
+} catch (const Failure&) {
+    return std::nullopt;
+}
 
 void SaveCapture(const std::string& directory, const srcwatch::Capture& capture)
 {

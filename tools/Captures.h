@@ -6,10 +6,17 @@
 
 #include "Capture.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace ctl {
+
+/// Environment variable of the directory of the captures that have a name.
+constexpr const char* kCapturesVariable = "SRCWATCH_CAPTURES";
+
+/// Asks the running service for what the device on a port says. Returns nothing if none runs, or there is nothing.
+std::optional<srcwatch::Capture> AskForCapture(int port);
 
 /// Makes a directory with the files of a capture. Throws a Failure if it exists or cannot be written.
 void SaveCapture(const std::string& directory, const srcwatch::Capture& capture);

@@ -5,6 +5,7 @@
 #include "Classification.h"
 #include "Commands.h"
 #include "Failure.h"
+#include "Files.h"
 #include "JsonText.h"
 #include "Ports.h"
 #include "ProfileSource.h"
@@ -19,7 +20,6 @@ namespace ctl {
 
 namespace {
 
-constexpr std::size_t kExpectedLimit = 16UL * 1024 * 1024;
 constexpr const char* kMembers[] = {"type",   "method",   "profile", "brand",
                                     "device", "provider", "codeset", "unknown_type"};
 
@@ -66,10 +66,7 @@ Results ClassifyAll(const std::vector<std::string>& directories, const std::vect
 // What this command wrote as JSON before.
 Results ReadExpected(const std::string& path)
 {
-    const auto read = srcwatch::ReadBoundedFile(path, kExpectedLimit);
-    if (!read) throw Failure("no such file: " + path);
-    if (!read->value) throw Failure(path + ": " + srcwatch::InOneLine(read->remarks));
-    const auto root = srcwatch::ParseJson({read->value->begin(), read->value->end()});
+    const auto root = srcwatch::ParseJson(ReadFile(path, kDocumentLimit));
     if (!root || !root->isArray()) throw Failure(path + ": not the output of 'classify -o json'");
     Results results;
     for (Json::ArrayIndex i = 0; i < root->size(); ++i) {

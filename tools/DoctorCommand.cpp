@@ -126,7 +126,7 @@ std::vector<std::string> ProfilesToCheck(const std::vector<std::string>& given, 
 void Examine(const std::vector<std::string>& given, Output& output)
 {
     Json::Value document(Json::arrayValue);
-    Table table{{"CHECK", "STATE", "DETAIL", "REMEDY"}, {}};
+    Table table{{"CHECK", "STATE", {"DETAIL", Fit::kWrapped}, {"REMEDY", Fit::kWrapped}}, {}};
     int failed = 0;
     const BusView bus = LookAtBus();
     const std::vector<std::string> profiles = ProfilesToCheck(given, bus);

@@ -23,12 +23,19 @@ namespace {
 // ---------------------------------------------------------------------------------------------------------------------
 // Monitor
 
+struct MonitorOptions {
+    std::vector<int> types;
+    std::optional<int> port;  // nothing for the events of all ports, and of none
+    int count = 0;            // of events to show; 0 for all
+    std::optional<double> timeout;
+};
+
 // Shows events. It has a receiver of its own, because the library's callback is called for four types only.
 class Monitor {
 public:
-    Monitor(Output& output, int count) : m_output(output), m_count(count) {}
+    Monitor(const MonitorOptions& options, Output& output) : m_options(options), m_output(output) {}
 
-    Loop::End Run(const std::vector<int>& types, std::optional<double> seconds)
+    Loop::End Run()
     {
         const Connection connection = ConnectBus();
         const auto onClosed = +[](GDBusConnection*, gboolean, GError*, void* self) {
@@ -37,10 +44,10 @@ public:
         };
         const unsigned long handler = g_signal_connect(connection.get(), "closed", G_CALLBACK(onClosed), this);
         qdinfo::CQDEventReciever receiver("", false);
-        for (const int type : types) receiver.RegisterEventCallback(type, OnEvent, this);
+        for (const int type : m_options.types) receiver.RegisterEventCallback(type, OnEvent, this);
         SyncWithBus(connection.get());
         m_output.BeginStream();
-        const Loop::End end = m_loop.Run(seconds);
+        const Loop::End end = m_loop.Run(m_options.timeout);
         g_signal_handler_disconnect(connection.get(), handler);
         m_output.EndStream();
         return end;
@@ -55,20 +62,16 @@ private:
 
     void Show(const srcwatch_event_s& event)
     {
-        m_output.Element(EventToJson(event), EventToRow(event));
-        if (m_count != 0 && ++m_shown == m_count) m_loop.Quit();
+        const Json::Value json = EventToJson(event);
+        if (m_options.port && json["port"] != *m_options.port) return;
+        m_output.Element(json, EventToRow(event));
+        if (++m_shown == m_options.count) m_loop.Quit();
     }
 
+    const MonitorOptions& m_options;
     Output& m_output;
-    const int m_count;  // of events to show; 0 for all
     int m_shown = 0;
     Loop m_loop;
-};
-
-struct MonitorOptions {
-    std::vector<int> types;
-    int count = 0;
-    std::optional<double> timeout;
 };
 
 void RunMonitor(MonitorOptions options, Output& output)
@@ -76,7 +79,7 @@ void RunMonitor(MonitorOptions options, Output& output)
     if (options.types.empty()) {
         for (const auto& named : NamedEventTypes()) options.types.push_back(named.second);
     }
-    const Loop::End end = Monitor(output, options.count).Run(options.types, options.timeout);
+    const Loop::End end = Monitor(options, output).Run();
     if (end == Loop::End::kTimedOut) throw Failure("monitor: time is up", kTimedOut);
 }
 
@@ -88,6 +91,9 @@ void AddMonitor(CLI::App& app, Output& output)
         ->type_name("TYPE")
         ->allow_extra_args(false)
         ->transform(IsNumberOrName("an event type", NamedEventTypes()));
+    monitor->add_option("--port", options->port, "Show only the events of this port")
+        ->type_name("PORT")
+        ->transform(IsPort());
     AddCount(monitor, options->count, "End after this many events");
     AddTimeout(monitor, options->timeout, "End, with exit code 3, after this time");
     monitor->callback([=, &output] { RunMonitor(*options, output); });
@@ -97,8 +103,9 @@ void AddMonitor(CLI::App& app, Output& output)
 // Wait
 
 struct WaitOptions {
-    int port = 0;
-    std::optional<int> type;  // nothing for any device
+    int port = -1;
+    bool isForService = false;
+    std::optional<int> type;  // nothing for any device; 0 for none
     std::optional<double> timeout;
 };
 
@@ -133,26 +140,61 @@ private:
     Loop m_loop;
 };
 
-void RunWait(const WaitOptions& options, Output& output)
+// Throws a Failure if a wait did not end with what it was for.
+void RequireEnd(Loop::End end, const std::string& missing)
 {
-    const std::string what = options.type ? "device " + DeviceTypeText(*options.type) : "device";
-    const std::string missing = "no " + what + " on " + PortName(options.port);
-    const Loop::End end = TypeWait(options).Run();
     if (end == Loop::End::kTimedOut) throw Failure(missing + " in time", kTimedOut);
     if (end == Loop::End::kInterrupted) throw Failure("interrupted; " + missing + " yet");
+}
+
+void WaitForService(std::optional<double> seconds, Output& output)
+{
+    const Connection connection = ConnectBus();
+    Loop loop;
+    const auto onOwner = [](GDBusConnection*, const char*, const char*, void* waiting) {
+        static_cast<Loop*>(waiting)->Quit();
+    };
+    const unsigned watch = g_bus_watch_name_on_connection(
+        connection.get(), SRCWATCH_BUS_NAME, G_BUS_NAME_WATCHER_FLAGS_NONE, onOwner, nullptr, &loop, nullptr);
+    const Loop::End end = loop.Run(seconds);
+    g_bus_unwatch_name(watch);
+    RequireEnd(end, "no detection service");
+    Json::Value document;
+    document["service"] = true;
+    output.Confirm(document, "the detection service runs");
+}
+
+void RunWait(const WaitOptions& options, Output& output)
+{
+    if (options.isForService == (options.port >= 0)) throw Failure("a PORT or --service is required", kUsage);
+    if (options.isForService) return WaitForService(options.timeout, output);
+    RequirePort(options.port);
+    const std::string what = options.type ? "device " + DeviceTypeText(*options.type) : "device";
+    RequireEnd(TypeWait(options).Run(), options.type == 0 ? PortName(options.port) + " is not empty"
+                                                          : "no " + what + " on " + PortName(options.port));
     int found = 0;
     static_cast<void>(srcwatch_get_product_type_name(options.port, &found));  // has just been read
-    output.Confirm(PortDocument(options.port), PortName(options.port) + " has " + DeviceTypeText(found));
+    const std::string has = found == 0 ? "no device" : DeviceTypeText(found);
+    output.Confirm(PortDocument(options.port), PortName(options.port) + " has " + has);
 }
 
 void AddWait(CLI::App& app, Output& output)
 {
     const auto options = std::make_shared<WaitOptions>();
-    CLI::App* const wait = app.add_subcommand("wait", "Wait until a device of a type is detected on a port");
-    AddPort(wait, "--port", options->port);
-    wait->add_option("--device-type", options->type, "Type by number or name, such as pc; any device without it")
-        ->type_name("TYPE")
-        ->transform(IsNumberOrName("a device type", DeviceTypeArguments()));
+    CLI::App* const wait =
+        app.add_subcommand("wait", "Wait until a device of a type is detected on a port, or gone, or for the service");
+    CLI::Option* const port = AddPort(wait, "PORT,--port", options->port)->required(false);
+    CLI::Option* const type =
+        wait->add_option("--device-type", options->type, "Type by number or name, such as pc; any device without it")
+            ->type_name("TYPE")
+            ->transform(IsNumberOrName("a device type", DeviceTypeArguments()));
+    CLI::Option* const gone = wait->add_flag_callback(
+        "--gone", [=] { options->type = 0; }, "Wait until the port has no device");
+    gone->excludes(type);
+    wait->add_flag("--service", options->isForService, "Wait until the detection service runs")
+        ->excludes(port)
+        ->excludes(type)
+        ->excludes(gone);
     AddTimeout(wait, options->timeout, "Give up, with exit code 3, after this time");
     wait->callback([=, &output] { RunWait(*options, output); });
 }
@@ -192,15 +234,13 @@ void RunCall(const CallOptions& options, Output& output)
 
 void AddCall(CLI::App& app, Output& output)
 {
-    const Names requests = {{"status", SRCWATCH_REQUEST_STATUS},
-                            {"record", SRCWATCH_REQUEST_RECORD},
-                            {"forget", SRCWATCH_REQUEST_FORGET},
-                            {"deny", SRCWATCH_REQUEST_DENY},
-                            {"profiles", SRCWATCH_REQUEST_PROFILES}};
+    const Names requests = {{"status", SRCWATCH_REQUEST_STATUS},     {"record", SRCWATCH_REQUEST_RECORD},
+                            {"forget", SRCWATCH_REQUEST_FORGET},     {"deny", SRCWATCH_REQUEST_DENY},
+                            {"profiles", SRCWATCH_REQUEST_PROFILES}, {"capture", SRCWATCH_REQUEST_CAPTURE}};
     const auto options = std::make_shared<CallOptions>();
     CLI::App* const call = app.add_subcommand("call", "Call the detection service and print its reply");
     call->add_option("REQUEST", options->type,
-                     "Request: status, profiles, record, forget, deny, or the number of a type")
+                     "Request: status, profiles, record, capture, forget, deny, or the number of a type")
         ->required()
         ->type_name("")
         ->transform(IsNumberOrName("a request", requests));

@@ -14,48 +14,88 @@ namespace {
 
 std::string TextOf(const char (&text)[100]) { return std::string(text, strnlen(text, sizeof text)); }
 
-std::string PortText(int port) { return "port " + std::to_string(port); }
+std::string PortText(const Json::Value& event) { return "port " + CellText(event["port"]); }
 
-Row DescribeConnection(const srcwatch_event_s& event)
+// ---------------------------------------------------------------------------------------------------------------------
+// What an event of a named type carries, as members of its JSON and as cells
+
+Json::Value DecodeConnection(const srcwatch_event_s& event)
 {
-    return {PortText(event.args[0]), event.args[1] != 0 ? "plugged" : "unplugged"};
+    Json::Value json;
+    json["port"] = event.args[0];
+    json["connected"] = event.args[1] != 0;
+    return json;
 }
 
-Row DescribeDetected(const srcwatch_event_s& event)
+Row DescribeConnection(const Json::Value& event)
 {
-    return {PortText(event.args[0]),
-            DeviceTypeText(event.args[1]),
-            event.args[2] != 0 ? "changed" : "unchanged",
-            "device \"" + TextOf(event.str_args[0]) + "\"",
-            "brand \"" + TextOf(event.str_args[1]) + "\"",
-            "provider \"" + TextOf(event.str_args[2]) + "\""};
+    return {PortText(event), event["connected"].asBool() ? "plugged" : "unplugged"};
 }
 
-Row DescribeScanProgress(const srcwatch_event_s& event)
+Json::Value DecodeDetected(const srcwatch_event_s& event)
 {
-    return {std::to_string(event.args[0]) + " %", PortText(event.args[1])};
+    Json::Value json;
+    json["port"] = event.args[0];
+    json["device_type"] = event.args[1];
+    json["type_name"] = DeviceTypeName(event.args[1]);
+    json["changed"] = event.args[2] != 0;
+    json["device"] = TextOf(event.str_args[0]);
+    json["brand"] = TextOf(event.str_args[1]);
+    json["provider"] = TextOf(event.str_args[2]);
+    return json;
 }
 
-Row DescribeScanFinished(const srcwatch_event_s& event)
+Row DescribeDetected(const Json::Value& event)
 {
-    return {"result " + std::to_string(event.args[0]), std::to_string(event.args[1]) + " device(s) found"};
+    Row row{PortText(event), DeviceTypeText(event["device_type"].asInt()),
+            event["changed"].asBool() ? "changed" : "unchanged"};
+    for (const char* const name : {"device", "brand", "provider"}) {
+        row.emplace_back(std::string(name) + " \"" + event[name].asString() + "\"");
+    }
+    return row;
 }
 
-Row DescribeNothing(const srcwatch_event_s& /*event*/) { return {}; }
+Json::Value DecodeScanProgress(const srcwatch_event_s& event)
+{
+    Json::Value json;
+    json["percent"] = event.args[0];
+    json["port"] = event.args[1];
+    return json;
+}
+
+Row DescribeScanProgress(const Json::Value& event) { return {CellText(event["percent"]) + " %", PortText(event)}; }
+
+Json::Value DecodeScanFinished(const srcwatch_event_s& event)
+{
+    Json::Value json;
+    json["result"] = event.args[0];
+    json["found"] = event.args[1];
+    return json;
+}
+
+Row DescribeScanFinished(const Json::Value& event)
+{
+    return {"result " + CellText(event["result"]), CellText(event["found"]) + " device(s) found"};
+}
+
+Json::Value DecodeNothing(const srcwatch_event_s& /*event*/) { return Json::objectValue; }
+
+Row DescribeNothing(const Json::Value& /*event*/) { return {}; }
 
 struct NamedType {
     int type;
     const char* name;
-    Row (*describe)(const srcwatch_event_s& event);
+    Json::Value (*decode)(const srcwatch_event_s& event);
+    Row (*describe)(const Json::Value& decoded);
 };
 constexpr NamedType kNamedTypes[] = {
-    {SRCWATCH_EVENT_CONNECTION, "connection", DescribeConnection},
-    {SRCWATCH_EVENT_DETECTED, "detected", DescribeDetected},
-    {SRCWATCH_EVENT_SCAN_PROGRESS, "scan-progress", DescribeScanProgress},
-    {SRCWATCH_EVENT_SCAN_FINISHED, "scan-finished", DescribeScanFinished},
-    {SRCWATCH_EVENT_SERVICE_STARTED, "service-started", DescribeNothing},
-    {SRCWATCH_EVENT_SERVICE_STOPPED, "service-stopped", DescribeNothing},
-    {SRCWATCH_EVENT_RECORDS_SAVED, "records-saved", DescribeNothing},
+    {SRCWATCH_EVENT_CONNECTION, "connection", DecodeConnection, DescribeConnection},
+    {SRCWATCH_EVENT_DETECTED, "detected", DecodeDetected, DescribeDetected},
+    {SRCWATCH_EVENT_SCAN_PROGRESS, "scan-progress", DecodeScanProgress, DescribeScanProgress},
+    {SRCWATCH_EVENT_SCAN_FINISHED, "scan-finished", DecodeScanFinished, DescribeScanFinished},
+    {SRCWATCH_EVENT_SERVICE_STARTED, "service-started", DecodeNothing, DescribeNothing},
+    {SRCWATCH_EVENT_SERVICE_STOPPED, "service-stopped", DecodeNothing, DescribeNothing},
+    {SRCWATCH_EVENT_RECORDS_SAVED, "records-saved", DecodeNothing, DescribeNothing},
 };
 
 const NamedType* FindType(int type)
@@ -103,7 +143,8 @@ std::string EventTypeName(int type)
 
 Json::Value EventToJson(const srcwatch_event_s& event)
 {
-    Json::Value json;
+    const NamedType* const named = FindType(event.type);
+    Json::Value json = named != nullptr ? named->decode(event) : Json::objectValue;
     json["time"] = FormatNow(g_date_time_new_now_utc, "%Y-%m-%dT%H:%M:%S") + "Z";
     json["type"] = event.type;
     json["name"] = EventTypeName(event.type);
@@ -116,7 +157,8 @@ Row EventToRow(const srcwatch_event_s& event)
 {
     Row row{FormatNow(g_date_time_new_now_local, "%H:%M:%S"), EventTypeName(event.type)};
     const NamedType* const named = FindType(event.type);
-    for (Cell& cell : named != nullptr ? named->describe(event) : DescribeAll(event)) row.push_back(std::move(cell));
+    for (Cell& cell : named != nullptr ? named->describe(named->decode(event)) : DescribeAll(event))
+        row.push_back(std::move(cell));
     return row;
 }
 

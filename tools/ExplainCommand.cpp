@@ -4,6 +4,7 @@
 #include "Answers.h"
 #include "Arguments.h"
 #include "Bus.h"
+#include "Captures.h"
 #include "Classification.h"
 #include "Commands.h"
 #include "Evidence.h"
@@ -13,6 +14,7 @@
 #include "ProfileSource.h"
 #include "Profiles.h"
 #include "Rules.h"
+#include "Settings.h"
 #include "Statistics.h"
 #include "srcwatch-api.h"
 #include "srcwatch-protocol.h"
@@ -120,10 +122,9 @@ void AddRules(const srcwatch::Evidence& evidence, bool hasProfile, Json::Value& 
     }
 }
 
-void AddEvidence(int port, const std::string& directory, const std::vector<std::string>& givenProfiles,
+void AddEvidence(const srcwatch::Evidence& evidence, const std::vector<std::string>& givenProfiles,
                  Json::Value& document, Table& table)
 {
-    const srcwatch::Evidence evidence = srcwatch::ReadEvidence(directory, srcwatch::HdmiInput(port));
     const ProfileSource source = FindProfiles(givenProfiles);
     srcwatch::Profiles profiles;
     for (const std::string& path : source.paths) profiles.Load(path);
@@ -131,7 +132,6 @@ void AddEvidence(int port, const std::string& directory, const std::vector<std::
     const srcwatch::Classification now = srcwatch::Classify(evidence, profiles);
 
     Json::Value& json = document["evidence"];
-    json["directory"] = directory;
     json["items"] = Json::arrayValue;
     AddItem(srcwatch::kSpdFile, evidence.spd, json["items"], table);
     AddItem(srcwatch::kCecFile, evidence.cec, json["items"], table);
@@ -172,11 +172,19 @@ void AddAnswers(int port, Json::Value& document, Table& table)
 
 void Explain(int port, const std::string& inputs, const std::vector<std::string>& profiles, Output& output)
 {
+    RequireSettings();
     Json::Value document = PortDocument(port);
-    Table table{{"FROM", "NAME", "VALUE", "WHY"}, {}};
+    Table table{{"FROM", "NAME", {"VALUE", Fit::kWrapped}, {"WHY", Fit::kWrapped}}, {}};
     document["evidence"] = Json::nullValue;
     const std::string directory = inputs + "/" + srcwatch::InputName(port);
-    if (IsDirectory(directory)) AddEvidence(port, directory, profiles, document, table);
+    const int hdmiInput = srcwatch::HdmiInput(port);
+    if (IsDirectory(directory)) {
+        document["evidence"]["directory"] = directory;
+        AddEvidence(srcwatch::ReadEvidence(directory, hdmiInput), profiles, document, table);
+    } else if (const auto capture = AskForCapture(port)) {  // of a device that an adapter knows
+        document["evidence"]["directory"] = Json::nullValue;
+        AddEvidence(EvidenceOf(*capture, hdmiInput), profiles, document, table);
+    }
     AddRecord(document, table);
     AddAnswers(port, document, table);
     output.Write(document, table);

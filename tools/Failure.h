@@ -14,7 +14,8 @@ enum ExitCode {
     kDone = 0,
     kFailed = 1,  ///< refused or failed
     kUsage = 2,   ///< wrong usage
-    kTimedOut = 3
+    kTimedOut = 3,
+    kNoService = 4  ///< no detection service runs, and one is needed
 };
 
 /// The end of a message about what the command doctor examines.

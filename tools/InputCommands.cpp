@@ -2,8 +2,10 @@
 //
 // plug, unplug: devices of the reference detection service, which are directories of captures.
 #include "Arguments.h"
+#include "Captures.h"
 #include "Commands.h"
 #include "Failure.h"
+#include "FindCapture.h"
 #include "InputName.h"
 #include "Ports.h"
 
@@ -18,28 +20,6 @@
 namespace ctl {
 
 namespace {
-
-constexpr const char* kCapturesVariable = "SRCWATCH_CAPTURES";
-
-// The path of a directory without links; empty if there is no such directory.
-std::string CanonicalDirectory(const std::string& path)
-{
-    std::error_code error;
-    const std::filesystem::path canonical = std::filesystem::canonical(path, error);
-    return std::filesystem::is_directory(canonical, error) ? canonical.string() : "";
-}
-
-// A directory, or the name of one among the captures.
-std::string FindCapture(const std::string& capture, const std::string& captures)
-{
-    std::string found = CanonicalDirectory(capture);
-    if (!found.empty()) return found;
-    const bool isPath = capture.find('/') != std::string::npos;
-    if (isPath) throw Failure("no such capture directory: " + capture);
-    found = CanonicalDirectory(std::filesystem::path(captures) / capture);
-    if (!found.empty()) return found;
-    throw Failure("no such capture directory: " + capture + ", nor one of this name in " + captures);
-}
 
 void RequireInputs(const std::string& inputs)
 {
@@ -59,6 +39,7 @@ Json::Value ToJson(int port, const std::string& input, const std::string& captur
 
 void Plug(int port, const std::string& capture, const std::string& inputs, const std::string& captures, Output& output)
 {
+    RequirePort(port);
     RequireInputs(inputs);
     const std::string device = FindCapture(capture, captures);
     const std::string input = inputs + "/" + srcwatch::InputName(port);

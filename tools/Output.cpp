@@ -4,11 +4,14 @@
 #include "Escape.h"
 #include "Failure.h"
 #include "Handle.h"
+#include "Wrap.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include <json/writer.h>
 #include <libsmartcols.h>
@@ -39,10 +42,15 @@ std::string ToJson(const Json::Value& value, const char* indentation)
     return WithoutDel(Json::writeString(builder, value));
 }
 
-bool WantsColours()
+bool IsTerminal() { return isatty(STDOUT_FILENO) == 1; }
+
+bool WantsColours(Colours colours)
 {
-    const char* const noColour = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): is never set here
-    return (noColour == nullptr || *noColour == '\0') && isatty(STDOUT_FILENO) == 1;
+    if (colours != Colours::kOnTerminal) return colours == Colours::kAlways;
+    const char* const none = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): is never set here
+    const char* const terminal = std::getenv("TERM");  // NOLINT(concurrency-mt-unsafe): the same
+    const bool isDumb = terminal != nullptr && std::strcmp(terminal, "dumb") == 0;
+    return (none == nullptr || *none == '\0') && !isDumb && IsTerminal();
 }
 
 [[noreturn]] void ThrowNoMemory() { throw std::bad_alloc(); }
@@ -52,10 +60,52 @@ void AddRow(libscols_table* table, const Row& row)
     libscols_line* const line = scols_table_new_line(table, nullptr);
     if (line == nullptr) ThrowNoMemory();
     for (std::size_t column = 0; column < row.size(); ++column) {
-        if (scols_line_set_data(line, column, Escape(row[column].text).c_str()) != 0) ThrowNoMemory();
+        if (scols_line_set_data(line, column, row[column].text.c_str()) != 0) ThrowNoMemory();
         const char* const colour = kColours[static_cast<std::size_t>(row[column].colour)];
         // A cell may stay without its colour.
         static_cast<void>(scols_cell_set_color(scols_line_get_cell(line, column), colour));
+    }
+}
+
+void AddColumn(libscols_table* table, const Title& title)
+{
+    const int flags = title.fit == Fit::kCut ? SCOLS_FL_TRUNC : title.fit == Fit::kWrapped ? SCOLS_FL_WRAP : 0;
+    libscols_column* const column = scols_table_new_column(table, title.text.c_str(), 0, flags);
+    if (column == nullptr) ThrowNoMemory();
+    // The lines of a cell are those that its text has.
+    if (title.fit != Fit::kWrapped) return;
+    static_cast<void>(scols_column_set_wrapfunc(column, scols_wrapnl_chunksize, scols_wrapnl_nextchunk, nullptr));
+}
+
+std::size_t WidthOfColumn(const Table& table, std::size_t column)
+{
+    std::size_t width = WidthOf(table.titles[column].text);
+    for (const Row& row : table.rows) width = std::max(width, WidthOf(row[column].text));
+    return width;
+}
+
+// The columns that are wrapped share what the others leave of a terminal's width; one that needs less leaves the rest
+// to the others.
+void Wrap(Table& table, std::size_t terminalWidth)
+{
+    constexpr std::size_t kNarrowest = 12;
+    std::size_t used = table.titles.size() - 1;  // the spaces between
+    std::vector<std::pair<std::size_t, std::size_t>> wrapped;
+    for (std::size_t column = 0; column < table.titles.size(); ++column) {
+        const std::size_t width = WidthOfColumn(table, column);
+        if (table.titles[column].fit == Fit::kWrapped) {
+            wrapped.emplace_back(width, column);
+        } else {
+            used += width;
+        }
+    }
+    std::sort(wrapped.begin(), wrapped.end());
+    for (std::size_t i = 0; i < wrapped.size(); ++i) {
+        const auto [natural, column] = wrapped[i];
+        const std::size_t share = (std::max(terminalWidth, used) - used) / (wrapped.size() - i);
+        const std::size_t width = std::min(natural, std::max(share, kNarrowest));
+        for (Row& row : table.rows) row[column].text = WrapText(row[column].text, width);
+        used += width;
     }
 }
 
@@ -90,16 +140,22 @@ void Output::WriteRow(const Row& row, const char* separator)
     WriteLine(line);
 }
 
-void Output::WriteTable(const Table& table)
+void Output::WriteTable(Table table)
 {
     const TablePtr printed(scols_new_table());
     if (!printed) ThrowNoMemory();
-    scols_table_enable_noencoding(printed.get(), 1);  // the cells are escaped already
-    scols_table_enable_colors(printed.get(), WantsColours() ? 1 : 0);
+    scols_table_enable_noencoding(printed.get(), 1);  // the cells are escaped
+    scols_table_enable_colors(printed.get(), WantsColours(m_colours) ? 1 : 0);
 
-    for (const std::string& title : table.titles) {
-        if (scols_table_new_column(printed.get(), title.c_str(), 0, 0) == nullptr) ThrowNoMemory();
+    for (Row& row : table.rows) {
+        for (Cell& cell : row) cell.text = Escape(cell.text);
     }
+    if (m_isWhole) {
+        scols_table_set_termforce(printed.get(), SCOLS_TERMFORCE_NEVER);
+    } else if (IsTerminal()) {
+        Wrap(table, scols_table_get_termwidth(printed.get()));
+    }
+    for (const Title& title : table.titles) AddColumn(printed.get(), title);
     for (const Row& row : table.rows) AddRow(printed.get(), row);
 
     char* text = nullptr;
@@ -118,6 +174,14 @@ void Output::Write(const Json::Value& document, const Table& table)
     } else if (!table.rows.empty()) {
         WriteTable(table);
     }
+}
+
+void Output::WriteAnew(const Json::Value& document, const Table& table)
+{
+    if (!ShowsTable()) return WriteLine(CompactJson(document));
+    constexpr const char* kClearScreen = "\x1b[H\x1b[J";
+    if (m_format == Format::kTable && IsTerminal()) static_cast<void>(std::fputs(kClearScreen, stdout));
+    Write(document, table);
 }
 
 void Output::WriteText(const Json::Value& document, const std::string& text)

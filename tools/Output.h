@@ -20,6 +20,19 @@ enum class Format {
 
 enum class Colour { kNone, kGood, kBad, kDim };
 
+enum class Colours { kOnTerminal, kAlways, kNever };
+
+/// What becomes of a column that is too wide for the terminal.
+enum class Fit { kWhole, kCut, kWrapped };
+
+struct Title {
+    // NOLINTNEXTLINE(google-explicit-constructor): a text is a title
+    Title(const char* titleText, Fit titleFit = Fit::kWhole) : text(titleText), fit(titleFit) {}
+
+    std::string text;
+    Fit fit;
+};
+
 /// One cell of a table. Its text may come from anywhere; it is escaped when written.
 struct Cell {
     // NOLINTNEXTLINE(google-explicit-constructor): a text is a cell
@@ -32,9 +45,10 @@ struct Cell {
 };
 using Row = std::vector<Cell>;
 
-/// The form for people of a document. Without titles the rows are written as they are.
+/// The form for people of a document. Without titles the rows are written as they are. Columns are either cut or
+/// wrapped, not some of each.
 struct Table {
-    std::vector<std::string> titles;
+    std::vector<Title> titles;
     std::vector<Row> rows;
 };
 
@@ -49,6 +63,10 @@ class Output {
 public:
     void SetFormat(Format format) { m_format = format; }
     Format GetFormat() const { return m_format; }
+    void SetColours(Colours colours) { m_colours = colours; }
+
+    /// Has tables written whole, however wide the terminal is.
+    void DisregardWidth() { m_isWhole = true; }
 
     /// Returns true if a document's table is written, and not the document itself.
     bool ShowsTable() const { return m_format == Format::kTable || m_format == Format::kRaw; }
@@ -62,6 +80,10 @@ public:
     /// Writes what was done: the sentence for people, nothing in the raw form.
     void Confirm(const Json::Value& document, const std::string& sentence);
 
+    /// Writes a document that takes the place of the one before: on a terminal over it, elsewhere behind it, one JSON
+    /// document a line.
+    void WriteAnew(const Json::Value& document, const Table& table);
+
     /// @name A document of unknown length: the elements of an array as they come
     /// @{
     void BeginStream();
@@ -72,10 +94,12 @@ public:
 private:
     void WriteJson(const Json::Value& document);
     void WriteLine(const std::string& line);
-    void WriteTable(const Table& table);
+    void WriteTable(Table table);
     void WriteRow(const Row& row, const char* separator);
 
     Format m_format = Format::kTable;
+    Colours m_colours = Colours::kOnTerminal;
+    bool m_isWhole = false;
     bool m_first = true;  // of the elements of a stream
 };
 

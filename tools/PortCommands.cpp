@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// list, show, get, forget: what is known about the devices.
+// list, watch, show, get, forget: what is known about the devices.
 #include "Answers.h"
 #include "Arguments.h"
 #include "Bus.h"
 #include "Commands.h"
 #include "Failure.h"
+#include "Loop.h"
 #include "Ports.h"
 #include "RecordFields.h"
 #include "Records.h"
@@ -14,53 +15,152 @@
 #include "srcwatch-protocol.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <memory>
 
 namespace ctl {
 
 namespace {
 
-std::string TypeCell(const Json::Value& document)
-{
-    const Json::Value& type = document["record"]["DevType"];
-    if (!document["readable"].asBool() || !type.isInt()) return "unreadable";
-    return type.asInt() == 0 ? "" : DeviceTypeName(type.asInt());
-}
+constexpr char kDetected[] = "detected";
+constexpr char kDamaged[] = "damaged";
 
-Cell StateCell(const Json::Value& document)
+const char* StateOf(const Json::Value& document)
 {
-    if (!document["readable"].asBool()) return {"damaged", Colour::kBad};
-    const bool isKnown = document["record"]["DevType"].asInt() != 0;
+    if (!document["readable"].asBool()) return kDamaged;
+    const bool isKnown = document["record"]["DevType"] != 0;
     const bool isConnected = document["connected"].isNull() ? isKnown : document["connected"].asBool();
-    if (isConnected) return isKnown ? Cell("detected", Colour::kGood) : Cell("connected");
-    return {isKnown ? "gone" : "empty", Colour::kDim};
+    if (isConnected) return isKnown ? kDetected : "connected";
+    return isKnown ? "gone" : "empty";
 }
 
-Row ListRow(int port, const Json::Value& document)
+// A port with what people are shown of its device; null is what they are not shown.
+Json::Value ListedPort(int port)
 {
+    Json::Value document = PortDocument(port);
+    const Json::Value type = document["record"]["DevType"];
+    const bool isReadable = document["readable"].asBool();
+    const bool isKnown = isReadable && type != 0;
     const Answer info = AskFor("device_info_str1", port).value();
-    const bool isDetected = !TypeCell(document).empty();  // without a device the texts mean nothing
-    return {std::to_string(port),
-            PortName(port),
-            TypeCell(document),
-            isDetected ? CellText(info.ValueOf("device_info_str1")) : "",
-            isDetected ? CellText(info.ValueOf("device_info_str2")) : "",
-            CellText(AskFor("PRName", port)->ValueOf("PRName")),
-            CellText(AskFor("codeset", port)->ValueOf("codeset")),
-            StateCell(document)};
+    document["type_name"] = isKnown ? Json::Value(DeviceTypeName(type.asInt())) : Json::Value();
+    // Without a device the texts mean nothing.
+    document["name"] = isKnown ? info.ValueOf("device_info_str1") : Json::Value();
+    document["detail"] = isKnown ? info.ValueOf("device_info_str2") : Json::Value();
+    document["provider"] = AskFor("PRName", port)->ValueOf("PRName");
+    document["codeset"] = AskFor("codeset", port)->ValueOf("codeset");
+    document["state"] = StateOf(document);
+    return document;
+}
+
+Colour ColourOf(const Json::Value& state)
+{
+    if (state == kDamaged) return Colour::kBad;
+    return state == kDetected ? Colour::kGood : state == "connected" ? Colour::kNone : Colour::kDim;
+}
+
+Row ListRow(const Json::Value& listed)
+{
+    Row row{CellText(listed["port"]), CellText(listed["input"])};
+    row.emplace_back(listed["readable"].asBool() ? CellText(listed["type_name"]) : "unreadable");
+    for (const char* const name : {"name", "detail", "provider", "codeset"}) row.emplace_back(CellText(listed[name]));
+    row.emplace_back(CellText(listed["state"]), ColourOf(listed["state"]));
+    return row;
+}
+
+// What is stored is all that there is to show without a service.
+void NoteMissingService()
+{
+    try {
+        RequireService();
+    } catch (const Failure& failure) {
+        // Nothing can be done if this fails.
+        static_cast<void>(std::fprintf(stderr, "srcwatchctl: shown is what was stored: %s\n", failure.what()));
+    }
+}
+
+struct Listing {
+    Json::Value document{Json::arrayValue};
+    Table table{{"PORT",
+                 "INPUT",
+                 "TYPE",
+                 {"NAME", Fit::kCut},
+                 {"DETAIL", Fit::kCut},
+                 {"PROVIDER", Fit::kCut},
+                 "CODESET",
+                 "STATE"},
+                {}};
+};
+
+Listing ListPorts()
+{
+    RequireSettings();
+    Listing listing;
+    for (const int port : AllPorts()) {
+        listing.document.append(ListedPort(port));
+        listing.table.rows.push_back(ListRow(listing.document[listing.document.size() - 1]));
+    }
+    return listing;
 }
 
 void List(Output& output)
 {
-    RequireSettings();
-    Json::Value document(Json::arrayValue);
-    Table table{{"PORT", "INPUT", "TYPE", "NAME", "DETAIL", "PROVIDER", "CODESET", "STATE"}, {}};
-    for (const int port : AllPorts()) {
-        const Json::Value& entry = document.append(PortDocument(port));
-        if (output.ShowsTable()) table.rows.push_back(ListRow(port, entry));
-    }
-    output.Write(document, table);
+    const Listing listing = ListPorts();
+    output.Write(listing.document, listing.table);
+    NoteMissingService();
 }
+
+// Lists the ports whenever something was written. What is written at once, as a detection does, is listed once.
+class ListWatch {
+public:
+    ListWatch(Output& output, int count) : m_output(output), m_count(count) {}
+    ListWatch(const ListWatch&) = delete;
+    ListWatch& operator=(const ListWatch&) = delete;
+    ~ListWatch()
+    {
+        if (m_pause != 0) g_source_remove(m_pause);
+    }
+
+    Loop::End Run(std::optional<double> seconds)
+    {
+        const SettingsWatch watch(nullptr, OnWritten, this);
+        Show();
+        return m_loop.Run(seconds);
+    }
+
+private:
+    static constexpr unsigned kPauseMs = 50;
+
+    static void OnWritten(const char* /*key*/, const srcwatch_host_value* /*value*/, void* self)
+    {
+        auto& watch = *static_cast<ListWatch*>(self);
+        if (watch.m_pause == 0) watch.m_pause = g_timeout_add(kPauseMs, OnPaused, self);
+    }
+
+    static gboolean OnPaused(void* self)
+    {
+        auto& watch = *static_cast<ListWatch*>(self);
+        watch.m_pause = 0;
+        watch.m_loop.Guard([&] { watch.Show(); });
+        return G_SOURCE_REMOVE;
+    }
+
+    // What is not different is not listed again.
+    void Show()
+    {
+        Listing listing = ListPorts();
+        if (listing.document == m_shown) return;
+        m_output.WriteAnew(listing.document, listing.table);
+        m_shown = std::move(listing.document);
+        if (++m_times == m_count) m_loop.Quit();
+    }
+
+    Output& m_output;
+    const int m_count;  // of lists to show; 0 for all
+    int m_times = 0;
+    Json::Value m_shown;
+    unsigned m_pause = 0;
+    Loop m_loop;
+};
 
 std::vector<std::string> FieldNames()
 {
@@ -116,6 +216,18 @@ void AddPortCommands(CLI::App& app, Output& output)
 {
     CLI::App* const list = app.add_subcommand("list", "List the devices on all ports");
     list->callback([&output] { List(output); });
+
+    const auto count = std::make_shared<int>(0);
+    const auto timeout = std::make_shared<std::optional<double>>();
+    CLI::App* const watch = app.add_subcommand("watch", "Show a list that stays up to date");
+    watch->require_subcommand(1);
+    CLI::App* const watchList = watch->add_subcommand("list", "List the devices on all ports whenever one changes");
+    AddCount(watchList, *count, "End after this many lists");
+    AddTimeout(watchList, *timeout, "End, with exit code 3, after this time");
+    watchList->callback([=, &output] {
+        const Loop::End end = ListWatch(output, *count).Run(*timeout);
+        if (end == Loop::End::kTimedOut) throw Failure("watch list: time is up", kTimedOut);
+    });
 
     const auto port = std::make_shared<int>();
     const auto field = std::make_shared<std::string>();

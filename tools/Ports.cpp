@@ -3,6 +3,7 @@
 
 #include "Answers.h"
 #include "DeviceType.h"
+#include "Failure.h"
 #include "JsonText.h"
 #include "QDInfoCommon.h"
 #include "QDInfoNames.h"
@@ -22,7 +23,6 @@ namespace ctl {
 
 namespace {
 
-constexpr int kHdmiPorts = 8;
 constexpr char kNoDevice[] = "none";  // the name of type 0
 
 // Null where the TV service does not know, as for the optical source.
@@ -56,8 +56,6 @@ Cell ResultCell(int result)
 
 }  // namespace
 
-bool IsHdmiPort(int port) { return port >= 0 && port < kHdmiPorts; }
-
 std::string PortName(int port)
 {
     return port == SRCWATCH_PORT_OPTICAL ? "optical" : "HDMI " + std::to_string(port + 1);
@@ -71,6 +69,12 @@ std::vector<int> AllPorts()
     std::iota(ports.begin(), ports.end(), 0);
     ports.push_back(SRCWATCH_PORT_OPTICAL);
     return ports;
+}
+
+void RequirePort(int port)
+{
+    const int known = get_hdmi_count();
+    if (IsHdmiPort(port) && known > 0 && port >= known) throw Failure("the TV has no input " + PortName(port));
 }
 
 std::string DeviceTypeName(int type)
@@ -111,13 +115,14 @@ Json::Value PortDocument(int port)
 
 void ShowPort(int port, Output& output)
 {
+    RequirePort(port);
     RequireSettings();
     const std::vector<Answer> answers = AskAll(port);
     Json::Value document = PortDocument(port);
     document["answers"] = AnswersToJson(answers);
     document["behind"] = DevicesBehind(port, document["record"]["DevType"] != 0);
 
-    Table table{{"FROM", "NAME", "VALUE", "RESULT"}, {}};
+    Table table{{"FROM", "NAME", {"VALUE", Fit::kWrapped}, "RESULT"}, {}};
     for (const srcwatch::RecordField& field : srcwatch::kRecordFields) {
         table.rows.push_back({"record", field.key, CellText(document["record"][field.key]), ""});
     }

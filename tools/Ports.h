@@ -14,14 +14,14 @@
 
 namespace ctl {
 
-/// Returns true for 0 to 7, which the library's functions accept for HDMI inputs.
-bool IsHdmiPort(int port);
-
 /// Returns "HDMI 1" for port 0, "optical" for port 99.
 std::string PortName(int port);
 
 /// Returns the ports of this TV, the optical one last. Where the number of HDMI inputs is unknown: those with a record.
 std::vector<int> AllPorts();
+
+/// Throws a Failure for a port that this TV does not have.
+void RequirePort(int port);
 
 /// Returns a device type in words: "set-top box", "none" for 0, "error type 2".
 std::string DeviceTypeName(int type);

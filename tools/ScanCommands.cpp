@@ -48,6 +48,7 @@ void Send(const ScanCommand& command)
 
 void RunCommand(const std::string& group, const ScanCommand& command, Output& output)
 {
+    RequireService();  // nobody else would read the command
     Send(command);
     Json::Value document;
     document["command"] = group + " " + command.name;

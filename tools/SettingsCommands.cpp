@@ -65,7 +65,7 @@ void List(const std::string& prefix, Output& output)
     struct Found {
         const std::string& prefix;
         Json::Value document{Json::arrayValue};
-        Table table{{"KEY", "TYPE", "VALUE"}, {}};
+        Table table{{"KEY", "TYPE", {"VALUE", Fit::kCut}}, {}};
     };
     Found found{prefix};
     const auto add = [](const char* key, const srcwatch_host_value* value, void* data) {
@@ -115,6 +115,16 @@ void Set(const SetOptions& options, Output& output)
         WriteText(key, value);
     }
     output.Confirm(SettingToJson(key, ReadValue(key)), key + " = " + value);
+}
+
+void Unset(const std::string& key, Output& output)
+{
+    RequireSettings();
+    std::string text;
+    const bool isThere = ReadText(key, text) != srcwatch::ReadResult::kAbsent || ReadNumber(key).has_value();
+    if (!isThere) throw Failure("no such setting: " + key);
+    if (srcwatch_host_unset(key.c_str()) != 0) throw Failure("the settings store refuses to remove " + key);
+    output.Confirm(SettingToJson(key, Json::nullValue), "removed " + key);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -218,6 +228,11 @@ void AddSettingsCommands(CLI::App& app, Output& output)
     get->callback([=, &output] { Get(*key, output); });
 
     AddSet(settings, output);
+
+    CLI::App* const unset = settings->add_subcommand("unset", "Remove a setting");
+    AddKey(unset, *key)->required();
+    unset->callback([=, &output] { Unset(*key, output); });
+
     AddWatch(settings, output);
     AddCareCommands(*settings, output);
 }

@@ -6,10 +6,14 @@
 #include "Commands.h"
 #include "Evidence.h"
 #include "Failure.h"
+#include "Files.h"
 #include "Inspection.h"
 #include "Profiles.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 
@@ -17,7 +21,6 @@ namespace ctl {
 
 namespace {
 
-constexpr std::size_t kDocumentLimit = 16UL * 1024 * 1024;
 constexpr const char* kCapture = "capture";
 
 // The keys of the faults are paths of members, or names of files in a capture.
@@ -144,16 +147,15 @@ const Kind& GuessKind(const std::string& text)
 // ---------------------------------------------------------------------------------------------------------------------
 // The command
 
-std::string ReadFile(const std::string& path, std::size_t limit)
-{
-    const auto read = srcwatch::ReadBoundedFile(path, limit);
-    if (!read) throw Failure("no such file: " + path);
-    if (!read->value) throw Failure(path + ": " + srcwatch::InOneLine(read->remarks));
-    return {read->value->begin(), read->value->end()};
-}
+struct Validated {
+    std::string file;
+    std::string kind;
+    Validation validation;
+};
 
-Json::Value ToJson(const std::string& file, const std::string& kind, const Validation& validation)
+Json::Value ToJson(const Validated& validated)
 {
+    const auto& [file, kind, validation] = validated;
     Json::Value document;
     document["file"] = file;
     document["kind"] = kind;
@@ -170,48 +172,116 @@ Json::Value ToJson(const std::string& file, const std::string& kind, const Valid
     return document;
 }
 
-void Report(const std::string& file, const std::string& kind, const Validation& validation, Output& output)
+Row FaultRow(const srcwatch::Finding& fault)
 {
-    const Json::Value document = ToJson(file, kind, validation);
-    if (validation.faults.empty()) return output.Confirm(document, file + ": valid (" + kind + ")");
-    Table table{{"LINE", "KEY", "WHY"}, {}};
-    for (const srcwatch::Finding& fault : validation.faults) {
-        table.rows.push_back({fault.line > 0 ? std::to_string(fault.line) : "", fault.key, {fault.why, Colour::kBad}});
-    }
-    output.Write(document, table);
+    return {fault.line > 0 ? std::to_string(fault.line) : "", fault.key, {fault.why, Colour::kBad}};
+}
+
+void Report(const Validated& validated, Output& output)
+{
+    const auto& [file, kind, validation] = validated;
+    if (validation.faults.empty()) return output.Confirm(ToJson(validated), file + ": valid (" + kind + ")");
+    Table table{{"LINE", {"KEY", Fit::kWrapped}, {"WHY", Fit::kWrapped}}, {}};
+    for (const srcwatch::Finding& fault : validation.faults) table.rows.push_back(FaultRow(fault));
+    output.Write(ToJson(validated), table);
     const char* const readable = validation.isReadable.value_or(false) ? "; the library can still read it" : "";
     throw Failure(file + " is not valid: " + std::to_string(validation.faults.size()) + " fault(s)" + readable);
 }
 
-void Validate(const std::string& path, const std::string& kindName, Output& output)
+void Report(const std::vector<Validated>& all, Output& output)
 {
+    Json::Value document(Json::arrayValue);
+    Table table{{{"FILE", Fit::kWrapped}, "KIND", "LINE", {"KEY", Fit::kWrapped}, {"WHY", Fit::kWrapped}}, {}};
+    int invalid = 0;
+    for (const Validated& validated : all) {
+        document.append(ToJson(validated));
+        const Faults& faults = validated.validation.faults;
+        if (faults.empty()) table.rows.push_back({validated.file, validated.kind, "", "", {"valid", Colour::kGood}});
+        if (!faults.empty()) ++invalid;
+        for (const srcwatch::Finding& fault : faults) {
+            Row row = FaultRow(fault);
+            row.insert(row.begin(), {validated.file, validated.kind});
+            table.rows.push_back(row);
+        }
+    }
+    output.Write(document, table);
+    if (invalid == 0) return;
+    throw Failure(std::to_string(invalid) + " of " + std::to_string(all.size()) + " files are not valid");
+}
+
+Validated ValidateText(const std::string& file, const std::string& text, const Kind& named)
+{
+    const Kind& kind = &named == &kUnknown ? GuessKind(text) : named;
+    return {file, kind.name, kind.inspect(text)};
+}
+
+std::string ReadStandardInput()
+{
+    std::string text(kDocumentLimit + 1, '\0');
+    text.resize(std::fread(text.data(), 1, text.size(), stdin));
+    if (std::ferror(stdin) != 0) throw Failure(std::string("cannot read standard input: ") + strerrordesc_np(errno));
+    if (text.size() > kDocumentLimit) throw Failure("standard input is too large");
+    return text;
+}
+
+// The files of profiles in a directory, in the order of their names, as the service reads them.
+std::vector<std::string> ProfilesIn(const std::string& directory)
+{
+    std::error_code error;
+    std::vector<std::string> files;
+    for (std::filesystem::directory_iterator it(directory, error), end; !error && it != end; it.increment(error)) {
+        if (it->path().extension() == ".json") files.push_back(it->path());
+    }
+    if (error) throw Failure("cannot read the directory " + directory + ": " + error.message());
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+std::vector<Validated> ValidatePath(const std::string& path, const std::string& kindName)
+{
+    if (path == "-") return {ValidateText(path, ReadStandardInput(), FindKind(kindName, path))};
     std::error_code error;
     const bool isDirectory = std::filesystem::is_directory(path, error);
     if (kindName == kCapture && !isDirectory) throw Failure("no such directory: " + path);
-    if (kindName == kCapture || (kindName.empty() && isDirectory)) {
-        return Report(path, kCapture, InspectCapture(path), output);
+    if (isDirectory && (kindName.empty() || kindName == "profiles")) {
+        std::vector<Validated> found;
+        for (const std::string& file : ProfilesIn(path)) {
+            found.push_back(ValidateText(file, ReadFile(file, kDocumentLimit), FindKind("profiles", "")));
+        }
+        if (!found.empty()) return found;
     }
+    if (kindName == kCapture || (kindName.empty() && isDirectory)) return {{path, kCapture, InspectCapture(path)}};
     const Kind& named = FindKind(kindName, std::filesystem::path(path).filename());
-    const std::string text = ReadFile(path, named.limit);
-    const Kind& kind = &named == &kUnknown ? GuessKind(text) : named;
-    Report(path, kind.name, kind.inspect(text), output);
+    return {ValidateText(path, ReadFile(path, named.limit), named)};
+}
+
+void Validate(const std::vector<std::string>& paths, const std::string& kind, Output& output)
+{
+    std::vector<Validated> all;
+    for (const std::string& path : paths) {
+        for (Validated& validated : ValidatePath(path, kind)) all.push_back(std::move(validated));
+    }
+    if (all.size() == 1) return Report(all.front(), output);
+    Report(all, output);
 }
 
 }  // namespace
 
 void AddValidateCommand(CLI::App& app, Output& output)
 {
-    const auto file = std::make_shared<std::string>();
+    const auto files = std::make_shared<std::vector<std::string>>();
     const auto kind = std::make_shared<std::string>();
     CLI::App* const validate =
         app.add_subcommand("validate", "Show what is wrong with a document, a file of profiles or a capture");
-    validate->add_option("FILE", *file, "JSON file, file of a capture, or directory of a capture")
+    validate
+        ->add_option("FILE", *files,
+                     "JSON file, directory of profiles, file or directory of a capture, or - for standard input")
         ->required()
         ->type_name("");
     validate->add_option("--kind", *kind, "What the file is meant to be; guessed without it")
         ->type_name("KIND")
         ->check(IsOneOf("a kind", KindNames()));
-    validate->callback([=, &output] { Validate(*file, *kind, output); });
+    validate->callback([=, &output] { Validate(*files, *kind, output); });
 }
 
 }  // namespace ctl

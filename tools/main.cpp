@@ -3,6 +3,7 @@
 // srcwatchctl: command line, and the end of the program.
 #include "Arguments.h"
 #include "Commands.h"
+#include "Completion.h"
 #include "Escape.h"
 #include "Failure.h"
 #include "Output.h"
@@ -20,6 +21,47 @@ const std::map<std::string, ctl::Format> kFormats = {{"table", ctl::Format::kTab
                                                      {"jsonl", ctl::Format::kJsonl},
                                                      {"raw", ctl::Format::kRaw}};
 
+const std::map<std::string, ctl::Colours> kColours = {
+    {"auto", ctl::Colours::kOnTerminal}, {"always", ctl::Colours::kAlways}, {"never", ctl::Colours::kNever}};
+
+// A word that is not a command makes the command missing, which is not what the caller needs to know.
+std::string Describe(const CLI::App& app, const CLI::ParseError& error)
+{
+    const std::vector<std::string> unknown = app.remaining(true);
+    const auto code = static_cast<CLI::ExitCodes>(error.get_exit_code());
+    const bool isMissing = code == CLI::ExitCodes::RequiredError;
+    if (!isMissing && code != CLI::ExitCodes::ExtrasError) return error.what();
+    if (unknown.empty()) return std::string(error.what()) + "; see --help";
+    const std::string& word = unknown.front();
+    const char* const what = word[0] == '-' ? "an option" : isMissing ? "a command" : "expected here";
+    return "'" + word + "' is not " + what + "; see --help";
+}
+
+// CLI11's own help is always that of the command that was given.
+std::string HelpOf(const CLI::App& command, const std::string& name)
+{
+    std::string help = command.get_formatter()->make_help(&command, name, CLI::AppFormatMode::Normal);
+    while (!help.empty() && help.back() == '\n') help.pop_back();
+    return help + "\n";
+}
+
+void AddHelp(CLI::App& app, ctl::Output& output)
+{
+    const auto words = std::make_shared<std::vector<std::string>>();
+    CLI::App* const help = app.add_subcommand("help", "Print the help of the program or of a command");
+    help->add_option("COMMAND", *words, "Command, of one word or two")->type_name("");
+    help->callback([=, &app, &output] {
+        CLI::App* command = &app;
+        std::string name = app.get_name();
+        for (const std::string& word : *words) {
+            command = ctl::FindCommand(*command, word);
+            if (command == nullptr) throw ctl::Failure("'" + word + "' is not a command; see --help", ctl::kUsage);
+            name += " " + word;
+        }
+        output.WriteText(Json::Value(HelpOf(*command, name)), HelpOf(*command, name));
+    });
+}
+
 void AddCommands(CLI::App& app, ctl::Output& output)
 {
     ctl::AddPortCommands(app, output);
@@ -34,6 +76,7 @@ void AddCommands(CLI::App& app, ctl::Output& output)
     ctl::AddClassifyCommand(app, output);
     ctl::AddValidateCommand(app, output);
     ctl::AddDoctorCommand(app, output);
+    AddHelp(app, output);
 }
 
 void Define(CLI::App& app, ctl::Output& output)
@@ -46,18 +89,20 @@ void Define(CLI::App& app, ctl::Output& output)
     app.add_option_function<std::string>("-o,--output", setFormat, "Form of the output: table, json, jsonl or raw")
         ->type_name("FORM")
         ->check(ctl::IsOneOf("a form of output", {"table", "json", "jsonl", "raw"}));
+    const auto setColours = [&output](const std::string& name) { output.SetColours(kColours.at(name)); };
+    app.add_option_function<std::string>("--color", setColours, "Colours: auto (on a terminal), always or never")
+        ->type_name("WHEN")
+        ->check(ctl::IsOneOf("a choice of colours", {"auto", "always", "never"}));
+    app.add_flag_callback(
+        "--no-trunc", [&output] { output.DisregardWidth(); }, "Write tables whole, however wide the terminal is");
     app.add_flag("--log", "Show the library's log on standard error");  // see LogSink.cpp
     AddCommands(app, output);
 }
 
-// A word that is not a command makes the command missing, which is not what the caller needs to know.
-std::string Describe(const CLI::App& app, const CLI::ParseError& error)
+// The completions of shells ask "complete", which no help shows, for what may come next.
+void PrintCandidates(CLI::App& app, const std::vector<std::string>& words)
 {
-    const std::vector<std::string> unknown = app.remaining(true);
-    const bool missing = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
-    if (!missing) return error.what();
-    if (unknown.empty()) return std::string(error.what()) + "; see --help";
-    return "'" + unknown.front() + "' is not a command; see --help";
+    for (const std::string& line : ctl::Complete(app, words)) std::puts(line.c_str());
 }
 
 int Fail(const char* text, int code)
@@ -76,6 +121,11 @@ try {
     ctl::Output output;
     Define(app, output);
     try {
+        if (argc > 1 && argv[1] == std::string("complete")) {
+            PrintCandidates(app, {argv + 2, argv + argc});
+            return ctl::kDone;
+        }
+        if (argc == 1) return app.exit(CLI::CallForHelp());
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
         if (e.get_exit_code() != 0) return Fail(Describe(app, e).c_str(), ctl::kUsage);

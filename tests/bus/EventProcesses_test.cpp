@@ -5,10 +5,13 @@
 #include "PrivateBus.h"
 #include "Sanitizers.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
+#include <regex>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -85,6 +88,37 @@ TEST_F(Processes, MayForkAChildThatExitsAfterASend)
 
     end.join();
 }
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Descriptors
+
+// How many the header says that a process needs.
+std::string DocumentedDescriptors()
+{
+    std::ifstream file(SRCWATCH_API_HEADER);
+    const std::string header{std::istreambuf_iterator<char>(file), {}};
+    std::smatch match;
+    EXPECT_TRUE(std::regex_search(header, match, std::regex("at most ([0-9]+) file descriptors")));
+    return match[1];
+}
+
+TEST_F(Processes, NeedNoMoreDescriptorsThanDocumented)
+{
+    setenv("SRCWATCH_LOG", ("file:" + TheBus().Directory() + "/log").c_str(), 1);
+    Child program(Program({"descriptors", DocumentedDescriptors()}));
+
+    const std::string counts = program.ReadLine();
+    EXPECT_EQ(program.Wait(), 0);
+
+    // Of these, docs/reliability.md speaks.
+    EXPECT_THAT(counts, HasSubstr(" event 11 "));
+    EXPECT_THAT(counts, HasSubstr(" watch 16 "));
+}
+
+#if !SRCWATCH_ADDRESS_SANITIZER
+// The sanitizer's check of virtual tables opens a pipe, and takes its failure for a finding.
+TEST_F(Processes, AreEndedByGlibWithTooFewDescriptors) { EXPECT_LT(Child(Program({"descriptors", "7"})).Wait(), 0); }
+#endif
 
 // ---------------------------------------------------------------------------------------------------------------------
 // A service and two applications

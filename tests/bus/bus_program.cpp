@@ -5,24 +5,31 @@
 //   bus-program fork                                   sends one, and forks a child that exits
 //   bus-program service                                a detection service; commands: save PORT NAME, event TYPE NUMBER
 //   bus-program application                            prints its events; commands: query PORT
-// The last two print "ready" and end with their input.
+//   bus-program descriptors MORE                       prints how many descriptors are open after each use, of which it
+//                                                      may have so many more than at its start
+// Service and application print "ready" and end with their input.
 #include "QDInfoAPI.h"
 #include "QDInfoEventManager.h"
 #include "Sanitizers.h"
 #include "srcwatch-api.h"
+#include "srcwatch-host.h"
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <iostream>
+#include <iterator>
 #include <sstream>
 #include <string>
 
 #include <glib-unix.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vconf.h>
 
 namespace {
 
@@ -158,6 +165,46 @@ int RunApplication()
     return srcwatch_unregister_event_callback(&PrintEvent) == 1 ? 0 : 1;
 }
 
+// ---------------------------------------------------------------------------------------------------------------------
+// Descriptors
+
+int OpenDescriptors()
+{
+    const std::filesystem::directory_iterator open("/proc/self/fd"), end;
+    return static_cast<int>(std::distance(open, end)) - 1;  // without that of the directory
+}
+
+// As an application and as a service, which writes and watches settings.
+int CountDescriptors(long more)
+{
+    const int before = OpenDescriptors();
+    const auto limit = static_cast<rlim_t>(before + more);
+    const rlimit limits{limit, limit};
+    if (setrlimit(RLIMIT_NOFILE, &limits) != 0) return 1;
+    std::ostringstream counts;
+    const auto count = [&](const char* use) { counts << use << ' ' << OpenDescriptors() - before << ' '; };
+    char name[SRCWATCH_TEXT_SIZE] = {};
+    srcwatch_get_cec_name(name, 0);
+    count("query");
+    const bool isEnabled = srcwatch_is_MVPD_enable();
+    count("volatile-query");
+    bool hasEvent = false;
+    const auto onEvent = [](void* seen, srcwatch_event_s*) { *static_cast<bool*>(seen) = true; };
+    if (srcwatch_register_event_callback(onEvent, &hasEvent) != 1) return 1;
+    count("callback");
+    CQDEventSender("").SendEvent(SRCWATCH_EVENT_CONNECTION);
+    while (!hasEvent) g_main_context_iteration(nullptr, TRUE);
+    count("event");
+    for (const char* key : {"db/x", "memory/x"})
+        if (vconf_set_int(key, isEnabled ? 1 : 0) != 0) return 1;
+    count("write");
+    if (srcwatch_host_watch_replacement([](void*) {}, nullptr) == 0) return 1;
+    count("watch");
+    Print(counts.str());
+    const bool isCopied = srcwatch_host_back_up_settings(srcwatch_host_copy_path()) == 0;
+    return isCopied && srcwatch_host_repair_settings() == 0 ? 0 : 1;
+}
+
 }  // namespace
 
 #if SRCWATCH_ADDRESS_SANITIZER
@@ -174,5 +221,6 @@ int main(int argc, char** argv)
     if (verb == "fork") return SendAndFork();
     if (verb == "service") return RunService();
     if (verb == "application") return RunApplication();
+    if (verb == "descriptors" && argc == 3) return CountDescriptors(std::strtol(argv[2], nullptr, 10));
     return 2;
 }

@@ -3,6 +3,9 @@
 
 #include "CecLog.h"
 
+#include <fstream>
+#include <sstream>
+
 #include <gtest/gtest.h>
 
 namespace srcwatch {
@@ -92,6 +95,54 @@ TEST(CecImport, WritesALogThatIsDecoded)
     EXPECT_EQ(log.value->devices[0].physicalAddress, 0x1000);
     EXPECT_EQ(log.value->devices[0].vendorId, 0xa1f007U);
     EXPECT_EQ(log.value->devices[0].osdName, "Pond: Stick");
+}
+
+// What cec-ctl wrote, with the devices that are in it: those that the kernel emulates.
+std::vector<CecDevice> DevicesIn(const char* recording)
+{
+    std::ostringstream text;
+    text << std::ifstream(std::string(SRCWATCH_RECORDINGS_DIR) + "/" + recording).rdbuf();
+    const auto imported = ImportCecLog(text.str());
+    EXPECT_EQ(InOneLine(imported.remarks), "");
+    if (!imported.value) return {};
+    const std::string& log = imported.value->text;
+    const auto decoded = DecodeCecLog({log.begin(), log.end()});
+    EXPECT_EQ(InOneLine(decoded.remarks), "");
+    return decoded.value ? decoded.value->devices : std::vector<CecDevice>();
+}
+
+void ExpectDevice(const CecDevice& device, int logicalAddress, int physicalAddress, int type, const char* osdName)
+{
+    EXPECT_EQ(device.logicalAddress, logicalAddress);
+    EXPECT_EQ(device.physicalAddress, physicalAddress);
+    EXPECT_EQ(device.primaryDeviceType, type);
+    EXPECT_EQ(device.osdName, osdName);
+    EXPECT_EQ(device.vendorId, 0x000c03U);
+    EXPECT_EQ(device.version, CEC_OP_CEC_VERSION_2_0);
+    ASSERT_EQ(device.featureAborts.size(), 1U);
+    EXPECT_EQ(device.featureAborts[0].opcode, CEC_MSG_GIVE_DEVICE_POWER_STATUS);
+    EXPECT_EQ(device.featureAborts[0].reason, CEC_OP_ABORT_UNRECOGNIZED_OP);
+}
+
+TEST(CecImport, ReadsARecordingOfTheTvsAdapter)
+{
+    const auto devices = DevicesIn("cec-ctl-monitor.log");
+
+    ASSERT_EQ(devices.size(), 3U);
+    ExpectDevice(devices[0], 3, 0x2000, CEC_OP_PRIM_DEVTYPE_TUNER, "Tuner");
+    ExpectDevice(devices[1], 5, 0x3000, CEC_OP_PRIM_DEVTYPE_AUDIOSYSTEM, "Audio System");
+    // The switch has no address of its own.
+    EXPECT_EQ(devices[2].logicalAddress, CEC_LOG_ADDR_UNREGISTERED);
+    EXPECT_EQ(devices[2].physicalAddress, 0x4000);
+}
+
+TEST(CecImport, ReadsAVerboseRecordingOfATunersAdapter)
+{
+    const auto devices = DevicesIn("cec-ctl-verbose.log");
+
+    ASSERT_EQ(devices.size(), 2U);  // what the tuner sends is the program's own
+    ExpectDevice(devices[0], 5, 0x3000, CEC_OP_PRIM_DEVTYPE_AUDIOSYSTEM, "Audio System");
+    EXPECT_EQ(devices[1].logicalAddress, CEC_LOG_ADDR_UNREGISTERED);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include "UnknownDevices.h"
 
 #include "Classification.h"
+#include "Hex.h"
 
 #include <gtest/gtest.h>
 
@@ -65,6 +66,18 @@ TEST(UnknownDevices, SurviveWhatSomebodyElseWrote)
     EXPECT_TRUE(UnknownDevices(std::string(5000, '[')).All().empty());
 }
 
+TEST(UnknownDevices, SayIfATextHasMoreThanThey)
+{
+    UnknownDevices devices("");
+    EXPECT_TRUE(devices.AreAll());
+    EXPECT_TRUE(devices.Add(2, Box("Box")));
+    EXPECT_TRUE(UnknownDevices(devices.Text()).AreAll());
+    for (const char* text : {"junk", R"({"devices": 1})", R"({"devices": [null]})", R"({"devices": [{"port": 1}]})",
+                             R"({"devices": [{"port": 1, "spd": "8"}]})", R"({"devices": [{"port": 1, "cec": 5}]})"}) {
+        EXPECT_FALSE(UnknownDevices(text).AreAll()) << text;
+    }
+}
+
 TEST(Capture, IsDecodedToWhatItWasComposedOf)
 {
     const Evidence evidence = EvidenceOf(Box("Box"));
@@ -89,15 +102,6 @@ TEST(Capture, CutsNamesToTheirFields)
 
     EXPECT_EQ(decoded.value->vendor, "ABCDEFGH");
     EXPECT_EQ(decoded.value->product, "0123456789abcdef");
-}
-
-TEST(Capture, ReadsHexadecimalDigits)
-{
-    EXPECT_EQ(FromHex("0aFF"), (Bytes{0x0a, 0xff}));
-    EXPECT_EQ(ToHex({0x0a, 0xff}), "0aff");
-    EXPECT_EQ(FromHex("0"), std::nullopt);
-    EXPECT_EQ(FromHex("-1"), std::nullopt);
-    EXPECT_EQ(FromHex("0x"), std::nullopt);
 }
 
 }  // namespace

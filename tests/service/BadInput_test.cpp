@@ -153,6 +153,17 @@ TEST_F(BadInput, ALinkToNowhereIsLoggedInOneLine)
     ExpectOneComplaint("hdmi1: refused: No such file or directory");
 }
 
+TEST_F(BadInput, ALinkToAPlaceThatTheUnitHidesIsExplained)
+{
+    StartService();
+
+    std::filesystem::create_symlink("/home/.nobody/captures/box", InputPath("hdmi1"));
+
+    ExpectOneComplaint(
+        "hdmi1: refused: No such file or directory: '/home/.nobody/captures/box', which the service's unit "
+        "may hide from it; keep it in another place");
+}
+
 TEST_F(BadInput, AFileInPlaceOfADirectoryIsLoggedInOneLine)
 {
     StartService();

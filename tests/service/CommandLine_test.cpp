@@ -90,6 +90,12 @@ TEST_F(CommandLine, RefusesWrongUsageWithTwo)
     const std::vector<std::vector<std::string>> wrong = {
         {},
         {"--inputs"},
+        {"--inputs", ""},
+        {"--cec"},
+        {"--spd", "/sys/spd"},
+        {"--spd", "9=/sys/spd"},
+        {"--spd", "0="},
+        {"--cec", "/dev/cec0", "--cec-round-ms", "0"},
         {"--inputs", ".", "surplus"},
         {"--inputs", ".", "--unknown"},
         {"--inputs", ".", "--quiet-ms", "0"},

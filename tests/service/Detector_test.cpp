@@ -130,7 +130,10 @@ TEST_F(DetectorTest, ReportsInputsThatAreReplacedAsLost)
 
 TEST_F(DetectorTest, DoesNotStartWithoutInputs)
 {
-    EXPECT_EQ(m_detector.Start(m_inputs / "nowhere"), "No such file or directory");
+    std::filesystem::remove(m_inputs.Path());
+
+    EXPECT_EQ(m_detector.Start(),
+              "the inputs directory " + m_inputs.Path() + " cannot be watched: No such file or directory");
 }
 
 TEST_F(DetectorTest, LoadsProfilesWithoutAWorkingDirectory)

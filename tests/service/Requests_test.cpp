@@ -33,11 +33,28 @@ TEST_F(RequestsTest, AnswerTheStatus)
 
 TEST_F(RequestsTest, RefusePortsThatTheTvDoesNotHave)
 {
-    for (const int type : {SRCWATCH_REQUEST_RECORD, SRCWATCH_REQUEST_FORGET, SRCWATCH_REQUEST_DENY}) {
+    for (const int type :
+         {SRCWATCH_REQUEST_RECORD, SRCWATCH_REQUEST_FORGET, SRCWATCH_REQUEST_DENY, SRCWATCH_REQUEST_CAPTURE}) {
         for (const int port : {-1, kHdmiInputs, 98}) {
             EXPECT_EQ(m_requests.Answer(type, port)["error"], "no such port: " + std::to_string(port)) << type;
         }
     }
+}
+
+TEST_F(RequestsTest, AnswerWhatADeviceSays)
+{
+    StartDetector();
+    LinkCapture("hdmi2", "tessaly-cable");
+    ASSERT_TRUE(WaitForAnnouncements(2));
+
+    const Json::Value plugged = m_requests.Answer(SRCWATCH_REQUEST_CAPTURE, 1);
+    const Json::Value empty = m_requests.Answer(SRCWATCH_REQUEST_CAPTURE, 0);
+
+    EXPECT_EQ(plugged["port"], 1);
+    EXPECT_EQ(plugged["spd"].asString().substr(0, 6), "830119");
+    EXPECT_EQ(plugged["cec"], ReadFile(std::string(SRCWATCH_CAPTURES_DIR) + "/tessaly-cable/cec.log"));
+    EXPECT_EQ(plugged["aksv"].asString().size(), 10U);
+    for (const char* item : {"spd", "cec", "aksv"}) EXPECT_EQ(empty[item], "") << item;
 }
 
 TEST_F(RequestsTest, CountDenialsAndForgetAllElse)

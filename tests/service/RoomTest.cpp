@@ -32,7 +32,7 @@ srcwatch::Record RecordOfType(int type)
 void RoomTest::StartDetector()
 {
     m_detector.LoadProfiles({SRCWATCH_PROFILES_FILE});
-    ASSERT_EQ(m_detector.Start(m_inputs.Path()), "");
+    ASSERT_EQ(m_detector.Start(), "");
 }
 
 bool RoomTest::WaitForAnnouncements(std::size_t count)

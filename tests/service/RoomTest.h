@@ -6,6 +6,7 @@
 
 #include "Announcer.h"
 #include "Detector.h"
+#include "DirectoryInputs.h"
 #include "Records.h"
 #include "ServiceTest.h"
 
@@ -46,7 +47,9 @@ protected:
     srcwatch::Records m_records{m_settings};
     FakeAnnouncer m_announcer;
     bool m_inputsLost = false;
-    srcwatch::Detector m_detector{20, m_ports, m_records, m_settings, m_announcer, [this] { m_inputsLost = true; }};
+    srcwatch::DirectoryInputs m_directory{m_inputs.Path(), 20, m_ports};
+    srcwatch::Detector m_detector{m_directory, m_ports,     m_records,
+                                  m_settings,  m_announcer, [this](const auto&) { m_inputsLost = true; }};
 };
 
 }  // namespace srcwatch_test

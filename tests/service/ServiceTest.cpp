@@ -160,8 +160,8 @@ std::unique_ptr<Process> ServiceTest::LaunchService(const std::vector<std::strin
                                                     const std::map<std::string, std::string>& environment)
 {
     std::vector<std::string> command = m_launcher;
-    for (const std::string& word : {std::string(SRCWATCH_SERVICE_PROGRAM), std::string("--inputs"), m_inputs.Path(),
-                                    std::string("--profiles"), std::string(SRCWATCH_PROFILES_FILE)}) {
+    for (const std::string& word : {m_program, std::string("--inputs"), m_inputs.Path(), std::string("--profiles"),
+                                    std::string(SRCWATCH_PROFILES_FILE)}) {
         command.push_back(word);
     }
     command.insert(command.end(), options.begin(), options.end());

@@ -63,6 +63,8 @@ protected:
                                            const std::map<std::string, std::string>& environment = {});
     /// Makes this command start the program.
     void SetLauncher(std::vector<std::string> launcher) { m_launcher = std::move(launcher); }
+    /// Makes it another build of the program.
+    void SetProgram(std::string program) { m_program = std::move(program); }
     bool WaitUntilServing();
     /// Ends it with a signal. @return Its exit code.
     int StopService(int signal);
@@ -105,6 +107,7 @@ private:
     std::size_t m_saves = 0;
     int m_servingBefore = 0;
     std::vector<std::string> m_launcher;
+    std::string m_program = SRCWATCH_SERVICE_PROGRAM;
     std::unique_ptr<qdinfo::CQDEventReciever> m_saveReceiver;
 };
 

@@ -5,6 +5,7 @@
 #include "Sanitizers.h"
 #include "ServiceTest.h"
 #include "srcwatch-host.h"
+#include "srcwatch-protocol.h"
 
 #include <fstream>
 #include <string>
@@ -94,6 +95,19 @@ TEST_P(ServiceLargeText, IsReplacedByWhatIsDetected)
     EXPECT_NE(StoredRecord(0)["DevType"].asInt(), 0);
     EXPECT_NE(StoredRecord(kOptical)["DevType"].asInt(), 0);
     EXPECT_TRUE(TextSetting(kStatistics));
+    ExpectLittleMemory();
+}
+
+TEST_F(ServiceLargeTexts, OfUnknownDevicesStay)
+{
+    PlantDocument(SRCWATCH_UNKNOWN_DEVICES_KEY);
+    StartService();
+
+    Plug("hdmi1", "tivaro-one");
+
+    EXPECT_EQ(UnreadLines(SRCWATCH_UNKNOWN_DEVICES_KEY), 1);
+    EXPECT_TRUE(IsPlanted(SRCWATCH_UNKNOWN_DEVICES_KEY));
+    EXPECT_EQ(Call(SRCWATCH_REQUEST_STATUS, 0)["unsaved"].asInt(), 0);
     ExpectLittleMemory();
 }
 

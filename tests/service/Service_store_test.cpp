@@ -3,6 +3,7 @@
 // The service while its settings store fails: what is stored stays, and what is to be stored is stored in the end.
 #include "Intruder.h"
 #include "ServiceTest.h"
+#include "UnknownDevices.h"
 #include "srcwatch-host.h"
 #include "srcwatch-protocol.h"
 
@@ -11,6 +12,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -20,6 +22,18 @@
 
 namespace srcwatch_test {
 namespace {
+
+constexpr const char* kUnknown = SRCWATCH_UNKNOWN_DEVICES_KEY;
+
+// The stored text with a device on a port.
+std::string UnknownWith(int port)
+{
+    srcwatch::Capture capture;
+    capture.cec = "4f:87:00:1a:2b\n";
+    srcwatch::UnknownDevices devices("");
+    EXPECT_TRUE(devices.Add(port, capture));
+    return devices.Text();
+}
 
 std::string DurableDatabase() { return std::string(srcwatch_host_state_dir()) + "/settings.db"; }
 
@@ -114,6 +128,39 @@ TEST_F(ServiceStore, GetsLaterWhatItCannotTakeNow)
     EXPECT_EQ(LogLinesWith("saving the HDMI records failed"), 1);
 }
 
+TEST_F(ServiceStore, GetsLaterAllUnknownDevices)
+{
+    const auto ports = [] {
+        const srcwatch::UnknownDevices devices(TextSetting(kUnknown).value_or(""));
+        std::vector<int> list;
+        for (const srcwatch::UnknownDevice& device : devices.All()) list.push_back(device.port);
+        return list;
+    };
+    vconf_set_str(kUnknown, UnknownWith(3).c_str());
+    StartService();
+    auto readOnly = std::make_unique<ReadOnly>();
+    PlugWhileNothingCanBeSaved();
+    LinkCapture("hdmi1", "tivaro-one");
+    ASSERT_TRUE(WaitForLog("hdmi1: type"));
+    EXPECT_EQ(ports(), std::vector<int>{3});
+
+    readOnly.reset();
+
+    EXPECT_TRUE(RunUntil([&] { return ports() == std::vector<int>({3, 1, 0}); }));
+}
+
+TEST_F(ServiceStore, KeepsAsideUnknownDevicesThatItCannotRead)
+{
+    vconf_set_str(kUnknown, R"({"devices":[{"port":"four"}]})");
+    StartService();
+
+    Plug("hdmi1", "tivaro-one");
+
+    EXPECT_EQ(TextSetting(std::string(kUnknown) + ".unreadable"), R"({"devices":[{"port":"four"}]})");
+    EXPECT_EQ(LogLinesWith(std::string(kUnknown) + " is unreadable"), 1);
+    EXPECT_EQ(srcwatch::UnknownDevices(TextSetting(kUnknown).value_or("")).All().size(), 1U);
+}
+
 TEST_F(ServiceStore, RefusesRequestsThatItCannotTake)
 {
     StartService();
@@ -142,13 +189,23 @@ TEST_F(ServiceStore, IsReportedIfItFailsUntilTheEnd)
     EXPECT_NE(m_service->Errors().find("not everything could be saved"), std::string::npos);
 }
 
+// The service may put a file in just then.
+void RemoveDirectory()
+{
+    const std::string directory = srcwatch_host_state_dir();
+    std::error_code error;
+    do {
+        std::filesystem::remove_all(directory, error);
+    } while (error);
+}
+
 struct Loss {
     const char* name;
     void (*inflict)();
 };
 
 const Loss kLosses[] = {
-    {"OfTheDirectory", [] { std::filesystem::remove_all(srcwatch_host_state_dir()); }},
+    {"OfTheDirectory", RemoveDirectory},
     {"OfTheDatabase", [] { std::filesystem::remove(DurableDatabase()); }},
     {"OfTheWholeContent",
      [] {
@@ -182,6 +239,20 @@ TEST_P(LossOfTheStore, IsMadeGoodByTheService)
     EXPECT_TRUE(RunUntil([&] { return TextSetting(kStatistics) == statistics; }));
     EXPECT_TRUE(RunUntil([] { return srcwatch_is_MVPD_enable(); }));
     EXPECT_TRUE(RunUntil([] { return !srcwatch_is_no_device(); }));
+}
+
+TEST_P(LossOfTheStore, IsMadeGoodBeforeAnythingIsDetected)
+{
+    vconf_set_str(kStatistics.c_str(), R"({"Auto":[{"port":3,"pri":1,"t":7}]})");
+    const std::string unknown = UnknownWith(3);
+    vconf_set_str(kUnknown, unknown.c_str());
+    StartService();
+    const std::string statistics = TextSetting(kStatistics).value_or("");
+
+    GetParam().inflict();
+
+    EXPECT_TRUE(RunUntil([&] { return TextSetting(kUnknown) == unknown; })) << m_service->Errors();
+    EXPECT_TRUE(RunUntil([&] { return TextSetting(kStatistics) == statistics; }));
 }
 
 TEST_F(ServiceStore, IsCopiedAtTheEnd)

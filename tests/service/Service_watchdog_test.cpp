@@ -3,8 +3,7 @@
 // The service under a stand-in for systemd, with the limits that the unit states: what hangs is ended and started
 // again, what works is left alone.
 #include "Intruder.h"
-#include "NotifySocket.h"
-#include "ServiceTest.h"
+#include "SupervisedTest.h"
 #include "srcwatch-host.h"
 
 #include <csignal>
@@ -17,7 +16,6 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
-using Clock = std::chrono::steady_clock;
 
 /// The value of a line of the unit.
 std::string UnitValue(const std::string& name)
@@ -35,70 +33,7 @@ milliseconds UnitInterval() { return seconds(std::stoi(UnitValue("WatchdogSec"))
 // So that the tests of a hang take seconds.
 constexpr int kTimesFaster = 5;
 
-class SupervisedService : public Service {
-protected:
-    /// Starts the service, and waits until it is ready.
-    void Supervise(milliseconds interval, const std::vector<std::string>& options = {})
-    {
-        m_interval = interval;
-        m_options = options;
-        SetLauncher({"sh", "-c", "WATCHDOG_PID=$$ exec \"$@\"", "sh"});
-        Launch();
-        ASSERT_TRUE(RunUntilSupervised([this] { return m_isReady; })) << m_service->Errors();
-    }
-
-    bool RunUntilSupervised(const std::function<bool()>& condition, milliseconds deadline = kDeadline)
-    {
-        return RunUntil(
-            [&] {
-                Look();
-                return condition();
-            },
-            deadline);
-    }
-
-    int m_restarts = 0;
-    std::string m_status;
-
-private:
-    void Launch()
-    {
-        m_isReady = false;
-        m_service = LaunchService(m_options, {{"NOTIFY_SOCKET", m_systemd.Path()},
-                                              {"WATCHDOG_USEC", std::to_string(m_interval.count() * 1000)}});
-    }
-
-    // Reads all that has come before it judges, so that a test that was held up itself ends nothing.
-    void Look()
-    {
-        while (const std::optional<std::string> message = m_systemd.Next()) {
-            if (message->rfind("READY=1\n", 0) == 0) {
-                m_isReady = true;
-                m_lastSign = Clock::now();
-            }
-            const std::size_t status = message->find("STATUS=");
-            if (status != std::string::npos) m_status = message->substr(status);
-            if (*message == "WATCHDOG=1") m_lastSign = Clock::now();
-        }
-        if (m_isReady && Clock::now() - m_lastSign > m_interval) Restart();
-    }
-
-    // As systemd does, which lets a stopped process continue so that it can end.
-    void Restart()
-    {
-        m_service->Signal(SIGABRT);
-        m_service->Signal(SIGCONT);
-        EXPECT_EQ(m_service->Wait(), 128 + SIGABRT);
-        ++m_restarts;
-        Launch();
-    }
-
-    NotifySocket m_systemd;
-    milliseconds m_interval{};
-    std::vector<std::string> m_options;
-    bool m_isReady = false;
-    Clock::time_point m_lastSign;
-};
+class SupervisedService : public SupervisedTest {};
 
 TEST(Unit, StartsAgainWhatHangsWithinHalfAMinute)
 {
@@ -135,7 +70,7 @@ TEST_F(SupervisedService, IsLeftAloneDuringAScanOfSeveralIntervals)
     EXPECT_EQ(m_restarts, 0);
 }
 
-// A store that another process keeps locked holds up each attempt to write for a second, which does not get faster
+// A store that another process keeps locked holds the service up for a second now and then, which does not get faster
 // here.
 TEST_F(SupervisedService, IsLeftAloneWhileNothingCanBeWritten)
 {

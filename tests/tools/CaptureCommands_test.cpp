@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // capture.
+#include "FakeService.h"
 #include "ToolTest.h"
 
 #include <filesystem>
@@ -56,6 +57,18 @@ TEST_F(CaptureCommands, RefusesOptionsThatDoNotFit)
     EXPECT_TRUE(Fails(Run({"capture", "new", Path("x"), "--physical-address", "1.0.0"}), 2, "such as 1.0.0.0"));
     EXPECT_TRUE(Fails(Run({"capture", "new", Path("x"), "--vendor-id", "1a2b"}), 2, "six hexadecimal digits"));
     EXPECT_FALSE(std::filesystem::exists(Path("x")));
+}
+
+TEST_F(CaptureCommands, AsksTheServiceForADeviceWithoutADirectory)
+{
+    FakeService service;
+    service.Answer(0x2006, R"({"port": 1, "spd": "", "aksv": "", "cec": "4f:84:20:00:04\n40:47:4b:75:76:6f\n"})");
+
+    EXPECT_EQ(Run({"capture", "1", Path("heard")}).code, 0);
+
+    EXPECT_EQ(Result("heard")["type"], 5);
+    EXPECT_EQ(Result("heard")["device"], "Kuvo");
+    EXPECT_FALSE(std::filesystem::exists(Path("heard/spd.bin")));
 }
 
 TEST_F(CaptureCommands, ImportsWhatOthersRecorded)

@@ -71,6 +71,61 @@ TEST_F(EventCommands, MonitorEndsAfterACount)
     EXPECT_EQ(events[0]["name"], "detected");
     EXPECT_EQ(events[0]["args"][1], 9);
     EXPECT_EQ(events[0]["texts"][0], "A b");
+    EXPECT_EQ(events[0]["port"], 1);
+    EXPECT_EQ(events[0]["device_type"], 9);
+    EXPECT_EQ(events[0]["type_name"], "PC");
+    EXPECT_EQ(events[0]["changed"], false);
+    EXPECT_EQ(events[0]["device"], "A b");
+    EXPECT_EQ(events[0]["brand"], "C");
+    EXPECT_EQ(events[0]["provider"], "");
+}
+
+TEST_F(EventCommands, MonitorShowsOnlyTheEventsOfAPort)
+{
+    const auto monitor = Start({"monitor", "--port", "hdmi3", "-o", "jsonl"});
+    EXPECT_TRUE(SendUntil(*monitor, "connection", [] {
+        FakeService::Send(10, {1, 1});
+        FakeService::Send(4104, {});
+        FakeService::Send(10, {2, 1});
+    }));
+
+    EXPECT_THAT(monitor->Output(), testing::Not(HasSubstr("records-saved")));
+    EXPECT_THAT(monitor->Output(), testing::Not(HasSubstr("\"port\":1")));
+}
+
+TEST_F(EventCommands, TypesMayBeHexadecimal)
+{
+    const auto monitor = Start({"monitor", "--type", "0x1001", "--count", "1"});
+    EXPECT_TRUE(SendUntil(*monitor, "detected", [] { FakeService::Send(4097, {1, 9, 0}); }));
+    EXPECT_EQ(monitor->Wait().code, 0);
+
+    for (const char* const type : {"0x", "0xg", "1001h", "0x100000000"}) {
+        EXPECT_TRUE(Fails(Run({"monitor", "--type", type}), 2, "is not an event type")) << type;
+    }
+}
+
+TEST_F(EventCommands, MonitorDecodesOtherEventsAsJson)
+{
+    const auto monitor = Start({"monitor", "-o", "jsonl"});
+    EXPECT_TRUE(SendUntil(*monitor, "scan-progress", [] { FakeService::Send(4098, {45, 1}); }));
+    FakeService::Send(10, {2, 1});
+    FakeService::Send(4099, {-3, 5});
+    FakeService::Send(4104, {});
+    EXPECT_TRUE(monitor->WaitForOutput("records-saved"));
+
+    std::map<std::string, Json::Value> events;
+    std::istringstream lines(monitor->Output());
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_TRUE(Matches("event", line));
+        events[Parse(line)["name"].asString()] = Parse(line);
+    }
+    EXPECT_EQ(events["scan-progress"]["percent"], 45);
+    EXPECT_EQ(events["scan-progress"]["port"], 1);
+    EXPECT_EQ(events["connection"]["port"], 2);
+    EXPECT_EQ(events["connection"]["connected"], true);
+    EXPECT_EQ(events["scan-finished"]["result"], -3);
+    EXPECT_EQ(events["scan-finished"]["found"], 5);
+    EXPECT_EQ(events["records-saved"].size(), 5U);
 }
 
 TEST_F(EventCommands, MonitorShowsOnlyTheTypesAskedFor)
@@ -149,6 +204,38 @@ TEST_F(EventCommands, WaitEndsAtOnceWhenTheDeviceIsThere)
     EXPECT_EQ(Document({"wait", "--port", "1"}, "wait")["record"]["DevType"], 3);
 }
 
+TEST_F(EventCommands, WaitTakesThePortAlsoAsAnArgument)
+{
+    StoreRecord(1, Parse(R"({"DevType":3})"));
+
+    EXPECT_EQ(Run({"wait", "1"}).out, "HDMI 2 has type 3 (disc player)\n");
+    EXPECT_TRUE(Fails(Run({"wait", "0", "--timeout", "0.1"}), 3, "HDMI 1"));
+}
+
+TEST_F(EventCommands, WaitEndsWhenTheDeviceIsGone)
+{
+    StoreRecord(1, Parse(R"({"DevType":9})"));
+    EXPECT_TRUE(Fails(Run({"wait", "1", "--gone", "--timeout", "0.1"}), 3, "HDMI 2 is not empty in time"));
+    const auto wait = Start({"wait", "1", "--gone"});
+
+    StoreRecord(1, Parse(R"({"DevType":0})"));
+
+    EXPECT_EQ(wait->Wait().out, "HDMI 2 has no device\n");
+    EXPECT_TRUE(Fails(Run({"wait", "1", "--gone", "--device-type", "pc"}), 2, "--gone"));
+}
+
+TEST_F(EventCommands, WaitEndsWhenTheServiceRuns)
+{
+    EXPECT_TRUE(Fails(Run({"wait", "--service", "--timeout", "0.1"}), 3, "no detection service in time"));
+    const auto wait = Start({"wait", "--service"});
+
+    const FakeService service;
+
+    EXPECT_EQ(wait->Wait().out, "the detection service runs\n");
+    EXPECT_EQ(Document({"wait", "--service"}, "wait service")["service"], true);
+    EXPECT_TRUE(Fails(Run({"wait", "--service", "1"}), 2, "--service"));
+}
+
 TEST_F(EventCommands, WaitEndsWhenTheDeviceComes)
 {
     StoreRecord(1, Parse(R"({"DevType":9})"));
@@ -181,7 +268,7 @@ TEST_F(EventCommands, WaitFailsWhenInterrupted)
 
 TEST_F(EventCommands, WaitRefusesWrongUsage)
 {
-    EXPECT_TRUE(Fails(Run({"wait"}), 2, "--port"));
+    EXPECT_TRUE(Fails(Run({"wait"}), 2, "a PORT or --service is required"));
     EXPECT_TRUE(Fails(Run({"wait", "--port", "8"}), 2, "--port"));
     EXPECT_TRUE(Fails(Run({"wait", "--port", "0", "--device-type", "car"}), 2, "'car' is not a device type"));
 }
@@ -233,7 +320,7 @@ TEST_F(EventCommands, CallFailsWhenTheServiceRefuses)
 
 TEST_F(EventCommands, CallFailsWithoutAService)
 {
-    EXPECT_TRUE(Fails(Run({"call", "status"}), 1, "no detection service is running"));
+    EXPECT_TRUE(Fails(Run({"call", "status"}), 4, "no detection service is running"));
 }
 
 TEST_F(EventCommands, CallTimesOutWhenTheServiceIsSilent)

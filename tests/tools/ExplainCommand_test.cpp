@@ -78,6 +78,29 @@ TEST_F(ExplainCommand, ShowsWhichDeviceIsBehindTheOneOnThePort)
     EXPECT_THAT(table, HasSubstr("logical address 8, physical address 1.1.0.0, OSD name \"P\""));
 }
 
+TEST_F(ExplainCommand, AsksTheServiceForADeviceWithoutADirectory)
+{
+    FakeService service;
+    service.Answer(0x2006, R"({"port": 1, "spd": "", "aksv": "", "cec": "4f:84:20:00:04\n40:47:4b:75:76:6f\n"})");
+
+    const Json::Value evidence = Document({"explain", "1"}, "explain")["evidence"];
+
+    EXPECT_TRUE(evidence["directory"].isNull());
+    EXPECT_EQ(evidence["type"], 5);
+    EXPECT_THAT(Run({"explain", "1"}).out, HasSubstr("physical address 2.0.0.0, OSD name \"Kuvo\""));
+    ASSERT_FALSE(service.calls.empty());
+    EXPECT_EQ(service.calls[0].event.args[0], 1);
+}
+
+TEST_F(ExplainCommand, HasNoEvidenceWhereNothingWasHeard)
+{
+    FakeService service;
+    for (const char* reply : {R"({"port": 0, "spd": "", "aksv": "", "cec": ""})", R"({"spd": "no"})", "", "[]"}) {
+        service.Answer(0x2006, reply);
+        EXPECT_TRUE(Document({"explain", "0"}, "explain")["evidence"].isNull()) << reply;
+    }
+}
+
 TEST_F(ExplainCommand, ShowsWhichEvidenceWasRefused)
 {
     ASSERT_EQ(Run({"plug", "0", "malformed"}).code, 0);

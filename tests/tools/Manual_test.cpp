@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The man page and the completions know the commands and options that the program has, and no others.
+// The man page knows the commands and options that the program has, and no others.
 #include "Options.h"
 #include "ToolTest.h"
 
@@ -109,78 +109,6 @@ TEST_F(Manual, IsWellFormed)
     const Outcome outcome = mandoc.Wait();
 
     EXPECT_EQ(outcome.code, 0) << outcome;
-}
-
-TEST_F(Manual, CompletionsKnowEveryCommandAndOption)
-{
-    const std::map<std::string, Options> options = OptionsOfTheProgram();
-    for (const char* const name :
-         {"completion/srcwatchctl.bash", "completion/_srcwatchctl", "completion/srcwatchctl.fish"}) {
-        const std::string text = ToolsFile(name);
-        for (const auto& [command, wanted] : options) {
-            std::istringstream words(command);
-            for (std::string word; words >> word;) EXPECT_THAT(text, testing::ContainsRegex("[ \"(]" + word)) << name;
-            for (const std::string& option : wanted) {
-                if (option == "--version" || option == "--help-all" || option.size() == 2) continue;
-                EXPECT_TRUE(text.find(option) != std::string::npos ||
-                            text.find("-l " + option.substr(2) + " ") != std::string::npos)
-                    << name << ' ' << option;
-            }
-        }
-    }
-}
-
-TEST_F(Manual, CompletionsAreWellFormed)
-{
-    struct Row {
-        const char* shell;
-        const char* file;
-    };
-    for (const Row& row :
-         {Row{"bash", "srcwatchctl.bash"}, Row{"zsh", "_srcwatchctl"}, Row{"fish", "srcwatchctl.fish"}}) {
-        // A shell that is not installed cannot be asked.
-        Program shell({"/bin/sh", "-c", "! command -v \"$1\" >/dev/null || exec \"$1\" -n \"$0\"",
-                       SRCWATCHCTL_TOOLS_DIR "/completion/" + std::string(row.file), row.shell},
-                      Environment(), Path(row.shell));
-
-        const Outcome outcome = shell.Wait();
-
-        EXPECT_EQ(outcome.code, 0) << row.shell << outcome;
-        EXPECT_EQ(outcome.err, "") << row.shell;
-    }
-}
-
-TEST_F(Manual, BashCompletesWithLivePorts)
-{
-    const std::string script =
-        "PATH=$(dirname \"$1\"):$PATH; . \"$0\"; COMP_WORDS=(srcwatchctl show ''); COMP_CWORD=2; "
-        "_srcwatchctl; echo \"${COMPREPLY[*]}\"";
-    Program bash({"/bin/bash", "-c", script, SRCWATCHCTL_TOOLS_DIR "/completion/srcwatchctl.bash", SRCWATCHCTL_PROGRAM},
-                 Environment(), Path("bash"));
-
-    EXPECT_EQ(bash.Wait().out, "0 1 2 3 99\n");
-}
-
-TEST_F(Manual, BashCompletesCommandsOptionsAndValues)
-{
-    struct Row {
-        std::string words;
-        std::string expected;
-    };
-    int runs = 0;
-    for (const Row& row :
-         {Row{"do", "doctor"}, Row{"scan re", "resume"},
-          Row{"settings ''", "list get set watch check repair backup restore"}, Row{"-o js", "json jsonl"},
-          Row{"monitor --cou", "--count"}, Row{"wait --port 9", "99"}, Row{"wait --device-type set", "set-top-box"},
-          Row{"get 0 device_info_", "device_info_str1 device_info_str2"}, Row{"plug 0 tiv", "tivaro-one"}}) {
-        const std::string script = "PATH=$(dirname \"$1\"):$PATH; . \"$0\"; COMP_WORDS=(srcwatchctl " + row.words +
-                                   "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _srcwatchctl; echo \"${COMPREPLY[*]}\"";
-        Program bash(
-            {"/bin/bash", "-c", script, SRCWATCHCTL_TOOLS_DIR "/completion/srcwatchctl.bash", SRCWATCHCTL_PROGRAM},
-            Environment(), Path("bash-" + std::to_string(++runs)));
-
-        EXPECT_EQ(bash.Wait().out, row.expected + "\n") << row.words;
-    }
 }
 
 }  // namespace

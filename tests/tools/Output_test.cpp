@@ -84,7 +84,7 @@ TEST_F(OutputTest, WritesAnArrayAsOneElementALine)
     for (const Json::Value& element : document) {
         ASSERT_TRUE(std::getline(lines, line));
         EXPECT_EQ(Parse(line), element);
-        EXPECT_TRUE(Matches("port", line));
+        EXPECT_TRUE(Matches("listed", line));
     }
     EXPECT_FALSE(std::getline(lines, line));
 }
@@ -106,6 +106,61 @@ TEST_F(OutputTest, HonoursNoColor)
 
     EXPECT_THAT(outcome.out, HasSubstr("detected"));
     EXPECT_THAT(outcome.out, Not(HasSubstr("\x1b")));
+}
+
+TEST_F(OutputTest, HasColoursWhenToldTo)
+{
+    StoreRecord(0, RecordWith("Box"));
+    const testing::Matcher<std::string> hasColours = HasSubstr("\x1b[32mdetected\x1b[0m");
+
+    EXPECT_THAT(Run({"list", "--color", "always"}).out, hasColours);
+    EXPECT_THAT(RunOnTerminal({"list", "--color=never"}).out, Not(hasColours));
+    EXPECT_THAT(RunOnTerminal({"list", "--color=auto"}).out, hasColours);
+    SetVariable("NO_COLOR", "1");
+    EXPECT_THAT(RunOnTerminal({"list", "--color=always"}).out, hasColours);
+    EXPECT_TRUE(Fails(Run({"list", "--color", "red"}), 2, "'red' is not a choice of colours"));
+}
+
+TEST_F(OutputTest, HasNoColoursOnADumbTerminal)
+{
+    SetVariable("TERM", "dumb");
+    EXPECT_THAT(RunOnTerminal({"list"}).out, Not(HasSubstr("\x1b")));
+}
+
+// The longest line of a text, in columns of ASCII.
+std::size_t WidestLine(const std::string& text)
+{
+    std::istringstream lines(text);
+    std::size_t widest = 0;
+    for (std::string line; std::getline(lines, line);) {
+        line.erase(line.find_last_not_of(" \r") + 1);
+        widest = std::max(widest, line.size());
+    }
+    return widest;
+}
+
+TEST_F(OutputTest, FitsTablesToTheTerminal)
+{
+    StoreRecord(0, RecordWith(std::string(90, 'x')));
+    Set("memory/test/long", std::string(200, 'y'));
+
+    for (const Words& arguments : {Words{"list"}, Words{"settings", "list"}, Words{"explain", "0"}, Words{"doctor"}}) {
+        Words plain = arguments;
+        plain.emplace_back("--color=never");
+        EXPECT_LE(WidestLine(RunOnTerminal(plain).out), 80U) << arguments[0];
+        plain.emplace_back("--no-trunc");
+        EXPECT_GT(WidestLine(RunOnTerminal(plain).out), 80U) << arguments[0];
+    }
+    EXPECT_GT(WidestLine(Run({"list"}).out), 80U);
+}
+
+TEST_F(OutputTest, CutsNothingThatItWraps)
+{
+    const std::string whole = RunOnTerminal({"explain", "0", "--no-trunc"}).out;
+    const std::string wrapped = RunOnTerminal({"explain", "0"}).out;
+
+    EXPECT_THAT(whole, HasSubstr("only types 3 to 6 have a second result string"));
+    EXPECT_THAT(wrapped, testing::ContainsRegex("only types 3 to 6 *\r?\n +have a second *\r?\n +result string"));
 }
 
 TEST_F(OutputTest, NeverMixesTheLogIntoItsOutput)
@@ -153,11 +208,11 @@ TEST_F(OutputTest, FailsWhenItCannotWrite)
 
 TEST_F(OutputTest, ExplainsWrongUsageInOneLine)
 {
-    EXPECT_TRUE(Fails(Run({}), 2, "required"));
     EXPECT_TRUE(Fails(Run({"nonsense"}), 2, "'nonsense' is not a command"));
     EXPECT_TRUE(Fails(Run({"scan", "nonsense"}), 2, "'nonsense' is not a command"));
-    EXPECT_TRUE(Fails(Run({"list", "0"}), 2, "0"));
-    EXPECT_TRUE(Fails(Run({"list", "--nonsense"}), 2, "--nonsense"));
+    EXPECT_TRUE(Fails(Run({"list", "0"}), 2, "'0' is not expected here; see --help"));
+    EXPECT_TRUE(Fails(Run({"list", "--nonsense"}), 2, "'--nonsense' is not an option; see --help"));
+    EXPECT_TRUE(Fails(Run({"--nonsense"}), 2, "'--nonsense' is not an option; see --help"));
     EXPECT_TRUE(Fails(Run({"show"}), 2, "PORT"));
     for (const char* const port : {"8", "-1", "98", "100", "x", "1x", "", "99999999999", "0x1"}) {
         EXPECT_TRUE(Fails(Run({"show", port}), 2, "")) << port;
@@ -169,6 +224,28 @@ TEST_F(OutputTest, PrintsHelpAndVersion)
     EXPECT_EQ(Run({"--help"}).code, 0);
     EXPECT_THAT(Run({"scan", "run", "--help"}).out, HasSubstr("--timeout"));
     EXPECT_THAT(Run({"--version"}).out, testing::StartsWith("srcwatchctl "));
+}
+
+TEST_F(OutputTest, PrintsTheHelpOfACommandByItsName)
+{
+    EXPECT_EQ(Run({"help", "scan", "run"}).out, Run({"scan", "run", "--help"}).out);
+    EXPECT_EQ(Run({"help"}).out, Run({"--help"}).out);
+    EXPECT_EQ(Run({}).out, Run({"--help"}).out);
+    EXPECT_TRUE(Fails(Run({"help", "nonsense"}), 2, "'nonsense' is not a command"));
+}
+
+TEST_F(OutputTest, AcceptsPortsAsTablesShowThem)
+{
+    StoreRecord(2, RecordWith("Box"));
+
+    for (const char* const port : {"2", "HDMI 3", "hdmi3", "Hdmi 3"}) {
+        EXPECT_EQ(Run({"get", port, "DevName"}).out, "Box\n") << port;
+    }
+    EXPECT_EQ(Run({"get", "optical", "DevType"}).out, "0\n");
+    for (const char* const port : {"hdmi0", "hdmi9", "hdmi", "hdmi-1", "hdmi 3x"}) {
+        EXPECT_TRUE(Fails(Run({"get", port, "DevName"}), 2, "is not a port")) << port;
+    }
+    EXPECT_TRUE(Fails(Run({"twc", "start", "optical"}), 2, "is not an HDMI port"));
 }
 
 TEST_F(OutputTest, ToleratesALocaleThatIsNotThere)

@@ -61,7 +61,7 @@ TEST_F(PortCommands, FailWhereTheVolatileStoreCannotBeRead)
 {
     SetVariable("SRCWATCH_RUN_DIR", "/dev/null/run");
 
-    for (const Words& command : {Words{"list"}, {"get", "0", "DevName"}, {"scan", "status"}}) {
+    for (const Words& command : {Words{"list"}, {"get", "0", "DevName"}, {"explain", "0"}, {"scan", "status"}}) {
         EXPECT_TRUE(Fails(Run(command), 1, "cannot be read")) << testing::PrintToString(command);
     }
 }
@@ -73,6 +73,7 @@ TEST_F(PortCommands, FailWhereTheStoreCannotBeRead)
 
     for (const Words& command : {Words{"list"},
                                  {"show", "0"},
+                                 {"explain", "0"},
                                  {"get", "0", "DevName"},
                                  {"features"},
                                  {"stats"},
@@ -97,6 +98,75 @@ TEST_F(PortCommands, ListsWhatApplicationsWouldShow)
 
     EXPECT_THAT(Run({"list", "-o", "raw"}).out,
                 HasSubstr("2\tHDMI 3\tset-top box\tProvider\tnote\tProvider\tABCDEFGHIJ\tdetected\n"));
+}
+
+TEST_F(PortCommands, ListSaysThatNoServiceRuns)
+{
+    const Outcome outcome = Run({"list"});
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_THAT(outcome.err, HasSubstr("shown is what was stored: no detection service is running"));
+
+    SetVariable("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/dev/null/bus");
+    EXPECT_THAT(Run({"list"}).err, HasSubstr("cannot reach the system bus"));
+}
+
+TEST_F(PortCommands, ListSaysNothingWhenAServiceRuns)
+{
+    const FakeService service;
+    EXPECT_EQ(Run({"list"}).err, "");
+}
+
+TEST_F(PortCommands, WatchListShowsEachChange)
+{
+    const auto watch = Start({"watch", "list", "--count", "2", "-o", "jsonl"});
+    EXPECT_TRUE(watch->WaitForOutput("empty"));
+
+    StoreRecord(2, SetTopBox("Provider"));
+
+    const Outcome outcome = watch->Wait();
+    EXPECT_EQ(outcome.code, 0) << outcome;
+    std::istringstream lines(outcome.out);
+    std::string before;
+    std::string after;
+    ASSERT_TRUE(std::getline(lines, before) && std::getline(lines, after));
+    EXPECT_TRUE(Matches("watch list", before));
+    EXPECT_EQ(Parse(before)[2]["state"], "empty");
+    EXPECT_EQ(Parse(after)[2]["state"], "detected");
+}
+
+TEST_F(PortCommands, WatchListStaysInItsPlaceOnATerminal)
+{
+    const Outcome outcome = RunOnTerminal({"watch", "list", "--count", "1"});
+
+    EXPECT_EQ(outcome.code, 0) << outcome;
+    EXPECT_THAT(outcome.out, testing::StartsWith("\x1b[H\x1b[JPORT"));
+    EXPECT_TRUE(Fails(Run({"watch", "list", "--timeout", "0.1"}), 3, "time is up"));
+}
+
+TEST_F(PortCommands, RefusePortsThatTheTvDoesNotHave)
+{
+    for (const Words& command : {Words{"show", "4"}, {"show", "hdmi8"}, {"wait", "4"}, {"plug", "7", "tivaro-one"}}) {
+        EXPECT_TRUE(Fails(Run(command), 1, "the TV has no input HDMI")) << command[0];
+    }
+    WriteFile("platform.conf", "");  // how many it has is unknown
+    EXPECT_EQ(Run({"show", "7"}).code, 0);
+}
+
+TEST_F(PortCommands, ListsTheSameAsJson)
+{
+    StoreRecord(2, SetTopBox("Provider"));
+
+    const Json::Value ports = Document({"list"}, "list");
+
+    EXPECT_EQ(ports[2]["type_name"], "set-top box");
+    EXPECT_EQ(ports[2]["name"], "Provider");
+    EXPECT_EQ(ports[2]["detail"], "note");
+    EXPECT_EQ(ports[2]["provider"], "Provider");
+    EXPECT_EQ(ports[2]["codeset"], "ABCDEFGHIJ");
+    EXPECT_EQ(ports[2]["state"], "detected");
+    EXPECT_TRUE(ports[0]["type_name"].isNull());
+    EXPECT_TRUE(ports[0]["name"].isNull());
+    EXPECT_EQ(ports[0]["state"], "empty");
 }
 
 TEST_F(PortCommands, ShowsTheRecordAsStored)

@@ -91,16 +91,10 @@ TEST_F(Reads, OfAListAreOneForEachFunctionAndPort)
     for (int port = 0; port < kHdmiInputs; ++port) expected += ReadsOfCodeset(port);
     const int expectedOptical = 3 + ReadsOfCodeset(SRCWATCH_PORT_OPTICAL);
 
-    Run("list");
-
-    EXPECT_EQ(TheStoreReads().texts, (Texts{{kActivity, expected}, {kOpticalActivity, expectedOptical}}));
-}
-
-TEST_F(Reads, OfAListOfRecordsAreOneForEachPort)
-{
-    Run("list", ctl::Format::kJson);
-
-    EXPECT_EQ(Total(), kHdmiInputs + 1);
+    for (const ctl::Format format : {ctl::Format::kTable, ctl::Format::kJson}) {
+        Run("list", format);
+        EXPECT_EQ(TheStoreReads().texts, (Texts{{kActivity, expected}, {kOpticalActivity, expectedOptical}}));
+    }
 }
 
 TEST_F(Reads, NeverListTheStore)

@@ -28,6 +28,7 @@ protected:
 
 TEST_F(ScanCommands, WriteTheCommandThatTheServiceWatchesFor)
 {
+    const FakeService service;
     struct Row {
         Words arguments;
         const char* schema;
@@ -56,9 +57,25 @@ TEST_F(ScanCommands, ShowTheOpticalSourceAlsoWithoutAWord)
 
 TEST_F(ScanCommands, FailWhenTheCommandCannotBeWritten)
 {
+    const FakeService service;
     SetVariable("SRCWATCH_RUN_DIR", "/dev/null/run");
 
     EXPECT_TRUE(Fails(Run({"scan", "start"}), 1, "could not be written"));
+}
+
+TEST_F(ScanCommands, WriteNothingWithoutAService)
+{
+    for (const Words& command : {Words{"scan", "start"}, {"scan", "stop"}, {"scan", "resume"}, {"optical", "start"}}) {
+        EXPECT_TRUE(Fails(Run(command), 4, "no detection service is running")) << command[1];
+    }
+    EXPECT_TRUE(Fails(Run({"settings", "get", kCommandKey}), 1, "no such setting"));
+}
+
+TEST_F(ScanCommands, DoNotTakeAFailingBusForAMissingService)
+{
+    SetVariable("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/dev/null/bus");
+
+    EXPECT_TRUE(Fails(Run({"scan", "start"}), 1, "cannot reach the system bus"));
 }
 
 TEST_F(ScanCommands, StatusShowsEveryState)
@@ -189,7 +206,7 @@ TEST_F(ScanCommands, RunEndsWhenTheServiceHangs)
 
 TEST_F(ScanCommands, RunFailsWithoutAService)
 {
-    EXPECT_TRUE(Fails(Run({"scan", "run"}), 1, "no detection service is running"));
+    EXPECT_TRUE(Fails(Run({"scan", "run"}), 4, "no detection service is running"));
     EXPECT_TRUE(Fails(Run({"settings", "get", kCommandKey}), 1, "no such setting"));
 }
 

@@ -52,6 +52,19 @@ TEST_F(SettingsCommands, RefuseWhatIsNoKeyOrNoText)
     EXPECT_TRUE(Fails(Run({"settings", "set", "db/key", "\xff", "--text"}), 2, "not valid UTF-8"));
 }
 
+TEST_F(SettingsCommands, UnsetRemovesASetting)
+{
+    Set("db/text", "words");
+    Set("memory/number", "1", "--int");
+
+    EXPECT_TRUE(Document({"settings", "unset", "db/text"}, "settings unset")["value"].isNull());
+    EXPECT_EQ(Run({"settings", "unset", "memory/number"}).out, "removed memory/number\n");
+    for (const char* const key : {"db/text", "memory/number"}) {
+        EXPECT_TRUE(Fails(Run({"settings", "get", key}), 1, "no such setting")) << key;
+        EXPECT_TRUE(Fails(Run({"settings", "unset", key}), 1, "no such setting")) << key;
+    }
+}
+
 TEST_F(SettingsCommands, GetPrintsAValueAsItIs)
 {
     const std::string document = "{\n\t\"a\" : \"\\u001b\"\n}\n";

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // features, twc, stats.
+#include "FakeService.h"
 #include "QDInfoNames.h"
 #include "ToolTest.h"
 
@@ -51,8 +52,9 @@ TEST_F(StateCommands, FeaturesAreUnknownOnAnUnknownTv)
 
 TEST_F(StateCommands, TwcStartsAndEndsTheCheckOfAPort)
 {
-    Document({"twc", "start", "7"}, "twc start");
-    EXPECT_EQ(Get(kCommandKey), "2017");
+    const FakeService service;
+    Document({"twc", "start", "3"}, "twc start");
+    EXPECT_EQ(Get(kCommandKey), "2013");
 
     Document({"twc", "end", "0"}, "twc end");
     EXPECT_EQ(Get(kCommandKey), "2020");
@@ -61,6 +63,7 @@ TEST_F(StateCommands, TwcStartsAndEndsTheCheckOfAPort)
 
 TEST_F(StateCommands, TwcReportsATunedChannel)
 {
+    const FakeService service;
     Document({"twc", "tuned", "-12", "5"}, "twc tuned");
 
     const Json::Value status = Document({"twc", "status"}, "twc status");
@@ -86,6 +89,7 @@ TEST_F(StateCommands, TwcShowsEveryState)
 
 TEST_F(StateCommands, TunedReadsItsNumbersAsDecimal)
 {
+    const FakeService service;
     EXPECT_EQ(Document({"twc", "tuned", "010", "09"}, "twc tuned")["sequence"], 10);
     EXPECT_TRUE(Fails(Run({"twc", "tuned", "0x10", "1"}), 2, "'0x10' is not a 32-bit number"));
 }
@@ -93,14 +97,24 @@ TEST_F(StateCommands, TunedReadsItsNumbersAsDecimal)
 TEST_F(StateCommands, TwcRefusesPortsThatCannotBeChecked)
 {
     EXPECT_TRUE(Fails(Run({"twc", "start", "8"}), 2, "PORT"));
+    EXPECT_TRUE(Fails(Run({"twc", "start", "4"}), 1, "the TV has no input HDMI 5"));
     EXPECT_TRUE(Fails(Run({"twc", "start", "99"}), 2, "PORT"));
     EXPECT_TRUE(Fails(Run({"twc", "end", "-1"}), 2, "PORT"));
     EXPECT_TRUE(Fails(Run({"twc", "tuned", "1"}), 2, "FRAMES"));
     EXPECT_TRUE(Fails(Run({"settings", "get", kCommandKey}), 1, "no such setting"));
 }
 
+TEST_F(StateCommands, TwcWritesNothingWithoutAService)
+{
+    EXPECT_TRUE(Fails(Run({"twc", "start", "0"}), 4, "no detection service is running"));
+    EXPECT_TRUE(Fails(Run({"twc", "end", "0"}), 4, "no detection service is running"));
+    EXPECT_TRUE(Fails(Run({"twc", "tuned", "1", "2"}), 4, "no detection service is running"));
+    EXPECT_TRUE(Fails(Run({"settings", "get", kCommandKey}), 1, "no such setting"));
+}
+
 TEST_F(StateCommands, TwcFailsWhenTheCommandCannotBeWritten)
 {
+    const FakeService service;
     SetVariable("SRCWATCH_RUN_DIR", "/dev/null/run");
 
     EXPECT_TRUE(Fails(Run({"twc", "start", "0"}), 1, "could not be written"));
@@ -123,6 +137,28 @@ TEST_F(StateCommands, StatsShowsTheLastEntryOfEachPort)
     EXPECT_EQ(entries[0]["spd_product"], "Pro");
     EXPECT_EQ(entries[0]["result_first"], "new");
     EXPECT_EQ(entries[1]["t"], -1);
+}
+
+TEST_F(StateCommands, StatsShowsHowAndWhatWasDetected)
+{
+    Set(kStatisticsKey, R"({"Auto":[
+        {"port":1,"pri":1,"t":5,"spd":["V","P","X"],"result":["old","brand","BD"],"vendor_id":"001a2b"},
+        {"port":2,"pri":3,"result":["other","",""]},
+        {"port":1,"t":6},
+        {"port":1,"pri":2,"t":7,"result":["new",8,"PC"],"vendor_id":[],"spd":["two","texts"]}]})");
+
+    const Json::Value entry = Document({"stats"}, "stats")[0];
+
+    EXPECT_EQ(entry["method"], 2);
+    EXPECT_EQ(entry["method_name"], "SPD InfoFrame");
+    EXPECT_EQ(entry["type"], "PC");
+    EXPECT_EQ(entry["result"], Parse(R"(["new", "8"])"));
+    ASSERT_EQ(entry["history"].size(), 2U);
+    EXPECT_EQ(entry["history"][0], Parse(R"({"t":5,"spd_vendor":"V","spd_product":"P","osd_name":"X",
+        "vendor_id":"001a2b","method":1,"method_name":"profile","type":"BD","result":["old","brand"]})"));
+    EXPECT_EQ(entry["history"][1]["spd_vendor"], "");
+    EXPECT_EQ(entry["history"][1]["vendor_id"], "");
+    EXPECT_THAT(Run({"stats", "-o", "raw"}).out, HasSubstr("1\tHDMI 2\t7 ms\t\t\tnew\tSPD InfoFrame\tPC\n"));
 }
 
 TEST_F(StateCommands, StatsIsEmptyWithoutADocument)

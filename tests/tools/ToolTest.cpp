@@ -221,7 +221,8 @@ Outcome ToolTest::RunOnTerminal(const Words& arguments)
 {
     int terminal = -1;
     int slave = -1;
-    if (openpty(&terminal, &slave, nullptr, nullptr, nullptr) != 0) throw std::runtime_error("no terminal");
+    const winsize size{24, 80, 0, 0};
+    if (openpty(&terminal, &slave, nullptr, nullptr, &size) != 0) throw std::runtime_error("no terminal");
     static_cast<void>(fcntl(terminal, F_SETFD, FD_CLOEXEC));  // cannot fail
     Words command = {SRCWATCHCTL_PROGRAM};
     command.insert(command.end(), arguments.begin(), arguments.end());

@@ -64,7 +64,7 @@ protected:
     /// Runs the tool to its end.
     Outcome Run(const Words& arguments);
     std::unique_ptr<Program> Start(const Words& arguments);
-    /// Runs it with a terminal as its standard output, and returns what the terminal got.
+    /// Runs it with a terminal of 80 columns as its standard output, and returns what the terminal got.
     Outcome RunOnTerminal(const Words& arguments);
 
     /// Returns the JSON document that a command writes, after a check against its schema, also in the form of lines.

@@ -53,6 +53,47 @@ TEST_F(ValidateCommand, ConfirmsAValidFileInWords)
     EXPECT_EQ(Run({"validate", Path("document.json")}).out, Path("document.json") + ": valid (activity)\n");
 }
 
+TEST_F(ValidateCommand, ExaminesSeveralFilesAtOnce)
+{
+    WriteFile("good.json", R"({"activity":[]})");
+    WriteFile("bad.json", R"({"profiles":[{}]})");
+
+    const Json::Value documents = Document({"validate", Path("good.json"), Path("bad.json")}, "validate files", 1);
+
+    ASSERT_EQ(documents.size(), 2U);
+    EXPECT_EQ(documents[0]["valid"], true);
+    EXPECT_EQ(documents[1]["kind"], "profiles");
+    EXPECT_EQ(documents[1]["valid"], false);
+    const Outcome outcome = Run({"validate", Path("good.json"), Path("bad.json"), "-o", "raw"});
+    EXPECT_TRUE(Fails(outcome, 1, "1 of 2 files are not valid"));
+    EXPECT_THAT(outcome.out, HasSubstr(Path("good.json") + "\tactivity\t\t\tvalid\n"));
+    EXPECT_THAT(outcome.out, HasSubstr(Path("bad.json") + "\tprofiles\t1\tprofiles[0]\t"));
+}
+
+TEST_F(ValidateCommand, ExaminesADirectoryOfProfiles)
+{
+    const std::string directory = Path("profiles.d");
+    std::filesystem::create_directory(directory);
+    WriteFile("profiles.d/10-a.json", R"({"profiles":[{"match":{"vendor":"V*"},"give":{"type":1}}]})");
+    WriteFile("profiles.d/20-b.json", R"({"activity":[]})");
+    WriteFile("profiles.d/README", "");
+
+    const Json::Value documents = Document({"validate", directory}, "validate files", 1);
+
+    ASSERT_EQ(documents.size(), 2U);
+    EXPECT_EQ(documents[0]["valid"], true);
+    EXPECT_EQ(documents[1]["kind"], "profiles");
+}
+
+TEST_F(ValidateCommand, ReadsStandardInput)
+{
+    WriteFile("document.json", R"({"activity":[]})");
+    const std::string command = "exec " SRCWATCHCTL_PROGRAM " validate - <\"$0\"";
+    Program program({"/bin/sh", "-c", command, Path("document.json")}, Environment(), Path("input"));
+
+    EXPECT_EQ(program.Wait().out, "-: valid (activity)\n");
+}
+
 TEST_F(ValidateCommand, AcceptsTheShippedProfilesAndCaptures)
 {
     EXPECT_EQ(Document({"validate", SRCWATCH_PROFILES_FILE}, "validate")["kind"], "profiles");

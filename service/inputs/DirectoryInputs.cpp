@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Inputs.h"
+#include "DirectoryInputs.h"
 
-#include "Evidence.h"
 #include "InputName.h"
 #include "Log.h"
 
@@ -10,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <iterator>
+#include <utility>
 
 #include <sys/inotify.h>
 #include <sys/stat.h>
@@ -23,14 +23,27 @@ constexpr unsigned kLongestSettling = 500;
 
 constexpr const char* kEvidenceFiles[] = {kSpdFile, kCecFile, kAksvFile};
 
-constexpr unsigned kPauseMilliseconds = 1000;  // until what failed is tried again
-
 constexpr std::uint32_t kGone = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT;
 
 // Returns true if a directory contains another one or is the same.
 bool Contains(const std::string& directory, const std::string& other)
 {
     return directory == "/" || other == directory || other.compare(0, directory.size() + 1, directory + "/") == 0;
+}
+
+// What the installed unit hides from the service (ProtectHome, PrivateTmp) looks as if it were absent or forbidden.
+std::string HintOn(const std::filesystem::path& link, const std::error_code& error)
+{
+    constexpr const char* kHidden[] = {"/home", "/root", "/run/user", "/tmp", "/var/tmp"};
+    if (error != std::errc::no_such_file_or_directory && error != std::errc::permission_denied) return "";
+    std::error_code isNoLink;
+    const std::filesystem::path target = std::filesystem::read_symlink(link, isNoLink);
+    const std::string place = (link.parent_path() / target).lexically_normal();
+    const bool isHidden = std::any_of(std::begin(kHidden), std::end(kHidden), [&](const char* hidden) {
+        return Contains(hidden, place) && !Contains(hidden, link);
+    });
+    if (isNoLink || !isHidden) return "";
+    return ": '" + Printable(place) + "', which the service's unit may hide from it; keep it in another place";
 }
 
 bool IsEvidenceFile(const std::string& name)
@@ -56,37 +69,57 @@ std::int64_t AgeOf(const std::string& directory)
 
 }  // namespace
 
-Inputs::Input::Input(Inputs& owner, int portIndex)
+DirectoryInputs::Input::Input(DirectoryInputs& owner, int portIndex)
     : port(portIndex), watch([&owner, this](const std::string& name, std::uint32_t events) {
           owner.HandleChangeOfDevice(*this, name, events);
       })
 {
 }
 
-Inputs::Inputs(unsigned quietMilliseconds, PortSet ports, InputsListener& listener)
-    : m_quietMilliseconds(quietMilliseconds),
-      m_listener(listener),
+DirectoryInputs::DirectoryInputs(std::string path, unsigned quietMilliseconds, PortSet ports)
+    : m_givenPath(std::move(path)),
+      m_quietMilliseconds(quietMilliseconds),
       m_watch([this](const std::string& name, std::uint32_t events) { HandleChange(name, events); })
 {
     for (const int port : ports.All()) m_inputs.try_emplace(port, *this, port);
 }
 
-std::string Inputs::Start(const std::string& path)
+std::string DirectoryInputs::Start(InputListener& listener)
+{
+    m_listener = &listener;
+    const std::error_code error = Start();
+    return error ? "the inputs directory " + m_givenPath + " cannot be watched: " + error.message() : "";
+}
+
+std::error_code DirectoryInputs::Start()
 {
     std::error_code error;
-    m_path = std::filesystem::canonical(path, error);
+    m_path = std::filesystem::canonical(m_givenPath, error);
     if (!error) error = m_watch.Start(m_path);
-    if (error) return error.message();
+    if (error) return error;
     for (std::filesystem::directory_iterator it(m_path, error), end; !error && it != end; it.increment(error)) {
         CountUnknown(it->path().filename());
     }
     for (auto& [port, input] : m_inputs) Refresh(input);
-    return error ? error.message() : "";
+    return error;
 }
 
-void Inputs::HandleChange(const std::string& name, std::uint32_t events)
+Evidence DirectoryInputs::ReadEvidence(int port) const
 {
-    if ((events & kGone) != 0) return m_listener.OnInputsLost();
+    return srcwatch::ReadEvidence(m_inputs.at(port).directory, HdmiInput(port));
+}
+
+Capture DirectoryInputs::ReadCapture(int port) const
+{
+    Remarks remarks;  // which were logged when the device was detected
+    return srcwatch::ReadCapture(m_inputs.at(port).directory, remarks);
+}
+
+void DirectoryInputs::HandleChange(const std::string& name, std::uint32_t events)
+{
+    if ((events & kGone) != 0) {
+        return m_listener->OnInputsLost("the inputs directory " + m_givenPath + " is gone");
+    }
     if ((events & IN_Q_OVERFLOW) != 0) {  // any change may be lost
         for (auto& [port, input] : m_inputs) Refresh(input);
     }
@@ -102,21 +135,21 @@ void Inputs::HandleChange(const std::string& name, std::uint32_t events)
     Settle(*input, m_quietMilliseconds);
 }
 
-void Inputs::HandleChangeOfDevice(Input& input, const std::string& name, std::uint32_t events)
+void DirectoryInputs::HandleChangeOfDevice(Input& input, const std::string& name, std::uint32_t events)
 {
     if ((events & (IN_DELETE_SELF | IN_UNMOUNT)) != 0) Unplug(input);
     if ((events & kGone) != 0) return Refresh(input);
     if ((events & IN_Q_OVERFLOW) != 0 || IsEvidenceFile(name)) Settle(input, m_quietMilliseconds);
 }
 
-Inputs::Input* Inputs::Find(const std::string& name)
+DirectoryInputs::Input* DirectoryInputs::Find(const std::string& name)
 {
     const auto input = std::find_if(m_inputs.begin(), m_inputs.end(),
                                     [&](const auto& entry) { return InputName(entry.first) == name; });
     return input == m_inputs.end() ? nullptr : &input->second;
 }
 
-void Inputs::Refresh(Input& input)
+void DirectoryInputs::Refresh(Input& input)
 {
     input.again.Stop();
     std::error_code error;
@@ -134,7 +167,7 @@ void Inputs::Refresh(Input& input)
     Plug(input, directory, status.st_dev, status.st_ino);
 }
 
-void Inputs::Plug(Input& input, const std::string& directory, dev_t device, ino_t inode)
+void DirectoryInputs::Plug(Input& input, const std::string& directory, dev_t device, ino_t inode)
 {
     if (input.directory == directory && input.device == device && input.inode == inode) {
         if (input.watch.IsRunning()) return;
@@ -149,45 +182,46 @@ void Inputs::Plug(Input& input, const std::string& directory, dev_t device, ino_
     // What has been quiet for long enough is read at once. After a step of the clock a file may be of the future.
     const std::int64_t quiet = m_quietMilliseconds;
     Settle(input, static_cast<unsigned>(quiet - std::clamp<std::int64_t>(AgeOf(directory), 0, quiet)));
-    m_listener.OnPlugged(input.port);
+    m_listener->OnPlugged(input.port);
 }
 
-void Inputs::Unplug(Input& input)
+void DirectoryInputs::Unplug(Input& input)
 {
     if (input.directory.empty()) return;
     input.watch.Stop();
     input.quiet.Stop();
     input.directory.clear();
-    m_listener.OnUnplugged(input.port);
+    m_listener->OnUnplugged(input.port);
 }
 
-void Inputs::Refuse(Input& input, const std::string& reason)
+void DirectoryInputs::Refuse(Input& input, const std::string& reason)
 {
     Unplug(input);
     LogOnce(input, "refused", reason);
 }
 
 // An input that cannot be examined for a moment is neither empty nor another one.
-void Inputs::RefuseFor(Input& input, const std::error_code& error)
+void DirectoryInputs::RefuseFor(Input& input, const std::error_code& error)
 {
-    if (!MayPass(error.value())) return Refuse(input, error.message());
+    const std::filesystem::path path = std::filesystem::path(m_path) / InputName(input.port);
+    if (!MayPass(error.value())) return Refuse(input, error.message() + HintOn(path, error));
     LogOnce(input, "cannot be examined", error.message());
     RefreshLater(input);
 }
 
-void Inputs::LogOnce(Input& input, const char* what, const std::string& reason)
+void DirectoryInputs::LogOnce(Input& input, const char* what, const std::string& reason)
 {
     if (input.refusal == reason) return;
     input.refusal = reason;
     SWLOG(DLOG_ERROR, "%s: %s: %s", InputName(input.port).c_str(), what, reason.c_str());
 }
 
-void Inputs::RefreshLater(Input& input)
+void DirectoryInputs::RefreshLater(Input& input)
 {
     input.again.Start(kPauseMilliseconds, [this, port = input.port] { Refresh(port); });
 }
 
-void Inputs::WatchDevice(Input& input)
+void DirectoryInputs::WatchDevice(Input& input)
 {
     const std::error_code error = input.watch.Start(input.directory);
     if (!error) input.refusal.clear();
@@ -197,14 +231,14 @@ void Inputs::WatchDevice(Input& input)
     if (MayPass(error.value())) RefreshLater(input);
 }
 
-void Inputs::SettleLater(int port)
+void DirectoryInputs::SettleLater(int port)
 {
-    m_inputs.at(port).quiet.Start(kPauseMilliseconds, [this, port] { m_listener.OnSettled(port); });
+    m_inputs.at(port).quiet.Start(kPauseMilliseconds, [this, port] { m_listener->OnSettled(port); });
 }
 
 // Once the time is that of the longest settling, further changes do not start it again: if changes come faster than the
 // main loop turns, it would never be over.
-void Inputs::Settle(Input& input, unsigned milliseconds)
+void DirectoryInputs::Settle(Input& input, unsigned milliseconds)
 {
     const gint64 now = g_get_monotonic_time() / 1000;
     if (!input.quiet.IsRunning()) {
@@ -214,19 +248,19 @@ void Inputs::Settle(Input& input, unsigned milliseconds)
     }
     input.due = std::min(now + milliseconds, input.latest);
     input.quiet.Start(static_cast<unsigned>(std::max<gint64>(input.due - now, 0)),
-                      [this, port = input.port] { m_listener.OnSettled(port); });
+                      [this, port = input.port] { m_listener->OnSettled(port); });
 }
 
 // A name that begins with a dot is a file that is being written. Thousands of names may come at once, so they are
 // logged together.
-void Inputs::CountUnknown(const std::string& name)
+void DirectoryInputs::CountUnknown(const std::string& name)
 {
     if (name.rfind('.', 0) == 0 || Find(name) != nullptr) return;
     if (m_unknownCount++ == 0) m_firstUnknown = name;
     m_unknownTimer.Start(m_quietMilliseconds, [this] { LogUnknown(); });
 }
 
-void Inputs::LogUnknown()
+void DirectoryInputs::LogUnknown()
 {
     SWLOG(DLOG_WARN, "%zu unknown name(s) in the inputs directory ignored, such as '%s'", m_unknownCount,
           Printable(m_firstUnknown).c_str());

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The inputs directory: which device directories it has, and when one of them has settled.
-#ifndef SRCWATCH_SERVICE_INPUTS_H
-#define SRCWATCH_SERVICE_INPUTS_H
+#ifndef SRCWATCH_SERVICE_DIRECTORYINPUTS_H
+#define SRCWATCH_SERVICE_DIRECTORYINPUTS_H
 
 #include "DirectoryWatch.h"
+#include "InputBackEnd.h"
 #include "PortSet.h"
 #include "Timer.h"
 
@@ -12,54 +13,35 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <system_error>
 
 #include <sys/types.h>
 
 namespace srcwatch {
 
-/// Receives what happens on the inputs, in the default main context.
-class InputsListener {
-public:
-    virtual ~InputsListener() = default;
-    virtual void OnPlugged(int port) = 0;
-    virtual void OnUnplugged(int port) = 0;
-    /// The device's files have been quiet for a while after the device appeared or one of them changed, or they have
-    /// changed for so long that they are read all the same.
-    virtual void OnSettled(int port) = 0;
-    /// The inputs directory itself is gone; nothing can happen any more.
-    virtual void OnInputsLost() = 0;
-};
-
 /**
  * Watches a directory whose entries "hdmi1" to "hdmi8" and "optical" are the plugged devices, each a directory or a
  * link to one. Entries of other names are logged in one line and ignored.
  */
-class Inputs {
+class DirectoryInputs : public InputBackEnd {
 public:
-    Inputs(unsigned quietMilliseconds, PortSet ports, InputsListener& listener);
+    DirectoryInputs(std::string path, unsigned quietMilliseconds, PortSet ports);
 
-    /// Starts to watch and reports the devices that are there. @return Why that is not possible, or empty.
-    std::string Start(const std::string& path);
-
-    /// The directory of a plugged device, without links; empty if there is none.
-    const std::string& DirectoryOf(int port) const { return m_inputs.at(port).directory; }
-    bool IsPlugged(int port) const { return !DirectoryOf(port).empty(); }
-
-    /// Examines a port now, without waiting for a notice, and reports what changed.
-    void Refresh(int port) { Refresh(m_inputs.at(port)); }
-
-    /// Returns true if OnSettled() is still to come.
-    bool IsSettling(int port) const { return m_inputs.at(port).quiet.IsRunning(); }
-    void CancelSettling(int port) { m_inputs.at(port).quiet.Stop(); }
-    /// Has OnSettled() come after a second, for a device that cannot be read now.
-    void SettleLater(int port);
+    std::string Start(InputListener& listener) override;
+    bool IsPlugged(int port) const override { return !m_inputs.at(port).directory.empty(); }
+    Evidence ReadEvidence(int port) const override;
+    Capture ReadCapture(int port) const override;
+    void Refresh(int port) override { Refresh(m_inputs.at(port)); }
+    bool IsSettling(int port) const override { return m_inputs.at(port).quiet.IsRunning(); }
+    void CancelSettling(int port) override { m_inputs.at(port).quiet.Stop(); }
+    void SettleLater(int port) override;
 
 private:
     struct Input {
-        Input(Inputs& owner, int portIndex);
+        Input(DirectoryInputs& owner, int portIndex);
 
         const int port;
-        std::string directory;  // empty while nothing is plugged
+        std::string directory;  // without links; empty while nothing is plugged
         dev_t device = 0;
         ino_t inode = 0;
         DirectoryWatch watch;
@@ -70,6 +52,7 @@ private:
         std::string refusal;  // the reason that was logged last, so that it is logged once
     };
 
+    std::error_code Start();
     void HandleChange(const std::string& name, std::uint32_t events);
     void HandleChangeOfDevice(Input& input, const std::string& name, std::uint32_t events);
 
@@ -86,9 +69,10 @@ private:
     void CountUnknown(const std::string& name);
     void LogUnknown();
 
+    const std::string m_givenPath;
     const unsigned m_quietMilliseconds;
-    InputsListener& m_listener;
-    std::string m_path;
+    InputListener* m_listener = nullptr;
+    std::string m_path;  // without links
     std::map<int, Input> m_inputs;
     DirectoryWatch m_watch;
     std::size_t m_unknownCount = 0;
