@@ -1,6 +1,12 @@
 # shellcheck shell=bash disable=SC2034
 # SPDX-License-Identifier: Apache-2.0
-# The Debian packages that the commands of this directory need; sourced by them.
+# What the commands of this directory need of the machine: Debian packages, and ccache where it is there. Sourced by them
+# at the project's root.
+
+if command -v ccache >/dev/null; then
+    export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+    export CCACHE_BASEDIR=$PWD # what another clone compiled counts
+fi
 
 build_packages=(
     g++ cmake ninja-build pkg-config libjsoncpp-dev libglib2.0-dev libsqlite3-dev libsystemd-dev
@@ -9,7 +15,7 @@ build_packages=(
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev clang clang-format clang-tidy libclang-rt-14-dev git
     libglib2.0-bin systemd python3 python3-jsonschema shellcheck abigail-tools mandoc doxygen strace gcovr spin
-    dbus-broker
+    dbus-broker zsh fish
 )
 packaging_packages=(build-essential debhelper dpkg-dev doxygen fakeroot git lintian mmdebstrap autopkgtest)
 armhf_packages=(mmdebstrap g++-arm-linux-gnueabihf qemu-user-static util-linux)
@@ -21,11 +27,31 @@ armhf_machine_packages=(
     libjsoncpp25 libsqlite3-0 libsystemd0 libsmartcols1
 )
 
+vm_packages=(
+    build-essential debhelper dpkg-dev fakeroot mmdebstrap qemu-system-x86 qemu-utils kmod cpio e2fsprogs
+)
+# What is on the television in a virtual machine, beside the packages that are tested.
+vm_kernel_packages=(linux-image-amd64 busybox-static)
+vm_machine_packages=(
+    systemd-sysv udev dbus kmod procps v4l-utils
+    libglib2.0-0 libglib2.0-bin libjsoncpp25 libsqlite3-0 libsystemd0 libsmartcols1
+)
+
 # The apt sources of this machine's Debian, main and updates, one line each, for another root directory.
 debian_sources() {
     # shellcheck disable=SC2016  # the fields are apt's to expand
     apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) $(COMPONENT)' \
         'Created-By: Packages' 'Origin: Debian' 'Component: main' | grep -v -e '-security ' | sort -u
+}
+
+# The tracked files as a Debian source tree in DIRECTORY, independent of the umask that they were checked out with.
+debian_source_tree() {
+    local tree=$1
+    mkdir -p "$tree"
+    git ls-files -z | tar -c --null -T - | tar -x -C "$tree"
+    cp -r "$tree/packaging/debian" "$tree/debian"
+    packaging/debian-changelog "$(git log -1 --format=%ct)" >"$tree/debian/changelog"
+    chmod -R u=rwX,go=rX "$tree"
 }
 
 # Installs those of the named packages that are missing.
