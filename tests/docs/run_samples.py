@@ -5,6 +5,7 @@
 A fenced block is a sample by its language; a comment in the line above has what the tests need to know:
 
     c, cpp   a program: compiled with the project's warnings, and run; must end with 0
+             <!-- saved as FILE -->        it becomes a file for the scripts after it
     sh       a script: run, in an empty directory, with the build's programs in the path
     json     must be JSON;  <!-- stored as KEY -->  it becomes the text of that setting for the samples after it
     ini      <!-- platform.conf -->                 it becomes the platform's configuration for the samples after it
@@ -55,6 +56,10 @@ class Guide:
         self.flags = ["-Wall", "-Wextra", "-Werror", *includes, *libraries]
         self.libraries = ["-lsrcwatch-api", "-lsrcwatch-host-platform", *modules]
         self.store = self.compile("c", STORE_PROGRAM)
+        (work / "srcwatch-api.pc").write_text(  # as that of an installed library
+            "Name: srcwatch-api\nDescription: in the build tree\nVersion: 0\nRequires: jsoncpp gio-2.0\n"
+            f"Cflags: {' '.join(includes)}\n"
+            f"Libs: {' '.join(libraries)} -lsrcwatch-api -lsrcwatch-host-platform\n")
 
     def compile(self, language, text):
         source = self.work / f"sample-{self.count}.{language}"
@@ -73,7 +78,9 @@ class Guide:
 
     def take(self, language, note, text):
         self.count += 1
-        if language in ("c", "cpp"):
+        if language in ("c", "cpp") and note and note.startswith("saved as "):
+            (self.work / note.removeprefix("saved as ")).write_text(text)
+        elif language in ("c", "cpp"):
             self.output = self.run([self.compile(language, text)])
         elif language == "sh":
             self.output = self.run(["bash", "-euo", "pipefail", "-c", text])
@@ -117,7 +124,7 @@ def run_guide(path, languages, build, compilers):
                 "DBUS_SYSTEM_BUS_ADDRESS": bus, "SRCWATCH_LOG": "none",
                 "SRCWATCH_STATE_DIR": f"{name}/state", "SRCWATCH_RUN_DIR": f"{name}/run",
                 "SRCWATCH_PLATFORM_CONF": f"{name}/platform.conf",
-                "SRCWATCH_SOURCE": str(ROOT),
+                "SRCWATCH_SOURCE": str(ROOT), "PKG_CONFIG_PATH": name,
             }
             (work / "platform.conf").write_text("[hdmi]\ninputs=4\n")
             guide = Guide(build, work, environment, compilers)
