@@ -25,7 +25,7 @@ import sys
 import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-TIMEOUT = 240
+TIMEOUT = 800
 BUS_CONFIG = """<busconfig><listen>unix:path={address}</listen><auth>EXTERNAL</auth>
 <policy context="default"><allow own="*"/><allow send_destination="*"/><allow send_type="signal"/>
 <allow receive_sender="*"/></policy></busconfig>"""
