@@ -1,7 +1,7 @@
 # shellcheck shell=bash disable=SC2034
 # SPDX-License-Identifier: Apache-2.0
 # What the commands of this directory need of the machine: Debian packages, and ccache where it is there. Sourced by them
-# at the project's root.
+# at the project's root. docs/dependencies.md says what each is for; a test compares the two.
 
 if command -v ccache >/dev/null; then
     export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
@@ -14,7 +14,7 @@ build_packages=(
 )
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev clang clang-format clang-tidy libclang-rt-14-dev git
-    libglib2.0-bin systemd python3 python3-jsonschema shellcheck abigail-tools mandoc doxygen strace gcovr spin
+    libglib2.0-bin systemd python3 python3-debian python3-jsonschema shellcheck abigail-tools mandoc doxygen strace gcovr spin
     dbus-broker zsh fish
 )
 packaging_packages=(build-essential debhelper dpkg-dev doxygen fakeroot git lintian mmdebstrap autopkgtest)
