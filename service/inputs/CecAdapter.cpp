@@ -112,21 +112,21 @@ std::string CecAdapter::Configure()
         BeReady(addresses.log_addr_mask);
         return "";
     }
-    error = ClaimAddress(CEC_OP_CEC_VERSION_2_0);
-    if (error == EINVAL) error = ClaimAddress(CEC_OP_CEC_VERSION_1_4);
+    error = ClaimAddress();
     if (error != 0) return Failure("refuses a logical address", error);
     m_deadline.Start(m_times.claim, [this] { Fail("gets no logical address"); });
     return "";
 }
 
 // The kernel tries specific use (14) when the TV's address (0) is taken. A state change tells what it has got.
-int CecAdapter::ClaimAddress(unsigned version)
+// By version 2.0 a TV has to take part in system audio control, which this one does not.
+int CecAdapter::ClaimAddress()
 {
     cec_log_addrs addresses{};
     int error = m_calls.Control(m_initiator.descriptor, CEC_ADAP_S_LOG_ADDRS, &addresses);  // none, before others
     if (error != 0) return error;
     addresses = {};
-    addresses.cec_version = static_cast<std::uint8_t>(version);
+    addresses.cec_version = CEC_OP_CEC_VERSION_1_4;
     addresses.num_log_addrs = 1;
     addresses.vendor_id = CEC_VENDOR_ID_NONE;
     std::copy(std::begin(kOsdName), std::end(kOsdName), addresses.osd_name);

@@ -88,7 +88,7 @@ private:
     std::string Open();
     std::string OpenDescriptor(Opened& opened, unsigned mode);
     std::string Configure();
-    int ClaimAddress(unsigned version);
+    int ClaimAddress();
     void Close();
     void Close(Opened& opened);
     void Fail(const std::string& reason);

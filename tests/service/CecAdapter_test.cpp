@@ -44,24 +44,13 @@ TEST_F(CecAdapterTest, ClaimsTheAddressesOfATv)
 
     const cec_log_addrs& addresses = m_bus.Addresses();
     EXPECT_EQ(addresses.num_log_addrs, 1);
-    EXPECT_EQ(addresses.cec_version, CEC_OP_CEC_VERSION_2_0);
+    EXPECT_EQ(addresses.cec_version, CEC_OP_CEC_VERSION_1_4);
     EXPECT_EQ(addresses.vendor_id, CEC_VENDOR_ID_NONE);
     EXPECT_STREQ(addresses.osd_name, "TV");
     EXPECT_EQ(addresses.log_addr_type[0], CEC_LOG_ADDR_TYPE_TV);
     EXPECT_EQ(addresses.primary_device_type[0], CEC_OP_PRIM_DEVTYPE_TV);
     EXPECT_EQ(addresses.all_device_types[0], CEC_OP_ALL_DEVTYPE_TV);
     EXPECT_EQ(addresses.flags, 0U);
-}
-
-TEST_F(CecAdapterTest, HasAnOlderVersionWhereTheNewestIsRefused)
-{
-    m_bus.acceptsVersion2 = false;
-    m_bus.Plug(4, kPlayer);
-
-    Start();
-
-    EXPECT_TRUE(WaitForReports(2));
-    EXPECT_EQ(m_bus.Addresses().cec_version, CEC_OP_CEC_VERSION_1_4);
 }
 
 TEST_F(CecAdapterTest, WorksAtTheAddressThatIsLeft)

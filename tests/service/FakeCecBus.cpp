@@ -126,7 +126,6 @@ int FakeCecBus::SetLogical(cec_log_addrs& addresses)
 {
     const bool isConfigured = m_addresses.num_log_addrs > 0;
     if (addresses.num_log_addrs > 0 && isConfigured) return EBUSY;
-    if (addresses.cec_version == CEC_OP_CEC_VERSION_2_0 && !acceptsVersion2) return EINVAL;
     m_addresses = addresses;
     if (addresses.num_log_addrs > 0 && claims && m_physicalAddress != CEC_PHYS_ADDR_INVALID) {
         const int address = isTvTaken ? CEC_LOG_ADDR_SPECIFIC : CEC_LOG_ADDR_TV;

@@ -59,9 +59,8 @@ public:
 
     unsigned capabilities = CEC_CAP_PHYS_ADDR | CEC_CAP_LOG_ADDRS | CEC_CAP_TRANSMIT;
     bool mayMonitor = true;
-    bool acceptsVersion2 = true;  ///< of CEC
-    bool isTvTaken = false;       ///< the logical address 0
-    bool claims = true;           ///< a logical address
+    bool isTvTaken = false;  ///< the logical address 0
+    bool claims = true;      ///< a logical address
     bool finishesSending = true;
     int stopsSendingAfter = 0;    ///< does not finish a message with this opcode
     bool splitsOutcome = false;   ///< tells first that a message was sent, then its answer
