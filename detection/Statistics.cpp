@@ -119,14 +119,19 @@ bool Statistics::Refresh(int port, const Classification& classification)
     return false;
 }
 
-Json::Value Statistics::BehindOn(int port) const
+Json::Value Statistics::LastOn(int port) const
 {
     const Json::Value& entries = m_document[kEntries];
     for (Json::ArrayIndex i = entries.size(); i-- > 0;) {
-        if (ReadPort(entries[i]) != port) continue;
-        return entries[i]["behind"].isArray() ? entries[i]["behind"] : Json::Value(Json::arrayValue);
+        if (ReadPort(entries[i]) == port) return entries[i];
     }
-    return Json::arrayValue;
+    return Json::nullValue;
+}
+
+Json::Value Statistics::BehindOn(int port) const
+{
+    const Json::Value entry = LastOn(port);
+    return entry["behind"].isArray() ? entry["behind"] : Json::Value(Json::arrayValue);
 }
 
 Past Statistics::FindPast(int port, const Identity& identity, const std::function<bool(int)>& isOccupied) const

@@ -40,6 +40,9 @@ public:
     /// Brings what a record does not have up to date in the last entry of a port. @return True if it differed.
     bool Refresh(int port, const Classification& classification);
 
+    /// Returns the last entry of a port; null without one.
+    Json::Value LastOn(int port) const;
+
     /// Returns the devices behind the one that was detected last on a port, as an array.
     Json::Value BehindOn(int port) const;
 

@@ -15,8 +15,10 @@ build_packages=(
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev clang clang-format clang-tidy libclang-rt-14-dev git
     libglib2.0-bin systemd python3 python3-debian python3-jsonschema shellcheck abigail-tools mandoc doxygen strace gcovr spin
-    dbus-broker zsh fish
+    dbus-broker zsh fish jq sqlite3 mosquitto-clients libwrap0 libdlt2
 )
+# Of packages that would also run a server on this machine, these programs are unpacked into build/programs.
+test_programs=(mosquitto:usr/sbin/mosquitto prometheus:usr/bin/promtool)
 packaging_packages=(build-essential debhelper dpkg-dev doxygen fakeroot git lintian mmdebstrap autopkgtest)
 armhf_packages=(mmdebstrap g++-arm-linux-gnueabihf qemu-user-static util-linux)
 armhf_full_packages=(qemu-system-arm kmod cpio e2fsprogs)
@@ -78,4 +80,23 @@ install_packages() {
         echo "Could not install: ${missing[*]}" >&2
         return 1
     fi
+}
+
+# Unpacks the programs of packages, each given as PACKAGE:PROGRAM, into build/programs.
+unpack_programs() {
+    local directory=build/programs program deb
+    [[ $(cat "$directory/list" 2>/dev/null) == "$*" ]] && return
+    rm -rf "$directory"
+    mkdir -p "$directory"
+    for program in "$@"; do
+        if ! (cd "$directory" && apt-get -qq -o APT::Sandbox::User= download "${program%%:*}"); then
+            echo "Could not download: ${program%%:*}" >&2
+            return 1
+        fi
+        for deb in "$directory"/*.deb; do
+            dpkg-deb --fsys-tarfile "$deb" | tar -x -C "$directory" "./${program#*:}"
+            rm "$deb"
+        done
+    done
+    echo "$*" >"$directory/list"
 }

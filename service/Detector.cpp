@@ -40,12 +40,13 @@ void LogRemarks(int port, const Evidence& evidence)
 }  // namespace
 
 Detector::Detector(InputBackEnd& inputs, PortSet ports, Records& records, Settings& settings, Announcer& announcer,
-                   std::function<void(const std::string& reason)> onInputsLost)
+                   DetectionLog& log, std::function<void(const std::string& reason)> onInputsLost)
     : m_inputs(inputs),
       m_ports(ports),
       m_records(records),
       m_settings(settings),
       m_announcer(announcer),
+      m_log(log),
       m_onInputsLost(std::move(onInputsLost)),
       m_statistics(settings, kStatisticsKey, "saving the statistics"),
       m_unknown(settings, SRCWATCH_UNKNOWN_DEVICES_KEY, "saving the unknown devices"),
@@ -167,6 +168,7 @@ void Detector::Detect(int port, Cause cause)
     if (m_records.Set(port, record) || cause == Cause::kCommand) {
         statistics.Add(port, device, m_pending.MillisecondsSince(port));
         m_statistics.Save(statistics.Text());
+        m_log.Write({Occasion::kDetected, port, statistics.LastOn(port), record.denyCount});
         SWLOG(DLOG_INFO, "%s: type %d by %s", InputName(port).c_str(), device.deviceType,
               DetectionMethodText(static_cast<int>(device.method)).c_str());
         m_records.CallWhenSaved(port, [this, port] {
@@ -176,6 +178,11 @@ void Detector::Detect(int port, Cause cause)
         m_statistics.Save(statistics.Text());
     }
     m_pending.End(port);
+}
+
+void Detector::LogDenial(int port)
+{
+    m_log.Write({Occasion::kDenied, port, CurrentStatistics().LastOn(port), m_records.Get(port).denyCount});
 }
 
 // If that fails, the device is kept when it is detected again. A text that is too large stays.

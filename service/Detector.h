@@ -5,6 +5,7 @@
 #define SRCWATCH_SERVICE_DETECTOR_H
 
 #include "Announcer.h"
+#include "DetectionLog.h"
 #include "Evidence.h"
 #include "InputBackEnd.h"
 #include "KeptText.h"
@@ -24,7 +25,7 @@ class Detector : private InputListener {
 public:
     /// @param onInputsLost  Called with the reason when nothing can happen on the inputs any more.
     Detector(InputBackEnd& inputs, PortSet ports, Records& records, Settings& settings, Announcer& announcer,
-             std::function<void(const std::string& reason)> onInputsLost);
+             DetectionLog& log, std::function<void(const std::string& reason)> onInputsLost);
 
     /// Replaces the profiles by those of files or directories; the first match wins. @return False if some could not be
     /// read that may be readable later.
@@ -53,6 +54,9 @@ public:
     /// Detects the plugged devices again, as with other profiles.
     void DetectAgain();
 
+    /// Writes to the log of detections that a viewer has denied what was detected on a port.
+    void LogDenial(int port);
+
     /// Shows applications that nothing is being detected any more.
     void ClearPending() { m_pending.Clear(); }
 
@@ -76,6 +80,7 @@ private:
     Records& m_records;
     Settings& m_settings;
     Announcer& m_announcer;
+    DetectionLog& m_log;
     const std::function<void(const std::string& reason)> m_onInputsLost;
     Profiles m_profiles;
     std::vector<std::string> m_profilePaths;  // absolute

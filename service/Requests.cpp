@@ -131,7 +131,9 @@ Json::Value Requests::AnswerDeny(int port)
     Record record = before;
     if (record.denyCount < std::numeric_limits<int>::max()) ++record.denyCount;
     static_cast<void>(m_records.Set(port, record));  // the reply is the same if the count has reached its limit
-    return AnswerIfSaved(port, before);
+    Json::Value answer = AnswerIfSaved(port, before);
+    if (!answer.isMember("error")) m_detector.LogDenial(port);
+    return answer;
 }
 
 Json::Value Requests::AnswerForget(int port)

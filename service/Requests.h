@@ -20,8 +20,7 @@ namespace srcwatch {
 
 class Requests {
 public:
-    Requests(PortSet ports, Records& records, const Settings& settings, const Detector& detector,
-             const Commands& commands)
+    Requests(PortSet ports, Records& records, const Settings& settings, Detector& detector, const Commands& commands)
         : m_ports(ports), m_records(records), m_settings(settings), m_detector(detector), m_commands(commands)
     {
     }
@@ -46,7 +45,7 @@ private:
     const PortSet m_ports;
     Records& m_records;
     const Settings& m_settings;
-    const Detector& m_detector;
+    Detector& m_detector;
     const Commands& m_commands;
 };
 

@@ -7,6 +7,7 @@
 #include "Announcer.h"
 #include "CombinedInputs.h"
 #include "Commands.h"
+#include "DetectionLog.h"
 #include "Detector.h"
 #include "DeviceCalls.h"
 #include "Handle.h"
@@ -31,6 +32,8 @@ struct Options {
     std::map<int, std::string> spdFiles;   ///< by port
     std::vector<std::string> receivers;    ///< video devices that tell +5 V
     std::vector<std::string> profiles;
+    std::string detections;  ///< file of detections, "-" for standard output; empty for none
+    Origin origin;           ///< of the lines in it
     unsigned scanStepMilliseconds = 400;
     unsigned quietMilliseconds = 100;
     unsigned cecRoundMilliseconds = 5000;
@@ -80,6 +83,7 @@ private:
     Announcer m_announcer;
     DeviceCalls m_deviceCalls;
     CombinedInputs m_inputs;
+    DetectionLog m_log;
     Detector m_detector;
     Commands m_commands;
     Requests m_requests;

@@ -59,6 +59,36 @@ void DefineOptions(CLI::App& app, srcwatch::Options& options)
         ->type_name("MS");
 }
 
+void SetKey(const std::string& file, srcwatch::Origin& origin)
+{
+    if (file.empty()) return;
+    const srcwatch::AksvKey read = srcwatch::ReadAksvKey(file);
+    if (!read.failure.empty()) throw std::runtime_error(read.failure);
+    origin.aksvKey = read.key;
+}
+
+void DefineFleetOptions(CLI::App& app, srcwatch::Options& options, std::string& keyFile)
+{
+    CLI::Option* const detections =
+        app.add_option("--detections", options.detections,
+                       "File to which a line of JSON is appended for each detection, or - for standard output")
+            ->type_name("FILE");
+    options.origin.tv = srcwatch::DefaultTv();
+    options.origin.firmware = srcwatch::DefaultFirmware();
+    app.add_option("--tv", options.origin.tv, "Id of the TV in these lines, instead of one made of its machine-id")
+        ->needs(detections)
+        ->check(srcwatch::CheckOriginText)
+        ->type_name("ID");
+    app.add_option("--firmware", options.origin.firmware, "Version in these lines, instead of that in os-release")
+        ->needs(detections)
+        ->check(srcwatch::CheckOriginText)
+        ->type_name("VERSION");
+    app.add_option("--aksv-key", keyFile,
+                   "File with the secret with which AKSVs in these lines are hashed; without, they are left out")
+        ->needs(detections)
+        ->type_name("FILE");
+}
+
 // Nothing can be done if this fails.
 void Report(const char* failure) { static_cast<void>(std::fprintf(stderr, "srcwatch-service: %s\n", failure)); }
 
@@ -79,12 +109,15 @@ try {
     CLI::App app("Detects the devices on the TV's inputs and announces them to applications.", "srcwatch-service");
     srcwatch::Options options;
     DefineOptions(app, options);
+    std::string keyFile;
+    DefineFleetOptions(app, options, keyFile);
     try {
         app.parse(argc, argv);
         if (!options.HasInputs()) throw CLI::RequiredError("--inputs, --cec, --spd or --power");
     } catch (const CLI::ParseError& e) {
         return app.exit(e) == 0 ? kDone : kUsage;
     }
+    SetKey(keyFile, options.origin);
     return Serve(options);
 } catch (const std::exception& e) {
     Report(e.what());

@@ -15,7 +15,8 @@ void AddPortCommands(CLI::App& app, Output& output);       // list, show, get, f
 void AddExplainCommand(CLI::App& app, Output& output);     // explain
 void AddEventCommands(CLI::App& app, Output& output);      // monitor, wait, call
 void AddScanCommands(CLI::App& app, Output& output);       // scan, optical
-void AddStateCommands(CLI::App& app, Output& output);      // features, twc, stats
+void AddStateCommands(CLI::App& app, Output& output);      // features, twc
+void AddStatisticsCommand(CLI::App& app, Output& output);  // stats
 void AddSettingsCommands(CLI::App& app, Output& output);   // settings
 void AddCareCommands(CLI::App& settings, Output& output);  // settings check, repair, backup, restore
 void AddInputCommands(CLI::App& app, Output& output);      // plug, unplug

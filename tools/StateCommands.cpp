@@ -1,18 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// features, twc, stats: states of the TV and of the detection.
+// features, twc: states of the TV and of the detection.
 #include "Arguments.h"
 #include "Bus.h"
 #include "Commands.h"
-#include "DeviceType.h"
-#include "Inspection.h"
 #include "Ports.h"
 #include "QDInfoCommon.h"
 #include "Settings.h"
 #include "srcwatch-api.h"
 #include "srcwatch-protocol.h"
 
-#include <array>
 #include <memory>
 
 #include <system_info.h>
@@ -166,101 +163,6 @@ void AddTwc(CLI::App& app, Output& output)
     tuned->callback([=, &output] { ReportTuned(*sequence, *frames, output); });
 }
 
-// ---------------------------------------------------------------------------------------------------------------------
-// Stats
-
-constexpr std::size_t kStatisticsPorts = 8;  // that the library's function fills
-
-// The entries that are remembered; empty without a document. The library returns none then, and also where it cannot
-// read the document that is there.
-Json::Value LoadEntries()
-{
-    std::string text;
-    const srcwatch::ReadResult result = ReadText(VCONF_SPD_AKSV_1, text);
-    if (result == srcwatch::ReadResult::kTooLarge) ThrowTooLarge(VCONF_SPD_AKSV_1);
-    if (result == srcwatch::ReadResult::kFailed) ThrowUnreadableStore();
-    if (result == srcwatch::ReadResult::kAbsent) return Json::arrayValue;
-    const srcwatch::JsonText json(text);
-    if (!Inspect(json, srcwatch::StoredKind::kStatistics).IsReadable()) ThrowUnreadableDocument(VCONF_SPD_AKSV_1);
-    return json.Root()["Auto"];
-}
-
-// A member that is a list of three texts; the library ignores any other.
-Json::Value ThreeTexts(const Json::Value& entry, const char* name)
-{
-    Json::Value texts(Json::arrayValue);
-    const Json::Value& list = entry[name];
-    const bool isUsed = list.isArray() && list.size() == 3;
-    for (Json::ArrayIndex i = 0; i < 3; ++i) texts.append(isUsed ? list[i].asString() : "");
-    return texts;
-}
-
-Json::Value DescribeDetection(const Json::Value& entry)
-{
-    const Json::Value spd = ThreeTexts(entry, "spd");
-    const Json::Value result = ThreeTexts(entry, "result");
-    const Json::Value& vendorId = entry["vendor_id"];
-    Json::Value json;
-    json["t"] = entry.get("t", -1).asInt();
-    json["spd_vendor"] = spd[0];
-    json["spd_product"] = spd[1];
-    json["osd_name"] = spd[2];
-    json["vendor_id"] = vendorId.isString() ? vendorId : "";
-    json["method"] = entry["pri"].asInt();
-    json["method_name"] = srcwatch::DetectionMethodText(entry["pri"].asInt());
-    json["type"] = result[2];
-    json["result"].append(result[0]);
-    json["result"].append(result[1]);
-    return json;
-}
-
-// What is remembered of a port, the newest last. The library uses no entry without a method either.
-Json::Value HistoryOf(int port, const Json::Value& entries)
-{
-    Json::Value history(Json::arrayValue);
-    for (const Json::Value& entry : entries) {
-        const bool isUsed = entry.isObject() && entry.isMember("port") && entry.isMember("pri");
-        if (isUsed && entry["port"].asInt() == port) history.append(DescribeDetection(entry));
-    }
-    return history;
-}
-
-Json::Value DescribeStatistics(int port, const srcwatch_kpi_info_s& info, const Json::Value& entries)
-{
-    const Json::Value history = HistoryOf(port, entries);
-    const Json::Value last = history.empty() ? DescribeDetection(Json::objectValue) : history[history.size() - 1];
-    Json::Value json;
-    json["port"] = port;
-    json["hdmi_no"] = info.hdmi_no;
-    json["t"] = info.t;
-    json["spd_vendor"] = info.spd_vendor;
-    json["spd_product"] = info.spd_product;
-    json["result_first"] = info.result_first;
-    for (const char* const name : {"method", "method_name", "type", "result"}) json[name] = last[name];
-    json["history"] = history;
-    return json;
-}
-
-void ShowStatistics(Output& output)
-{
-    RequireSettings();
-    const Json::Value entries = LoadEntries();
-    std::array<srcwatch_kpi_info_s, kStatisticsPorts> infos{};
-    if (srcwatch_get_all_device_kpi_info(infos.data()) != SRCWATCH_OK) ThrowUnreadableDocument(VCONF_SPD_AKSV_1);
-    Json::Value document(Json::arrayValue);
-    Table table{{"PORT", "INPUT", "TIME", "VENDOR", "PRODUCT", "RESULT", "METHOD", "TYPE"}, {}};
-    for (std::size_t i = 0; i < infos.size(); ++i) {
-        const srcwatch_kpi_info_s& info = infos[i];
-        if (info.hdmi_no == 0) continue;  // untouched: the port has no entry
-        const int port = static_cast<int>(i);
-        const Json::Value& json = document.append(DescribeStatistics(port, info, entries));
-        const std::string time = info.t < 0 ? "" : std::to_string(info.t) + " ms";
-        table.rows.push_back({std::to_string(i), PortName(port), time, info.spd_vendor, info.spd_product,
-                              info.result_first, CellText(json["method_name"]), CellText(json["type"])});
-    }
-    output.Write(document, table);
-}
-
 }  // namespace
 
 void AddStateCommands(CLI::App& app, Output& output)
@@ -269,9 +171,6 @@ void AddStateCommands(CLI::App& app, Output& output)
         ShowFeatures(output);
     });
     AddTwc(app, output);
-    app.add_subcommand("stats", "Show the statistics of the last detection on each HDMI port")->callback([&output] {
-        ShowStatistics(output);
-    });
 }
 
 }  // namespace ctl

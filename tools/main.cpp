@@ -69,6 +69,7 @@ void AddCommands(CLI::App& app, ctl::Output& output)
     ctl::AddEventCommands(app, output);
     ctl::AddScanCommands(app, output);
     ctl::AddStateCommands(app, output);
+    ctl::AddStatisticsCommand(app, output);
     ctl::AddSettingsCommands(app, output);
     ctl::AddInputCommands(app, output);
     ctl::AddCaptureCommands(app, output);

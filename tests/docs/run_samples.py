@@ -117,6 +117,7 @@ def run_guide(path, languages, build, compilers):
         work = pathlib.Path(name)
         with message_bus(work) as bus:
             programs = [str(build / directory) for directory in ("service", "tools")]
+            programs += [str(ROOT / "build/programs/usr" / directory) for directory in ("bin", "sbin")]
             launcher = os.environ.get("LAUNCHER", "")
             environment = {
                 "CMAKE_C_COMPILER_LAUNCHER": launcher, "CMAKE_CXX_COMPILER_LAUNCHER": launcher,

@@ -96,6 +96,11 @@ TEST_F(CommandLine, RefusesWrongUsageWithTwo)
         {"--spd", "9=/sys/spd"},
         {"--spd", "0="},
         {"--cec", "/dev/cec0", "--cec-round-ms", "0"},
+        {"--inputs", ".", "--tv", "7"},
+        {"--inputs", ".", "--firmware", "7"},
+        {"--inputs", ".", "--aksv-key", "/dev/null"},
+        {"--inputs", ".", "--detections", "-", "--tv", ""},
+        {"--inputs", ".", "--detections", "-", "--firmware", std::string(129, '7')},
         {"--inputs", ".", "surplus"},
         {"--inputs", ".", "--unknown"},
         {"--inputs", ".", "--quiet-ms", "0"},
@@ -123,6 +128,17 @@ TEST_F(CommandLine, RefusesAnInputsDirectoryThatIsNotThere)
     EXPECT_EQ(outcome.code, 1);
     EXPECT_EQ(outcome.errors,
               "srcwatch-service: the inputs directory " + missing + " cannot be used: No such file or directory\n");
+}
+
+TEST_F(CommandLine, RefusesAKeyThatHidesNothing)
+{
+    WriteFile(m_directory / "key", "short");
+
+    const Outcome outcome =
+        Run({"--inputs", m_directory.Path(), "--detections", "-", "--aksv-key", m_directory / "key"});
+
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_EQ(outcome.errors, "srcwatch-service: the key " + (m_directory / "key") + " must have 16 to 4096 bytes\n");
 }
 
 TEST_F(CommandLine, RefusesAFileAsInputsDirectory)

@@ -48,8 +48,9 @@ protected:
     FakeAnnouncer m_announcer;
     bool m_inputsLost = false;
     srcwatch::DirectoryInputs m_directory{m_inputs.Path(), 20, m_ports};
-    srcwatch::Detector m_detector{m_directory, m_ports,     m_records,
-                                  m_settings,  m_announcer, [this](const auto&) { m_inputsLost = true; }};
+    srcwatch::DetectionLog m_log{"", {}};
+    srcwatch::Detector m_detector{
+        m_directory, m_ports, m_records, m_settings, m_announcer, m_log, [this](const auto&) { m_inputsLost = true; }};
 };
 
 }  // namespace srcwatch_test

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// features, twc, stats.
+// features, twc.
 #include "FakeService.h"
 #include "QDInfoNames.h"
 #include "ToolTest.h"
@@ -118,60 +118,6 @@ TEST_F(StateCommands, TwcFailsWhenTheCommandCannotBeWritten)
     SetVariable("SRCWATCH_RUN_DIR", "/dev/null/run");
 
     EXPECT_TRUE(Fails(Run({"twc", "start", "0"}), 1, "could not be written"));
-}
-
-TEST_F(StateCommands, StatsShowsTheLastEntryOfEachPort)
-{
-    Set(kStatisticsKey, R"({"Auto":[
-        {"port":1,"pri":1,"t":5,"spd":["V","P","X"],"result":["old","",""]},
-        {"port":1,"pri":2,"t":7,"spd":["Ven","Pro","X"],"result":["new","",""]},
-        {"port":2,"pri":1}]})");
-
-    const Json::Value entries = Document({"stats"}, "stats");
-
-    ASSERT_EQ(entries.size(), 2U);
-    EXPECT_EQ(entries[0]["port"], 1);
-    EXPECT_EQ(entries[0]["hdmi_no"], 2);
-    EXPECT_EQ(entries[0]["t"], 7);
-    EXPECT_EQ(entries[0]["spd_vendor"], "Ven");
-    EXPECT_EQ(entries[0]["spd_product"], "Pro");
-    EXPECT_EQ(entries[0]["result_first"], "new");
-    EXPECT_EQ(entries[1]["t"], -1);
-}
-
-TEST_F(StateCommands, StatsShowsHowAndWhatWasDetected)
-{
-    Set(kStatisticsKey, R"({"Auto":[
-        {"port":1,"pri":1,"t":5,"spd":["V","P","X"],"result":["old","brand","BD"],"vendor_id":"001a2b"},
-        {"port":2,"pri":3,"result":["other","",""]},
-        {"port":1,"t":6},
-        {"port":1,"pri":2,"t":7,"result":["new",8,"PC"],"vendor_id":[],"spd":["two","texts"]}]})");
-
-    const Json::Value entry = Document({"stats"}, "stats")[0];
-
-    EXPECT_EQ(entry["method"], 2);
-    EXPECT_EQ(entry["method_name"], "SPD InfoFrame");
-    EXPECT_EQ(entry["type"], "PC");
-    EXPECT_EQ(entry["result"], Parse(R"(["new", "8"])"));
-    ASSERT_EQ(entry["history"].size(), 2U);
-    EXPECT_EQ(entry["history"][0], Parse(R"({"t":5,"spd_vendor":"V","spd_product":"P","osd_name":"X",
-        "vendor_id":"001a2b","method":1,"method_name":"profile","type":"BD","result":["old","brand"]})"));
-    EXPECT_EQ(entry["history"][1]["spd_vendor"], "");
-    EXPECT_EQ(entry["history"][1]["vendor_id"], "");
-    EXPECT_THAT(Run({"stats", "-o", "raw"}).out, HasSubstr("1\tHDMI 2\t7 ms\t\t\tnew\tSPD InfoFrame\tPC\n"));
-}
-
-TEST_F(StateCommands, StatsIsEmptyWithoutADocument)
-{
-    EXPECT_EQ(Document({"stats"}, "stats").size(), 0U);
-    EXPECT_EQ(Run({"stats"}).out, "");
-}
-
-TEST_F(StateCommands, StatsRefusesADamagedDocument)
-{
-    Set(kStatisticsKey, R"({"Auto":[{"port":1,"pri":"first"}]})");
-
-    EXPECT_TRUE(Fails(Run({"stats"}), 1, kStatisticsKey));
 }
 
 }  // namespace
