@@ -32,6 +32,11 @@ constexpr unsigned kNameDeadlineMilliseconds = 5000;
 constexpr int kMostHdmiInputs = 8;
 constexpr unsigned kSpdIntervalMilliseconds = 1000;
 
+// Where the policy was installed by another prefix than /usr, no bus looks for it.
+constexpr const char* kNameRefused =
+    "the bus refuses the name " SRCWATCH_BUS_NAME ": its policy, " SRCWATCH_POLICY_FILE
+    ", must allow this user, and be in /usr/share/dbus-1/system.d or /etc/dbus-1/system.d; then reload the bus";
+
 constexpr unsigned kCopyIntervalMilliseconds = 60U * 60 * 1000;
 
 // From which the platform takes what a damaged store has lost.
@@ -188,7 +193,7 @@ void Service::OwnName()
     m_receiver = std::make_unique<qdinfo::CQDEventReciever>(QDINFO_CHANNEL_NAME, true);
     m_receiver->RegisterEventCallback(SRCWATCH_EVENT_SERVICE_STARTED, checkOwnership, this);
     m_receiver->RegisterEventCallback(SRCWATCH_EVENT_SERVICE_STOPPED, checkOwnership, this);
-    m_nameDeadline.Start(kNameDeadlineMilliseconds, [this] { End("the bus refuses the name " SRCWATCH_BUS_NAME); });
+    m_nameDeadline.Start(kNameDeadlineMilliseconds, [this] { End(kNameRefused); });
 }
 
 // Every service on the bus hears both events, whichever service they are about, so the bus is asked.

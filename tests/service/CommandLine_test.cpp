@@ -182,7 +182,10 @@ TEST_F(CommandLine, EndsWithOneLineWhenTheBusRefusesTheName)
         Run({"--inputs", m_directory.Path()}, {{"DBUS_SYSTEM_BUS_ADDRESS", bus->Address()}, {"SRCWATCH_LOG", "none"}});
 
     EXPECT_EQ(outcome.code, 1);
-    EXPECT_EQ(outcome.errors, "srcwatch-service: the bus refuses the name org.nalto.tv.qdinfo\n");
+    EXPECT_EQ(outcome.errors,
+              "srcwatch-service: the bus refuses the name org.nalto.tv.qdinfo: its policy, " SRCWATCH_INSTALLED_POLICY
+              ", must allow this user, and be in /usr/share/dbus-1/system.d or /etc/dbus-1/system.d; "
+              "then reload the bus\n");
 }
 
 TEST_F(CommandLine, EndsWithOneLineWhenTheSettingsCannotBeStored)
