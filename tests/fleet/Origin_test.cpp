@@ -33,7 +33,7 @@ TEST(Origin, HasTheVersionOfTheSystem)
 {
     const std::string system = srcwatch_test::ReadFile("/etc/os-release");
 
-    EXPECT_EQ(DefaultFirmware() == "", system.find("VERSION_ID=") == std::string::npos);
+    EXPECT_EQ(DefaultFirmware().empty(), system.find("VERSION_ID=") == std::string::npos);
     EXPECT_THAT(system, HasSubstr(DefaultFirmware()));
 }
 
