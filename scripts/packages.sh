@@ -10,16 +10,17 @@ fi
 
 build_packages=(
     g++ cmake ninja-build pkg-config libjsoncpp-dev libglib2.0-dev libsqlite3-dev libsystemd-dev
-    libcli11-dev libsmartcols-dev dbus-daemon python3-minimal
+    libcli11-dev libsmartcols-dev dbus-daemon python3-minimal python3-cffi python3-dev
 )
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev clang clang-format clang-tidy libclang-rt-14-dev git
     libglib2.0-bin systemd python3 python3-debian python3-jsonschema shellcheck abigail-tools mandoc doxygen strace gcovr spin
     dbus-broker zsh fish jq sqlite3 mosquitto-clients libwrap0 libdlt2
+    python3-pytest python3-jeepney python3-dbusmock python3-gi mypy
 )
 # Of packages that would also run a server on this machine, these programs are unpacked into build/programs.
 test_programs=(mosquitto:usr/sbin/mosquitto prometheus:usr/bin/promtool)
-packaging_packages=(build-essential debhelper dpkg-dev doxygen fakeroot git lintian mmdebstrap autopkgtest)
+packaging_packages=(build-essential debhelper dh-python dpkg-dev doxygen fakeroot git lintian mmdebstrap autopkgtest)
 armhf_packages=(mmdebstrap g++-arm-linux-gnueabihf qemu-user-static util-linux)
 armhf_full_packages=(qemu-system-arm kmod cpio e2fsprogs)
 # What is on the emulated machine: a kernel, a shell, what the programs are linked with and what the tests run.
@@ -30,7 +31,7 @@ armhf_machine_packages=(
 )
 
 vm_packages=(
-    build-essential debhelper dpkg-dev fakeroot mmdebstrap qemu-system-x86 qemu-utils kmod cpio e2fsprogs
+    build-essential debhelper dh-python dpkg-dev fakeroot mmdebstrap qemu-system-x86 qemu-utils kmod cpio e2fsprogs
 )
 # What is on the television in a virtual machine, beside the packages that are tested.
 vm_kernel_packages=(linux-image-amd64 busybox-static)

@@ -5,7 +5,9 @@
 A fenced block is a sample by its language; a comment in the line above has what the tests need to know:
 
     c, cpp   a program: compiled with the project's warnings, and run; must end with 0
-             <!-- saved as FILE -->        it becomes a file for the scripts after it
+             <!-- saved as FILE -->        it becomes a file for the scripts after it; so does any block of python or ini
+    pycon    what was typed, compared by doctest
+             <!-- typed in a sandbox with PORT=CAPTURE... -->
     sh       a script: run, in an empty directory, with the build's programs in the path
     json     must be JSON;  <!-- stored as KEY -->  it becomes the text of that setting for the samples after it
     ini      <!-- platform.conf -->                 it becomes the platform's configuration for the samples after it
@@ -76,10 +78,20 @@ class Guide:
             raise SampleError(f"ended with {result.returncode}\n{result.stdout}{result.stderr}")
         return result.stdout
 
+    def run_typed(self, plugs, text):
+        file = self.work / f"typed-{self.count}"
+        file.write_text(text)
+        options = [option for plug in plugs for option in ("--plug", plug)]
+        self.run(["srcwatch-sandbox", *options, "--", "python3", "-m", "doctest", file])
+
     def take(self, language, note, text):
         self.count += 1
-        if language in ("c", "cpp") and note and note.startswith("saved as "):
-            (self.work / note.removeprefix("saved as ")).write_text(text)
+        if language in ("c", "cpp", "python", "ini") and note and note.startswith("saved as "):
+            file = self.work / note.removeprefix("saved as ")
+            file.parent.mkdir(exist_ok=True)
+            file.write_text(text)
+        elif language == "pycon" and note and note.startswith("typed in a sandbox with "):
+            self.run_typed(note.removeprefix("typed in a sandbox with ").split(), text)
         elif language in ("c", "cpp"):
             self.output = self.run([self.compile(language, text)])
         elif language == "sh":
@@ -111,12 +123,21 @@ def message_bus(work):
         daemon.stdout.close()
 
 
-def run_guide(path, languages, build, compilers):
+def link_python(directory, program):
+    """A directory for the search path, in which python3 is this program; none if there is none."""
+    if program is None:
+        return []
+    directory.mkdir()
+    (directory / "python3").symlink_to(program)
+    return [str(directory)]
+
+
+def run_guide(path, languages, build, compilers, python):
     text = path.read_text()
     with tempfile.TemporaryDirectory() as name:
         work = pathlib.Path(name)
         with message_bus(work) as bus:
-            programs = [str(build / directory) for directory in ("service", "tools")]
+            programs = [*link_python(work / "python", python), str(build / "service"), str(build / "tools")]
             programs += [str(ROOT / "build/programs/usr" / directory) for directory in ("bin", "sbin")]
             launcher = os.environ.get("LAUNCHER", "")
             environment = {
@@ -126,6 +147,7 @@ def run_guide(path, languages, build, compilers):
                 "SRCWATCH_STATE_DIR": f"{name}/state", "SRCWATCH_RUN_DIR": f"{name}/run",
                 "SRCWATCH_PLATFORM_CONF": f"{name}/platform.conf",
                 "SRCWATCH_SOURCE": str(ROOT), "PKG_CONFIG_PATH": name,
+                "PYTHONPATH": str(build / "python"), "PYTHONDONTWRITEBYTECODE": "1",
             }
             (work / "platform.conf").write_text("[hdmi]\ninputs=4\n")
             guide = Guide(build, work, environment, compilers)
@@ -148,9 +170,10 @@ def main():
     parser.add_argument("guide", type=pathlib.Path)
     parser.add_argument("--build", type=pathlib.Path, required=True, help="build directory")
     parser.add_argument("--only", action="append", help="leave out samples of other languages")
+    parser.add_argument("--python", type=pathlib.Path, help="program to run samples of Python with")
     arguments = parser.parse_args()
     compilers = {"c": os.environ.get("CC", "cc"), "cpp": os.environ.get("CXX", "c++")}
-    return run_guide(arguments.guide.resolve(), arguments.only, arguments.build.resolve(), compilers)
+    return run_guide(arguments.guide.resolve(), arguments.only, arguments.build.resolve(), compilers, arguments.python)
 
 
 if __name__ == "__main__":
