@@ -4,9 +4,9 @@
 #ifndef SRCWATCH_TESTS_BUSTEST_H
 #define SRCWATCH_TESTS_BUSTEST_H
 
-#include "PrivateBus.h"
+#include "BusPeer.h"
+#include "PlatformTest.h"
 #include "QDInfoEventManager.h"
-#include "TestPlatform.h"
 
 #include <array>
 #include <mutex>

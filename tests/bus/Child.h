@@ -4,7 +4,7 @@
 #ifndef SRCWATCH_TESTS_CHILD_H
 #define SRCWATCH_TESTS_CHILD_H
 
-#include "PrivateBus.h"
+#include "Waiting.h"
 
 #include <string>
 #include <vector>

@@ -2,7 +2,7 @@
 //
 // Processes that send while they end: in exit handlers, in destructors of static objects, in threads that are not
 // joined. They end as they would without the library, and what was sent arrives.
-#include "PrivateBus.h"
+#include "BusPeer.h"
 #include "Process.h"
 #include "Sanitizers.h"
 #include "TempDirectory.h"

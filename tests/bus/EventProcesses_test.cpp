@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Real processes on a real bus: senders that end at once, a service and its applications, tools of others.
+#include "BusPeer.h"
 #include "Child.h"
-#include "PrivateBus.h"
 #include "Sanitizers.h"
 
 #include <csignal>

@@ -2,8 +2,8 @@
 //
 // A program that unloads the library with dlclose: what the library kept for each thread, what it left with GLib and
 // what is to be done when the process exits still comes to its end.
-#include "PrivateBus.h"
-#include "TestPlatform.h"
+#include "BusPeer.h"
+#include "PlatformTest.h"
 
 #include <atomic>
 #include <memory>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The tests' own bus and peer, without the library.
-#include "PrivateBus.h"
+#include "BusPeer.h"
 
 #include <csignal>
 #include <cstdlib>

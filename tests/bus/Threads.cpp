@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Threads.h"
 
+#include "PrivateBus.h"
+
 #include <cstdio>
 #include <cstdlib>
 

@@ -5,7 +5,7 @@
 #ifndef SRCWATCH_TESTS_THREADS_H
 #define SRCWATCH_TESTS_THREADS_H
 
-#include "PrivateBus.h"
+#include "Waiting.h"
 
 #include <atomic>
 #include <condition_variable>

@@ -52,11 +52,11 @@ class Guide:
         self.output = None
         modules = subprocess.run(["pkg-config", "--cflags", "--libs", "jsoncpp", "gio-2.0", "gio-unix-2.0"],
                                  check=True, capture_output=True, text=True).stdout.split()
-        includes = [f"-I{ROOT / directory}" for directory in ("include", "platform/include", "platform/host")]
+        includes = [f"-I{ROOT / directory}" for directory in ("include", "platform/include", "platform/host", "testkit/include")]
         libraries = [flag for directory in ("src", "platform/host")
                      for flag in (f"-L{build / directory}", f"-Wl,-rpath,{build / directory}")]
         self.flags = ["-Wall", "-Wextra", "-Werror", *includes, *libraries]
-        self.libraries = ["-lsrcwatch-api", "-lsrcwatch-host-platform", *modules]
+        self.libraries = [f"-L{build / 'testkit'}", "-lsrcwatch-testkit", "-lsrcwatch-api", "-lsrcwatch-host-platform", *modules]
         self.store = self.compile("c", STORE_PROGRAM)
         (work / "srcwatch-api.pc").write_text(  # as that of an installed library
             "Name: srcwatch-api\nDescription: in the build tree\nVersion: 0\nRequires: jsoncpp gio-2.0\n"
@@ -146,7 +146,7 @@ def run_guide(path, languages, build, compilers, python):
                 "DBUS_SYSTEM_BUS_ADDRESS": bus, "SRCWATCH_LOG": "none",
                 "SRCWATCH_STATE_DIR": f"{name}/state", "SRCWATCH_RUN_DIR": f"{name}/run",
                 "SRCWATCH_PLATFORM_CONF": f"{name}/platform.conf",
-                "SRCWATCH_SOURCE": str(ROOT), "PKG_CONFIG_PATH": name,
+                "SRCWATCH_SOURCE": str(ROOT), "SRCWATCH_CAPTURES": str(ROOT / "captures"), "PKG_CONFIG_PATH": name,
                 "PYTHONPATH": str(build / "python"), "PYTHONDONTWRITEBYTECODE": "1",
             }
             (work / "platform.conf").write_text("[hdmi]\ninputs=4\n")

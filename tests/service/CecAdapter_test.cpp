@@ -3,6 +3,7 @@
 
 #include "CecTest.h"
 #include "PrivateBus.h"
+#include "Waiting.h"
 
 #include <cerrno>
 #include <tuple>

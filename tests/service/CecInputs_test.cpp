@@ -2,7 +2,7 @@
 #include "CecInputs.h"
 
 #include "CecTest.h"
-#include "PrivateBus.h"
+#include "Waiting.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CecTest.h"
 
-#include "PrivateBus.h"
+#include "Waiting.h"
 
 #include <algorithm>
 #include <cstdarg>

@@ -4,8 +4,8 @@
 #ifndef SRCWATCH_TESTS_NOTIFYSOCKET_H
 #define SRCWATCH_TESTS_NOTIFYSOCKET_H
 
-#include "PrivateBus.h"
 #include "TempDirectory.h"
+#include "Waiting.h"
 
 #include <optional>
 #include <string>

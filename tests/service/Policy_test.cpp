@@ -2,6 +2,7 @@
 //
 // The bus policy that is installed, on a private bus: the names of the service's user and group are replaced by those
 // of users that there are on every machine, nothing else.
+#include "BusPeer.h"
 #include "ServiceTest.h"
 #include "srcwatch-protocol.h"
 

@@ -2,7 +2,7 @@
 #include "ReceiverPower.h"
 
 #include "CecTest.h"
-#include "PrivateBus.h"
+#include "Waiting.h"
 
 #include <cerrno>
 #include <memory>

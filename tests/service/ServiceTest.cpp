@@ -1,67 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ServiceTest.h"
 
-#include "QDInfoNames.h"
-#include "srcwatch-host.h"
-
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
 
-#include <fcntl.h>
 #include <json/json.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <vconf.h>
 
 namespace srcwatch_test {
 
 namespace {
 
-constexpr const char* kHomeVariable = "SRCWATCH_TEST_HOME";
 constexpr const char* kActivityKey = qdinfo::kSourceActivityKey;
 constexpr const char* kOpticalKey = qdinfo::kOpticalActivityKey;
-
-constexpr const char* kServing = " HDMI input(s) from ";
-
-void SetVariable(const char* name, const std::string& value)
-{
-    if (setenv(name, value.c_str(), 1) != 0) throw std::runtime_error(std::string("cannot set ") + name);
-}
-
-void MakeHome(const TempDirectory& home, int hdmiInputs)
-{
-    WriteFile(home / "platform.conf", "[hdmi]\ninputs=" + std::to_string(hdmiInputs) +
-                                          "\n[features]\ncom.korvane/featureconf/cx_core_ir_tavrin=true\n");
-    SetVariable(kHomeVariable, home.Path());
-    SetVariable("SRCWATCH_STATE_DIR", home / "state");
-    SetVariable("SRCWATCH_RUN_DIR", home / "run");
-    SetVariable("SRCWATCH_PLATFORM_CONF", home / "platform.conf");
-    SetVariable("SRCWATCH_LOG", "none");
-}
-
-int RunAgain(char** argv)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        static_cast<void>(execv("/proc/self/exe", argv));  // returns only if it fails
-        _exit(127);
-    }
-    int status = 0;
-    if (child < 0 || waitpid(child, &status, 0) != child) return 1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
-
-void RemoveAllSettings()
-{
-    std::vector<std::string> keys;
-    srcwatch_host_list_settings([](const char* key, const srcwatch_host_value*,
-                                   void* list) { static_cast<std::vector<std::string>*>(list)->emplace_back(key); },
-                                &keys);
-    for (const std::string& key : keys) srcwatch_host_unset(key.c_str());
-}
 
 Json::Value ParseJson(const std::string& text)
 {
@@ -91,17 +45,10 @@ int RunInHome(int argc, char** argv, int hdmiInputs)
 
 int RunInHome(int argc, char** argv, int hdmiInputs, const std::function<int()>& body)
 {
-    if (std::getenv(kHomeVariable) == nullptr) {
-        const TempDirectory home;
-        MakeHome(home, hdmiInputs);
-        return RunAgain(argv);
-    }
+    const TestPlatform platform(argv, {hdmiInputs, {"com.korvane/featureconf/cx_core_ir_tavrin"}});
     testing::InitGoogleTest(&argc, argv);
-    static_cast<void>(TheBus());  // starts it
     return body();
 }
-
-std::string HomePath(const std::string& name) { return std::string(std::getenv(kHomeVariable)) + "/" + name; }
 
 const char* const kSystemBusRules = R"(
   <policy context="default">
@@ -125,18 +72,13 @@ std::unique_ptr<PrivateBus> MakeSecondBus(const std::string& policy)
 {
     const std::string first = TheBus().Address();
     auto bus = std::make_unique<PrivateBus>(policy);
-    SetVariable("DBUS_SYSTEM_BUS_ADDRESS", first);
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", first.c_str(), 1);
     return bus;
-}
-
-void RunFor(std::chrono::milliseconds time)
-{
-    static_cast<void>(RunUntil([] { return false; }, time));  // false, always
 }
 
 ServiceTest::ServiceTest()
 {
-    RemoveAllSettings();
+    TestPlatform::Clear();
     std::filesystem::remove(HomePath("log"));
     m_saveReceiver = std::make_unique<qdinfo::CQDEventReciever>("qdinfo", false);
     m_saveReceiver->RegisterEventCallback(SRCWATCH_EVENT_RECORDS_SAVED, OnSaved, this);
@@ -165,17 +107,13 @@ std::unique_ptr<Process> ServiceTest::LaunchService(const std::vector<std::strin
         command.push_back(word);
     }
     command.insert(command.end(), options.begin(), options.end());
-    std::map<std::string, std::string> variables = environment;
-    variables.try_emplace("SRCWATCH_LOG", "file:" + HomePath("log"));
-    variables.try_emplace("DBUS_SYSTEM_BUS_ADDRESS", TheBus().Address());
-    m_servingBefore = LogLinesWith(kServing);
-    return std::make_unique<Process>(command, HomePath("service"), variables);
+    m_servingBefore = TimesServing();
+    return srcwatch_test::LaunchService(command, environment);
 }
 
 bool ServiceTest::WaitUntilServing()
 {
-    return RunUntil([&] { return m_service->Result() || LogLinesWith(kServing) > m_servingBefore; }) &&
-           !m_service->Result();
+    return RunUntil([&] { return m_service->Result() || TimesServing() > m_servingBefore; }) && !m_service->Result();
 }
 
 int ServiceTest::StopService(int signal)
@@ -258,14 +196,6 @@ Json::Value ServiceTest::Call(int type, int port)
 }
 
 std::string ServiceTest::Log() { return ReadFile(HomePath("log")); }
-
-int ServiceTest::LogLinesWith(const std::string& text)
-{
-    std::istringstream log(Log());
-    int count = 0;
-    for (std::string line; std::getline(log, line);) count += line.find(text) != std::string::npos ? 1 : 0;
-    return count;
-}
 
 void ServiceTest::OnEvent(void* self, srcwatch_event_s* event)
 {

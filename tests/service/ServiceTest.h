@@ -8,7 +8,10 @@
 #include "Process.h"
 #include "QDInfoEventManager.h"
 #include "QDInfoNames.h"
+#include "ServiceProcess.h"
 #include "TempDirectory.h"
+#include "TestPlatform.h"
+#include "Waiting.h"
 #include "srcwatch-api.h"
 
 #include <chrono>
@@ -34,22 +37,16 @@ struct Event {
 bool operator==(const Event& a, const Event& b);
 std::ostream& operator<<(std::ostream& out, const Event& event);
 
-/// The private home of a test program: settings, bus, configuration. It is removed at the end.
-/// RunInHome() runs the tests in a process whose environment points there from its very start, because the library
-/// asks for the number of inputs while it is loaded.
+/// Runs the tests of a program, or another body, on a TV of its own with an infrared remote.
 int RunInHome(int argc, char** argv, int hdmiInputs);
-/// The same for a program without tests.
 int RunInHome(int argc, char** argv, int hdmiInputs, const std::function<int()>& body);
-std::string HomePath(const std::string& name);
+inline std::string HomePath(const std::string& name) { return TestPlatform::Path(name); }
 
 /// Makes a bus beside the one that the test program itself connects to.
 std::unique_ptr<PrivateBus> MakeSecondBus(const std::string& policy = "");
 
 /// What every system bus allows, before the rules of services are added: connections, signals, and calls to the bus.
 extern const char* const kSystemBusRules;
-
-/// Runs the main loop for a while, for what must not happen.
-void RunFor(std::chrono::milliseconds time);
 
 class ServiceTest : public testing::Test {
 protected:
@@ -94,7 +91,7 @@ protected:
 
     /// The service's log, and how many of its lines contain a text.
     static std::string Log();
-    static int LogLinesWith(const std::string& text);
+    static int LogLinesWith(const std::string& text) { return srcwatch_test::LogLinesWith(text); }
 
     TempDirectory m_inputs;
     std::unique_ptr<Process> m_service;

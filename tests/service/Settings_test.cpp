@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Settings.h"
 
-#include "PrivateBus.h"
 #include "StoredValues.h"
+#include "Waiting.h"
 
 #include <string>
 #include <vector>

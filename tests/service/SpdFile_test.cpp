@@ -2,7 +2,6 @@
 #include "SpdFile.h"
 
 #include "CecTest.h"
-#include "PrivateBus.h"
 #include "TempDirectory.h"
 
 #include <filesystem>

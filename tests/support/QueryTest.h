@@ -4,8 +4,8 @@
 #ifndef SRCWATCH_TESTS_QUERYTEST_H
 #define SRCWATCH_TESTS_QUERYTEST_H
 
+#include "PlatformTest.h"
 #include "Queries.h"
-#include "TestPlatform.h"
 
 #include <functional>
 #include <ostream>

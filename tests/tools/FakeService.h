@@ -4,7 +4,7 @@
 #ifndef SRCWATCH_TESTS_FAKESERVICE_H
 #define SRCWATCH_TESTS_FAKESERVICE_H
 
-#include "PrivateBus.h"
+#include "BusPeer.h"
 #include "QDInfoEventManager.h"
 
 #include <functional>

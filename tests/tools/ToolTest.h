@@ -5,6 +5,7 @@
 #define SRCWATCH_TESTS_TOOLTEST_H
 
 #include "PrivateBus.h"
+#include "Waiting.h"
 
 #include <functional>
 #include <map>
@@ -12,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include <gio/gio.h>
 #include <gtest/gtest.h>
 #include <json/json.h>
 

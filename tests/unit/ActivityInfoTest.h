@@ -4,8 +4,8 @@
 #ifndef SRCWATCH_TESTS_ACTIVITYINFOTEST_H
 #define SRCWATCH_TESTS_ACTIVITYINFOTEST_H
 
+#include "PlatformTest.h"
 #include "QDInfoActivityInfo.h"
-#include "TestPlatform.h"
 #include "WhatOf.h"
 
 #include <string>

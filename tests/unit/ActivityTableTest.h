@@ -4,9 +4,9 @@
 #ifndef SRCWATCH_TESTS_ACTIVITYTABLETEST_H
 #define SRCWATCH_TESTS_ACTIVITYTABLETEST_H
 
+#include "PlatformTest.h"
 #include "QDInfoCommon.h"
 #include "QDInfoData.h"
-#include "TestPlatform.h"
 #include "WhatOf.h"
 
 #include <climits>

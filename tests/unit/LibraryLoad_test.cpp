@@ -2,7 +2,7 @@
 //
 // What loading the shared library does to a process. The library is loaded at run time, so that the process can be
 // looked at before.
-#include "TestPlatform.h"
+#include "PlatformTest.h"
 
 #include <filesystem>
 #include <set>

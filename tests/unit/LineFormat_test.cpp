@@ -3,7 +3,7 @@
 // Formats of log lines that are handed to a function. What does not compile is tested with the headers.
 #include "LineFormat.h"
 
-#include "TestPlatform.h"
+#include "PlatformTest.h"
 
 #include <type_traits>
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The singleton: made on first use, destroyed as a whole, and never made twice.
+#include "PlatformTest.h"
 #include "QDInfoCommon.h"
 #include "QDInfoServerData.h"
-#include "TestPlatform.h"
 
 #include <array>
 #include <atomic>

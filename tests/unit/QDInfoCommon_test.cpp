@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "QDInfoCommon.h"
 
+#include "PlatformTest.h"
 #include "QDInfoServerData.h"
-#include "TestPlatform.h"
 
 #include <climits>
 #include <ctime>

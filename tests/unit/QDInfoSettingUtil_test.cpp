@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "QDInfoSettingUtil.h"
 
-#include "TestPlatform.h"
+#include "PlatformTest.h"
 
 #include <climits>
 #include <type_traits>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Switches, the HDMI notification, and the TWC check.
+#include "PlatformTest.h"
 #include "QDInfoCommon.h"
-#include "TestPlatform.h"
 #include "srcwatch-api.h"
 
 #include <climits>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The query whether a device is connected. Runs with several numbers of HDMI inputs.
+#include "PlatformTest.h"
 #include "QDInfoCommon.h"
-#include "TestPlatform.h"
 #include "srcwatch-api.h"
 
 #include <algorithm>

@@ -2,8 +2,8 @@
 //
 // A platform that reports success to every question, and answers none: the library then takes for the answer what it
 // had put there before it asked.
+#include "PlatformTest.h"
 #include "QDInfoSettingUtil.h"
-#include "TestPlatform.h"
 #include "srcwatch-api.h"
 
 #include <string>

@@ -2,8 +2,8 @@
 //
 // The shared library in a program that brings the platform itself: the program's definitions must win over those of
 // the platform that the library is linked to.
+#include "PlatformTest.h"
 #include "QDInfoSettingUtil.h"
-#include "TestPlatform.h"
 #include "srcwatch-api.h"
 
 namespace {

@@ -1,55 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "PrivateBus.h"
+#include "BusPeer.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <set>
 #include <stdexcept>
-#include <thread>
 #include <utility>
-
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace srcwatch_test {
 namespace {
 
-constexpr char kOpenPolicy[] =
-    "  <policy context=\"default\">\n"
-    "    <allow own=\"*\"/>\n"
-    "    <allow send_destination=\"*\"/>\n"
-    "    <allow receive_sender=\"*\"/>\n"
-    "  </policy>\n";
-
 constexpr char kBusName[] = "org.freedesktop.DBus";
 constexpr char kBusPath[] = "/org/freedesktop/DBus";
 
-[[noreturn]] void Fail(const std::string& what) { throw std::runtime_error("private bus: " + what); }
-
-std::string MakeDirectory()
-{
-    std::string path = (std::filesystem::temp_directory_path() / "srcwatch-bus-XXXXXX").string();
-    if (mkdtemp(path.data()) == nullptr) Fail("no temporary directory");
-    // A policy may let other users in, who have to reach the socket.
-    if (chmod(path.c_str(), 0711) != 0) Fail("no access to " + path);
-    return path;
-}
-
-void WriteConfig(const std::string& path, const std::string& address, const std::string& policy)
-{
-    std::ofstream file(path);
-    file << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
-            " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-            "<busconfig>\n"
-            "  <type>system</type>\n"
-            "  <auth>EXTERNAL</auth>\n"
-            "  <listen>"
-         << address << "</listen>\n"
-         << policy << "</busconfig>\n";
-    if (!file.flush()) Fail("cannot write " + path);
-}
+[[noreturn]] void Fail(const std::string& what) { throw std::runtime_error("peer on the bus: " + what); }
 
 std::string TextOrEmpty(const char* text) { return text != nullptr ? text : ""; }
 
@@ -86,63 +49,6 @@ LivingPeers& TheLivingPeers()
 }
 
 }  // namespace
-
-PrivateBus::PrivateBus(const std::string& policy)
-    : m_directory(MakeDirectory()), m_daemon(m_directory), m_owner(getpid())
-{
-    m_address = "unix:path=" + m_directory + "/socket";
-    WriteConfig(m_directory + "/bus.conf", m_address, policy.empty() ? kOpenPolicy : policy);
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", m_address.c_str(), 1);
-    m_daemon.Start();
-}
-
-PrivateBus::~PrivateBus()
-{
-    if (getpid() != m_owner) return;
-    Kill();
-    std::error_code ignored;  // nothing can be done about it
-    std::filesystem::remove_all(m_directory, ignored);
-}
-
-void PrivateBus::Restart()
-{
-    Kill();
-    m_daemon.Start();
-}
-
-PrivateBus& TheBus()
-{
-    static PrivateBus bus;
-    return bus;
-}
-
-bool RunUntil(const std::function<bool()>& condition, std::chrono::milliseconds deadline, GMainContext* context)
-{
-    // The condition may come true in another thread, which does not wake this one.
-    GSource* tick = g_timeout_source_new(2);
-    g_source_set_callback(
-        tick, [](void*) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr, nullptr);
-    g_source_attach(tick, context);
-    const auto end = std::chrono::steady_clock::now() + deadline;
-    bool isMet = condition();
-    while (!isMet && std::chrono::steady_clock::now() < end) {
-        g_main_context_iteration(context, TRUE);
-        isMet = condition();
-    }
-    g_source_destroy(tick);
-    g_source_unref(tick);
-    return isMet;
-}
-
-bool WaitUntil(const std::function<bool()>& condition, std::chrono::milliseconds deadline)
-{
-    const auto end = std::chrono::steady_clock::now() + deadline;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
 
 BusPeer::BusPeer(const std::string& address) : m_connection(nullptr), m_filter(0)
 {

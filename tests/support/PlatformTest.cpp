@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "TestPlatform.h"
+#include "PlatformTest.h"
 
 #include <cctype>
 #include <chrono>

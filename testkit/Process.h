@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A program that a test starts. It never outlives the test.
-#ifndef SRCWATCH_TESTS_PROCESS_H
-#define SRCWATCH_TESTS_PROCESS_H
+#ifndef SRCWATCH_TESTKIT_PROCESS_H
+#define SRCWATCH_TESTKIT_PROCESS_H
 
 #include <chrono>
 #include <map>

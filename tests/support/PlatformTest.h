@@ -2,8 +2,8 @@
 //
 // The platform in memory for tests: each starts with an empty one, and fails if a line of the library's log has no
 // valid place.
-#ifndef SRCWATCH_TESTS_TESTPLATFORM_H
-#define SRCWATCH_TESTS_TESTPLATFORM_H
+#ifndef SRCWATCH_TESTS_PLATFORMTEST_H
+#define SRCWATCH_TESTS_PLATFORMTEST_H
 
 #include "MemoryPlatform.h"
 

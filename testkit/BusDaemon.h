@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The program behind a test's own message bus.
-#ifndef SRCWATCH_TESTS_BUSDAEMON_H
-#define SRCWATCH_TESTS_BUSDAEMON_H
+#ifndef SRCWATCH_TESTKIT_BUSDAEMON_H
+#define SRCWATCH_TESTKIT_BUSDAEMON_H
 
 #include <string>
 #include <utility>

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A message bus of a test's own, at the address of the system bus, and a peer on it that shares nothing with the
-// library but GDBus itself: it has its own connection and sees messages before any main loop does.
-#ifndef SRCWATCH_TESTS_PRIVATEBUS_H
-#define SRCWATCH_TESTS_PRIVATEBUS_H
+// A peer on a message bus that shares nothing with the library but GDBus itself: it has its own connection and sees
+// messages before any main loop does.
+#ifndef SRCWATCH_TESTS_BUSPEER_H
+#define SRCWATCH_TESTS_BUSPEER_H
 
-#include "BusDaemon.h"
 #include "Handle.h"
+#include "PrivateBus.h"
+#include "Waiting.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -17,51 +18,8 @@
 #include <vector>
 
 #include <gio/gio.h>
-#include <sys/types.h>
 
 namespace srcwatch_test {
-
-/// Long enough for a sanitized build on a busy machine; only failing tests wait that long.
-constexpr std::chrono::milliseconds kDeadline(20000);
-
-/// A message bus. From its construction on, DBUS_SYSTEM_BUS_ADDRESS names it, so make it before the first connection.
-/// Nothing of it is left when it is destroyed, and its daemon dies with the thread that started it: use the main one.
-class PrivateBus {
-public:
-    /// @param policy  Elements of the configuration file that set the policy; everything is allowed by default. Only
-    ///                users that it names may connect besides root and the user who runs the test.
-    explicit PrivateBus(const std::string& policy = std::string());
-    PrivateBus(const PrivateBus&) = delete;
-    PrivateBus& operator=(const PrivateBus&) = delete;
-    ~PrivateBus();
-
-    void Kill() { m_daemon.Kill(); }          ///< Every connection breaks. Returns when the daemon is gone.
-    void Restart();                           ///< A new daemon at the same address, after Kill() if one runs.
-    void Pause() { m_daemon.Pause(); }        ///< The daemon hangs until Continue().
-    void Continue() { m_daemon.Continue(); }  ///< after Pause()
-
-    bool IsRunning() const { return m_daemon.IsRunning(); }
-    pid_t Pid() const { return m_daemon.Pid(); }
-    const std::string& Address() const { return m_address; }
-    const std::string& Directory() const { return m_directory; }  ///< of the socket and the configuration file
-
-private:
-    std::string m_directory;
-    std::string m_address;
-    BusDaemon m_daemon;
-    pid_t m_owner;  ///< the process that has to clean up, not one that was forked from it
-};
-
-/// The bus of this program, started by the first call and ended with the program.
-PrivateBus& TheBus();
-
-/// Runs the main context (the default one if null) until the condition holds. @return False if the deadline came
-/// first.
-bool RunUntil(const std::function<bool()>& condition, std::chrono::milliseconds deadline = kDeadline,
-              GMainContext* context = nullptr);
-
-/// Waits, without running any main context, until the condition holds. @return False if the deadline came first.
-bool WaitUntil(const std::function<bool()>& condition, std::chrono::milliseconds deadline = kDeadline);
 
 using Variant = srcwatch::Handle<GVariant, g_variant_unref>;
 

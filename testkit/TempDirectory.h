@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A directory that is removed with all that lies in it.
-#ifndef SRCWATCH_TESTS_TEMPDIRECTORY_H
-#define SRCWATCH_TESTS_TEMPDIRECTORY_H
+#ifndef SRCWATCH_TESTKIT_TEMPDIRECTORY_H
+#define SRCWATCH_TESTKIT_TEMPDIRECTORY_H
 
 #include <cstdlib>
 #include <filesystem>
