@@ -15,7 +15,7 @@ build_packages=(
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev clang clang-format clang-tidy libclang-rt-14-dev git
     libglib2.0-bin systemd python3 python3-debian python3-jsonschema shellcheck abigail-tools mandoc doxygen strace gcovr spin
-    qtbase5-dev
+    qtbase5-dev groff-base
     dbus-broker zsh fish jq sqlite3 mosquitto-clients libwrap0 libdlt2
     python3-pytest python3-jeepney python3-dbusmock python3-gi mypy
 )

@@ -10,7 +10,6 @@
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
-#include <utility>
 
 #include <json/json.h>
 #include <vconf.h>
@@ -80,9 +79,9 @@ FakeService::~FakeService()
         static_cast<void>(vconf_set_int(key, 0));  // nothing can be done if it fails
 }
 
-void FakeService::Plug(int port, qdinfo::CQDInfoActivityInfo record)
+void FakeService::Plug(int port, const qdinfo::CQDInfoActivityInfo& record)
 {
-    RecordOf(port) = std::move(record);
+    RecordOf(port) = record;
     RecordOf(port).SetPortNumber(port);
     SetCable(port, true);
     Announce(srcwatch::ConnectionChanged{port, true});

@@ -16,6 +16,7 @@ import sys
 COMMENT = re.compile(r"/\*(?P<doc>\*?)(?P<text>(?:[^*]|\*(?!/))*)\*/")
 FUNCTION = re.compile(r"\s*SRCWATCH_API\s+(?P<declaration>[^;{]*?\b(?P<name>\w+)\((?P<arguments>[^)]*)\));")
 RULE = re.compile(r"^-{20,}$")
+SYNOPSIS_WIDTH = 72
 
 
 class Page:
@@ -103,32 +104,53 @@ def roff_paragraphs(paragraphs):
         if isinstance(paragraph, tuple):
             yield from (".TP", f".I {paragraph[0]}", escape(paragraph[1]))
         elif isinstance(paragraph, list):
-            yield from (".PP", ".nf", *(escape(line) for line in paragraph), ".fi")
+            yield from (".PP", *table(paragraph))
         else:
             yield from (".PP", escape(paragraph))
 
 
+def table(rows):
+    """A table whose last columns are as wide as the page and wrap; the second row rules off the titles."""
+    cells = [[escape(cell.strip()) for cell in row.split("|")] for row in rows]
+    yield from (".TS", " ".join(["l"] + ["lx"] * (len(cells[0]) - 1)) + ".")
+    yield "\t".join(f"\\fB{cell}\\fP" for cell in cells[0])
+    for first, *others in cells[2:]:
+        yield f"{first}\t" + "\t".join(f"T{{\n{cell}\nT}}" for cell in others)
+    yield ".TE"
+
+
 def synopsis(declaration):
-    """The declaration in bold, the names of its arguments in italics."""
+    """The declaration in bold, the names of its arguments in italics; in several lines where it is long."""
     head, arguments = declaration.rstrip(")").split("(", 1)
-    words = [f"{head}("]
+    lines = [[f"{head}("]]
+    width = len(head)
     for number, argument in enumerate(arguments.split(",")):
         kind, name = re.fullmatch(r"\s*(.*?)(\w*)", argument).groups()
         if not kind:  # void
             kind, name = name, ""
-        words[-1] += (", " if number else "") + kind
-        words += [name, ""] if name else []
-    words[-1] += ");"
-    return ".BI " + " ".join(f'"{word}"' for word in words)
+        width += len(argument) + 2
+        if number and width > SYNOPSIS_WIDTH:
+            lines[-1][-1] += ","
+            lines.append(["    "])
+            width = len(argument) + 4
+        elif number:
+            lines[-1][-1] += ", "
+        lines[-1][-1] += kind
+        lines[-1] += [name, ""] if name else []
+    lines[-1][-1] += ");"
+    return [".BI " + " ".join(f'"{word}"' for word in line) for line in lines]
 
 
 def roff(page, neighbours, header_name, version, date):
+    if any(isinstance(paragraph, list) for paragraph in page.text):
+        yield "'\\\" t"  # a table
     yield '.\\" SPDX-License-Identifier: Apache-2.0'
     yield f'.\\" Generated from {header_name}.'
     yield f'.TH {page.name} 3 {date} "srcwatch {version}" "srcwatch functions"'
+    yield from (".ad l", ".nh")  # no name is hyphenated
     yield from (".SH NAME", f"{page.name} \\- {escape(page.summary()[:1].lower() + page.summary()[1:])}")
     yield from (".SH SYNOPSIS", ".nf", f".B #include <{header_name}>", ".PP")
-    yield synopsis(page.declaration)
+    yield from synopsis(page.declaration)
     yield from (".fi", ".PP", "Link with \\fI\\-lsrcwatch\\-api\\fP.", ".SH DESCRIPTION")
     yield from list(roff_paragraphs(page.text))[1:]
     if page.parameters:

@@ -236,7 +236,7 @@ TEST_F(Sandbox, HasTheOptionsOfItsManPageAndCompletions)
     Options listed = OptionsIn(help);
     listed.erase("-h");
     EXPECT_EQ(listed, options) << help;
-    EXPECT_EQ(OptionsOfFile("srcwatch-sandbox.1", R"(^\.B[IR]? .*(--[a-z-]+)( |$|"))"), options);
+    EXPECT_EQ(OptionsOfFile("srcwatch-sandbox.1.in", R"(^\.B[IR]? .*(--[a-z-]+)( |$|"))"), options);
     EXPECT_EQ(OptionsOfFile("completion/_srcwatch-sandbox", R"((--[a-z-]+)[\[}])"), options);
     Options fish;
     for (const std::string& name : OptionsOfFile("completion/srcwatch-sandbox.fish", "-l ([a-z-]+)"))

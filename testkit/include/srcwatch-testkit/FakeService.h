@@ -32,7 +32,7 @@ public:
 
     /// Has a device plugged in and detected: sets the cable, announces the connection, stores the record, announces the
     /// detection. A port that is plugged in already gets another record.
-    void Plug(int port, qdinfo::CQDInfoActivityInfo record);
+    void Plug(int port, const qdinfo::CQDInfoActivityInfo& record);
     /// Removes the cable, clears the record, announces it.
     void Unplug(int port);
 
