@@ -10,7 +10,7 @@ fi
 
 build_packages=(
     g++ cmake ninja-build pkg-config libjsoncpp-dev libglib2.0-dev libsqlite3-dev libsystemd-dev
-    libcli11-dev libsmartcols-dev dbus-daemon python3-minimal python3-cffi python3-dev
+    libcli11-dev libpcap0.8-dev libsmartcols-dev dbus-daemon python3-minimal python3-cffi python3-dev
 )
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev clang clang-format clang-tidy libclang-rt-14-dev git
@@ -28,7 +28,7 @@ armhf_full_packages=(qemu-system-arm kmod cpio e2fsprogs)
 armhf_machine_packages=(
     linux-image-armmp base-files base-passwd bash coreutils dash findutils grep sed gawk procps util-linux mount libc-bin
     busybox-static cmake dbus-daemon libglib2.0-bin systemd python3 python3-jsonschema git
-    libjsoncpp25 libsqlite3-0 libsystemd0 libsmartcols1
+    libjsoncpp25 libsqlite3-0 libsystemd0 libpcap0.8 libsmartcols1
 )
 
 vm_packages=(
@@ -38,7 +38,7 @@ vm_packages=(
 vm_kernel_packages=(linux-image-amd64 busybox-static)
 vm_machine_packages=(
     systemd-sysv udev dbus kmod procps v4l-utils
-    libglib2.0-0 libglib2.0-bin libjsoncpp25 libsqlite3-0 libsystemd0 libsmartcols1
+    libglib2.0-0 libglib2.0-bin libjsoncpp25 libsqlite3-0 libsystemd0 libpcap0.8 libsmartcols1
 )
 
 # The apt sources of this machine's Debian, main and updates, one line each, for another root directory.

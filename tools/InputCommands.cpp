@@ -7,6 +7,7 @@
 #include "Failure.h"
 #include "FindCapture.h"
 #include "InputName.h"
+#include "Inputs.h"
 #include "Ports.h"
 
 #include <cerrno>
@@ -20,13 +21,6 @@
 namespace ctl {
 
 namespace {
-
-void RequireInputs(const std::string& inputs)
-{
-    std::error_code error;
-    if (std::filesystem::is_directory(inputs, error)) return;
-    throw Failure("no such inputs directory: " + inputs + "; set it with --inputs or " + kInputsVariable);
-}
 
 Json::Value ToJson(int port, const std::string& input, const std::string& capture)
 {

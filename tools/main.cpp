@@ -4,9 +4,10 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "Completion.h"
-#include "Escape.h"
 #include "Failure.h"
+#include "Note.h"
 #include "Output.h"
+#include "RecordCommands.h"
 #include "srcwatch-version.h"
 
 #include <clocale>
@@ -77,6 +78,8 @@ void AddCommands(CLI::App& app, ctl::Output& output)
     ctl::AddClassifyCommand(app, output);
     ctl::AddValidateCommand(app, output);
     ctl::AddDoctorCommand(app, output);
+    ctl::AddRecordCommands(app, output);
+    ctl::AddReportCommand(app, output);
     AddHelp(app, output);
 }
 
@@ -108,8 +111,7 @@ void PrintCandidates(CLI::App& app, const std::vector<std::string>& words)
 
 int Fail(const char* text, int code)
 {
-    // Nothing can be done if this fails.
-    static_cast<void>(std::fprintf(stderr, "srcwatchctl: %s\n", ctl::Escape(text).c_str()));
+    ctl::Note(text);
     return code;
 }
 

@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// record, replay: what happened on a TV, in a file, and once more.
+#include "RecordCommands.h"
+
+#include "Arguments.h"
+#include "Failure.h"
+#include "recording/InputsReplay.h"
+#include "recording/Recorder.h"
+#include "recording/Replay.h"
+#include "recording/TvReplay.h"
+
+#include <charconv>
+#include <memory>
+
+namespace ctl {
+
+namespace {
+
+std::optional<double> ParseDecimal(const std::string& text)
+{
+    double number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [last, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && last == end ? std::optional<double>(number) : std::nullopt;
+}
+
+CLI::Validator IsDecimal(const std::string& what, double lowest, double highest)
+{
+    const auto validate = [=](const std::string& text) {
+        const std::optional<double> number = ParseDecimal(text);
+        return number && *number >= lowest && *number <= highest ? "" : "'" + text + "' is not " + what;
+    };
+    return CLI::Validator(validate, "");
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Record
+
+struct RecordArguments {
+    RecordOptions options;
+    std::string from;  // another recording; empty to record what happens
+    bool keepsAksvs = false;
+};
+
+void RunRecord(const RecordArguments& arguments, Output& output)
+{
+    AksvHider hider(arguments.keepsAksvs ? AksvHider::Mode::kKeeps : AksvHider::Mode::kHides);
+    const std::string& file = arguments.options.file;
+    Json::Value document;
+    document["recording"] = file;
+    if (!arguments.from.empty()) {
+        document["entries"] = CopyRecording(arguments.from, file, hider);
+    } else {
+        Recorder recorder(arguments.options, hider);
+        recorder.Run();
+        document["entries"] = recorder.Count();
+    }
+    output.Confirm(document, "recorded " + document["entries"].asString() + " entries in " + file);
+}
+
+void AddRecord(CLI::App& app, Output& output)
+{
+    const auto arguments = std::make_shared<RecordArguments>();
+    RecordOptions& options = arguments->options;
+    CLI::App* const record =
+        app.add_subcommand("record", "Record settings, events, calls and inputs in a file, until interrupted");
+    record->add_option("FILE", options.file, "New file")->required()->type_name("");
+    AddSeconds(record, options.seconds, "End after this time");
+    AddCount(record, options.count, "End after this many entries behind the snapshot");
+    record->add_flag("--aksv", arguments->keepsAksvs, "Keep AKSVs, each of which names one device, as they are");
+    record->add_option("--from", arguments->from, "Take what 'busctl capture' wrote, or another recording")
+        ->type_name("FILE");
+    AddInputs(record, options.inputs);
+    record->callback([=, &output] { RunRecord(*arguments, output); });
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Replay
+
+struct ReplayArguments {
+    std::string file;
+    double speed = 1;
+    ReplayEnd end;
+    bool isInputsOnly = false;
+    std::string inputs;
+};
+
+std::string ReadEnd(const std::string& text, ReplayEnd& end)
+{
+    const bool isTime = !text.empty() && text.back() == 's';
+    const std::optional<double> seconds = isTime ? ParseDecimal(text.substr(0, text.size() - 1)) : std::nullopt;
+    const std::optional<int> line = isTime ? std::nullopt : ParseInt(text);
+    if (seconds && *seconds >= 0) end.seconds = *seconds;
+    if (line && *line > 0) end.line = static_cast<std::size_t>(*line);
+    return end.seconds || end.line ? "" : "'" + text + "' is neither a line, such as 57, nor a time, such as 12.5s";
+}
+
+void RunReplay(const ReplayArguments& arguments, Output& output)
+{
+    std::unique_ptr<ReplayTarget> target;
+    if (arguments.isInputsOnly) {
+        target = std::make_unique<InputsReplay>(arguments.inputs);
+    } else {
+        target = std::make_unique<TvReplay>();
+    }
+    Json::Value document;
+    document["recording"] = arguments.file;
+    document["entries"] = Replay(arguments.file, arguments.speed, arguments.end, *target).Run();
+    output.Confirm(document, "replayed " + document["entries"].asString() + " entries of " + arguments.file);
+}
+
+void AddReplay(CLI::App& app, Output& output)
+{
+    const auto arguments = std::make_shared<ReplayArguments>();
+    CLI::App* const replay =
+        app.add_subcommand("replay", "Give applications the settings and events of a recording, in a sandbox");
+    replay->add_option("FILE", arguments->file, "Recording, or what 'busctl capture' wrote")->required()->type_name("");
+    replay->add_option("--speed", arguments->speed, "This many times as fast")
+        ->type_name("N")
+        ->check(IsDecimal("a speed from 0.01 to 1000", 0.01, 1000));
+    replay->add_option("--until", "End behind this line (57), or this time from the beginning (12.5s)")
+        ->type_name("WHERE")
+        ->check(CLI::Validator([=](const std::string& text) { return ReadEnd(text, arguments->end); }, ""));
+    replay->add_flag("--inputs-only", arguments->isInputsOnly,
+                     "Plug the recorded devices into a running detection service, and nothing else");
+    AddInputs(replay, arguments->inputs);
+    replay->callback([=, &output] { RunReplay(*arguments, output); });
+}
+
+}  // namespace
+
+CLI::Option* AddSeconds(CLI::App* command, std::optional<double>& seconds, const std::string& description)
+{
+    return command->add_option("--seconds", seconds, description)
+        ->type_name("SECONDS")
+        ->check(IsDecimal("a number of seconds from 0 to 1000000", 0, 1e6));
+}
+
+void AddRecordCommands(CLI::App& app, Output& output)
+{
+    AddRecord(app, output);
+    AddReplay(app, output);
+}
+
+}  // namespace ctl
