@@ -42,6 +42,7 @@ std::string TextOf(const srcwatch::Handle<GBytes, g_bytes_unref>& bytes)
 std::string RunChild(const std::vector<std::string>& command, int* code)
 {
     std::vector<const char*> words;
+    words.reserve(command.size() + 1);
     for (const std::string& word : command) words.push_back(word.c_str());
     words.push_back(nullptr);
     if (code != nullptr) *code = 1;
