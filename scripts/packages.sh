@@ -28,7 +28,7 @@ armhf_full_packages=(qemu-system-arm kmod cpio e2fsprogs)
 armhf_machine_packages=(
     linux-image-armmp base-files base-passwd bash coreutils dash findutils grep sed gawk procps util-linux mount libc-bin
     busybox-static cmake dbus-daemon libglib2.0-bin systemd python3 python3-jsonschema git
-    libjsoncpp25 libsqlite3-0 libsystemd0 libpcap0.8 libsmartcols1
+    libjsoncpp25 libsqlite3-0 libsystemd0 libpcap0.8 libsmartcols1 kmod v4l-utils
 )
 
 vm_packages=(

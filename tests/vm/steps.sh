@@ -40,7 +40,21 @@ property() { systemctl show --property="$1" --value "$unit"; }
 property_is() { equal "$(property "$1")" "$2"; }
 # field_is PORT NAME VALUE: of the stored record.
 field_is() { equal "$(srcwatchctl get "$1" "$2")" "$3"; }
+# type_is PORT TYPE: in the list.
+type_is() {
+    local list
+    list=$(srcwatchctl list --output raw) || return
+    equal "$(sed -nE "s/^$1\t[^\t]*\t([^\t]*).*/\1/p" <<<"$list")" "$2"
+}
 logged() { contains "$(journalctl --unit="$unit" --output=cat --no-pager)" "$1"; }
+
+# Devices on HDMI-CEC, as the kernel emulates them: /dev/cec0 is the TV's adapter, /dev/cec1 to /dev/cec4 are those of
+# what is connected to HDMI 1 to 4. cec-ctl makes each of them a device.
+emulate_adapters() {
+    modprobe vivid n_devs=1 node_types=0x101 num_inputs=1 input_types=3 num_outputs=4 output_types=0xf
+}
+# device INPUT OPTION...: what is connected there becomes a device, and says so.
+device() { cec-ctl --device="/dev/cec$1" "${@:2}"; }
 
 # Two users, made by the first step: one in the group of the applications, one in no group.
 as_member() { setpriv --reuid=member --regid=member --init-groups "$@"; }
