@@ -37,6 +37,7 @@ constexpr int kCannotRun = 127;
 std::vector<char*> Pointers(std::vector<std::string>& texts)
 {
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string& text : texts) pointers.push_back(text.data());
     pointers.push_back(nullptr);
     return pointers;
@@ -49,7 +50,7 @@ std::vector<std::string> Environment(const std::map<std::string, std::string>& a
         const std::string text = *variable;
         if (added.count(text.substr(0, text.find('='))) == 0) environment.push_back(text);
     }
-    for (const auto& [name, value] : added) environment.push_back(name + "=" + value);
+    for (const auto& [name, value] : added) environment.push_back(std::string(name).append("=").append(value));
     return environment;
 }
 
