@@ -13,7 +13,7 @@ namespace ctl {
 namespace {
 
 constexpr int kLargestCount = 1'000'000'000;
-constexpr double kLongestTimeout = 1e6;
+constexpr double kMostSeconds = 1e6;
 
 template <typename Number>
 std::optional<Number> Parse(const std::string& text)
@@ -47,12 +47,6 @@ CLI::Validator Reader(Read read, const std::string& what, const std::vector<std:
     return CLI::Validator(validate, "", Joined(words, " "));
 }
 
-std::string CheckSeconds(const std::string& text)
-{
-    const double seconds = Parse<double>(text).value_or(-1);
-    return seconds >= 0 && seconds <= kLongestTimeout ? "" : NotA(text, "a number of seconds from 0 to 1000000");
-}
-
 std::optional<int> ReadHdmiPort(const std::string& text)
 {
     const std::optional<int> port = ParsePort(text);
@@ -72,6 +66,8 @@ std::optional<int> ReadType(const std::string& text)
 }  // namespace
 
 std::optional<int> ParseInt(const std::string& text) { return Parse<int>(text); }
+
+std::optional<double> ParseDecimal(const std::string& text) { return Parse<double>(text); }
 
 std::optional<int> ParsePort(const std::string& text)
 {
@@ -102,6 +98,15 @@ CLI::Validator IsNumber(int lowest, int highest)
     };
     return Reader(
         read, isAny ? "a 32-bit number" : "a number from " + std::to_string(lowest) + " to " + std::to_string(highest));
+}
+
+CLI::Validator IsDecimal(const std::string& what, double lowest, double highest)
+{
+    const auto validate = [=](const std::string& text) {
+        const std::optional<double> number = ParseDecimal(text);
+        return number && *number >= lowest && *number <= highest ? "" : NotA(text, what);
+    };
+    return CLI::Validator(validate, "");
 }
 
 CLI::Validator IsNumberOrName(const std::string& what, const Names& names)
@@ -144,9 +149,17 @@ CLI::Option* AddHdmiPort(CLI::App* command, int& port)
         ->transform(Reader(ReadHdmiPort, "an HDMI port: 0 to 7 are HDMI 1 to 8"));
 }
 
+CLI::Option* AddSeconds(CLI::App* command, const std::string& name, std::optional<double>& seconds,
+                        const std::string& description)
+{
+    return command->add_option(name, seconds, description)
+        ->type_name("SECONDS")
+        ->check(IsDecimal("a number of seconds from 0 to 1000000", 0, kMostSeconds));
+}
+
 CLI::Option* AddTimeout(CLI::App* command, std::optional<double>& seconds, const std::string& description)
 {
-    return command->add_option("--timeout", seconds, description)->type_name("SECONDS")->check(CheckSeconds);
+    return AddSeconds(command, "--timeout", seconds, description);
 }
 
 CLI::Option* AddCount(CLI::App* command, int& count, const std::string& description)

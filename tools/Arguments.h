@@ -21,6 +21,9 @@ using Names = std::vector<std::pair<std::string, int>>;
 /// Returns the decimal number of 32 bits that is all of a text, or nothing.
 std::optional<int> ParseInt(const std::string& text);
 
+/// Returns the decimal number, perhaps with a fraction, that is all of a text, or nothing.
+std::optional<double> ParseDecimal(const std::string& text);
+
 constexpr int kHdmiPorts = 8;
 
 /// Returns true for 0 to 7, which the library's functions accept for HDMI inputs.
@@ -39,6 +42,8 @@ CLI::App* FindCommand(CLI::App& parent, const std::string& name);
 CLI::Validator IsNumber(int lowest = INT_MIN, int highest = INT_MAX);
 /// Numbers may also be hexadecimal, as in 0x1001.
 CLI::Validator IsNumberOrName(const std::string& what, const Names& names);
+/// Numbers that may have a fraction, for CLI::Option::check().
+CLI::Validator IsDecimal(const std::string& what, double lowest, double highest);
 CLI::Validator IsPort();
 CLI::Validator IsOneOf(const std::string& what, const std::vector<std::string>& names);
 /// @}
@@ -48,6 +53,10 @@ CLI::Option* AddPort(CLI::App* command, const std::string& name, int& port);
 
 /// Adds the argument PORT to a command that only HDMI inputs have.
 CLI::Option* AddHdmiPort(CLI::App* command, int& port);
+
+/// Adds an option that is a time in seconds to a command.
+CLI::Option* AddSeconds(CLI::App* command, const std::string& name, std::optional<double>& seconds,
+                        const std::string& description);
 
 /// Adds the option --timeout to a command.
 CLI::Option* AddTimeout(CLI::App* command, std::optional<double>& seconds, const std::string& description);

@@ -25,6 +25,8 @@ void AddUnknownCommands(CLI::App& app, Output& output);    // unknown
 void AddClassifyCommand(CLI::App& app, Output& output);    // classify
 void AddValidateCommand(CLI::App& app, Output& output);    // validate
 void AddDoctorCommand(CLI::App& app, Output& output);      // doctor
+void AddRecordCommands(CLI::App& app, Output& output);     // record, replay
+void AddReportCommand(CLI::App& app, Output& output);      // report
 
 }  // namespace ctl
 

@@ -7,6 +7,7 @@
 #include "Commands.h"
 #include "Failure.h"
 #include "Loop.h"
+#include "Note.h"
 #include "Ports.h"
 #include "RecordFields.h"
 #include "Records.h"
@@ -15,7 +16,6 @@
 #include "srcwatch-protocol.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 
 namespace ctl {
@@ -73,8 +73,7 @@ void NoteMissingService()
     try {
         RequireService();
     } catch (const Failure& failure) {
-        // Nothing can be done if this fails.
-        static_cast<void>(std::fprintf(stderr, "srcwatchctl: shown is what was stored: %s\n", failure.what()));
+        Note(std::string("shown is what was stored: ") + failure.what());
     }
 }
 

@@ -1,38 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // record, replay: what happened on a TV, in a file, and once more.
-#include "RecordCommands.h"
-
 #include "Arguments.h"
+#include "Commands.h"
 #include "Failure.h"
 #include "recording/InputsReplay.h"
 #include "recording/Recorder.h"
 #include "recording/Replay.h"
 #include "recording/TvReplay.h"
 
-#include <charconv>
 #include <memory>
 
 namespace ctl {
 
 namespace {
-
-std::optional<double> ParseDecimal(const std::string& text)
-{
-    double number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [last, error] = std::from_chars(text.data(), end, number);
-    return error == std::errc() && last == end ? std::optional<double>(number) : std::nullopt;
-}
-
-CLI::Validator IsDecimal(const std::string& what, double lowest, double highest)
-{
-    const auto validate = [=](const std::string& text) {
-        const std::optional<double> number = ParseDecimal(text);
-        return number && *number >= lowest && *number <= highest ? "" : "'" + text + "' is not " + what;
-    };
-    return CLI::Validator(validate, "");
-}
 
 // ---------------------------------------------------------------------------------------------------------------------
 // Record
@@ -66,7 +47,7 @@ void AddRecord(CLI::App& app, Output& output)
     CLI::App* const record =
         app.add_subcommand("record", "Record settings, events, calls and inputs in a file, until interrupted");
     record->add_option("FILE", options.file, "New file")->required()->type_name("");
-    AddSeconds(record, options.seconds, "End after this time");
+    AddSeconds(record, "--seconds", options.seconds, "End after this time");
     AddCount(record, options.count, "End after this many entries behind the snapshot");
     record->add_flag("--aksv", arguments->keepsAksvs, "Keep AKSVs, each of which names one device, as they are");
     record->add_option("--from", arguments->from, "Take what 'busctl capture' wrote, or another recording")
@@ -129,13 +110,6 @@ void AddReplay(CLI::App& app, Output& output)
 }
 
 }  // namespace
-
-CLI::Option* AddSeconds(CLI::App* command, std::optional<double>& seconds, const std::string& description)
-{
-    return command->add_option("--seconds", seconds, description)
-        ->type_name("SECONDS")
-        ->check(IsDecimal("a number of seconds from 0 to 1000000", 0, 1e6));
-}
 
 void AddRecordCommands(CLI::App& app, Output& output)
 {

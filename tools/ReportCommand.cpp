@@ -3,9 +3,9 @@
 // report: what a developer needs to know about a fault, in one archive.
 #include "Arguments.h"
 #include "Child.h"
+#include "Commands.h"
 #include "Evidence.h"
 #include "Failure.h"
-#include "RecordCommands.h"
 #include "recording/Recorder.h"
 
 #include <algorithm>
@@ -177,7 +177,8 @@ void AddReportCommand(CLI::App& app, Output& output)
         ->check(CheckName);
     CLI::Option* const recording =
         report->add_option("--recording", options->recording, "Recording to pack")->type_name("FILE");
-    AddSeconds(report, options->record.seconds, "Record for this time, and pack that")->excludes(recording);
+    AddSeconds(report, "--seconds", options->record.seconds, "Record for this time, and pack that")
+        ->excludes(recording);
     report
         ->add_option("--log-file", options->logFile, "Log to pack instead of the file of SRCWATCH_LOG, or the journal")
         ->type_name("FILE");

@@ -7,7 +7,6 @@
 #include "Failure.h"
 #include "Note.h"
 #include "Output.h"
-#include "RecordCommands.h"
 #include "srcwatch-version.h"
 
 #include <clocale>
