@@ -62,7 +62,7 @@ void Commands::Handle(int command)
     if (IsTwcPort(started)) return m_twc.Start(started, IsSetTopBox(started));
     const int ended = command - SCAN_COMMAND_TWC_CHECK_END;
     if (IsTwcPort(ended)) return m_twc.End(ended);
-    SWLOG(DLOG_ERROR, "unknown command %d", command);
+    SWLOG(kLogError, "unknown command %d", command);
 }
 
 void Commands::StopScan()
@@ -79,7 +79,7 @@ void Commands::StartOpticalScan()
 void Commands::StopOpticalScan()
 {
     if (!m_opticalScan.IsRunning()) {
-        SWLOG(DLOG_WARN, "no optical scan to stop");
+        SWLOG(kLogWarn, "no optical scan to stop");
         return;
     }
     m_opticalScan.Stop();

@@ -75,9 +75,9 @@ void DetectionLog::Write(const Detection& detection)
     const std::string complaint = error == 0 ? "" : std::strerror(error);
     if (std::exchange(m_complaint, complaint) == complaint) return;
     if (error == 0) {
-        SWLOG(DLOG_INFO, "%s: detections are written again", Printable(m_path).c_str());
+        SWLOG(kLogInfo, "%s: detections are written again", Printable(m_path).c_str());
     } else {
-        SWLOG(DLOG_ERROR, "%s: detections are lost: %s", Printable(m_path).c_str(), complaint.c_str());
+        SWLOG(kLogError, "%s: detections are lost: %s", Printable(m_path).c_str(), complaint.c_str());
     }
 }
 

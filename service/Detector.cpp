@@ -31,7 +31,7 @@ void LogRemarks(int port, const Evidence& evidence)
     for (auto first = remarks.begin(); first != remarks.end();) {
         const std::string& file = first->file;
         const auto last = std::find_if(first, remarks.end(), [&](const Remark& remark) { return remark.file != file; });
-        SWLOG(DLOG_WARN, "%s%s: %s%s", InputName(port).c_str(), (file.empty() ? "" : "/" + file).c_str(),
+        SWLOG(kLogWarn, "%s%s: %s%s", InputName(port).c_str(), (file.empty() ? "" : "/" + file).c_str(),
               evidence.IsRefused(file) ? "refused: " : "", InOneLine(Remarks(first, last)).c_str());
         first = last;
     }
@@ -66,8 +66,8 @@ bool Detector::LoadProfiles(const std::vector<std::string>& paths)
         m_profilePaths.push_back(isGone ? path : absolute);
     }
     if (!wasComplete && !m_profiles.IsComplete()) return false;  // which is logged
-    for (const ProfileError& error : m_profiles.Errors()) SWLOG(DLOG_ERROR, "profile %s", error.Text().c_str());
-    SWLOG(DLOG_INFO, "%zu profile(s) loaded", m_profiles.Count());
+    for (const ProfileError& error : m_profiles.Errors()) SWLOG(kLogError, "profile %s", error.Text().c_str());
+    SWLOG(kLogInfo, "%zu profile(s) loaded", m_profiles.Count());
     return m_profiles.IsComplete();
 }
 
@@ -169,7 +169,7 @@ void Detector::Detect(int port, Cause cause)
         statistics.Add(port, device, m_pending.MillisecondsSince(port));
         m_statistics.Save(statistics.Text());
         m_log.Write({Occasion::kDetected, port, statistics.LastOn(port), record.denyCount});
-        SWLOG(DLOG_INFO, "%s: type %d by %s", InputName(port).c_str(), device.deviceType,
+        SWLOG(kLogInfo, "%s: type %d by %s", InputName(port).c_str(), device.deviceType,
               DetectionMethodText(static_cast<int>(device.method)).c_str());
         m_records.CallWhenSaved(port, [this, port] {
             if (m_records.Get(port).HasDevice()) m_announcer.AnnounceDevice(port, m_records.Get(port));

@@ -216,10 +216,10 @@ bool Records::TakeOver()
     if (!stored) return false;
     if (stored->isTooLarge) return true;
     if (!stored->root) {
-        SWLOG(DLOG_WARN, "another process made the stored records unreadable; they are written again");
+        SWLOG(kLogWarn, "another process made the stored records unreadable; they are written again");
         Save(0);
     } else if (Adopt(*stored->root)) {
-        SWLOG(DLOG_INFO, "another process wrote the records; they are taken over");
+        SWLOG(kLogInfo, "another process wrote the records; they are taken over");
         static_cast<void>(m_table->SetActivityInfoFromStream(*stored->root));  // succeeds for a readable document
     }
     return true;

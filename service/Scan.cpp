@@ -34,7 +34,7 @@ void Scan::Start()
     m_next = 0;
     m_found = 0;
     if (m_inputs < 1) {
-        SWLOG(DLOG_ERROR, "the scan failed: the number of HDMI inputs is unknown");
+        SWLOG(kLogError, "the scan failed: the number of HDMI inputs is unknown");
         return End(State::kIdle, SRCWATCH_SCAN_FAILED);
     }
     for (int port = 0; port < m_inputs; ++port) m_records.SetScanState(port, SRCWATCH_SCAN_NOT_SCANNED);
@@ -44,13 +44,13 @@ void Scan::Start()
 void Scan::Stop()
 {
     if (m_state == State::kRunning) return End(State::kStopped, SRCWATCH_SCAN_STOPPED);
-    SWLOG(DLOG_WARN, "no scan to stop");
+    SWLOG(kLogWarn, "no scan to stop");
 }
 
 void Scan::Resume()
 {
     if (m_state == State::kStopped) return Proceed();
-    SWLOG(DLOG_WARN, "no stopped scan to resume");
+    SWLOG(kLogWarn, "no stopped scan to resume");
 }
 
 void Scan::Proceed()

@@ -44,7 +44,7 @@ void CopySettings()
 {
     const char* const path = srcwatch_host_copy_path();
     if (path == nullptr || srcwatch_host_back_up_settings(path) != 0)
-        SWLOG(DLOG_ERROR, "the settings cannot be copied; the last copy stays");
+        SWLOG(kLogError, "the settings cannot be copied; the last copy stays");
 }
 
 // There may be no supervisor.
@@ -240,7 +240,7 @@ void Service::Begin()
     ShowSupport(true);
     failure = m_detector.Start();
     if (!failure.empty()) return End(failure);
-    SWLOG(DLOG_INFO, "serving %d HDMI input(s) from %s", m_ports.hdmiCount, Printable(Places()).c_str());
+    SWLOG(kLogInfo, "serving %d HDMI input(s) from %s", m_ports.hdmiCount, Printable(Places()).c_str());
     Notify("READY=1\nSTATUS=Serving " + std::to_string(m_ports.hdmiCount) + " HDMI input(s)");
     FeedWatchdog();
     KeepCopies();

@@ -38,7 +38,7 @@ void Settings::Keep(const std::string& name, Attempt attempt) { m_writes.insert_
 
 void Settings::WriteAgain()
 {
-    SWLOG(DLOG_WARN, "the settings have been recovered, replaced or deleted; what this service knows is written again");
+    SWLOG(kLogWarn, "the settings have been recovered, replaced or deleted; what this service knows is written again");
     const std::map<std::string, Attempt> writes = m_writes;  // a write may add others
     for (const auto& [name, attempt] : writes) Attain(name, attempt);
 }
@@ -46,11 +46,11 @@ void Settings::WriteAgain()
 void Settings::Attain(const std::string& name, Attempt attempt)
 {
     if (attempt()) {
-        if (m_pending.erase(name) > 0) SWLOG(DLOG_INFO, "%s succeeded", name.c_str());
+        if (m_pending.erase(name) > 0) SWLOG(kLogInfo, "%s succeeded", name.c_str());
         return;
     }
     const bool isNew = m_pending.insert_or_assign(name, std::move(attempt)).second;
-    if (isNew) SWLOG(DLOG_ERROR, "%s failed; it is repeated until it succeeds", name.c_str());
+    if (isNew) SWLOG(kLogError, "%s failed; it is repeated until it succeeds", name.c_str());
     if (!m_timer.IsRunning()) RepeatLater();
 }
 
@@ -94,7 +94,7 @@ bool KeepAside(const std::string& key, const std::string& text, const std::strin
 {
     const std::string copy = key + ".unreadable";
     const bool isKept = vconf_set_str(copy.c_str(), text.c_str()) == 0;
-    SWLOG(DLOG_ERROR, "%s is unreadable (%s); the text %s as %s", key.c_str(), Printable(reason).c_str(),
+    SWLOG(kLogError, "%s is unreadable (%s); the text %s as %s", key.c_str(), Printable(reason).c_str(),
           isKept ? "is kept" : "cannot be kept", copy.c_str());
     return isKept;
 }

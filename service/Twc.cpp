@@ -24,7 +24,7 @@ void Twc::Start(int port, bool isSetTopBox)
 // The library clears the status too, but a channel reported just before may have set it again.
 void Twc::End(int port)
 {
-    if (m_port != port) SWLOG(DLOG_WARN, "the TWC check of HDMI %d ends but was not started", port + 1);
+    if (m_port != port) SWLOG(kLogWarn, "the TWC check of HDMI %d ends but was not started", port + 1);
     Reset();
 }
 

@@ -97,7 +97,7 @@ int Serve(const srcwatch::Options& options)
     srcwatch::Service service(options);
     const std::string failure = service.Run();
     if (failure.empty()) return kDone;
-    SWLOG(DLOG_ERROR, "%s", failure.c_str());
+    SWLOG(kLogError, "%s", failure.c_str());
     Report(failure.c_str());
     return service.WasTakenOver() ? kDone : kFailed;  // a supervisor must not start a rival of the new one
 }

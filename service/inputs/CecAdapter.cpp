@@ -165,7 +165,7 @@ void CecAdapter::Complain(const std::string& reason)
 {
     if (m_complaint == reason) return;
     m_complaint = reason;
-    SWLOG(DLOG_ERROR, "%s: %s", Printable(m_path).c_str(), reason.c_str());
+    SWLOG(kLogError, "%s: %s", Printable(m_path).c_str(), reason.c_str());
 }
 
 void CecAdapter::BeReady(unsigned addressMask)
@@ -176,7 +176,7 @@ void CecAdapter::BeReady(unsigned addressMask)
         "logical address " + std::to_string(m_address) +
         (HearsAll() ? ", hears all messages" : ", hears answers only, because it may not monitor (CAP_NET_ADMIN)");
     if (std::exchange(m_readiness, readiness) != readiness) {
-        SWLOG(DLOG_INFO, "%s: %s", Printable(m_path).c_str(), readiness.c_str());
+        SWLOG(kLogInfo, "%s: %s", Printable(m_path).c_str(), readiness.c_str());
     }
     m_listener.OnReady();
 }
@@ -202,7 +202,7 @@ void CecAdapter::EndSending(CecOutcome outcome)
     if (outcome == CecOutcome::kFailed) {
         Complain("the bus fails");
     } else if (!std::exchange(m_complaint, "").empty()) {
-        SWLOG(DLOG_INFO, "%s: works again", Printable(m_path).c_str());
+        SWLOG(kLogInfo, "%s: works again", Printable(m_path).c_str());
     }
     const auto onOutcome = std::exchange(m_onOutcome, nullptr);
     onOutcome(outcome);

@@ -203,7 +203,7 @@ void CecInputs::FinishAsking(int address, Device& device)
 {
     const std::string missing = std::exchange(device.missing, "");
     if (!missing.empty() && missing != device.complaint) {
-        SWLOG(DLOG_WARN, "%s: the device at logical address %d does not tell: %s", Printable(m_adapter.Path()).c_str(),
+        SWLOG(kLogWarn, "%s: the device at logical address %d does not tell: %s", Printable(m_adapter.Path()).c_str(),
               address, missing.c_str());
     }
     device.complaint = missing;
@@ -247,7 +247,7 @@ std::optional<int> CecInputs::PortFor(int address, const Bytes& message) const
     const auto physicalAddress = static_cast<std::uint16_t>(message[2] << 8U | message[3]);
     const int input = physicalAddress >> 12U;
     if (input > kNoHdmiInput && input <= m_ports.hdmiCount) return input - 1;
-    SWLOG(DLOG_WARN, "%s: the device at logical address %d is on no input of this TV: its physical address is %s",
+    SWLOG(kLogWarn, "%s: the device at logical address %d is on no input of this TV: its physical address is %s",
           Printable(m_adapter.Path()).c_str(), address, PhysicalAddressText(physicalAddress).c_str());
     return std::nullopt;
 }

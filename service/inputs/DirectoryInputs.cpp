@@ -213,7 +213,7 @@ void DirectoryInputs::LogOnce(Input& input, const char* what, const std::string&
 {
     if (input.refusal == reason) return;
     input.refusal = reason;
-    SWLOG(DLOG_ERROR, "%s: %s: %s", InputName(input.port).c_str(), what, reason.c_str());
+    SWLOG(kLogError, "%s: %s: %s", InputName(input.port).c_str(), what, reason.c_str());
 }
 
 void DirectoryInputs::RefreshLater(Input& input)
@@ -262,7 +262,7 @@ void DirectoryInputs::CountUnknown(const std::string& name)
 
 void DirectoryInputs::LogUnknown()
 {
-    SWLOG(DLOG_WARN, "%zu unknown name(s) in the inputs directory ignored, such as '%s'", m_unknownCount,
+    SWLOG(kLogWarn, "%zu unknown name(s) in the inputs directory ignored, such as '%s'", m_unknownCount,
           Printable(m_firstUnknown).c_str());
     m_unknownCount = 0;
 }

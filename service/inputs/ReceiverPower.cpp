@@ -80,7 +80,7 @@ unsigned ReceiverPower::Fail(const std::string& what, int error)
     Close();
     const std::string complaint = what + ": " + std::strerror(error);
     if (std::exchange(m_complaint, complaint) != complaint) {
-        SWLOG(DLOG_WARN, "%s: %s", Printable(m_path).c_str(), complaint.c_str());
+        SWLOG(kLogWarn, "%s: %s", Printable(m_path).c_str(), complaint.c_str());
     }
     return 0;
 }

@@ -60,7 +60,7 @@ Bytes SpdFile::Read()
     const auto read = ReadBoundedFile(m_path, kBinaryLimit);
     const std::string complaint = !read ? "no such file: no InfoFrames" : InOneLine(read->remarks);
     if (!complaint.empty() && complaint != m_complaint) {
-        SWLOG(DLOG_WARN, "%s: %s: %s", InputName(m_port).c_str(), Printable(m_path).c_str(), complaint.c_str());
+        SWLOG(kLogWarn, "%s: %s: %s", InputName(m_port).c_str(), Printable(m_path).c_str(), complaint.c_str());
     }
     m_complaint = complaint;
     if (!read) return {};
