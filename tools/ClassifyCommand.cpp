@@ -2,7 +2,6 @@
 //
 // classify: what captures are, and how that differs from what was expected.
 #include "Captures.h"
-#include "Classification.h"
 #include "Commands.h"
 #include "Failure.h"
 #include "Files.h"
@@ -10,6 +9,7 @@
 #include "Ports.h"
 #include "ProfileSource.h"
 #include "Profiles.h"
+#include "Verdict.h"
 
 #include <filesystem>
 #include <map>
@@ -28,20 +28,8 @@ using Results = std::map<std::string, Json::Value>;  // by the name of the captu
 Json::Value Describe(const std::string& capture, const srcwatch::Profiles& profiles)
 {
     const srcwatch::Evidence evidence = srcwatch::ReadEvidence(capture);
-    const srcwatch::Classification device = Classify(evidence, profiles);
-    const srcwatch::Profile* const profile = profiles.Find(SignsOf(evidence));
-    Json::Value json;
+    Json::Value json = srcwatch::ClassificationToJson(srcwatch::Judge(evidence, profiles));
     json["capture"] = std::filesystem::path(capture).filename().string();
-    json["type"] = device.deviceType;
-    json["method"] = srcwatch::DetectionMethodText(static_cast<int>(device.method));
-    json["profile"] = profile == nullptr ? ""
-                                         : std::filesystem::path(profile->file).filename().string() + ": entry " +
-                                               std::to_string(profile->entry);
-    json["brand"] = device.brandName;
-    json["device"] = device.deviceName;
-    json["provider"] = device.providerName;
-    json["codeset"] = device.codesetName;
-    json["unknown_type"] = device.unknownType;
     return json;
 }
 
@@ -119,7 +107,7 @@ void ShowAll(const Results& results, Output& output)
     Table table{{"CAPTURE", "TYPE", "METHOD", "PROFILE", "BRAND", "DEVICE", "PROVIDER", "CODESET"}, {}};
     for (const auto& [name, json] : results) {
         document.append(json);
-        table.rows.push_back({name, DeviceTypeName(json["type"].asInt()), CellText(json["method"]),
+        table.rows.push_back({name, NameOfType(json["type"].asInt()), CellText(json["method"]),
                               CellText(json["profile"]), CellText(json["brand"]), CellText(json["device"]),
                               CellText(json["provider"]), CellText(json["codeset"])});
     }

@@ -4,8 +4,9 @@
 #include "Arguments.h"
 #include "Bus.h"
 #include "Commands.h"
-#include "Events.h"
+#include "EventForm.h"
 #include "Failure.h"
+#include "Handle.h"
 #include "Loop.h"
 #include "Ports.h"
 #include "QDInfoEventManager.h"
@@ -15,6 +16,7 @@
 
 #include <cstring>
 #include <iterator>
+#include <utility>
 
 namespace ctl {
 
@@ -31,6 +33,15 @@ struct MonitorOptions {
 };
 
 // Shows events. It has a receiver of its own, because the library's callback is called for four types only.
+// Time, name and words.
+Row RowOf(const srcwatch_event_s& event)
+{
+    const srcwatch::Handle<GDateTime, g_date_time_unref> now(g_date_time_new_now_local());
+    Row row{srcwatch::FormatTime(now.get(), "%H:%M:%S"), srcwatch::EventTypeName(event.type)};
+    for (std::string& word : srcwatch::EventWords(event)) row.emplace_back(std::move(word));
+    return row;
+}
+
 class Monitor {
 public:
     Monitor(const MonitorOptions& options, Output& output) : m_options(options), m_output(output) {}
@@ -62,9 +73,9 @@ private:
 
     void Show(const srcwatch_event_s& event)
     {
-        const Json::Value json = EventToJson(event);
+        const Json::Value json = srcwatch::EventToJson(event);
         if (m_options.port && json["port"] != *m_options.port) return;
-        m_output.Element(json, EventToRow(event));
+        m_output.Element(json, RowOf(event));
         if (++m_shown == m_options.count) m_loop.Quit();
     }
 
@@ -77,7 +88,7 @@ private:
 void RunMonitor(MonitorOptions options, Output& output)
 {
     if (options.types.empty()) {
-        for (const auto& named : NamedEventTypes()) options.types.push_back(named.second);
+        for (const auto& named : srcwatch::NamedEventTypes()) options.types.push_back(named.second);
     }
     const Loop::End end = Monitor(options, output).Run();
     if (end == Loop::End::kTimedOut) throw Failure("monitor: time is up", kTimedOut);
@@ -90,7 +101,7 @@ void AddMonitor(CLI::App& app, Output& output)
     monitor->add_option("--type", options->types, "Type to show, by number or name; can be repeated")
         ->type_name("TYPE")
         ->allow_extra_args(false)
-        ->transform(IsNumberOrName("an event type", NamedEventTypes()));
+        ->transform(IsNumberOrName("an event type", srcwatch::NamedEventTypes()));
     monitor->add_option("--port", options->port, "Show only the events of this port")
         ->type_name("PORT")
         ->transform(IsPort());
@@ -169,12 +180,12 @@ void RunWait(const WaitOptions& options, Output& output)
     if (options.isForService == (options.port >= 0)) throw Failure("a PORT or --service is required", kUsage);
     if (options.isForService) return WaitForService(options.timeout, output);
     RequirePort(options.port);
-    const std::string what = options.type ? "device " + DeviceTypeText(*options.type) : "device";
+    const std::string what = options.type ? "device " + NumberAndNameOfType(*options.type) : "device";
     RequireEnd(TypeWait(options).Run(), options.type == 0 ? PortName(options.port) + " is not empty"
                                                           : "no " + what + " on " + PortName(options.port));
     int found = 0;
     static_cast<void>(srcwatch_get_product_type_name(options.port, &found));  // has just been read
-    const std::string has = found == 0 ? "no device" : DeviceTypeText(found);
+    const std::string has = found == 0 ? "no device" : NumberAndNameOfType(found);
     output.Confirm(PortDocument(options.port), PortName(options.port) + " has " + has);
 }
 

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // explain: which evidence led to a device's type, and why the functions answer differently.
-#include "Answers.h"
 #include "Arguments.h"
 #include "Bus.h"
 #include "Captures.h"
-#include "Classification.h"
 #include "Commands.h"
 #include "Evidence.h"
 #include "Failure.h"
@@ -13,10 +11,8 @@
 #include "Ports.h"
 #include "ProfileSource.h"
 #include "Profiles.h"
-#include "Rules.h"
 #include "Settings.h"
-#include "Statistics.h"
-#include "srcwatch-api.h"
+#include "Verdict.h"
 #include "srcwatch-protocol.h"
 
 #include <filesystem>
@@ -26,65 +22,22 @@ namespace ctl {
 
 namespace {
 
-std::string Describe(const srcwatch::SpdInfoFrame& spd)
-{
-    return "vendor \"" + spd.vendor + "\", product \"" + spd.product + "\", source information " +
-           std::to_string(spd.sourceInformation);
-}
-
-std::string Describe(const srcwatch::CecDevice& device)
-{
-    const Json::Value json = srcwatch::DescribeBehind(device);
-    const std::string type = device.primaryDeviceType
-                                 ? "primary device type " + std::to_string(*device.primaryDeviceType)
-                                 : "no device type";
-    const std::string vendor = device.vendorId ? "vendor id " + json["vendor_id"].asString() : "no vendor id";
-    return "logical address " + std::to_string(device.logicalAddress) + ", physical address " +
-           (device.physicalAddress ? json["physical_address"].asString() : "unknown") + ", OSD name \"" +
-           device.osdName + "\", " + type + ", " + vendor;
-}
-
-std::string Describe(const srcwatch::CecLog& cec)
-{
-    return std::to_string(cec.devices.size()) + " device(s), " + std::to_string(cec.understood) +
-           " message(s) understood, " + std::to_string(cec.skipped) + " skipped";
-}
-
-std::string Describe(const std::string& aksv) { return "key selection vector " + aksv; }
-
-template <typename T>
-void AddItem(const char* file, const std::optional<srcwatch::Decoded<T>>& item, Json::Value& items, Table& table)
-{
-    const T* const value = srcwatch::ValueOf(item);
-    const std::string contents = value != nullptr ? Describe(*value)
-                                 : item           ? "refused: " + srcwatch::InOneLine(item->remarks)
-                                                  : "absent";
-    Json::Value entry;
-    entry["file"] = file;
-    entry["usable"] = value != nullptr;
-    entry["says"] = contents;
-    items.append(entry);
-    table.rows.push_back({"evidence", file, contents, ""});
-}
-
-// The device on the port, and those that are only reached through it.
-void AddCecDevices(const srcwatch::Evidence& evidence, Json::Value& json, Table& table)
-{
-    if (const srcwatch::CecDevice* const device = evidence.CecDeviceOnPort()) {
-        table.rows.push_back({"evidence", "on the port", Describe(*device), ""});
-    }
-    json["behind"] = Json::arrayValue;
-    for (const srcwatch::CecDevice& device : evidence.CecDevicesBehind()) {
-        table.rows.push_back({"evidence", "behind", Describe(device), "does not count"});
-        json["behind"].append(srcwatch::DescribeBehind(device));
-    }
-}
-
 // A path that cannot be examined is not a directory that could be used.
 bool IsDirectory(const std::string& path)
 {
     std::error_code error;
     return std::filesystem::is_directory(path, error);
+}
+
+void AddRows(const srcwatch::Verdict& verdict, Table& table)
+{
+    for (const srcwatch::EvidenceItem& item : verdict.items) {
+        table.rows.push_back({"evidence", item.file, item.says, ""});
+    }
+    if (!verdict.onPort.empty()) table.rows.push_back({"evidence", "on the port", verdict.onPort, ""});
+    for (const std::string& device : verdict.behind) {
+        table.rows.push_back({"evidence", "behind", device, "does not count"});
+    }
 }
 
 void AddProfile(const ProfileSource& source, const srcwatch::Profiles& profiles, const srcwatch::Profile* profile,
@@ -96,30 +49,9 @@ void AddProfile(const ProfileSource& source, const srcwatch::Profiles& profiles,
         json["profiles"]["paths"].append(path);
         table.rows.push_back({"profiles", source.from, path, ""});
     }
-    json["profile"] = Json::nullValue;
-    std::string match = "none of " + std::to_string(profiles.Count()) + " matches";
-    if (profile != nullptr) {
-        json["profile"]["file"] = profile->file;
-        json["profile"]["entry"] = profile->entry;
-        match = profile->file + ": entry " + std::to_string(profile->entry);
-    }
+    const std::string match = profile == nullptr ? "none of " + std::to_string(profiles.Count()) + " matches"
+                                                 : profile->file + ": entry " + std::to_string(profile->entry);
     table.rows.push_back({"profiles", "match", match, profile == nullptr ? "" : "decides"});
-}
-
-// A profile comes before all rules, so with one they are not tried.
-void AddRules(const srcwatch::Evidence& evidence, bool hasProfile, Json::Value& json, Table& table)
-{
-    json["rules"] = Json::arrayValue;
-    if (hasProfile) return;
-    for (const srcwatch::RuleTrial& trial : srcwatch::TryRules(evidence)) {
-        const std::string method = srcwatch::DetectionMethodText(static_cast<int>(trial.method));
-        Json::Value entry;
-        entry["method"] = method;
-        entry["found"] = trial.found;
-        entry["applies"] = trial.applies;
-        json["rules"].append(entry);
-        table.rows.push_back({"rules", method, trial.found, trial.applies ? "decides" : "no rule for it"});
-    }
 }
 
 void AddEvidence(const srcwatch::Evidence& evidence, const std::vector<std::string>& givenProfiles,
@@ -128,30 +60,27 @@ void AddEvidence(const srcwatch::Evidence& evidence, const std::vector<std::stri
     const ProfileSource source = FindProfiles(givenProfiles);
     srcwatch::Profiles profiles;
     for (const std::string& path : source.paths) profiles.Load(path);
-    const srcwatch::Profile* const profile = profiles.Find(srcwatch::SignsOf(evidence));
-    const srcwatch::Classification now = srcwatch::Classify(evidence, profiles);
+    const srcwatch::Verdict verdict = srcwatch::Judge(evidence, profiles);
 
     Json::Value& json = document["evidence"];
-    json["items"] = Json::arrayValue;
-    AddItem(srcwatch::kSpdFile, evidence.spd, json["items"], table);
-    AddItem(srcwatch::kCecFile, evidence.cec, json["items"], table);
-    AddItem(srcwatch::kAksvFile, evidence.aksv, json["items"], table);
-    AddCecDevices(evidence, json, table);
-    AddProfile(source, profiles, profile, json, table);
-    AddRules(evidence, profile != nullptr, json, table);
-    json["type"] = now.deviceType;
-    json["method"] = static_cast<int>(now.method);
-    const std::string why = "by " + srcwatch::DetectionMethodText(static_cast<int>(now.method));
+    json = srcwatch::VerdictToJson(verdict);
+    AddRows(verdict, table);
+    AddProfile(source, profiles, verdict.profile, json, table);
+    for (const srcwatch::RuleTrial& trial : verdict.trials) {
+        table.rows.push_back({"rules", srcwatch::DetectionMethodText(static_cast<int>(trial.method)), trial.found,
+                              trial.applies ? "decides" : "no rule for it"});
+    }
+    const std::string why = "by " + srcwatch::DetectionMethodText(json["method"].asInt());
     const bool same = document["record"]["DevType"] == json["type"];
     table.rows.push_back(
-        {"evidence", "leads to", DeviceTypeText(now.deviceType), same ? why : why + "; the record differs"});
+        {"evidence", "leads to", NumberAndNameOfType(json["type"].asInt()), same ? why : why + "; the record differs"});
 }
 
 void AddRecord(Json::Value& document, Table& table)
 {
     const Json::Value& record = document["record"];
     const std::string name = record["DMethod"].isInt() ? srcwatch::DetectionMethodText(record["DMethod"].asInt()) : "";
-    const std::string type = record["DevType"].isInt() ? DeviceTypeName(record["DevType"].asInt()) : "";
+    const std::string type = record["DevType"].isInt() ? NameOfType(record["DevType"].asInt()) : "";
     document["method_name"] = name;
     document["type_name"] = type;
     table.rows.push_back({"record", "DevType", CellText(record["DevType"]), type});
@@ -160,11 +89,11 @@ void AddRecord(Json::Value& document, Table& table)
 
 void AddAnswers(int port, Json::Value& document, Table& table)
 {
-    const std::vector<Answer> answers = AskAll(port);
-    document["answers"] = AnswersToJson(answers);
+    const std::vector<srcwatch::Answer> answers = srcwatch::AskAll(port);
+    document["answers"] = srcwatch::AnswersToJson(answers);
     for (Json::ArrayIndex i = 0; i < document["answers"].size(); ++i) {
-        const std::string why =
-            document["readable"].asBool() ? ReasonFor(answers[i], document["record"]) : "the stored record is damaged";
+        const std::string why = document["readable"].asBool() ? srcwatch::ReasonFor(answers[i], document["record"])
+                                                              : "the stored record is damaged";
         document["answers"][i]["why"] = why;
         AddRows(answers[i], why, table);
     }
@@ -179,11 +108,11 @@ void Explain(int port, const std::string& inputs, const std::vector<std::string>
     const std::string directory = inputs + "/" + srcwatch::InputName(port);
     const int hdmiInput = srcwatch::HdmiInput(port);
     if (IsDirectory(directory)) {
-        document["evidence"]["directory"] = directory;
         AddEvidence(srcwatch::ReadEvidence(directory, hdmiInput), profiles, document, table);
+        document["evidence"]["directory"] = directory;
     } else if (const auto capture = AskForCapture(port)) {  // of a device that an adapter knows
-        document["evidence"]["directory"] = Json::nullValue;
         AddEvidence(EvidenceOf(*capture, hdmiInput), profiles, document, table);
+        document["evidence"]["directory"] = Json::nullValue;
     }
     AddRecord(document, table);
     AddAnswers(port, document, table);

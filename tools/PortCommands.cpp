@@ -41,13 +41,13 @@ Json::Value ListedPort(int port)
     const Json::Value type = document["record"]["DevType"];
     const bool isReadable = document["readable"].asBool();
     const bool isKnown = isReadable && type != 0;
-    const Answer info = AskFor("device_info_str1", port).value();
-    document["type_name"] = isKnown ? Json::Value(DeviceTypeName(type.asInt())) : Json::Value();
+    const srcwatch::Answer info = srcwatch::AskFor("device_info_str1", port).value();
+    document["type_name"] = isKnown ? Json::Value(NameOfType(type.asInt())) : Json::Value();
     // Without a device the texts mean nothing.
     document["name"] = isKnown ? info.ValueOf("device_info_str1") : Json::Value();
     document["detail"] = isKnown ? info.ValueOf("device_info_str2") : Json::Value();
-    document["provider"] = AskFor("PRName", port)->ValueOf("PRName");
-    document["codeset"] = AskFor("codeset", port)->ValueOf("codeset");
+    document["provider"] = srcwatch::AskFor("PRName", port)->ValueOf("PRName");
+    document["codeset"] = srcwatch::AskFor("codeset", port)->ValueOf("codeset");
     document["state"] = StateOf(document);
     return document;
 }
@@ -165,7 +165,7 @@ std::vector<std::string> FieldNames()
 {
     std::vector<std::string> names;
     for (const srcwatch::RecordField& field : srcwatch::kRecordFields) names.emplace_back(field.key);
-    for (const std::string& name : OutputNames()) {
+    for (const std::string& name : srcwatch::OutputNames()) {
         if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
     }
     return names;
@@ -174,8 +174,8 @@ std::vector<std::string> FieldNames()
 void Get(int port, const std::string& field, Output& output)
 {
     RequireSettings();
-    std::optional<Answer> answer = AskFor(field, port);
-    if (!answer) answer = Answer{"the record", SRCWATCH_OK, {{field, LoadRecord(port).members[field]}}};
+    std::optional<srcwatch::Answer> answer = srcwatch::AskFor(field, port);
+    if (!answer) answer = srcwatch::Answer{"the record", SRCWATCH_OK, {{field, LoadRecord(port).members[field]}}};
     const Json::Value value = answer->ValueOf(field);
     const std::string place = "port " + std::to_string(port);
     if (value.isNull() && answer->result == SRCWATCH_OK) {
@@ -183,7 +183,7 @@ void Get(int port, const std::string& field, Output& output)
     }
     if (value.isNull()) {
         throw Failure(answer->function + " returned " + std::to_string(answer->result) + " for " + place + ": " +
-                      ResultText(answer->result));
+                      srcwatch::ResultText(answer->result));
     }
     Json::Value document;
     document["port"] = port;

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Ports.h"
 
-#include "Answers.h"
 #include "DeviceType.h"
 #include "Failure.h"
 #include "JsonText.h"
@@ -22,8 +21,6 @@
 namespace ctl {
 
 namespace {
-
-constexpr char kNoDevice[] = "none";  // the name of type 0
 
 // Null where the TV service does not know, as for the optical source.
 Json::Value IsConnected(int port)
@@ -51,15 +48,10 @@ Cell ResultCell(int result)
 {
     const std::string code = std::to_string(result);
     if (result == SRCWATCH_OK) return {code, Colour::kGood};
-    return {code + " (" + ResultText(result) + ")", Colour::kBad};
+    return {code + " (" + srcwatch::ResultText(result) + ")", Colour::kBad};
 }
 
 }  // namespace
-
-std::string PortName(int port)
-{
-    return port == SRCWATCH_PORT_OPTICAL ? "optical" : "HDMI " + std::to_string(port + 1);
-}
 
 std::vector<int> AllPorts()
 {
@@ -77,20 +69,9 @@ void RequirePort(int port)
     if (IsHdmiPort(port) && known > 0 && port >= known) throw Failure("the TV has no input " + PortName(port));
 }
 
-std::string DeviceTypeName(int type)
-{
-    if (type == 0) return kNoDevice;
-    for (const srcwatch::DeviceTypeName& known : srcwatch::kDeviceTypes) {
-        if (known.type == type) return known.name;
-    }
-    return "error type " + std::to_string(type);
-}
-
-std::string DeviceTypeText(int type) { return "type " + std::to_string(type) + " (" + DeviceTypeName(type) + ")"; }
-
 Names DeviceTypeArguments()
 {
-    Names names{{kNoDevice, 0}};
+    Names names{{NameOfType(0), 0}};
     for (const srcwatch::DeviceTypeName& type : srcwatch::kDeviceTypes) {
         std::string argument = type.name;
         std::transform(argument.begin(), argument.end(), argument.begin(),
@@ -113,20 +94,28 @@ Json::Value PortDocument(int port)
     return document;
 }
 
+void AddRows(const srcwatch::Answer& answer, const Cell& last, Table& table)
+{
+    for (const srcwatch::AnsweredValue& value : answer.values) {
+        const Cell cell = value.value.isNull() ? Cell("(untouched)", Colour::kDim) : Cell(CellText(value.value));
+        table.rows.push_back({answer.function, value.name, cell, last});
+    }
+}
+
 void ShowPort(int port, Output& output)
 {
     RequirePort(port);
     RequireSettings();
-    const std::vector<Answer> answers = AskAll(port);
+    const std::vector<srcwatch::Answer> answers = srcwatch::AskAll(port);
     Json::Value document = PortDocument(port);
-    document["answers"] = AnswersToJson(answers);
+    document["answers"] = srcwatch::AnswersToJson(answers);
     document["behind"] = DevicesBehind(port, document["record"]["DevType"] != 0);
 
     Table table{{"FROM", "NAME", {"VALUE", Fit::kWrapped}, "RESULT"}, {}};
     for (const srcwatch::RecordField& field : srcwatch::kRecordFields) {
         table.rows.push_back({"record", field.key, CellText(document["record"][field.key]), ""});
     }
-    for (const Answer& answer : answers) AddRows(answer, ResultCell(answer.result), table);
+    for (const srcwatch::Answer& answer : answers) AddRows(answer, ResultCell(answer.result), table);
     for (const Json::Value& device : document["behind"]) {
         const std::string name = CellText(device["osd_name"]) + " (" + CellText(device["device_type"]) + ")";
         table.rows.push_back({"behind", CellText(device["physical_address"]), name, ""});

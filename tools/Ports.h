@@ -4,8 +4,10 @@
 #ifndef SRCWATCH_TOOLS_PORTS_H
 #define SRCWATCH_TOOLS_PORTS_H
 
+#include "Answers.h"
 #include "Arguments.h"
 #include "Output.h"
+#include "Words.h"
 
 #include <string>
 #include <vector>
@@ -14,8 +16,9 @@
 
 namespace ctl {
 
-/// Returns "HDMI 1" for port 0, "optical" for port 99.
-std::string PortName(int port);
+using srcwatch::NameOfType;
+using srcwatch::NumberAndNameOfType;
+using srcwatch::PortName;
 
 /// Returns the ports of this TV, the optical one last. Where the number of HDMI inputs is unknown: those with a record.
 std::vector<int> AllPorts();
@@ -23,17 +26,14 @@ std::vector<int> AllPorts();
 /// Throws a Failure for a port that this TV does not have.
 void RequirePort(int port);
 
-/// Returns a device type in words: "set-top box", "none" for 0, "error type 2".
-std::string DeviceTypeName(int type);
-
-/// Returns a device type by number and in words: "type 1 (set-top box)".
-std::string DeviceTypeText(int type);
-
 /// The names of the device types on the command line: "set-top-box".
 Names DeviceTypeArguments();
 
 /// Returns an object with the port, its record as stored, and the state of its input.
 Json::Value PortDocument(int port);
+
+/// Adds a row for each output of an answer: function, output, value, and the last cell.
+void AddRows(const srcwatch::Answer& answer, const Cell& last, Table& table);
 
 /// Writes all of a port: its record, and what each function of the library answers about it.
 void ShowPort(int port, Output& output);

@@ -46,9 +46,9 @@ void List(Output& output)
     for (std::size_t i = 0; i < devices.All().size(); ++i) {
         const Json::Value json = Describe(i, devices.All()[i]);
         document.append(json);
-        table.rows.push_back({CellText(json["name"]), PortName(json["port"].asInt()),
-                              DeviceTypeName(json["type"].asInt()), CellText(json["vendor"]), CellText(json["product"]),
-                              CellText(json["osd"]), CellText(json["vendor_id"])});
+        table.rows.push_back({CellText(json["name"]), PortName(json["port"].asInt()), NameOfType(json["type"].asInt()),
+                              CellText(json["vendor"]), CellText(json["product"]), CellText(json["osd"]),
+                              CellText(json["vendor_id"])});
     }
     output.Write(document, table);
 }

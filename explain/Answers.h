@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What the library's functions answer about a port, exactly as an application gets it.
-#ifndef SRCWATCH_TOOLS_ANSWERS_H
-#define SRCWATCH_TOOLS_ANSWERS_H
-
-#include "Output.h"
+#ifndef SRCWATCH_EXPLAIN_ANSWERS_H
+#define SRCWATCH_EXPLAIN_ANSWERS_H
 
 #include <optional>
 #include <string>
@@ -12,7 +10,7 @@
 
 #include <json/value.h>
 
-namespace ctl {
+namespace srcwatch {
 
 /// One output of a function. Its name is a record's member, or one of the function's own.
 struct AnsweredValue {
@@ -41,15 +39,12 @@ std::vector<std::string> OutputNames();
 /// Returns the member "answers" of a port's document.
 Json::Value AnswersToJson(const std::vector<Answer>& answers);
 
-/// Adds a row for each output of an answer: function, output, value, and the last cell.
-void AddRows(const Answer& answer, const Cell& last, Table& table);
-
 /// Returns a result of the library's functions about a port, in words.
 std::string ResultText(int result);
 
 /// Returns the reason for which a function answers as it does for this record.
 std::string ReasonFor(const Answer& answer, const Json::Value& record);
 
-}  // namespace ctl
+}  // namespace srcwatch
 
 #endif

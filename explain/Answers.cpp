@@ -8,7 +8,7 @@
 #include <functional>
 #include <utility>
 
-namespace ctl {
+namespace srcwatch {
 
 namespace {
 
@@ -232,14 +232,6 @@ Json::Value AnswersToJson(const std::vector<Answer>& answers)
     return list;
 }
 
-void AddRows(const Answer& answer, const Cell& last, Table& table)
-{
-    for (const AnsweredValue& value : answer.values) {
-        const Cell cell = value.value.isNull() ? Cell("(untouched)", Colour::kDim) : Cell(CellText(value.value));
-        table.rows.push_back({answer.function, value.name, cell, last});
-    }
-}
-
 std::string ResultText(int result)
 {
     switch (result) {
@@ -269,4 +261,4 @@ std::string ReasonFor(const Answer& answer, const Json::Value& record)
     return "as stored";
 }
 
-}  // namespace ctl
+}  // namespace srcwatch

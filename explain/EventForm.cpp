@@ -1,23 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Events.h"
+#include "EventForm.h"
 
 #include "Handle.h"
-#include "Ports.h"
+#include "Words.h"
 
+#include <cstdio>
 #include <cstring>
 
 #include <glib.h>
 
-namespace ctl {
+namespace srcwatch {
 
 namespace {
 
+using Words = std::vector<std::string>;
+
 std::string TextOf(const char (&text)[100]) { return std::string(text, strnlen(text, sizeof text)); }
 
-std::string PortText(const Json::Value& event) { return "port " + CellText(event["port"]); }
+std::string PortText(const Json::Value& event) { return "port " + event["port"].asString(); }
 
 // ---------------------------------------------------------------------------------------------------------------------
-// What an event of a named type carries, as members of its JSON and as cells
+// What an event of a named type carries, as members of its JSON and in words
 
 Json::Value DecodeConnection(const srcwatch_event_s& event)
 {
@@ -27,7 +30,7 @@ Json::Value DecodeConnection(const srcwatch_event_s& event)
     return json;
 }
 
-Row DescribeConnection(const Json::Value& event)
+Words DescribeConnection(const Json::Value& event)
 {
     return {PortText(event), event["connected"].asBool() ? "plugged" : "unplugged"};
 }
@@ -37,7 +40,7 @@ Json::Value DecodeDetected(const srcwatch_event_s& event)
     Json::Value json;
     json["port"] = event.args[0];
     json["device_type"] = event.args[1];
-    json["type_name"] = DeviceTypeName(event.args[1]);
+    json["type_name"] = NameOfType(event.args[1]);
     json["changed"] = event.args[2] != 0;
     json["device"] = TextOf(event.str_args[0]);
     json["brand"] = TextOf(event.str_args[1]);
@@ -45,14 +48,14 @@ Json::Value DecodeDetected(const srcwatch_event_s& event)
     return json;
 }
 
-Row DescribeDetected(const Json::Value& event)
+Words DescribeDetected(const Json::Value& event)
 {
-    Row row{PortText(event), DeviceTypeText(event["device_type"].asInt()),
-            event["changed"].asBool() ? "changed" : "unchanged"};
+    Words words{PortText(event), NumberAndNameOfType(event["device_type"].asInt()),
+                event["changed"].asBool() ? "changed" : "unchanged"};
     for (const char* const name : {"device", "brand", "provider"}) {
-        row.emplace_back(std::string(name) + " \"" + event[name].asString() + "\"");
+        words.push_back(std::string(name) + " \"" + event[name].asString() + "\"");
     }
-    return row;
+    return words;
 }
 
 Json::Value DecodeScanProgress(const srcwatch_event_s& event)
@@ -63,7 +66,7 @@ Json::Value DecodeScanProgress(const srcwatch_event_s& event)
     return json;
 }
 
-Row DescribeScanProgress(const Json::Value& event) { return {CellText(event["percent"]) + " %", PortText(event)}; }
+Words DescribeScanProgress(const Json::Value& event) { return {event["percent"].asString() + " %", PortText(event)}; }
 
 Json::Value DecodeScanFinished(const srcwatch_event_s& event)
 {
@@ -73,20 +76,20 @@ Json::Value DecodeScanFinished(const srcwatch_event_s& event)
     return json;
 }
 
-Row DescribeScanFinished(const Json::Value& event)
+Words DescribeScanFinished(const Json::Value& event)
 {
-    return {"result " + CellText(event["result"]), CellText(event["found"]) + " device(s) found"};
+    return {"result " + event["result"].asString(), event["found"].asString() + " device(s) found"};
 }
 
 Json::Value DecodeNothing(const srcwatch_event_s& /*event*/) { return Json::objectValue; }
 
-Row DescribeNothing(const Json::Value& /*event*/) { return {}; }
+Words DescribeNothing(const Json::Value& /*event*/) { return {}; }
 
 struct NamedType {
     int type;
     const char* name;
     Json::Value (*decode)(const srcwatch_event_s& event);
-    Row (*describe)(const Json::Value& decoded);
+    Words (*describe)(const Json::Value& decoded);
 };
 constexpr NamedType kNamedTypes[] = {
     {SRCWATCH_EVENT_CONNECTION, "connection", DecodeConnection, DescribeConnection},
@@ -107,30 +110,20 @@ const NamedType* FindType(int type)
 }
 
 // Everything that an event without a name carries.
-Row DescribeAll(const srcwatch_event_s& event)
+Words DescribeAll(const srcwatch_event_s& event)
 {
     std::string numbers;
     for (const int number : event.args) numbers += (numbers.empty() ? "" : " ") + std::to_string(number);
-    Row row{numbers};
-    for (const auto& text : event.str_args) row.emplace_back("\"" + TextOf(text) + "\"");
-    return row;
-}
-
-std::string FormatNow(GDateTime* (*now)(), const char* format)
-{
-    const srcwatch::Handle<GDateTime, g_date_time_unref> time(now());
-    const srcwatch::Handle<char, g_free> text(g_date_time_format(time.get(), format));
-    char milliseconds[16];
-    static_cast<void>(
-        std::snprintf(milliseconds, sizeof milliseconds, ".%03d", g_date_time_get_microsecond(time.get()) / 1000));
-    return text.get() + std::string(milliseconds);
+    Words words{numbers};
+    for (const auto& text : event.str_args) words.push_back("\"" + TextOf(text) + "\"");
+    return words;
 }
 
 }  // namespace
 
-Names NamedEventTypes()
+std::vector<std::pair<std::string, int>> NamedEventTypes()
 {
-    Names names;
+    std::vector<std::pair<std::string, int>> names;
     for (const NamedType& named : kNamedTypes) names.emplace_back(named.name, named.type);
     return names;
 }
@@ -145,7 +138,8 @@ Json::Value EventToJson(const srcwatch_event_s& event)
 {
     const NamedType* const named = FindType(event.type);
     Json::Value json = named != nullptr ? named->decode(event) : Json::objectValue;
-    json["time"] = FormatNow(g_date_time_new_now_utc, "%Y-%m-%dT%H:%M:%S") + "Z";
+    const Handle<GDateTime, g_date_time_unref> now(g_date_time_new_now_utc());
+    json["time"] = FormatTime(now.get(), "%Y-%m-%dT%H:%M:%S") + "Z";
     json["type"] = event.type;
     json["name"] = EventTypeName(event.type);
     for (const int number : event.args) json["args"].append(number);
@@ -153,13 +147,19 @@ Json::Value EventToJson(const srcwatch_event_s& event)
     return json;
 }
 
-Row EventToRow(const srcwatch_event_s& event)
+std::vector<std::string> EventWords(const srcwatch_event_s& event)
 {
-    Row row{FormatNow(g_date_time_new_now_local, "%H:%M:%S"), EventTypeName(event.type)};
     const NamedType* const named = FindType(event.type);
-    for (Cell& cell : named != nullptr ? named->describe(named->decode(event)) : DescribeAll(event))
-        row.push_back(std::move(cell));
-    return row;
+    return named != nullptr ? named->describe(named->decode(event)) : DescribeAll(event);
 }
 
-}  // namespace ctl
+std::string FormatTime(GDateTime* time, const char* format)
+{
+    const Handle<char, g_free> text(g_date_time_format(time, format));
+    char milliseconds[16];
+    static_cast<void>(  // it fits
+        std::snprintf(milliseconds, sizeof milliseconds, ".%03d", g_date_time_get_microsecond(time) / 1000));
+    return text.get() + std::string(milliseconds);
+}
+
+}  // namespace srcwatch

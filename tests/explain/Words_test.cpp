@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Words.h"
+
+#include <gtest/gtest.h>
+
+namespace srcwatch {
+
+TEST(Words, NameThePortsAsPeopleDo)
+{
+    EXPECT_EQ(PortName(0), "HDMI 1");
+    EXPECT_EQ(PortName(7), "HDMI 8");
+    EXPECT_EQ(PortName(99), "optical");
+}
+
+TEST(Words, NameTheTypesAndAlsoNumbersThatAreNone)
+{
+    EXPECT_EQ(NameOfType(0), "none");
+    EXPECT_EQ(NameOfType(1), "set-top box");
+    EXPECT_EQ(NameOfType(2), "error type 2");
+    EXPECT_EQ(NumberAndNameOfType(9), "type 9 (PC)");
+}
+
+}  // namespace srcwatch
