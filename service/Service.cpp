@@ -278,6 +278,11 @@ bool Service::WatchSettings()
     const auto onRecords = [](const char*, const srcwatch_host_value*, void* self) {
         static_cast<Service*>(self)->m_records.HandleWritten();
     };
+    // A user who cleared the devices does not want them back when the store is replaced.
+    const auto onUnknown = [](const char* key, const srcwatch_host_value*, void* self) {
+        auto* const service = static_cast<Service*>(self);
+        service->m_settings.Attain(std::string("reading ") + key, [=] { return service->m_detector.LoadUnknown(); });
+    };
     const auto onTuned = [](const char*, const srcwatch_host_value*, void* self) {
         static_cast<Service*>(self)->m_commands.HandleTunedChannel();
     };
@@ -291,6 +296,7 @@ bool Service::WatchSettings()
     m_watches = {srcwatch_host_watch_replacement(onReplaced, this),
                  srcwatch_host_watch_setting(VCONF_SCAN_PROGRESS.c_str(), onCommand, this),
                  srcwatch_host_watch_setting(VCONF_SOURCE_ACTIVITY.c_str(), onRecords, this),
+                 srcwatch_host_watch_setting(SRCWATCH_UNKNOWN_DEVICES_KEY, onUnknown, this),
                  srcwatch_host_watch_setting(VCONF_TWC_FRAME_COUNT.c_str(), onTuned, this),
                  srcwatch_host_watch_setting(VCONF_HP_AUTO_DETECT_SUPPORT.c_str(), onSwitch, this),
                  srcwatch_host_watch_setting(VCONF_MVPD_AUTO_DETECT_SUPPORT.c_str(), onSwitch, this)};

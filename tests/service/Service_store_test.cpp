@@ -255,6 +255,25 @@ TEST_P(LossOfTheStore, IsMadeGoodBeforeAnythingIsDetected)
     EXPECT_TRUE(RunUntil([&] { return TextSetting(kStatistics) == statistics; }));
 }
 
+TEST_P(LossOfTheStore, BringsBackNoUnknownDeviceThatWasCleared)
+{
+    vconf_set_str(kUnknown, UnknownWith(3).c_str());
+    StartService();
+    const std::string cleared = srcwatch::UnknownDevices("").Text();
+    vconf_set_str(kUnknown, cleared.c_str());
+    vconf_set_str(kActivity.c_str(), R"({"activity":[{},{},{"DenyCount":3}]})");
+    ASSERT_TRUE(WaitForLog("they are taken over"));  // what was written before has been heard, too
+
+    GetParam().inflict();
+
+    ASSERT_TRUE(RunUntil([] {
+        static_cast<void>(TextSetting(kUnknown));  // whoever reads it next notices the loss
+        return LogLinesWith("what this service knows is written again") > 0;
+    }));
+    static_cast<void>(Call(SRCWATCH_REQUEST_STATUS, 0));  // it has been written then
+    EXPECT_EQ(TextSetting(kUnknown), cleared);
+}
+
 TEST_F(ServiceStore, IsCopiedAtTheEnd)
 {
     StartService();
