@@ -34,6 +34,12 @@ Commands::Commands(unsigned scanStepMilliseconds, PortSet ports, Records& record
 {
 }
 
+void Commands::SetScanStep(unsigned milliseconds)
+{
+    m_scanStepMilliseconds = milliseconds;
+    m_scan.SetStep(milliseconds);
+}
+
 void Commands::Reset()
 {
     m_settings.WriteNumber(VCONF_SCAN_RESULT, 0);

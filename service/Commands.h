@@ -31,6 +31,9 @@ public:
     /// To be called after each write to the setting that a tuned channel is reported in.
     void HandleTunedChannel() { m_twc.HandleTunedChannel(); }
 
+    /// Changes the time that scans take for each input, from their next step on.
+    void SetScanStep(unsigned milliseconds);
+
     /// Stops the first-setup scan if it runs.
     void StopScan();
 
@@ -44,7 +47,7 @@ private:
     void HandleMbrDownloadFinished();
     bool IsSetTopBox(int port) const;
 
-    const unsigned m_scanStepMilliseconds;
+    unsigned m_scanStepMilliseconds;
     const PortSet m_ports;
     Records& m_records;
     Detector& m_detector;

@@ -67,6 +67,13 @@ int Append(const std::string& path, std::string line)
 
 }  // namespace
 
+void DetectionLog::Redirect(std::string path, Origin origin)
+{
+    if (path != m_path) m_complaint.clear();
+    m_path = std::move(path);
+    m_origin = std::move(origin);
+}
+
 void DetectionLog::Write(const Detection& detection)
 {
     if (m_path.empty()) return;

@@ -18,11 +18,14 @@ public:
     /// @param path  Empty for no lines, "-" for standard output.
     DetectionLog(std::string path, Origin origin) : m_path(std::move(path)), m_origin(std::move(origin)) {}
 
+    /// Writes the next lines elsewhere, or as another TV's.
+    void Redirect(std::string path, Origin origin);
+
     void Write(const Detection& detection);
 
 private:
-    const std::string m_path;
-    const Origin m_origin;
+    std::string m_path;
+    Origin m_origin;
     std::string m_complaint;
 };
 

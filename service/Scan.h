@@ -21,6 +21,9 @@ public:
     void Stop();
     void Resume();
 
+    /// Changes the time of each input, from the next step on.
+    void SetStep(unsigned milliseconds) { m_stepMilliseconds = milliseconds; }
+
     /// "idle", "running" or "stopped".
     const char* StateText() const;
     bool IsRunning() const { return m_state == State::kRunning; }
@@ -35,7 +38,7 @@ private:
     void End(State state, int result);
     void ShowProgress(int port);
 
-    const unsigned m_stepMilliseconds;
+    unsigned m_stepMilliseconds;
     const int m_inputs;
     Records& m_records;
     Detector& m_detector;

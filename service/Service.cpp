@@ -61,8 +61,9 @@ bool IsInputCountKnown()
 
 }  // namespace
 
-Service::Service(Options options)
-    : m_options(std::move(options)),
+Service::Service(Configuration configuration, std::function<Configuration()> readAgain)
+    : m_configuration(std::move(configuration)),
+      m_readAgain(std::move(readAgain)),
       m_ports{std::clamp(get_hdmi_count(), 0, kMostHdmiInputs)},
       m_records(m_settings),
       m_inputs(MakeBackEnds()),
@@ -112,7 +113,7 @@ std::string Service::Run()
         return G_SOURCE_CONTINUE;
     };
     const auto reload = [](gpointer self) -> gboolean {
-        static_cast<Service*>(self)->LoadProfiles();
+        static_cast<Service*>(self)->Reload();
         return G_SOURCE_CONTINUE;
     };
     for (const int signal : {SIGTERM, SIGINT}) g_unix_signal_add(signal, quit, this);
@@ -154,6 +155,25 @@ std::string Service::Places() const
     for (const auto& [port, file] : m_options.spdFiles) add(file);
     for (const std::string& receiver : m_options.receivers) add(receiver);
     return places;
+}
+
+// A configuration with faults changes nothing. The profiles are loaded again in any case.
+void Service::Reload()
+{
+    const Configuration read = m_readAgain();
+    for (const std::string& fault : read.faults) SWLOG(kLogError, "%s", fault.c_str());
+    if (read.faults.empty()) {
+        const Differences differences = Adopt(read, m_configuration);
+        m_log.Redirect(m_options.detections, m_options.origin);
+        m_commands.SetScanStep(m_options.scanStepMilliseconds);
+        if (!differences.adopted.empty())
+            SWLOG(kLogInfo, "the configuration has changed: %s", differences.adopted.c_str());
+        if (!differences.waiting.empty())
+            SWLOG(kLogError, "changed, but only at a restart of the service: %s", differences.waiting.c_str());
+    } else {
+        SWLOG(kLogError, "the configuration stays as it was");
+    }
+    LoadProfiles();
 }
 
 void Service::LoadProfiles()

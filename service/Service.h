@@ -7,6 +7,7 @@
 #include "Announcer.h"
 #include "CombinedInputs.h"
 #include "Commands.h"
+#include "Configuration.h"
 #include "DetectionLog.h"
 #include "Detector.h"
 #include "DeviceCalls.h"
@@ -17,7 +18,7 @@
 #include "Settings.h"
 #include "Timer.h"
 
-#include <map>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -26,28 +27,11 @@
 
 namespace srcwatch {
 
-struct Options {
-    std::string inputs;                    ///< directory; empty for none
-    std::vector<std::string> cecAdapters;  ///< devices
-    std::map<int, std::string> spdFiles;   ///< by port
-    std::vector<std::string> receivers;    ///< video devices that tell +5 V
-    std::vector<std::string> profiles;
-    std::string detections;  ///< file of detections, "-" for standard output; empty for none
-    Origin origin;           ///< of the lines in it
-    unsigned scanStepMilliseconds = 400;
-    unsigned quietMilliseconds = 100;
-    unsigned cecRoundMilliseconds = 5000;
-
-    bool HasInputs() const
-    {
-        return !inputs.empty() || !cecAdapters.empty() || !spdFiles.empty() || !receivers.empty();
-    }
-};
-
 /// The library's service side and the owner of the channel's bus name, of which a process has one.
 class Service {
 public:
-    explicit Service(Options options);
+    /// @param readAgain  Reads the configuration as it is now.
+    Service(Configuration configuration, std::function<Configuration()> readAgain);
     ~Service();
 
     /// Serves until a signal or a failure ends it. @return The failure, or empty after a signal.
@@ -61,6 +45,7 @@ private:
     std::string Prepare();
     std::string CheckInputsDirectory() const;
     std::string Places() const;
+    void Reload();
     void LoadProfiles();
     std::string ConnectToBus();
     void OwnName();
@@ -76,7 +61,9 @@ private:
     void ClearStates();
     bool IsNameOwned() const;
 
-    const Options m_options;
+    Configuration m_configuration;
+    const std::function<Configuration()> m_readAgain;
+    const Options& m_options = m_configuration.options;
     const PortSet m_ports;
     Settings m_settings;
     Records m_records;

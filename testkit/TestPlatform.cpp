@@ -35,6 +35,7 @@ void MakeHome(const TempDirectory& home, const TvModel& model)
     SetVariable("SRCWATCH_STATE_DIR", home / "state");
     SetVariable("SRCWATCH_RUN_DIR", home / "run");
     SetVariable("SRCWATCH_PLATFORM_CONF", home / "platform.conf");
+    SetVariable("SRCWATCH_SERVICE_CONF", "");  // not the machine's
     SetVariable("SRCWATCH_INPUTS", home / "inputs");
     if (std::getenv("SRCWATCH_LOG") == nullptr) SetVariable("SRCWATCH_LOG", "none");  // not the machine's journal
 }

@@ -21,15 +21,16 @@ struct Outcome {
 
 class CommandLine : public testing::Test {
 protected:
-    Outcome Run(std::vector<std::string> arguments, const std::map<std::string, std::string>& environment = {}) const
+    Outcome Run(std::vector<std::string> arguments, const std::map<std::string, std::string>& environment = {})
     {
         arguments.insert(arguments.begin(), SRCWATCH_SERVICE_PROGRAM);
-        Process process(arguments, m_directory / "program", environment);
+        Process process(arguments, m_directory / ("program" + std::to_string(++m_runs)), environment);
         const int code = process.Wait().value_or(-1);
         return Outcome{code, process.Output(), process.Errors()};
     }
 
     TempDirectory m_directory;
+    int m_runs = 0;
 };
 
 TEST_F(CommandLine, PrintsTheVersion)
@@ -88,7 +89,6 @@ TEST_F(CommandLine, HasTheOptionsOfTheManualPageAndNoOthers)
 TEST_F(CommandLine, RefusesWrongUsageWithTwo)
 {
     const std::vector<std::vector<std::string>> wrong = {
-        {},
         {"--inputs"},
         {"--inputs", ""},
         {"--cec"},
@@ -96,6 +96,7 @@ TEST_F(CommandLine, RefusesWrongUsageWithTwo)
         {"--spd", "9=/sys/spd"},
         {"--spd", "0="},
         {"--cec", "/dev/cec0", "--cec-round-ms", "0"},
+        {"--config", ""},
         {"--inputs", ".", "--tv", "7"},
         {"--inputs", ".", "--firmware", "7"},
         {"--inputs", ".", "--aksv-key", "/dev/null"},
@@ -117,6 +118,87 @@ TEST_F(CommandLine, RefusesWrongUsageWithTwo)
         EXPECT_NE(outcome.errors, "") << testing::PrintToString(arguments);
         EXPECT_EQ(outcome.output, "") << testing::PrintToString(arguments);
     }
+}
+
+// But those that select the file.
+Options OptionsThatAreKeys(Options options)
+{
+    for (const char* option : {"-h", "--help", "--version", "--config", "--check-config"}) options.erase(option);
+    return options;
+}
+
+// The keys of a text, each at the beginning of a line behind a mark, as options.
+Options KeysOf(const std::string& text, const std::string& mark)
+{
+    std::istringstream lines(text);
+    Options keys;
+    for (std::string line; std::getline(lines, line);) {
+        std::smatch key;
+        if (std::regex_search(line, key, std::regex("^" + mark + "([a-z-]+)="))) keys.insert("--" + key[1].str());
+    }
+    return keys;
+}
+
+TEST_F(CommandLine, HasEachOptionInTheConfigurationAndItsManualPage)
+{
+    const Options options = OptionsThatAreKeys(OptionsOfTheHelp(Run({"--help"}).output));
+    const std::string page = std::regex_replace(ReadFile(SRCWATCH_CONFIGURATION_MANUAL), std::regex("\\\\-"), "-");
+
+    EXPECT_EQ(options.size(), 12U);
+    EXPECT_EQ(KeysOf(ReadFile(SRCWATCH_CONFIGURATION), "#"), options);
+    EXPECT_EQ(KeysOf(page, "[.]BI "), options);
+}
+
+TEST_F(CommandLine, ChecksAConfiguration)
+{
+    const std::string file = m_directory / "service.conf";
+    WriteFile(file, "[inputs]\nquiet-ms=5\n");
+
+    const Outcome good = Run({"--check-config", file});
+    WriteFile(file, "[inputs]\nquiet-ms=soon\nquiet=5\n");
+    const Outcome bad = Run({"--check-config", file});
+
+    EXPECT_EQ(good.code, 0);
+    EXPECT_EQ(good.output, file + ": no faults\n");
+    EXPECT_EQ(good.errors, "");
+    EXPECT_EQ(bad.code, 1);
+    EXPECT_EQ(bad.output, "");
+    EXPECT_EQ(bad.errors,
+              file + ":inputs/quiet-ms: 'soon' is not a number from 1 to 60000\n" + file +
+                  ":inputs/quiet: no such key; the group has inputs, cec, cec-round-ms, spd, power, quiet-ms\n");
+}
+
+TEST_F(CommandLine, ChecksTheConfigurationThatItWouldRead)
+{
+    const std::string file = m_directory / "service.conf";
+    WriteFile(file, "[inputs]\n");
+
+    EXPECT_EQ(Run({"--check-config", "--config", file}).output, file + ": no faults\n");
+    EXPECT_EQ(Run({"--check-config"}, {{"SRCWATCH_SERVICE_CONF", file}}).output, file + ": no faults\n");
+    EXPECT_EQ(Run({"--check-config"}).errors, "SRCWATCH_SERVICE_CONF names no file to be checked\n");
+}
+
+TEST_F(CommandLine, RefusesAConfigurationWithFaults)
+{
+    const std::string file = m_directory / "service.conf";
+    WriteFile(file, "[input]\n");
+
+    const Outcome outcome = Run({"--config", file});
+
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_EQ(outcome.errors,
+              "srcwatch-service: " + file + ":input: no such group; it has to be inputs, detection or fleet\n");
+}
+
+TEST_F(CommandLine, TakesTheInputsDirectoryOfTheEnvironment)
+{
+    const std::string missing = m_directory / "missing";
+
+    const Outcome outcome = Run({}, {{"SRCWATCH_INPUTS", missing}});
+
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_EQ(outcome.errors,
+              "srcwatch-service: the inputs directory " + missing + " cannot be used: No such file or directory\n");
 }
 
 TEST_F(CommandLine, RefusesAnInputsDirectoryThatIsNotThere)

@@ -39,6 +39,7 @@ TEST(TestPlatform, KeepsSettingsAndBusInItsOwnPlace)
     EXPECT_EQ(srcwatch_host_run_dir(), TestPlatform::Path("run"));
     EXPECT_EQ(std::getenv("DBUS_SYSTEM_BUS_ADDRESS"), TheBus().Address());
     EXPECT_EQ(std::getenv("SRCWATCH_INPUTS"), TestPlatform::Path("inputs"));
+    EXPECT_STREQ(std::getenv("SRCWATCH_SERVICE_CONF"), "");
 }
 
 TEST(TestPlatform, ClearForgetsSettingsCablesAndWhatIsPluggedIn)

@@ -63,6 +63,16 @@ TEST_F(Sandbox, HasTheInputsThatAreAskedFor)
     EXPECT_EQ(RunShell("srcwatchctl features -o json | grep -c true").code, 0);
 }
 
+TEST_F(Sandbox, DoesNotReadTheConfigurationOfTheMachinesService)
+{
+    const std::string file = m_directory / "service.conf";
+    WriteFile(file, "[inputs]\ncec=\n");
+
+    const Outcome outcome = Run({"--", "true"}, {{"SRCWATCH_SERVICE_CONF", file}});
+
+    EXPECT_EQ(outcome.code, 0) << outcome.errors;
+}
+
 TEST_F(Sandbox, HasDetectedWhatIsPluggedBeforeTheProgramStarts)
 {
     const Outcome outcome =

@@ -91,6 +91,7 @@ void EnterHome(const std::string& home, const Options& options, const Installati
     SetVariable("SRCWATCH_STATE_DIR", home + "/state");
     SetVariable("SRCWATCH_RUN_DIR", home + "/run");
     SetVariable("SRCWATCH_PLATFORM_CONF", home + "/platform.conf");
+    SetVariable("SRCWATCH_SERVICE_CONF", "");  // not the machine's
     SetVariable("SRCWATCH_INPUTS", Inputs(home));
     SetVariable("SRCWATCH_CAPTURES", installation.captures);
     if (!options.log.empty()) {
