@@ -10,7 +10,13 @@ function createCapture(first, store) {
     const glyph = icon(null, "glyph");
     const name = element("span", { class: "name", dir: "auto" });
     const detail = element("span", { class: "detail", dir: "auto" });
-    const node = element("button", { type: "button", class: "capture" }, glyph, name, detail);
+    const node = element(
+        "button",
+        { type: "button", class: "capture", "data-command": "carry", "data-name": first.name },
+        glyph,
+        name,
+        detail,
+    );
     makeCarriable(node, () => ({ capture: capture.name, text: capture.name }));
     const update = (now) => {
         capture = now;

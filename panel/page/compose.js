@@ -80,7 +80,9 @@ export function showCompose(store) {
     const classify = debounced(PAUSE_MS, () => post("/api/classify", { device: deviceOf(inputs) }), show);
     form.addEventListener("input", classify);
     const port = portChoice(store);
-    const plug = command(texts.plug, () => order("/api/plug", { port: Number(port.value), device: deviceOf(inputs) }));
+    const plug = command(texts.plug, () => order("/api/plug", { port: Number(port.value), device: deviceOf(inputs) }), {
+        "data-command": "plug",
+    });
     byId("compose").append(form, node, element("div", { class: "row" }, port, plug));
     classify();
 }

@@ -5,7 +5,7 @@ import { paced } from "./pace.js";
 import { columns } from "./plots.js";
 import { get, order } from "./request.js";
 import { findPort, methodOf, presentPorts, typeOf } from "./state.js";
-import { milliseconds, texts } from "./texts.js";
+import { texts } from "./texts.js";
 import { Verdict } from "./verdict.js";
 
 const PAUSE_MS = 150; // of changes of the port, before its explanation is asked for again
@@ -27,10 +27,10 @@ function showActions(store) {
         element(
             "div",
             { class: "row actions" },
-            command(texts.deny, act("/api/deny")),
-            command(texts.forget, act("/api/forget")),
-            command(texts.startTwc, act("/api/twc", { command: "start" })),
-            command(texts.endTwc, act("/api/twc", { command: "end" })),
+            command(texts.deny, act("/api/deny"), { "data-command": "deny" }),
+            command(texts.forget, act("/api/forget"), { "data-command": "forget" }),
+            command(texts.startTwc, act("/api/twc", { command: "start" }), { "data-command": "twc-start" }),
+            command(texts.endTwc, act("/api/twc", { command: "end" }), { "data-command": "twc-end" }),
             download,
         ),
     );
@@ -73,11 +73,10 @@ const createPast = (state) => (entry) => ({
     node: element(
         "tr",
         {},
-        element("td", { text: entry.time_text }),
         element("td", { text: typeOf(state, entry.type).name }),
         element("td", { text: entry.name, dir: "auto" }),
         element("td", { text: methodOf(state, entry.method) }),
-        element("td", { text: typeof entry.milliseconds === "number" ? milliseconds(entry.milliseconds) : "" }),
+        element("td", { text: entry.time_text }),
     ),
 });
 

@@ -35,9 +35,9 @@ const createChange = (store) => (capture) => ({
 export function showProfiles(store) {
     const text = element("textarea", { rows: 14, spellcheck: "false", "aria-label": texts.profilesText });
     const paths = element("p", { class: "hint", dir: "auto" });
-    const errors = element("ul", { class: "remarks", role: "status" });
+    const errors = element("ul", { class: "remarks" });
     const changes = element("ul", { class: "differences" });
-    const none = element("p", { class: "hint", role: "status", text: texts.profilesUnchanged });
+    const none = element("p", { class: "hint", text: texts.profilesUnchanged });
     const show = ({ error, errors: found = [], captures = [] }) => {
         const changed = captures.filter((capture) => capture.changed);
         const wrong = error ? [error] : found;
@@ -62,9 +62,8 @@ export function showProfiles(store) {
     byId("profiles").append(
         paths,
         text,
-        element("div", { class: "row" }, button(texts.profilesLoad, load)),
-        none,
-        errors,
+        element("div", { class: "row" }, button(texts.profilesLoad, load, { "data-command": "load" })),
+        element("div", { role: "status" }, none, errors),
         changes,
     );
     load();

@@ -22,7 +22,10 @@ function createRecording(open) {
             { class: "recording" },
             element("span", { class: "name", text: name, dir: "auto" }),
             size,
-            button(texts.timeline, () => open(name), { "aria-label": texts.showTimeline(name) }),
+            button(texts.timeline, () => open(name), {
+                "aria-label": texts.showTimeline(name),
+                "data-command": "timeline",
+            }),
             link,
         );
         return { node, update: (recording) => setText(size, texts.bytes(recording.bytes)) };
@@ -30,8 +33,12 @@ function createRecording(open) {
 }
 
 function showRecorder(store, place) {
-    const start = command(texts.startRecording, () => order("/api/record", { command: "start" }));
-    const stop = command(texts.stopRecording, () => order("/api/record", { command: "stop" }));
+    const start = command(texts.startRecording, () => order("/api/record", { command: "start" }), {
+        "data-command": "record",
+    });
+    const stop = command(texts.stopRecording, () => order("/api/record", { command: "stop" }), {
+        "data-command": "stop-record",
+    });
     const name = element("span", { class: "hint", role: "status" });
     place.append(element("div", { class: "row" }, start, stop, name));
     store.watch(["recorder"], ({ recorder }) => {

@@ -70,7 +70,7 @@ export const texts = {
     history: "History",
     noHistory: "Nothing has been detected here.",
     took: (type, value) => (typeof value === "number" ? `${type}, ${milliseconds(value)}` : type),
-    historyColumns: ["Time", "Type", "Name", "Method", "Took"],
+    historyColumns: ["Type", "Name", "Method", "Took"],
     evidence: "Evidence",
     noEvidence: "Nothing is plugged in.",
     behind: "Behind the device",

@@ -17,7 +17,7 @@ const stateText = (port) =>
 const nameOf = (port) => port.device?.name || port.capture || texts.unnamed;
 
 function tool(name, click) {
-    const node = command("", click, { class: `tool ${name}` });
+    const node = command("", click, { class: `tool ${name}`, "data-command": name });
     node.append(icon(name));
     return node;
 }
@@ -27,11 +27,12 @@ class Input {
     #port;
     #connector = icon(null, "connector");
     #label = element("span", { class: "label" });
+    #whose = element("span", { class: "unseen" });
     #glyph = icon(null, "glyph");
     #name = element("span", { class: "name", dir: "auto" });
     #detail = element("span", { class: "detail", dir: "auto" });
     #time = element("span", { class: "time" });
-    #face = element("button", { type: "button", class: "face", click: () => this.#choose() });
+    #face = element("button", { type: "button", class: "face", "data-command": "choose", click: () => this.#choose() });
     #move = tool("move");
     #unplug = tool("unplug", () => order("/api/unplug", { port: this.#port.port }));
 
@@ -41,7 +42,7 @@ class Input {
         const load = () => (this.#port.state === "empty" ? null : { from: this.#port.port, text: nameOf(this.#port) });
         makeDraggable(this.#face, load);
         makeCarriable(this.#move, load);
-        this.#face.append(this.#glyph, this.#name, this.#detail, this.#time);
+        this.#face.append(this.#whose, this.#glyph, this.#name, this.#detail, this.#time);
         this.node = element(
             "li",
             { class: "input", "data-port": port.port },
@@ -86,7 +87,7 @@ class Input {
         setIcon(this.#glyph, empty ? "empty" : type.icon);
         for (const [index, node] of [this.#name, this.#detail, this.#time].entries()) setText(node, said[index]);
         setAttribute(this.#face, "aria-pressed", state.selected === port.port);
-        setAttribute(this.#face, "aria-label", [port.label, ...said].filter(Boolean).join(", "));
+        setText(this.#whose, `${port.label} `);
     }
 }
 
