@@ -21,6 +21,8 @@ test_packages=(
 )
 # Of packages that would also run a server on this machine, these programs are unpacked into build/programs.
 test_programs=(mosquitto:usr/sbin/mosquitto prometheus:usr/bin/promtool)
+# For the panel's page: a browser that a test drives, a font for it, and what npm brings (tests/panel/package.json).
+browser_packages=(chromium chromium-driver fonts-dejavu-core nodejs npm)
 packaging_packages=(build-essential debhelper dh-python dpkg-dev doxygen fakeroot git lintian mmdebstrap autopkgtest)
 armhf_packages=(mmdebstrap g++-arm-linux-gnueabihf qemu-user-static util-linux)
 armhf_full_packages=(qemu-system-arm kmod cpio e2fsprogs)
@@ -82,6 +84,16 @@ install_packages() {
         echo "Could not install: ${missing[*]}" >&2
         return 1
     fi
+}
+
+# Installs what a package.json names into build/browser, unless it is there.
+install_npm_packages() {
+    local directory=build/browser
+    cmp -s "$1" "$directory/installed.json" && return
+    mkdir -p "$directory"
+    cp "$1" "$directory/package.json"
+    (cd "$directory" && npm install --no-package-lock --no-audit --no-fund --ignore-scripts --loglevel=error)
+    cp "$1" "$directory/installed.json"
 }
 
 # Unpacks the programs of packages, each given as PACKAGE:PROGRAM, into build/programs.

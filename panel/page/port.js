@@ -107,7 +107,8 @@ function showHistory(store) {
         plot.replaceChildren(
             columns(history, (entry) => texts.took(typeOf(state, entry.type).name, entry.milliseconds)),
         );
-        reconcile(rows, history.toReversed(), (entry) => JSON.stringify(entry), createPast(state));
+        const newestFirst = history.map((entry, index) => ({ ...entry, index })).toReversed();
+        reconcile(rows, newestFirst, (entry) => JSON.stringify(entry), createPast(state));
     });
 }
 
