@@ -18,13 +18,13 @@ export class Store {
         if (Object.keys(this.#state).length > 0) draw(this.#state);
     }
 
-    /// Replaces the state. With painted, calls it when the screen shows the new one.
+    /// Replaces the state. With painted, calls it when the screen shows the new one, which a hidden page never does.
     replace(state, painted) {
         for (const name of new Set([...Object.keys(state), ...Object.keys(this.#state)])) {
             if (state[name] !== this.#state[name]) this.#dirty.add(name);
         }
         this.#state = state;
-        if (painted) this.#afterPaint.push(painted);
+        if (painted && !document.hidden) this.#afterPaint.push(painted);
         if (this.#scheduled) return;
         this.#scheduled = true;
         requestAnimationFrame(() => this.#draw());

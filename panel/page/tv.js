@@ -34,7 +34,7 @@ class Input {
     #time = element("span", { class: "time" });
     #face = element("button", { type: "button", class: "face", "data-command": "choose", click: () => this.#choose() });
     #move = tool("move");
-    #unplug = tool("unplug", () => order("/api/unplug", { port: this.#port.port }));
+    #unplug = tool("unplug", () => this.#pull());
 
     constructor(port, store) {
         this.#store = store;
@@ -60,6 +60,11 @@ class Input {
     #choose() {
         if (this.#store.state.carry) drop(this.#port.port);
         else this.#store.set({ selected: this.#port.port });
+    }
+
+    #pull() {
+        this.#face.focus(); // the button goes with the device
+        order("/api/unplug", { port: this.#port.port });
     }
 
     update(port) {

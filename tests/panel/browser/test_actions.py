@@ -88,6 +88,7 @@ def test_a_device_is_unplugged(page, house):
     page.click(f"{port(0)} .unplug")
 
     wait_state(page, 0, "empty")
+    assert page.run("return document.activeElement.matches(arguments[0])", f"{port(0)} .face")
 
 
 def test_the_chosen_input_shows_record_and_verdict(page, house):

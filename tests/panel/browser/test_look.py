@@ -14,9 +14,13 @@ DOCS = pathlib.Path(__file__).parents[3] / "docs"
 DEVICES = {"hdmi1": "voltana-vx-home", "hdmi2": "quellon-bdq900", "hdmi3": "malformed", "optical": "ambrelle-soundbar"}
 
 AUDIT = """
-const done = arguments[arguments.length - 1];
-axe.run(document, { resultTypes: ["violations"] }).then(({ violations }) =>
-    done(violations.map(({ id, nodes }) => [id, ...nodes.map((node) => node.html)].join("\\n"))));
+const done = arguments[0];
+// A contrast that cannot be computed counts as well, but not that of what is scrolled away.
+const undecided = ({ any }) => any[0].data?.messageKey !== "elmPartiallyObscured";
+axe.run(document).then(({ violations, incomplete }) => done(
+    [...violations, ...incomplete.map((rule) => ({ ...rule, nodes: rule.nodes.filter(undecided) }))]
+        .filter(({ nodes }) => nodes.length > 0)
+        .map(({ id, nodes }) => [id, ...nodes.map((node) => node.html)].join("\\n"))));
 """
 
 
@@ -83,7 +87,7 @@ def test_the_focus_goes_through_the_page_in_order_and_is_seen(furnished):
 
     assert all(style == "solid" for style, *_ in seen)
     sections = [section for _, section, _ in seen]
-    assert [*dict.fromkeys(sections)] == ["", "tv", "captures", "port"]
+    assert [*dict.fromkeys(sections)][:5] == ["", "tv", "captures", "port", "events"]
 
 
 HOSTILE = {
