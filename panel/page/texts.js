@@ -43,7 +43,7 @@ export const texts = {
     detectedIn: (value) => `detected in ${milliseconds(value)}`,
     unplug: (label) => `Unplug ${label}`,
     move: (name, label) => `Move ${name} from ${label}`,
-    carryHint: "Drag a device to an input, or press Enter on it, choose with the arrow keys, and press Enter again.",
+    carryHint: "Drag a device to an input. Or touch it, then the input; or Enter, arrow keys, Enter.",
     pickedUp: (name) =>
         `${name} picked up. Choose an input with the arrow keys, Enter plugs it in, Escape puts it back.`,
     aimedAt: (label) => label,

@@ -87,7 +87,7 @@ export class Verdict {
         const method = methodOf(this.#store.state, known.method ?? record?.DMethod ?? 0);
         this.#columns = [
             [texts.evidence, evidenceBoxes(known)],
-            [texts.deciders, deciderBoxes(known)],
+            [texts.deciders, evidence ? deciderBoxes(evidence) : []],
             [texts.type, [box("used", icon(type.icon, "glyph"), title(type.name), line(texts.byMethod(method)))]],
             [texts.answers, answerBoxes(answers)],
         ];

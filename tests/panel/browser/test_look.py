@@ -153,7 +153,7 @@ def size_of(picture: bytes) -> tuple[int, int]:
     return struct.unpack(">II", picture[16:24])
 
 
-SCREENSHOTS = {"panel-light": (1440, 1130, "light"), "panel-dark": (1440, 1130, "dark"), "panel-phone": (390, 844, "light")}
+SCREENSHOTS = {"panel-light": (1440, 1320, "light"), "panel-dark": (1440, 1320, "dark"), "panel-phone": (390, 844, "light")}
 
 
 def test_the_screenshots_of_the_documents_have_the_size_of_the_page(furnished):
