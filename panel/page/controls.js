@@ -28,7 +28,8 @@ function showScan(store, place) {
         if (!scan) return;
         progress.value = scan.percent;
         const port = findPort(state, scan.port)?.label;
-        setText(stage, texts.scanStage(scan.stage, scan.percent, scan.active && port, scan.found));
+        const ended = texts.scanFound(texts.scanEnds[scan.stage] ?? scan.stage, scan.found);
+        setText(stage, scan.active ? texts.scanRuns(scan.stage, scan.percent, port) : ended);
     });
 }
 

@@ -92,15 +92,11 @@ export const texts = {
 
     controls: "Scans and features",
     scan: "First-setup scan",
-    scanStage: (stage, percent, label, found) =>
-        [
-            stage,
-            `${percent} %`,
-            label ? `at ${label}` : "",
-            found === null || found === undefined ? "" : `${found} found`,
-        ]
-            .filter(Boolean)
-            .join(" · "),
+    scanRuns: (stage, percent, label) =>
+        [stage, `${percent} %`, label ? `at ${label}` : ""].filter(Boolean).join(" · "),
+    // How a scan ended; the library's own stage of one that is over or never was is that of its beginning.
+    scanEnds: { running: "not running", "final stage": "not running" },
+    scanFound: (stage, found) => (typeof found === "number" ? `${stage} · ${found} found` : stage),
     commands: { start: "Start", stop: "Stop", resume: "Resume", play: "Play", pause: "Pause" },
     opticalScan: "Optical scan",
     twc: "TWC check",

@@ -12,7 +12,7 @@ from house import House
 from pages import port, wait_state
 from webdriver import wait_for
 
-FLOOD_S = float(os.environ.get("SRCWATCH_FLOOD_SECONDS", "6"))
+FLOOD_S = float(os.environ.get("SRCWATCH_FLOOD_SECONDS", "4"))
 LATENCY_MS = 50
 GROWTH_KIB = 4096
 GONE = "return document.getElementById('banner').hidden"
