@@ -14,8 +14,8 @@ if(SRCWATCH_PLATFORM STREQUAL "host")
     list(APPEND libraries srcwatch-host-platform)
     install(DIRECTORY platform/include/ DESTINATION ${headers}/platform
         COMPONENT development FILES_MATCHING PATTERN "*.h")
-    install(FILES platform/host/srcwatch-host.h DESTINATION ${headers} COMPONENT development)
 endif()
+install(FILES platform/host/srcwatch-host.h DESTINATION ${headers} COMPONENT development)  # for every platform
 
 install(TARGETS ${libraries} EXPORT srcwatch-api
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)

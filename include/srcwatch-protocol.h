@@ -54,7 +54,8 @@ enum srcwatch_request {
      * Reads the state of the service: {"version": TEXT, "inputs": NUMBER, "plugged": [PORT...], "profiles": NUMBER,
      * "scan": {"state": "idle" | "running" | "stopped", "percent": NUMBER, "found": NUMBER},
      * "twc": {"port": NUMBER, -1 when no check runs},
-     * "unsaved": NUMBER of accesses to the settings store that failed and are repeated}
+     * "unsaved": NUMBER of accesses to the settings store that failed and are repeated,
+     * "hears_commands": false, on a platform that does not report writes of settings; absent on others}
      */
     SRCWATCH_REQUEST_STATUS = 0x2001,
 

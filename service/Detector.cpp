@@ -3,10 +3,10 @@
 
 #include "InputName.h"
 #include "Log.h"
+#include "OptionalPlatform.h"
 #include "QDInfoNames.h"
 #include "Settings.h"
 #include "UnknownDevices.h"
-#include "srcwatch-host.h"
 #include "srcwatch-protocol.h"
 
 #include <algorithm>
@@ -137,7 +137,8 @@ void Detector::OnUnplugged(int port)
 
 void Detector::SetConnected(int port, bool connected)
 {
-    if (port == OPTICAL_PORT) return;  // which the TV service does not watch
+    if (port == OPTICAL_PORT) return;                    // which the TV service does not watch
+    if (srcwatch_host_set_connected == nullptr) return;  // the TV service sees the cables itself
     m_settings.Write("setting the cable of " + InputName(port), [port, connected] {
         return srcwatch_host_set_connected(qdinfo::HDMI_SOURCE_IDS[port], connected) == 0;
     });

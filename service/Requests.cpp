@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Requests.h"
 
+#include "OptionalPlatform.h"
 #include "QDInfoEventManager.h"
 #include "srcwatch-protocol.h"
 #include "srcwatch-version.h"
@@ -90,6 +91,7 @@ Json::Value Requests::AnswerStatus() const
     answer["scan"]["percent"] = scan.Percent();
     answer["scan"]["found"] = scan.DevicesFound();
     answer["twc"]["port"] = m_commands.TwcPort();
+    if (!ReportsWrites()) answer["hears_commands"] = false;
     answer["unsaved"] = static_cast<Json::UInt64>(m_settings.PendingCount());
     return answer;
 }

@@ -5,11 +5,11 @@
 #include "DirectoryInputs.h"
 #include "Handle.h"
 #include "Log.h"
+#include "OptionalPlatform.h"
 #include "QDInfoCommon.h"
 #include "ReceiverPower.h"
 #include "Settings.h"
 #include "SpdFile.h"
-#include "srcwatch-host.h"
 #include "srcwatch-protocol.h"
 
 #include <algorithm>
@@ -37,14 +37,26 @@ constexpr const char* kNameRefused =
     "the bus refuses the name " SRCWATCH_BUS_NAME ": its policy, " SRCWATCH_POLICY_FILE
     ", must allow this user, and be in /usr/share/dbus-1/system.d or /etc/dbus-1/system.d; then reload the bus";
 
+// They are settings that applications write. Looking for them again and again would miss one that is written twice.
+constexpr const char* kCommandsUnheard =
+    "commands of applications are not heard: this platform does not report writes of settings "
+    "(srcwatch_host_watch_setting)";
+
 constexpr unsigned kCopyIntervalMilliseconds = 60U * 60 * 1000;
 
 // From which the platform takes what a damaged store has lost.
 void CopySettings()
 {
+    if (srcwatch_host_copy_path == nullptr || srcwatch_host_back_up_settings == nullptr) return;
     const char* const path = srcwatch_host_copy_path();
     if (path == nullptr || srcwatch_host_back_up_settings(path) != 0)
         SWLOG(kLogError, "the settings cannot be copied; the last copy stays");
+}
+
+void RepairSettings()
+{
+    if (srcwatch_host_repair_settings == nullptr) return;
+    static_cast<void>(srcwatch_host_repair_settings());  // what it cannot do now, it does when damage is met
 }
 
 // There may be no supervisor.
@@ -250,7 +262,7 @@ void Service::Begin()
     m_nameDeadline.Stop();
     // The watch comes first, so that nothing that the service before this one still writes is missed.
     if (!AttainNow([this] { return WatchSettings(); })) return End("the settings store cannot be watched");
-    static_cast<void>(srcwatch_host_repair_settings());  // what it cannot do now, it does when damage is met
+    RepairSettings();
     std::string failure = m_records.Load();
     if (!failure.empty()) return End(failure);
     if (!AttainNow([this] { return m_detector.LoadStatistics(); })) return End("the stored statistics cannot be read");
@@ -261,7 +273,9 @@ void Service::Begin()
     failure = m_detector.Start();
     if (!failure.empty()) return End(failure);
     SWLOG(kLogInfo, "serving %d HDMI input(s) from %s", m_ports.hdmiCount, Printable(Places()).c_str());
-    Notify("READY=1\nSTATUS=Serving " + std::to_string(m_ports.hdmiCount) + " HDMI input(s)");
+    if (!ReportsWrites()) SWLOG(kLogWarn, "%s", kCommandsUnheard);
+    Notify("READY=1\nSTATUS=Serving " + std::to_string(m_ports.hdmiCount) + " HDMI input(s)" +
+           (ReportsWrites() ? "" : "; commands are not heard"));
     FeedWatchdog();
     KeepCopies();
 }
@@ -313,13 +327,16 @@ bool Service::WatchSettings()
     };
     const auto onReplaced = [](void* self) { static_cast<Service*>(self)->m_settings.WriteAgain(); };
     UnwatchSettings();
-    m_watches = {srcwatch_host_watch_replacement(onReplaced, this),
-                 srcwatch_host_watch_setting(VCONF_SCAN_PROGRESS.c_str(), onCommand, this),
-                 srcwatch_host_watch_setting(VCONF_SOURCE_ACTIVITY.c_str(), onRecords, this),
-                 srcwatch_host_watch_setting(SRCWATCH_UNKNOWN_DEVICES_KEY, onUnknown, this),
-                 srcwatch_host_watch_setting(VCONF_TWC_FRAME_COUNT.c_str(), onTuned, this),
-                 srcwatch_host_watch_setting(VCONF_HP_AUTO_DETECT_SUPPORT.c_str(), onSwitch, this),
-                 srcwatch_host_watch_setting(VCONF_MVPD_AUTO_DETECT_SUPPORT.c_str(), onSwitch, this)};
+    if (!ReportsWrites()) return true;
+    if (srcwatch_host_watch_replacement != nullptr)
+        m_watches.push_back(srcwatch_host_watch_replacement(onReplaced, this));
+    m_watches.insert(m_watches.end(),
+                     {srcwatch_host_watch_setting(VCONF_SCAN_PROGRESS.c_str(), onCommand, this),
+                      srcwatch_host_watch_setting(VCONF_SOURCE_ACTIVITY.c_str(), onRecords, this),
+                      srcwatch_host_watch_setting(SRCWATCH_UNKNOWN_DEVICES_KEY, onUnknown, this),
+                      srcwatch_host_watch_setting(VCONF_TWC_FRAME_COUNT.c_str(), onTuned, this),
+                      srcwatch_host_watch_setting(VCONF_HP_AUTO_DETECT_SUPPORT.c_str(), onSwitch, this),
+                      srcwatch_host_watch_setting(VCONF_MVPD_AUTO_DETECT_SUPPORT.c_str(), onSwitch, this)});
     return std::count(m_watches.begin(), m_watches.end(), 0U) == 0;
 }
 

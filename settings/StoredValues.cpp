@@ -2,6 +2,7 @@
 #include "StoredValues.h"
 
 #include "Handle.h"
+#include "OptionalPlatform.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -9,6 +10,13 @@
 #include <vconf.h>
 
 namespace srcwatch {
+
+namespace {
+
+// Whether the result of a read says that the setting cannot be read, and is not merely absent or of the other type.
+bool IsFailure(int result) { return SaysWhyReadsFail() && result != 0 && result != -ENOENT; }
+
+}  // namespace
 
 // A text that cannot be read looks like an absent one, so the number is asked for, whose result has the reason.
 ReadResult ReadText(const std::string& key, std::string& text)
@@ -20,8 +28,8 @@ ReadResult ReadText(const std::string& key, std::string& text)
     }
     int number = 0;
     const int result = vconf_get_int(key.c_str(), &number);
-    if (result == -E2BIG) return ReadResult::kTooLarge;
-    return result == 0 || result == -ENOENT ? ReadResult::kAbsent : ReadResult::kFailed;
+    if (!IsFailure(result)) return ReadResult::kAbsent;
+    return result == -E2BIG ? ReadResult::kTooLarge : ReadResult::kFailed;
 }
 
 ReadResult ReadNumber(const std::string& key, int& number)
@@ -29,7 +37,7 @@ ReadResult ReadNumber(const std::string& key, int& number)
     const int result = vconf_get_int(key.c_str(), &number);
     if (result == 0) return ReadResult::kRead;
     const bool isText = result == -EPROTOTYPE || result == -E2BIG;
-    return result == -ENOENT || isText ? ReadResult::kAbsent : ReadResult::kFailed;
+    return IsFailure(result) && !isText ? ReadResult::kFailed : ReadResult::kAbsent;
 }
 
 std::optional<std::string> ReadText(const std::string& key)

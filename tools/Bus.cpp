@@ -3,6 +3,7 @@
 
 #include "Failure.h"
 #include "JsonText.h"
+#include "OptionalPlatform.h"
 #include "QDInfoEventManager.h"
 #include "srcwatch-protocol.h"
 
@@ -159,6 +160,17 @@ void RequireService(GDBusConnection* connection)
 }
 
 void RequireService() { RequireService(ConnectBus().get()); }
+
+void RequireHearingService(GDBusConnection* connection)
+{
+    RequireService(connection);
+    if (srcwatch::ReportsWrites()) return;
+    const Json::Value status = ParseReply(CallService(SRCWATCH_REQUEST_STATUS, srcwatch_event_s{}, ""));
+    if (!status.isObject() || status["hears_commands"] != false) return;  // another service has other means
+    throw Failure("the detection service hears no commands, as this platform does not report writes of settings");
+}
+
+void RequireHearingService() { RequireHearingService(ConnectBus().get()); }
 
 // Any question will do: the bus handles the messages of a connection one after the other.
 void SyncWithBus(GDBusConnection* connection) { static_cast<void>(ServiceOwner(connection)); }

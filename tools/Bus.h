@@ -54,6 +54,11 @@ void RequireService(GDBusConnection* connection);
 /// The same for a command that does not use the bus otherwise.
 void RequireService();
 
+/// The same for a command that the service hears as the write of a setting. Throws a Failure if it reports that it
+/// hears none; it is asked where the platform does not report writes to this program either.
+void RequireHearingService(GDBusConnection* connection);
+void RequireHearingService();
+
 /// Waits until the bus has handled all that was sent on this connection: from then on, a subscription made before is in
 /// force. Throws a Failure if the bus does not answer.
 void SyncWithBus(GDBusConnection* connection);

@@ -4,8 +4,8 @@
 #include "Bus.h"
 #include "Commands.h"
 #include "Failure.h"
+#include "OptionalPlatform.h"
 #include "Output.h"
-#include "srcwatch-host.h"
 
 #include <cerrno>
 #include <cstring>
@@ -19,6 +19,14 @@ namespace ctl {
 namespace {
 
 constexpr char kDamaged[] = "the settings are damaged; 'srcwatchctl settings repair' recovers what is readable";
+
+template <typename Function>
+void RequirePlatform(Function* function, const char* deed)
+{
+    if (function != nullptr) return;
+    throw Failure(std::string("this platform cannot ") + deed +
+                  " its settings; use what its settings store has for that");
+}
 
 void RequireKnown(int result)
 {
@@ -35,6 +43,7 @@ void Confirm(bool isRepaired, const std::string& sentence, Output& output)
 
 void Check(Output& output)
 {
+    RequirePlatform(srcwatch_host_check_settings, "check");
     const int result = srcwatch_host_check_settings();
     RequireKnown(result);
     if (result != 0) throw Failure(kDamaged);
@@ -43,6 +52,8 @@ void Check(Output& output)
 
 void Repair(Output& output)
 {
+    RequirePlatform(srcwatch_host_check_settings, "check");
+    RequirePlatform(srcwatch_host_repair_settings, "repair");
     const int found = srcwatch_host_check_settings();
     RequireKnown(found);
     const int result = found == 0 ? 0 : srcwatch_host_repair_settings();
@@ -77,6 +88,7 @@ void ConfirmFile(const std::string& file, const std::string& sentence, Output& o
 
 void BackUp(const std::string& file, Output& output)
 {
+    RequirePlatform(srcwatch_host_back_up_settings, "copy");
     const int result = srcwatch_host_back_up_settings(file.c_str());
     if (result != 0) throw Failure("no backup in " + file + ": " + strerrordesc_np(-result));
     ConfirmFile(file, "the durable settings are in " + file, output);
@@ -85,6 +97,7 @@ void BackUp(const std::string& file, Output& output)
 // A running service would write what it has in memory over what was restored.
 void Restore(const std::string& file, Output& output)
 {
+    RequirePlatform(srcwatch_host_restore_settings, "restore");
     if (ServiceOwner(ConnectBus().get()))
         throw Failure("the detection service runs and would undo this: stop it, restore, and start it again");
     const int result = srcwatch_host_restore_settings(file.c_str());

@@ -42,7 +42,7 @@ Candidates Keys()
     const auto add = [](const char* key, const srcwatch_host_value* /*value*/, void* list) {
         static_cast<Candidates*>(list)->push_back({key, ""});
     };
-    if (srcwatch_host_list_settings(add, &keys) != 0) ThrowUnreadableStore();
+    ListSettings(add, &keys);
     return keys;
 }
 

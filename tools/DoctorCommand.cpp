@@ -4,12 +4,12 @@
 #include "BusChecks.h"
 #include "Commands.h"
 #include "Failure.h"
+#include "OptionalPlatform.h"
 #include "ProfileSource.h"
 #include "Profiles.h"
 #include "QDInfoCommon.h"
 #include "StoreChecks.h"
 #include "srcwatch-api.h"
-#include "srcwatch-host.h"
 
 #include <cerrno>
 #include <cstring>
@@ -31,8 +31,8 @@ namespace {
 
 constexpr int kMostInputs = 8;
 
-// Why the file has no number of inputs, and the end of a remedy.
-Finding NoInputs(const std::string& path)
+// Why the file of the host platform has no number of inputs, and the end of a remedy.
+Finding NoInputsIn(const std::string& path)
 {
     const std::string entry = "put 'inputs=4', or what the TV has, into the group [hdmi] of " + path;
     struct stat file = {};
@@ -56,15 +56,24 @@ Finding NoInputs(const std::string& path)
     return Bad("the number of HDMI inputs is not known", entry);
 }
 
+// Nothing on a platform with another kind of configuration.
+std::optional<std::string> ConfigurationFile()
+{
+    if (srcwatch_host_conf_path == nullptr) return std::nullopt;
+    const char* const path = srcwatch_host_conf_path();
+    return path != nullptr ? path : "";
+}
+
 Finding CheckHdmiCount()
 {
-    const char* conf = srcwatch_host_conf_path();
-    const std::string path = conf != nullptr ? conf : "";
+    const std::optional<std::string> path = ConfigurationFile();
+    const std::string own = "have the system information of this platform return what the TV has";
     int count = 0;
-    if (system_info_get_value_int(SYSTEM_INFO_KEY_NUM_OF_HDMI, &count) != 0) return NoInputs(path);
+    if (system_info_get_value_int(SYSTEM_INFO_KEY_NUM_OF_HDMI, &count) != 0)
+        return path ? NoInputsIn(*path) : Bad("the number of HDMI inputs is not known", own);
     if (count >= 1 && count <= kMostInputs) return Good(std::to_string(count) + " HDMI input(s)");
     return Bad(std::to_string(count) + " HDMI inputs cannot be: 1 to " + std::to_string(kMostInputs),
-               "put 'inputs=4', or what the TV has, into the group [hdmi] of " + path);
+               path ? "put 'inputs=4', or what the TV has, into the group [hdmi] of " + *path : own);
 }
 
 Finding CheckProfiles(const std::vector<std::string>& paths)
@@ -90,12 +99,15 @@ struct Check {
     std::function<Finding()> run;
 };
 
-// Causes come before what they cause.
-std::vector<Check> AllChecks(const std::vector<std::string>& profiles, const BusView& bus)
+Finding CheckOwnStore()
 {
+    return Good("not tested: this platform has a store of its own; srcwatch-platform-test tests a platform");
+}
+
+std::vector<Check> SettingsChecks(const BusView& bus)
+{
+    if (!srcwatch::HasHostFiles()) return {{"settings", CheckOwnStore}};
     return {
-        {"hdmi-count", CheckHdmiCount},
-        {"profiles", [&] { return CheckProfiles(profiles); }},
         {"sqlite", CheckSqlite},
         {"state-directory", [] { return CheckDirectory(DurablePlace()); }},
         {"run-directory", [] { return CheckDirectory(VolatilePlace()); }},
@@ -103,10 +115,22 @@ std::vector<Check> AllChecks(const std::vector<std::string>& profiles, const Bus
         {"settings-writable", CheckWritable},
         {"settings-owner", [&] { return CheckOwnership(ServiceUser(bus)); }},
         {"settings-damaged", CheckPutAside},
+    };
+}
+
+std::vector<Check> DocumentChecks()
+{
+    return {
         {"activity-document", [] { return CheckDocument(VCONF_SOURCE_ACTIVITY, srcwatch::StoredKind::kActivity); }},
         {"optical-document",
          [] { return CheckDocument(VCONF_OPTICAL_SOURCE_ACTIVITY, srcwatch::StoredKind::kOptical); }},
         {"statistics-document", [] { return CheckDocument(VCONF_SPD_AKSV_1, srcwatch::StoredKind::kStatistics); }},
+    };
+}
+
+std::vector<Check> BusChecks(const BusView& bus)
+{
+    return {
         {"bus", [&] { return CheckBus(bus); }},
         {"bus-policy", [&] { return CheckPolicy(bus); }},
         {"bus-group", [&] { return CheckGroup(bus); }},
@@ -114,6 +138,16 @@ std::vector<Check> AllChecks(const std::vector<std::string>& profiles, const Bus
         {"service-answers", [&] { return CheckAnswer(bus); }},
         {"events", [&] { return CheckEvents(bus); }},
     };
+}
+
+// Causes come before what they cause.
+std::vector<Check> AllChecks(const std::vector<std::string>& profiles, const BusView& bus)
+{
+    std::vector<Check> all{{"hdmi-count", CheckHdmiCount}, {"profiles", [&] { return CheckProfiles(profiles); }}};
+    for (const std::vector<Check>& checks : {SettingsChecks(bus), DocumentChecks(), BusChecks(bus)}) {
+        all.insert(all.end(), checks.begin(), checks.end());
+    }
+    return all;
 }
 
 // A service that does not answer is not asked.

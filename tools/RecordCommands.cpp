@@ -33,6 +33,8 @@ void RunRecord(const RecordArguments& arguments, Output& output)
     if (!arguments.from.empty()) {
         document["entries"] = CopyRecording(arguments.from, file, hider);
     } else {
+        RequireWatch();
+        RequireList();
         Recorder recorder(arguments.options, hider);
         recorder.Run();
         document["entries"] = recorder.Count();

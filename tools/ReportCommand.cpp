@@ -116,7 +116,7 @@ void AddParts(const ReportOptions& options, const Parts& parts)
     parts.Add("list.json", RunChild({self, "list", "-o", "json"}), hider);
     parts.Add("status.json", RunChild({self, "call", "status", "-o", "json"}), hider);
     parts.Add("versions.txt", Versions(self), hider);
-    const char* const conf = srcwatch_host_conf_path();
+    const char* const conf = srcwatch_host_conf_path != nullptr ? srcwatch_host_conf_path() : nullptr;
     if (conf != nullptr) parts.Add("platform.conf", ContentOf(conf), hider);
     parts.Add("log.txt", LogText(options.logFile), hider);
 }

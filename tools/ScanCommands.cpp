@@ -48,7 +48,7 @@ void Send(const ScanCommand& command)
 
 void RunCommand(const std::string& group, const ScanCommand& command, Output& output)
 {
-    RequireService();  // nobody else would read the command
+    RequireHearingService();  // nobody else would read the command
     Send(command);
     Json::Value document;
     document["command"] = group + " " + command.name;
@@ -295,7 +295,7 @@ private:
 void RunScan(std::optional<double> seconds, Output& output)
 {
     const Connection connection = ConnectBus();
-    RequireService(connection.get());
+    RequireHearingService(connection.get());
     const int result = ScanRun(connection.get(), output).Run(seconds);
     if (result != SRCWATCH_SCAN_DONE) throw Failure(std::string("the scan ended: ") + OutcomeText(result));
 }

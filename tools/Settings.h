@@ -4,8 +4,8 @@
 #ifndef SRCWATCH_TOOLS_SETTINGS_H
 #define SRCWATCH_TOOLS_SETTINGS_H
 
+#include "OptionalPlatform.h"
 #include "StoredValues.h"
-#include "srcwatch-host.h"
 
 #include <string>
 
@@ -29,10 +29,23 @@ void RequireNumber(const std::string& key, int number);
 void WriteText(const std::string& key, const std::string& text);
 void WriteNumber(const std::string& key, int number);
 
+/// Calls back for each setting, in the order of the keys. Throws a Failure if the platform or the store refuses.
+void ListSettings(srcwatch_host_setting_cb callback, void* user_data);
+
+/// Removes a setting, if it is there. Throws a Failure if the platform or the store refuses.
+void RemoveSetting(const std::string& key);
+
+/// @name What not every platform has. Each throws a Failure that says so.
+/// @{
+void RequireList();
+void RequireRemoval();
+void RequireWatch();
+/// @}
+
 /// A watch on one setting or, without a key, on all, which ends with the object.
 class SettingsWatch {
 public:
-    /// Throws a Failure if the store cannot be watched.
+    /// Throws a Failure if the platform or the store cannot be watched.
     SettingsWatch(const char* key, srcwatch_host_setting_cb callback, void* user_data);
     SettingsWatch(const SettingsWatch&) = delete;
     SettingsWatch& operator=(const SettingsWatch&) = delete;

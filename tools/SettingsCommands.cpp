@@ -75,7 +75,7 @@ void List(const std::string& prefix, Output& output)
         list.document.append(shown.document);
         list.table.rows.push_back(shown.row);
     };
-    if (srcwatch_host_list_settings(add, &found) != 0) ThrowUnreadableStore();
+    ListSettings(add, &found);
     output.Write(found.document, found.table);
 }
 
@@ -119,11 +119,12 @@ void Set(const SetOptions& options, Output& output)
 
 void Unset(const std::string& key, Output& output)
 {
+    RequireRemoval();
     RequireSettings();
     std::string text;
     const bool isThere = ReadText(key, text) != srcwatch::ReadResult::kAbsent || ReadNumber(key).has_value();
     if (!isThere) throw Failure("no such setting: " + key);
-    if (srcwatch_host_unset(key.c_str()) != 0) throw Failure("the settings store refuses to remove " + key);
+    RemoveSetting(key);
     output.Confirm(SettingToJson(key, Json::nullValue), "removed " + key);
 }
 

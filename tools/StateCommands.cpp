@@ -116,7 +116,7 @@ constexpr TwcCommand kTwcCommands[] = {
 void RunTwc(const TwcCommand& command, int port, Output& output)
 {
     RequirePort(port);
-    RequireService();
+    RequireHearingService();
     command.send(port);
     RequireNumber(VCONF_SCAN_PROGRESS, command.code + port);
     Json::Value document;
@@ -127,7 +127,7 @@ void RunTwc(const TwcCommand& command, int port, Output& output)
 
 void ReportTuned(int sequence, int frames, Output& output)
 {
-    RequireService();
+    RequireHearingService();
     srcwatch_TWC_is_channeltuned(sequence, frames);
     RequireNumber(VCONF_TWC_SEQ_ID, sequence);
     Json::Value document;

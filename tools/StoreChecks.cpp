@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "StoreChecks.h"
 
-#include "QDInfoCommon.h"
 #include "Settings.h"
-#include "srcwatch-host.h"
 
 #include <cerrno>
 
@@ -131,18 +129,19 @@ Finding CheckPutAside()
 
 Finding CheckDocument(const std::string& key, srcwatch::StoredKind kind)
 {
-    int number = 0;
-    const int result = vconf_get_int(key.c_str(), &number);
-    if (result == -ENOENT) return Good("none stored yet");
+    std::string text;
+    const srcwatch::ReadResult result = ReadText(key, text);
+    const bool isNumber = result == srcwatch::ReadResult::kAbsent && ReadNumber(key);
+    if (result == srcwatch::ReadResult::kAbsent && !isNumber) return Good("none stored yet");
     const std::string remedy =
         "'srcwatchctl settings get " + key + "' shows it; the detection service replaces it when it starts";
-    if (result == -E2BIG)
+    if (result == srcwatch::ReadResult::kTooLarge)
         return Bad("too large to be read", "'srcwatchctl settings set " + key + " VALUE' replaces it");
-    if (result == 0) return Bad("a number is stored where the document belongs", remedy);
-    const std::optional<std::string> text = ReadText(key);
-    if (result != -EPROTOTYPE || !text) return Bad("unknown: the settings cannot be read", "see settings-readable");
+    if (isNumber) return Bad("a number is stored where the document belongs", remedy);
+    if (result == srcwatch::ReadResult::kFailed)
+        return Bad("unknown: the settings cannot be read", "see settings-readable");
 
-    const srcwatch::Inspection inspection = Inspect(srcwatch::JsonText(*text), kind);
+    const srcwatch::Inspection inspection = Inspect(srcwatch::JsonText(text), kind);
     if (inspection.IsClean()) return Good("valid");
     const srcwatch::Finding* const unreadable = inspection.FirstUnreadable();
     if (unreadable != nullptr) return Bad(unreadable->Text(), remedy);

@@ -2,7 +2,8 @@
 /**
  * @file
  * What the host platform offers beside the platform interfaces: watching and listing settings, and the state of the
- * simulated TV service. For the reference service and the tools; the library itself never uses it.
+ * simulated TV service. For the reference service and the tools; the library itself never uses it. Another platform may
+ * have any of these functions; a program that is to work there looks whether they are there.
  *
  * All functions are callable from any thread, while libraries load, in exit handlers, and in a forked child. Results
  * are 0 for success and negative otherwise; failures are logged, repeated ones once.

@@ -41,7 +41,7 @@ Json::Value AllSettings()
     const auto add = [](const char* key, const srcwatch_host_value* value, void* all) {
         (*static_cast<Json::Value*>(all))[key] = SettingToJson(value);
     };
-    if (srcwatch_host_list_settings(add, &settings) != 0) ThrowUnreadableStore();
+    ListSettings(add, &settings);
     return settings;
 }
 
@@ -59,7 +59,7 @@ Recorder::Recorder(const RecordOptions& options, AksvHider& hider)
     : m_options(options),
       m_writer(options.file, hider),
       m_settings(std::make_unique<SettingsWatch>(nullptr, OnSetting, this)),
-      m_replacement(srcwatch_host_watch_replacement(OnReplaced, this))
+      m_replacement(srcwatch_host_watch_replacement != nullptr ? srcwatch_host_watch_replacement(OnReplaced, this) : 0)
 {
     WatchInputs();
     const auto onMessage = [this](GDBusMessage* message) {

@@ -26,14 +26,9 @@ void RequireSandbox()
     throw Failure(std::string("a replay replaces all settings, and these are the machine's own") + kOneLine);
 }
 
-void Unset(const std::string& key)
-{
-    if (srcwatch_host_unset(key.c_str()) != 0) throw Failure("the settings store refuses to remove " + key);
-}
-
 void WriteSetting(const std::string& key, const Json::Value& value)
 {
-    if (value.isNull()) return Unset(key);
+    if (value.isNull()) return RemoveSetting(key);
     if (value.isInt()) return WriteNumber(key, value.asInt());
     if (value.isString()) return WriteText(key, value.asString());
     if (value.isMember("unread")) return Note(key + " was too large to be recorded, and is left as it is");
@@ -47,7 +42,7 @@ std::vector<std::string> StoredKeys()
     const auto add = [](const char* key, const srcwatch_host_value* /*value*/, void* all) {
         static_cast<std::vector<std::string>*>(all)->push_back(key);
     };
-    if (srcwatch_host_list_settings(add, &keys) != 0) ThrowUnreadableStore();
+    ListSettings(add, &keys);
     return keys;
 }
 
@@ -55,6 +50,8 @@ std::vector<std::string> StoredKeys()
 
 TvReplay::TvReplay()
 {
+    RequireList();
+    RequireRemoval();
     RequireSandbox();
     m_connection = ConnectBus();
     TakeName();
@@ -108,7 +105,7 @@ void TvReplay::Restore(const Json::Value& snapshot)
     const Json::Value& settings = snapshot["settings"];
     if (settings.isNull()) return;  // they are not known
     for (const std::string& key : StoredKeys()) {
-        if (!settings.isMember(key)) Unset(key);
+        if (!settings.isMember(key)) RemoveSetting(key);
     }
     for (const std::string& key : settings.getMemberNames()) WriteSetting(key, settings[key]);
 }
