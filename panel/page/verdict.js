@@ -36,6 +36,9 @@ function deciderBoxes({ profile, rules = [] }) {
 const valueText = (value) =>
     value === null ? texts.untouched : typeof value === "string" ? `“${value}”` : String(value);
 
+/// A name that breaks at its underscores.
+const nameOf = (name) => element("code", {}, ...name.split(/(?<=_)/).flatMap((part) => [part, element("wbr")]));
+
 function answerOf({ function: name, result, values = {} }) {
     const shown = Object.entries(values)
         .map(([key, value]) => `${key} ${valueText(value)}`)
@@ -43,7 +46,7 @@ function answerOf({ function: name, result, values = {} }) {
     return element(
         "div",
         { class: "answer" },
-        element("code", { text: name }),
+        nameOf(name),
         line(result === 0 ? shown : `${texts.answerResult(result)}${shown ? `, ${shown}` : ""}`),
     );
 }

@@ -13,6 +13,7 @@ import urllib.request
 from webdriver import DEADLINE_S, wait_for
 
 CAPTURES = pathlib.Path(__file__).parents[3] / "captures"
+HOSTILE_NAME = "zz<img src=x onerror=hacked=1>\u202e&amp;"  # last in the list
 
 BUS = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
@@ -33,6 +34,11 @@ class House:
         self.log = home / "log"
         self.recordings = home / "recordings"
         self.recordings.mkdir()
+        self.captures = home / "captures"
+        self.captures.mkdir()
+        for capture in CAPTURES.iterdir():
+            (self.captures / capture.name).symlink_to(capture)
+        (self.captures / HOSTILE_NAME).symlink_to(CAPTURES / "darvex-dvd")
         self.log.touch()
         self._environment["SRCWATCH_LOG"] = f"file:{self.log}"
         if own_bus:
@@ -65,7 +71,7 @@ class House:
 
     def start_panel(self, *options: str) -> str:
         """Starts a panel and returns its address."""
-        panel = self._start("panel", "srcwatch-panel", "--inputs", str(self.inputs), "--captures", str(CAPTURES),
+        panel = self._start("panel", "srcwatch-panel", "--inputs", str(self.inputs), "--captures", str(self.captures),
                             "--log", str(self.log), "--recordings", str(self.recordings), *self._options, *options)
         assert panel.stdout is not None
         if not select.select([panel.stdout], [], [], DEADLINE_S)[0]:
@@ -96,7 +102,7 @@ class House:
     def plug(self, name: str, capture: str | pathlib.Path) -> float:
         """Plugs a capture into the input of this name, and returns when."""
         moment = time.time()
-        (self.inputs / name).symlink_to(CAPTURES / capture)
+        (self.inputs / name).symlink_to(self.captures / capture)
         return moment
 
     def unplug_all(self) -> None:

@@ -68,8 +68,9 @@ def test_the_keyboard_moves_a_device_and_puts_it_back(page, house):
 
 
 def test_a_touch_picks_up_and_a_touch_plugs_in(page):
-    page.click(capture("tivaro-one"))
-    page.click(f"{port(3)} .face")
+    page.tap(capture("tivaro-one"))
+    page.wait_text("#announcer", "tivaro-one picked up")
+    page.tap(f"{port(3)} .face")
 
     wait_state(page, 3, "detected")
 

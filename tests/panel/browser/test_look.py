@@ -6,6 +6,7 @@ import struct
 
 import pytest
 
+from house import HOSTILE_NAME
 from pages import name_of, port, wait_plugged, wait_state
 from webdriver import wait_for
 
@@ -129,10 +130,15 @@ def test_hostile_names_of_all_places_are_text(page, house):
         '"' + markup.replace('"', '\\"') + '"', '"<script>hacked=1</script>"')
     house.plug("hdmi1", "quellon-bdq900")
     wait_state(page, 0, "detected")
-    house.ctl("settings", "set", "db/srcwatch-service/source-activity", record)
+    assert house.ctl("settings", "set", "db/srcwatch-service/source-activity", record).returncode == 0
     with house.log.open("a", encoding="utf-8") as log:
         log.write(f"E/SRCWATCH(1): {markup}\n")
     page.wait_text(".log", markup)
+    page.wait_text(f"{port(0)} .name", markup)
+    page.wait_text(".captures", HOSTILE_NAME)
+    page.focus(".captures li:last-child button")
+    page.press("enter", "right", "enter")
+    wait_state(page, 2, "detected")
 
     assert page.run("return window.hacked ?? document.querySelectorAll('main :is(img, script)').length") == 0
     assert page.run("return window.violations") == []

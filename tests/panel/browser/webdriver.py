@@ -135,6 +135,12 @@ class Browser:
         steps = [at(source), {"type": "pointerDown", "button": 0}, at(target), {"type": "pointerUp", "button": 0}]
         self._actions({"type": "pointer", "id": "mouse", "actions": steps})
 
+    def tap(self, selector: str) -> None:
+        """Touches an element with a finger."""
+        place = {"type": "pointerMove", "duration": 0, "origin": {ELEMENT: self.find(selector)}, "x": 0, "y": 0}
+        steps = [place, {"type": "pointerDown", "button": 0}, {"type": "pointerUp", "button": 0}]
+        self._actions({"type": "pointer", "id": "finger", "parameters": {"pointerType": "touch"}, "actions": steps})
+
     def _actions(self, source) -> None:
         self._send("/actions", {"actions": [source]})
 
