@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "PortProgress.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using panel::PortProgress;
+
+TEST(PanelPortProgress, GoesFromEmptyToDetected)
+{
+    PortProgress port;
+    port.Update({false, false, false}, 0);
+    EXPECT_STREQ(port.State(), "empty");
+
+    port.Update({true, false, false}, 10);
+    EXPECT_STREQ(port.State(), "plugged");
+    port.Update({true, true, false}, 12);
+    EXPECT_STREQ(port.State(), "reading");
+    port.Update({true, true, true}, 15);
+
+    EXPECT_STREQ(port.State(), "detected");
+    EXPECT_EQ(port.Milliseconds(), 5);
+}
+
+TEST(PanelPortProgress, HasNoTimeForADeviceThatWasThereBefore)
+{
+    PortProgress port;
+    port.Update({true, true, true}, 10);
+
+    EXPECT_STREQ(port.State(), "detected");
+    EXPECT_FALSE(port.Milliseconds().has_value());
+}
+
+TEST(PanelPortProgress, ForgetsTheTimeWithTheDevice)
+{
+    PortProgress port;
+    port.Update({true, false, false}, 10);
+    port.Update({true, true, true}, 15);
+    port.Update({false, false, false}, 20);
+    EXPECT_FALSE(port.Milliseconds().has_value());
+
+    port.Update({true, false, false}, 30);
+    port.Update({true, true, true}, 37);
+
+    EXPECT_EQ(port.Milliseconds(), 7);
+}
+
+TEST(PanelPortProgress, KeepsTheTimeWhileTheDeviceStays)
+{
+    PortProgress port;
+    port.Update({false, true, false}, 10);
+    port.Update({false, true, true}, 15);
+    port.Update({false, true, true}, 99);
+
+    EXPECT_EQ(port.Milliseconds(), 5);
+}
+
+}  // namespace
