@@ -40,7 +40,8 @@ std::string WriteCapture(const fs::path& directory, const srcwatch::Capture& cap
 {
     std::error_code error;
     fs::remove_all(directory, error);
-    if (!error) fs::create_directories(directory, error);
+    if (!error) fs::create_directory(directory.parent_path(), error);
+    if (!error) fs::create_directory(directory, error);
     if (error) return "cannot make the directory " + directory.string() + ": " + error.message();
     const bool isWritten = WriteFile(directory / srcwatch::kSpdFile, capture.spd) &&
                            WriteFile(directory / srcwatch::kCecFile, capture.cec.data(), capture.cec.size()) &&

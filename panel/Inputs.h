@@ -33,6 +33,8 @@ public:
 
     /// Returns true if the input of a port is there.
     bool IsPlugged(int port) const;
+    /// Returns true if the input is a device that was composed here.
+    bool IsComposed(int port) const;
     /// Returns the name of the capture that is plugged into a port; empty if it is anything else.
     std::string CaptureOn(int port) const;
     /// Returns the files of what is plugged into a port.
@@ -47,7 +49,6 @@ private:
     std::string InputPath(int port) const;
     std::string DevicePath(int port) const;
     std::string DeviceTarget(int port) const;
-    bool IsComposed(int port) const;
     Outcome RequireFree(int port) const;
     Outcome Link(int port, const std::string& target) const;
     Outcome Unlink(int port) const;

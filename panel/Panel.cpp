@@ -26,7 +26,8 @@ Panel::Panel(const Options& options)
     : m_options(options),
       m_inputs(Absolute(options.inputs), Absolute(options.captures)),
       m_devices(Absolute(options.captures), options.profiles),
-      m_streams(MakeToken().substr(0, 16), [this] { return Snapshot(); })
+      m_streams(MakeToken().substr(0, 16), [this] { return Snapshot(); }),
+      m_report(m_tool, m_inputs.Directory(), options.log)
 {
     m_state.Set("version", SRCWATCH_VERSION);
     m_state.Set("read_only", options.isReadOnly);
@@ -34,6 +35,11 @@ Panel::Panel(const Options& options)
     m_state.Set("methods", DescribeMethods());
     m_watch = std::make_unique<Watch>(m_inputs, m_devices, m_calls, m_state, [this] { Publish(); });
     if (!options.log.empty()) m_log = std::make_unique<LogTail>(options.log, m_state, [this] { Publish(); });
+    m_state.Set("tools", m_tool.IsThere());
+    if (!options.recordings.empty()) {
+        m_recordings = std::make_unique<Recordings>(Absolute(options.recordings), m_inputs, m_tool, m_state,
+                                                    [this] { Publish(); });
+    }
     m_timer = g_timeout_add_seconds(kKeepAliveSeconds, OnTime, this);
 }
 
@@ -74,6 +80,8 @@ Routes Panel::MakeRoutes()
                                  m_watch->SetOptical(isActive);
                                  Publish();
                              }});
+    m_report.AddTo(routes);
+    if (m_recordings) m_recordings->AddTo(routes);
     return routes;
 }
 

@@ -7,6 +7,8 @@
 #include "Inputs.h"
 #include "KnownDevices.h"
 #include "LogTail.h"
+#include "Recordings.h"
+#include "Report.h"
 #include "Server.h"
 #include "ServiceCalls.h"
 #include "State.h"
@@ -57,6 +59,9 @@ private:
     ServiceCalls m_calls;
     std::unique_ptr<Watch> m_watch;
     std::unique_ptr<LogTail> m_log;
+    const Tool m_tool;
+    std::unique_ptr<Recordings> m_recordings;
+    Report m_report;
     std::unique_ptr<Router> m_router;
     unsigned m_timer = 0;
     Server m_server;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "BusCapture.h"
 
+#include "EntryForm.h"
 #include "Failure.h"
 #include "Note.h"
 
@@ -16,7 +17,7 @@ Json::Value EmptySnapshot()
 {
     Json::Value entry;
     entry["kind"] = "snapshot";
-    entry["version"] = kRecordingVersion;
+    entry["version"] = srcwatch::kRecordingVersion;
     return entry;
 }
 

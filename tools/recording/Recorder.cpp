@@ -2,6 +2,7 @@
 #include "Recorder.h"
 
 #include "Bus.h"
+#include "EntryForm.h"
 #include "Failure.h"
 #include "Hex.h"
 #include "Note.h"
@@ -111,7 +112,7 @@ void Recorder::WatchInputs()
 void Recorder::TakeSnapshot()
 {
     Json::Value entry;
-    entry["version"] = kRecordingVersion;
+    entry["version"] = srcwatch::kRecordingVersion;
     entry["program"] = "srcwatchctl " SRCWATCH_VERSION;
     entry["hdmi_inputs"] = HdmiInputs();
     entry["settings"] = AllSettings();

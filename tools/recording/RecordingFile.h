@@ -16,9 +16,6 @@
 
 namespace ctl {
 
-/// The version of the form; a snapshot has it.
-constexpr int kRecordingVersion = 1;
-
 /// Returns the time as a recording has it, of microseconds since 1970.
 std::string WallClock(std::int64_t microseconds);
 

@@ -32,7 +32,7 @@ public:
         if (m_number == 1 && (!json || !json->isObject() || (*json)["kind"] != "snapshot")) {
             throw Failure(m_path + " is neither a recording nor what 'busctl capture' wrote");
         }
-        const std::string fault = json ? FaultOf(*json) : "it is not JSON";
+        const std::string fault = json ? srcwatch::FaultOf(*json) : "it is not JSON";
         if (!fault.empty()) Fail(fault);
         return Entry{m_number, *json};
     }

@@ -3,18 +3,18 @@
 
 #include "Capture.h"
 #include "Hex.h"
-#include "Inputs.h"
-#include "RecordingFile.h"
+#include "srcwatch-api.h"
 
 #include <algorithm>
 #include <cmath>
-#include <vector>
 
 #include <glib.h>
 
-namespace ctl {
+namespace srcwatch {
 
 namespace {
+
+constexpr int kHdmiPorts = 8;
 
 // Settings and the bus take no other texts.
 bool IsText(const Json::Value& value)
@@ -31,7 +31,7 @@ bool IsSetting(const Json::Value& value)
 {
     if (value.isNull() || value.isInt() || IsText(value)) return true;
     if (!value.isObject() || value.size() != 1) return false;
-    return value["unread"].isUInt64() || (IsText(value["hex"]) && srcwatch::FromHex(value["hex"].asString()));
+    return value["unread"].isUInt64() || (IsText(value["hex"]) && FromHex(value["hex"].asString()));
 }
 
 bool IsSettings(const Json::Value& settings)
@@ -42,12 +42,13 @@ bool IsSettings(const Json::Value& settings)
                        [&](const std::string& key) { return IsKey(key) && IsSetting(settings[key]); });
 }
 
+bool IsPort(int port) { return (port >= 0 && port < kHdmiPorts) || port == SRCWATCH_PORT_OPTICAL; }
+
 bool IsInput(const Json::Value& input)
 {
-    const std::vector<int> ports = NamedInputs();
     const Json::Value& port = input["port"];
-    if (!port.isInt() || std::find(ports.begin(), ports.end(), port.asInt()) == ports.end()) return false;
-    return input["capture"].isNull() || srcwatch::CaptureOf(input["capture"]);
+    if (!port.isInt() || !IsPort(port.asInt())) return false;
+    return input["capture"].isNull() || CaptureOf(input["capture"]);
 }
 
 std::string FaultOfSnapshot(const Json::Value& entry)
@@ -104,4 +105,4 @@ std::string FaultOf(const Json::Value& entry)
     return "\"kind\" is not that of an entry";
 }
 
-}  // namespace ctl
+}  // namespace srcwatch

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The directory of recordings: what is there, making one, and playing one.
+#ifndef SRCWATCH_PANEL_RECORDINGS_H
+#define SRCWATCH_PANEL_RECORDINGS_H
+
+#include "DirectoryWatch.h"
+#include "Inputs.h"
+#include "Later.h"
+#include "Player.h"
+#include "Router.h"
+#include "State.h"
+#include "Tool.h"
+
+#include <functional>
+#include <string>
+
+namespace panel {
+
+class Recordings {
+public:
+    /// @param onChange  Is called when the state has changed.
+    Recordings(std::string directory, const Inputs& inputs, const Tool& tool, State& state,
+               std::function<void()> onChange);
+
+    /// Adds the routes to it.
+    void AddTo(Routes& routes);
+
+private:
+    void Refresh();
+    void SetPlayer();
+    void SetRecorder();
+    void Record(const std::string& command, const Answer& answer);
+    void Play(const Json::Value& body, const Answer& answer);
+    std::string Load(const std::string& name);
+    void Send(const std::string& rest, const Answer& answer) const;
+    void SendTimeline(const std::string& name, const Answer& answer) const;
+    std::string PathOf(const std::string& name) const;
+
+    const std::string m_directory;
+    const Inputs& m_inputs;
+    const Tool& m_tool;
+    State& m_state;
+    const std::function<void()> m_onChange;
+    Later m_later;
+    DirectoryWatch m_watch;
+    Player m_player;
+    std::string m_recorded;  // name of the recording that is made
+    Tool::Run m_recorder;
+};
+
+}  // namespace panel
+
+#endif
