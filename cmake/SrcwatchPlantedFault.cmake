@@ -7,6 +7,7 @@ set(srcwatch_tested_header "")
 set(srcwatch_tested_detection srcwatch-detection)
 set(srcwatch_tested_host srcwatch-host-platform)
 set(srcwatch_tested_host_rooms srcwatch-host-rooms)
+set(srcwatch_tested_panel srcwatch-panel-rooms)
 
 function(srcwatch_link_tested name kind)
     target_link_libraries(${name} PRIVATE ${srcwatch_tested_${kind}})
@@ -47,7 +48,7 @@ function(srcwatch_link_tested_with_fault name kind file from to)
         target_include_directories(${name} BEFORE PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/${name}.d")
     elseif(kind STREQUAL "library")
         srcwatch_link_library_without(${name} ${base})
-    elseif(kind STREQUAL "detection" OR kind STREQUAL "host_rooms")  # the archive's member is not needed any more
+    elseif(kind STREQUAL "detection" OR kind STREQUAL "host_rooms" OR kind STREQUAL "panel")  # the archive's member is not needed any more
         target_link_libraries(${name} PRIVATE ${tested})
     else()  # all other sources, as a shared library cannot give its objects
         get_target_property(sources ${tested} SOURCES)

@@ -58,7 +58,7 @@ std::vector<NamedCapture> ReadCaptures(const std::string& directory)
 {
     std::vector<NamedCapture> captures;
     for (const std::string& name : NamesIn(directory)) {
-        const std::string path = directory + "/" + name;
+        const std::string path = fs::path(directory) / name;
         std::error_code error;
         if (!IsPlainName(name) || !fs::is_directory(path, error)) continue;
         srcwatch::Evidence evidence = srcwatch::ReadEvidence(path);
@@ -98,7 +98,7 @@ std::vector<std::string> ProfileFiles(const std::vector<std::string>& paths)
             continue;
         }
         for (const std::string& name : NamesIn(path)) {
-            if (fs::path(name).extension() == ".json") files.push_back(path + "/" + name);
+            if (fs::path(name).extension() == ".json") files.push_back(fs::path(path) / name);
         }
     }
     return files;

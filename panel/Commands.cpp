@@ -27,11 +27,11 @@ void WithPort(const Json::Value& command, const char* name, const Answer& answer
     body(*port);
 }
 
-void Plug(const Inputs& inputs, int port, const Json::Value& command, const Answer& answer)
+Outcome Plug(const Inputs& inputs, int port, const Json::Value& command)
 {
-    if (const auto capture = TextIn(command, "capture")) return answer(inputs.Plug(port, *capture).ToReply());
+    if (const auto capture = TextIn(command, "capture")) return inputs.Plug(port, *capture);
     const ComposedDevice device = ComposeDevice(command["device"]);
-    answer(device.capture ? inputs.PlugDevice(port, *device.capture).ToReply() : Refusal(kBadRequest, device.reason));
+    return device.capture ? inputs.PlugDevice(port, *device.capture) : Outcome{kBadRequest, device.reason};
 }
 
 void Classify(const KnownDevices& devices, const Json::Value& command, const Answer& answer)
@@ -118,21 +118,26 @@ void WithCapture(ServiceCalls& calls, const Inputs& inputs, const Request& reque
 
 }  // namespace
 
-void AddInputCommands(Routes& routes, const Inputs& inputs)
+// Answers with what has become of an input, once everybody else knows.
+void AddInputCommands(Routes& routes, const Inputs& inputs, const std::function<void()>& onChange)
 {
-    routes.commands.push_back({"/api/plug", true, kBodyLimit, [&inputs](const Json::Value& body, const Answer& answer) {
-                                   WithPort(body, "port", answer, [&](int port) { Plug(inputs, port, body, answer); });
-                               }});
-    routes.commands.push_back(
-        {"/api/unplug", true, kBodyLimit, [&inputs](const Json::Value& body, const Answer& answer) {
-             WithPort(body, "port", answer, [&](int port) { answer(inputs.Unplug(port).ToReply()); });
-         }});
-    routes.commands.push_back({"/api/move", true, kBodyLimit, [&inputs](const Json::Value& body, const Answer& answer) {
-                                   WithPort(body, "from", answer, [&](int from) {
-                                       WithPort(body, "to", answer,
-                                                [&](int to) { answer(inputs.Move(from, to).ToReply()); });
-                                   });
-                               }});
+    const auto end = [onChange](const Answer& answer, const Outcome& outcome) {
+        if (outcome.IsDone()) onChange();
+        answer(outcome.ToReply());
+    };
+    const auto add = [&routes](const char* path, const auto& run) {
+        routes.commands.push_back({path, true, kBodyLimit, run});
+    };
+    add("/api/plug", [&inputs, end](const Json::Value& body, const Answer& answer) {
+        WithPort(body, "port", answer, [&](int port) { end(answer, Plug(inputs, port, body)); });
+    });
+    add("/api/unplug", [&inputs, end](const Json::Value& body, const Answer& answer) {
+        WithPort(body, "port", answer, [&](int port) { end(answer, inputs.Unplug(port)); });
+    });
+    add("/api/move", [&inputs, end](const Json::Value& body, const Answer& answer) {
+        WithPort(body, "from", answer,
+                 [&](int from) { WithPort(body, "to", answer, [&](int to) { end(answer, inputs.Move(from, to)); }); });
+    });
 }
 
 void AddDeviceCommands(Routes& routes, const KnownDevices& devices)

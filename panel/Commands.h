@@ -20,7 +20,7 @@ std::optional<int> PortIn(const Request& request);
 /// @name Adds the routes of one group
 /// @{
 void AddPages(Routes& routes);
-void AddInputCommands(Routes& routes, const Inputs& inputs);
+void AddInputCommands(Routes& routes, const Inputs& inputs, const std::function<void()>& onChange);
 void AddDeviceCommands(Routes& routes, const KnownDevices& devices);
 void AddServiceCommands(Routes& routes, ServiceCalls& calls, const Inputs& inputs, const KnownDevices& devices);
 

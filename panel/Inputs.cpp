@@ -124,7 +124,7 @@ Outcome Inputs::Plug(int port, const std::string& capture) const
 {
     Outcome outcome = RequireFree(port);
     if (!outcome.IsDone()) return outcome;
-    const Outcome isMissing = {kNotFound, "no such capture: " + capture};
+    Outcome isMissing = {kNotFound, "no such capture: " + capture};
     if (!IsPlainName(capture)) return isMissing;
     std::error_code error;
     const fs::path path = fs::canonical(fs::path(m_captures) / capture, error);
@@ -146,7 +146,7 @@ Outcome Inputs::PlugDevice(int port, const srcwatch::Capture& device) const
 Outcome Inputs::Unplug(int port) const
 {
     const bool isComposed = HasPort(port) && IsComposed(port);
-    const Outcome outcome = Unlink(port);
+    Outcome outcome = Unlink(port);
     std::error_code ignored;  // what stays is replaced by the next device
     if (outcome.IsDone() && isComposed) fs::remove_all(DevicePath(port), ignored);
     return outcome;

@@ -20,14 +20,14 @@ public:
     /// @param milliseconds  Of a clock that is never set.
     void Update(const PortSight& sight, double milliseconds)
     {
-        const bool wasThere = m_isThere;
-        const bool wasDetected = m_sight.isDetected;
-        m_isThere = sight.isPlugged || sight.isReported || sight.isDetected;
+        const bool isThere = sight.isPlugged || sight.isReported || sight.isDetected;
+        const bool isNew = isThere && (!m_isThere || (sight.isPlugged && !m_sight.isPlugged));
+        if (isNew) m_since = milliseconds;
+        if (isNew || !isThere) m_took.reset();
+        if (!isNew && sight.isDetected && !m_sight.isDetected) m_took = milliseconds - m_since;
+        m_wasEmpty = m_wasEmpty || !isThere;
+        m_isThere = isThere;
         m_sight = sight;
-        if (!m_isThere || !wasThere) m_took.reset();
-        if (m_isThere && !wasThere) m_since = milliseconds;
-        // A device that was there from the beginning has no time.
-        if (sight.isDetected && !wasDetected && wasThere) m_took = milliseconds - m_since;
     }
 
     const char* State() const
@@ -40,9 +40,13 @@ public:
     /// Returns the time from the first sight of the device until it was detected.
     std::optional<double> Milliseconds() const { return m_took; }
 
+    /// Returns true if the device came while the port was looked at, whether it was seen before it was detected or not.
+    bool IsFromHere() const { return m_wasEmpty; }
+
 private:
     PortSight m_sight{};
     bool m_isThere = false;
+    bool m_wasEmpty = false;
     double m_since = 0;
     std::optional<double> m_took;
 };

@@ -9,7 +9,7 @@
 #include "JsonText.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <charconv>
 
 namespace panel {
 
@@ -18,6 +18,7 @@ namespace {
 constexpr std::size_t kFileLimit = 16UL * 1024 * 1024;
 constexpr Json::ArrayIndex kMostEntries = 5000;
 constexpr std::size_t kLongestText = 200;
+constexpr double kLongest = 1e9;  // in seconds
 
 // ---------------------------------------------------------------------------------------------------------------------
 // The line of an entry
@@ -44,13 +45,20 @@ std::string TextOf(const Json::Value& entry)
     return "all settings and inputs";
 }
 
+int FirstNumber(const std::string& message)
+{
+    int number = 0;
+    static_cast<void>(std::from_chars(message.data(), message.data() + message.size(), number));  // 0 if it is none
+    return number;
+}
+
 // The first number of an event about a port is the port.
 Json::Value PortOf(const Json::Value& entry)
 {
     if (entry["kind"] == "input") return entry["port"];
     const bool isOfPort = entry["kind"] == "event" &&
                           (entry["type"] == SRCWATCH_EVENT_CONNECTION || entry["type"] == SRCWATCH_EVENT_DETECTED);
-    return isOfPort ? Json::Value(std::atoi(entry["message"].asCString())) : Json::Value();
+    return isOfPort ? Json::Value(FirstNumber(entry["message"].asString())) : Json::Value();
 }
 
 Json::Value LineOf(const Json::Value& entry, double at)
@@ -66,9 +74,9 @@ Json::Value LineOf(const Json::Value& entry, double at)
 // ---------------------------------------------------------------------------------------------------------------------
 // Reading
 
-class Reader {
+class Parser {
 public:
-    explicit Reader(const std::string& text) : m_text(text) {}
+    explicit Parser(const std::string& text) : m_text(text) {}
 
     Recording Read()
     {
@@ -92,7 +100,8 @@ private:
         const bool isSnapshot = (*entry)["kind"] == "snapshot";
         if (isFirst && !isSnapshot) return "it is not a snapshot";
         if (isFirst) m_begin = (*entry)["at"].asDouble();
-        const double at = std::max(m_recording.length, (*entry)["at"].asDouble() - m_begin);
+        const double passed = std::min((*entry)["at"].asDouble() - m_begin, kLongest);
+        const double at = std::max(m_recording.length, passed);
         m_recording.length = at;
         if (isSnapshot) TakeSnapshot((*entry)["inputs"], at);
         if ((*entry)["kind"] == "input") TakeInput(*entry, at);
@@ -136,7 +145,7 @@ std::map<int, const InputChange*> Recording::PluggedAt(double seconds) const
     return plugged;
 }
 
-Recording ParseRecording(const std::string& text) { return Reader(text).Read(); }
+Recording ParseRecording(const std::string& text) { return Parser(text).Read(); }
 
 Recording ReadRecording(const std::string& path)
 {

@@ -58,17 +58,13 @@ std::string& BodyOf(SoupServerMessage* message)
     return *static_cast<std::string*>(g_object_get_data(G_OBJECT(message), kBody));
 }
 
-// One without a length in its headers is cut off.
+// Of one without a length in its headers as much is kept as shows that it is too large.
 void OnChunk(SoupServerMessage* message, GBytes* chunk, void* /*data*/)
 {
     std::size_t size = 0;
     const void* const bytes = g_bytes_get_data(chunk, &size);
     std::string& body = BodyOf(message);
-    if (body.size() + size <= kLargestBody) {
-        body.append(static_cast<const char*>(bytes), size);
-    } else if (GSocket* const socket = soup_server_message_get_socket(message)) {
-        static_cast<void>(g_socket_shutdown(socket, TRUE, TRUE, nullptr));  // it may have ended already
-    }
+    body.append(static_cast<const char*>(bytes), std::min(size, kLargestBody + 1 - body.size()));
 }
 
 Request RequestOf(SoupServerMessage* message, const char* path, GHashTable* query)
@@ -186,7 +182,7 @@ void Server::OpenStream(SoupServerMessage* message, const std::string& lastId)
 {
     if (m_streams->IsFull()) return Send(message, Refusal(kUnavailable, "too many pages are open"));
     AddHeaders(message);
-    const auto onEnd = [streams = m_streams](const Reader* reader) { streams->Remove(reader); };
+    const auto onEnd = [streams = m_streams](const PageReader* reader) { streams->Remove(reader); };
     m_streams->Add(std::make_shared<StreamReader>(message, onEnd), lastId);
 }
 

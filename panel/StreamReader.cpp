@@ -5,7 +5,7 @@
 
 namespace panel {
 
-StreamReader::StreamReader(SoupServerMessage* message, std::function<void(const Reader*)> onEnd)
+StreamReader::StreamReader(SoupServerMessage* message, std::function<void(const PageReader*)> onEnd)
     : m_message(SOUP_SERVER_MESSAGE(g_object_ref(message))), m_onEnd(std::move(onEnd))
 {
     soup_server_message_set_status(message, SOUP_STATUS_OK, nullptr);

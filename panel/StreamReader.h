@@ -13,10 +13,10 @@
 
 namespace panel {
 
-class StreamReader : public Reader {
+class StreamReader : public PageReader {
 public:
     /// @param onEnd  Is called once when the connection has ended, by whomever; may destroy the reader.
-    StreamReader(SoupServerMessage* message, std::function<void(const Reader*)> onEnd);
+    StreamReader(SoupServerMessage* message, std::function<void(const PageReader*)> onEnd);
     StreamReader(const StreamReader&) = delete;
     StreamReader& operator=(const StreamReader&) = delete;
     ~StreamReader() override;
@@ -33,7 +33,7 @@ private:
     void End();
 
     srcwatch::Handle<SoupServerMessage, g_object_unref> m_message;
-    std::function<void(const Reader*)> m_onEnd;
+    std::function<void(const PageReader*)> m_onEnd;
     std::size_t m_appended = 0;
     std::size_t m_written = 0;
     GSource* m_input = nullptr;

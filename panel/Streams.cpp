@@ -43,7 +43,7 @@ Streams::Streams(std::string epoch, std::function<Json::Value()> snapshot)
 {
 }
 
-void Streams::Add(std::shared_ptr<Reader> reader, const std::string& lastId)
+void Streams::Add(std::shared_ptr<PageReader> reader, const std::string& lastId)
 {
     const std::optional<std::string> missed = m_log.Since(lastId);
     // A comment, so that a reader that missed nothing hears something, too.
@@ -51,10 +51,10 @@ void Streams::Add(std::shared_ptr<Reader> reader, const std::string& lastId)
     m_readers.push_back(std::move(reader));
 }
 
-void Streams::Remove(const Reader* reader)
+void Streams::Remove(const PageReader* reader)
 {
     m_readers.erase(std::remove_if(m_readers.begin(), m_readers.end(),
-                                   [&](const std::shared_ptr<Reader>& each) { return each.get() == reader; }),
+                                   [&](const std::shared_ptr<PageReader>& each) { return each.get() == reader; }),
                     m_readers.end());
 }
 
@@ -63,8 +63,8 @@ void Streams::Publish(const Json::Value& change) { SendToAll(m_log.Add(change));
 // Whoever is dropped leaves the list at once: the connection may take longer to end.
 void Streams::SendToAll(const std::string& text)
 {
-    const std::vector<std::shared_ptr<Reader>> readers = m_readers;
-    for (const std::shared_ptr<Reader>& reader : readers) {
+    const std::vector<std::shared_ptr<PageReader>> readers = m_readers;
+    for (const std::shared_ptr<PageReader>& reader : readers) {
         if (reader->Unsent() + text.size() <= kMostUnsent) {
             reader->Send(text);
         } else {
@@ -76,9 +76,9 @@ void Streams::SendToAll(const std::string& text)
 
 void Streams::DropAll()
 {
-    const std::vector<std::shared_ptr<Reader>> readers = std::move(m_readers);
+    const std::vector<std::shared_ptr<PageReader>> readers = std::move(m_readers);
     m_readers.clear();
-    for (const std::shared_ptr<Reader>& reader : readers) reader->Drop();
+    for (const std::shared_ptr<PageReader>& reader : readers) reader->Drop();
 }
 
 }  // namespace panel

@@ -46,9 +46,9 @@ private:
 };
 
 /// Who reads the stream.
-class Reader {
+class PageReader {
 public:
-    virtual ~Reader() = default;
+    virtual ~PageReader() = default;
 
     virtual void Send(const std::string& text) = 0;
     /// Returns how much of what was sent has not left this process.
@@ -69,8 +69,8 @@ public:
 
     /// Sends a reader what it does not have, and from now on every change. @param lastId  Of what it has; may be any
     /// text.
-    void Add(std::shared_ptr<Reader> reader, const std::string& lastId);
-    void Remove(const Reader* reader);
+    void Add(std::shared_ptr<PageReader> reader, const std::string& lastId);
+    void Remove(const PageReader* reader);
     void Publish(const Json::Value& change);
     /// Lets readers, and whatever is between, know that the stream is alive.
     void KeepAlive() { SendToAll(": alive\n\n"); }
@@ -82,7 +82,7 @@ private:
 
     const std::function<Json::Value()> m_snapshot;
     ChangeLog m_log;
-    std::vector<std::shared_ptr<Reader>> m_readers;
+    std::vector<std::shared_ptr<PageReader>> m_readers;
 };
 
 }  // namespace panel

@@ -45,6 +45,7 @@ Tool::Process::Process(const std::vector<std::string>& command, Callback onEnd)
         static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDOUT_SILENCE | G_SUBPROCESS_FLAGS_STDERR_PIPE)));
     g_subprocess_launcher_set_child_setup(launcher.get(), EndWithParent, nullptr, nullptr);
     std::vector<const char*> words;
+    words.reserve(command.size() + 1);
     for (const std::string& word : command) words.push_back(word.c_str());
     words.push_back(nullptr);
     m_process.reset(g_subprocess_launcher_spawnv(launcher.get(), words.data(), nullptr));

@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <array>
 
+#include <json/json.h>
+
 namespace panel {
 
 namespace {

@@ -21,7 +21,19 @@ constexpr unsigned kCapturesMilliseconds = 100;  // after which a new capture is
 
 double Milliseconds() { return static_cast<double>(g_get_monotonic_time()) / 1000; }
 
-double Rounded(double milliseconds) { return static_cast<double>(static_cast<gint64>(milliseconds * 10)) / 10; }
+// A detection may be quicker than the notice of what was plugged in. Then the service knows how long it took.
+Json::Value TimeOf(const PortProgress& progress, const Json::Value& history)
+{
+    if (const auto took = progress.Milliseconds()) return static_cast<double>(static_cast<gint64>(*took * 10)) / 10;
+    return progress.IsFromHere() && !history.empty() ? history[history.size() - 1]["milliseconds"] : Json::Value();
+}
+
+// Applications cannot distinguish a scan that runs from none; the service says that.
+std::string StageOf(const std::string& stage, bool isActive, bool isOver)
+{
+    if (isActive || stage != "running") return stage;
+    return isOver ? "finished" : "idle";
+}
 
 }  // namespace
 
@@ -59,6 +71,8 @@ Watch::~Watch()
     srcwatch_host_unwatch_setting(m_settings);
     srcwatch_host_unwatch_setting(m_replacement);
 }
+
+void Watch::RefreshInputs() { RefreshPorts(); }
 
 void Watch::SetOptical(bool isActive)
 {
@@ -111,14 +125,13 @@ Json::Value Watch::DescribePort(int port, const Json::Value& record, const Json:
     known.isPlugged = isPlugged;
     known.progress.Update({isPlugged, known.isReported, isDetected}, Milliseconds());
     const std::string capture = m_inputs.CaptureOn(port);
-    const auto took = known.progress.Milliseconds();
     Json::Value json;
     json["port"] = port;
     json["label"] = srcwatch::PortName(port);
     json["input"] = srcwatch::InputName(port);
     json["present"] = true;
     json["state"] = known.progress.State();
-    json["milliseconds"] = took ? Json::Value(Rounded(*took)) : Json::Value();
+    json["milliseconds"] = isDetected ? TimeOf(known.progress, history) : Json::Value();
     json["capture"] = capture.empty() ? Json::Value() : Json::Value(capture);
     json["device"] = DescribeDevice(port);
     json["record"] = record;
@@ -149,6 +162,7 @@ void Watch::RefreshStates()
     m_state.Set("twc", twc);
     Json::Value scan = DescribeScan();
     for (const char* const name : {"port", "found", "active"}) scan[name] = m_scan[name];
+    scan["stage"] = StageOf(scan["stage"].asString(), m_scan["active"].asBool(), !m_scan["found"].isNull());
     m_state.Set("scan", scan);
     m_onChange();
 }
@@ -176,10 +190,8 @@ void Watch::OnEvent(const srcwatch_event_s& event)
     m_state.Append("events", DescribeEvent(event));
     const auto port = m_ports.find(event.args[0]);
     switch (event.type) {
-        case SRCWATCH_EVENT_CONNECTION:
-            if (port != m_ports.end()) port->second.isReported = event.args[1] != 0;
-            break;
-        case SRCWATCH_EVENT_DETECTED:
+        case SRCWATCH_EVENT_CONNECTION:  // plugged or not
+        case SRCWATCH_EVENT_DETECTED:    // the type, or none
             if (port != m_ports.end()) port->second.isReported = event.args[1] != 0;
             break;
         default:

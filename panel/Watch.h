@@ -30,6 +30,8 @@ public:
     ~Watch();
 
     bool HasService() const { return m_bus.HasService(); }
+    /// Looks at the inputs now, without waiting for the notice of a change.
+    void RefreshInputs();
     /// Notes that a scan of the optical source was commanded.
     void SetOptical(bool isActive);
 

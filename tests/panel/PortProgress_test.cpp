@@ -46,6 +46,34 @@ TEST(PanelPortProgress, ForgetsTheTimeWithTheDevice)
     EXPECT_EQ(port.Milliseconds(), 7);
 }
 
+TEST(PanelPortProgress, BeginsAgainWithADeviceThatTakesThePlace)
+{
+    PortProgress port;
+    port.Update({false, false, false}, 0);
+    port.Update({true, false, false}, 10);
+    port.Update({true, true, true}, 15);
+    port.Update({false, false, true}, 20);  // the record is not cleared yet
+    port.Update({true, false, true}, 21);
+    EXPECT_FALSE(port.Milliseconds().has_value());
+    port.Update({true, false, false}, 22);
+    port.Update({true, true, true}, 30);
+
+    EXPECT_EQ(port.Milliseconds(), 9);
+}
+
+TEST(PanelPortProgress, KnowsWhetherTheDeviceCameBeforeIt)
+{
+    PortProgress before;
+    before.Update({true, true, true}, 0);
+    PortProgress since;
+    since.Update({false, false, false}, 0);
+    since.Update({true, true, true}, 1);
+
+    EXPECT_FALSE(before.IsFromHere());
+    EXPECT_TRUE(since.IsFromHere());
+    EXPECT_FALSE(since.Milliseconds().has_value());
+}
+
 TEST(PanelPortProgress, KeepsTheTimeWhileTheDeviceStays)
 {
     PortProgress port;

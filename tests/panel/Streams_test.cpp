@@ -20,7 +20,7 @@ Json::Value Change(const std::string& text)
     return change;
 }
 
-class FakeReader : public Reader {
+class FakeReader : public PageReader {
 public:
     void Send(const std::string& text) override { m_got += text; }
     std::size_t Unsent() const override { return m_unsent; }

@@ -8,6 +8,7 @@ import pathlib
 import queue
 import re
 import signal
+import socket
 import subprocess
 import tempfile
 import threading
@@ -120,6 +121,7 @@ class Stream:
         self._connection = panel.connect()
         headers = {"Cookie": f"srcwatch_panel={panel.token}"} | ({"Last-Event-ID": last_id} if last_id else {})
         self._connection.request("GET", "/api/stream", headers=headers)
+        self._socket = self._connection.sock
         self.reply = self._connection.getresponse()
         assert self.reply.status == 200, self.reply.read()
         self._queue = queue.SimpleQueue()
@@ -181,5 +183,4 @@ class Stream:
         return holds(self.state)
 
     def close(self):
-        self._connection.close()
-        self.reply.close()
+        self._socket.shutdown(socket.SHUT_RDWR)

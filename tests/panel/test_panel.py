@@ -1,6 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
 """The real panel with a real bus, service and inputs, asked as a browser asks it."""
-import http.client
 import io
 import json
 import os
@@ -114,18 +113,14 @@ def test_bodies_are_small_objects_of_json(panel):
     assert panel.request("POST", "/api/profiles/try", b'{"text": "' + b"x" * 300000 + b'"}', json_type)[0] == 413
 
 
-def test_a_body_without_a_length_is_cut_off(panel):
+def test_a_body_without_a_length_is_refused_when_it_is_too_large(panel):
     def chunks():
         for _ in range(4000):
             yield b"x" * 1000
-    connection = panel.connect()
-    try:
-        connection.request("POST", "/api/plug", chunks(), {"Cookie": f"srcwatch_panel={panel.token}"}, encode_chunked=True)
-        status = connection.getresponse().status
-    except (OSError, http.client.HTTPException):
-        status = None
-    assert status is None
-    assert panel.get("/api/profiles")[0] == 200
+    before = panel.memory()
+    status, _, _ = panel.request("POST", "/api/plug", chunks(), {"Content-Type": "application/json"})
+    assert status == 413
+    assert panel.memory() < before + 2000
 
 
 def test_unknown_paths_and_methods_are_refused(panel):
@@ -194,6 +189,15 @@ def test_a_device_is_plugged_moved_and_unplugged(panel):
     stream.wait_for_port(2, state="empty", capture=None, device=None)
 
 
+def test_a_device_that_takes_the_place_of_another_has_a_time(panel):
+    stream = open_stream(panel)
+    for name in ["darvex-dvd", "voltana-vx-home"] * 5:
+        assert panel.post("/api/plug", {"port": 0, "capture": name}) == (200, {})
+        port = stream.wait_for_port(0, state="detected", capture=name)
+        assert port["milliseconds"] is not None
+        assert panel.post("/api/unplug", {"port": 0}) == (200, {})
+
+
 def test_a_composed_device_is_what_it_was_classified_as(tv, panel):
     stream = open_stream(panel)
     device = {"vendor": "Acme", "product": "Cinema", "source_information": 3, "osd": "Cinema", "device_type": 4}
@@ -255,13 +259,17 @@ def test_the_service_is_asked(panel):
 
 def test_a_scan_is_followed(panel):
     stream = open_stream(panel)
+    assert (stream.state["scan"]["stage"], stream.state["scan"]["active"]) == ("idle", False)
+    panel.post("/api/plug", {"port": 1, "capture": "darvex-dvd"})
+    stream.wait_for_port(1, state="detected")
     assert panel.post("/api/scan", {"command": "start"}) == (200, {})
     stream.wait(lambda state: state["scan"]["active"], "the scan")
     assert panel.post("/api/scan", {"command": "stop"}) == (200, {})
     stream.wait(lambda state: not state["scan"]["active"] and state["scan"]["stage"] == "stopped", "its stop")
     assert panel.post("/api/scan", {"command": "resume"}) == (200, {})
     stream.wait(lambda state: state["scan"]["active"], "the scan again")
-    stream.wait(lambda state: not state["scan"]["active"] and state["scan"]["found"] == 0, "its end")
+    stream.wait(lambda state: not state["scan"]["active"] and state["scan"]["found"] == 1, "its end")
+    assert stream.state["scan"]["stage"] == "finished"
 
 
 def test_the_optical_scan_and_the_check_are_followed(panel):
