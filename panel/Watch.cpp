@@ -116,14 +116,26 @@ void Watch::RefreshAll()
 // ---------------------------------------------------------------------------------------------------------------------
 // Ports and states
 
-Json::Value Watch::DescribePort(int port, const Json::Value& record, const Json::Value& history)
+// Returns true if the record is that of the device on the port: the service needs a moment to clear that of another
+// one.
+bool Watch::LookAt(int port, const Json::Value& record)
 {
     Port& known = m_ports[port];
-    const bool isDetected = record["DevType"].isInt() && record["DevType"] != 0;
     const bool isPlugged = m_inputs.IsPlugged(port);
-    if (known.isPlugged && !isPlugged) known.isReported = false;  // the service will say so, too
+    const bool isChanged = known.isPlugged && *known.isPlugged != isPlugged;
+    if (isChanged && !isPlugged) known.isReported = false;  // the service will say so, too
+    if (isChanged) known.stale = record;
+    if (record != known.stale) known.stale = Json::Value();
     known.isPlugged = isPlugged;
+    const bool isDetected = known.stale.isNull() && record["DevType"].isInt() && record["DevType"] != 0;
     known.progress.Update({isPlugged, known.isReported, isDetected}, Milliseconds());
+    return isDetected;
+}
+
+Json::Value Watch::DescribePort(int port, const Json::Value& record, const Json::Value& history)
+{
+    const bool isDetected = LookAt(port, record);
+    const Port& known = m_ports[port];
     const std::string capture = m_inputs.CaptureOn(port);
     Json::Value json;
     json["port"] = port;
@@ -192,7 +204,9 @@ void Watch::OnEvent(const srcwatch_event_s& event)
     switch (event.type) {
         case SRCWATCH_EVENT_CONNECTION:  // plugged or not
         case SRCWATCH_EVENT_DETECTED:    // the type, or none
-            if (port != m_ports.end()) port->second.isReported = event.args[1] != 0;
+            if (port == m_ports.end()) break;
+            port->second.isReported = event.args[1] != 0;
+            if (event.type == SRCWATCH_EVENT_DETECTED) port->second.stale = Json::Value();
             break;
         default:
             NoteScan(event);
@@ -248,6 +262,7 @@ void Watch::OnStatus(const ServiceReply& reply)
     if (reply.IsReply()) m_scan["active"] = m_status["scan"]["state"] == "running";
     if (reply.IsReply() && m_isFirstStatus) {
         m_isFirstStatus = false;
+        for (auto& [number, port] : m_ports) port.stale = Json::Value();
         for (const Json::Value& port : m_status["plugged"]) {
             const auto known = port.isInt() ? m_ports.find(port.asInt()) : m_ports.end();
             if (known != m_ports.end()) known->second.isReported = true;

@@ -16,6 +16,7 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <vector>
 
 namespace panel {
@@ -38,8 +39,9 @@ public:
 private:
     struct Port {
         PortProgress progress;
-        bool isPlugged = false;
+        std::optional<bool> isPlugged;  // nothing before the first look
         bool isReported = false;
+        Json::Value stale;  // the record of the device that was there before; null without one
     };
 
     static void OnSetting(const char* key, const srcwatch_host_value* value, void* self);
@@ -55,6 +57,7 @@ private:
     void OnStatus(const ServiceReply& reply);
     void AskProfiles();
     void SetService();
+    bool LookAt(int port, const Json::Value& record);
     Json::Value DescribePort(int port, const Json::Value& record, const Json::Value& history);
     void NoteScan(const srcwatch_event_s& event);
 
