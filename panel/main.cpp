@@ -8,6 +8,7 @@
 
 #include <charconv>
 #include <cstdio>
+#include <exception>
 #include <optional>
 #include <string>
 
@@ -55,9 +56,9 @@ gboolean OnSignal(void* loop)
     return G_SOURCE_CONTINUE;
 }
 
-int Fail(const std::string& why)
+int Fail(const char* why)
 {
-    static_cast<void>(std::fprintf(stderr, "srcwatch-panel: %s\n", why.c_str()));  // nothing more can be done
+    static_cast<void>(std::fprintf(stderr, "srcwatch-panel: %s\n", why));  // nothing more can be done
     return 1;
 }
 
@@ -68,22 +69,21 @@ int Run(const panel::Options& options)
     g_unix_signal_add(SIGINT, OnSignal, loop.get());
     panel::Panel panel(options);
     const std::string fault = panel.Open();
-    if (!fault.empty()) return Fail(fault);
+    if (!fault.empty()) return Fail(fault.c_str());
     static_cast<void>(std::printf("%s\n", panel.Address().c_str()));  // as is a closed standard output
     static_cast<void>(std::fflush(stdout));
     g_main_loop_run(loop.get());
     return 0;
 }
 
-}  // namespace
-
-int main(int argc, char** argv)
-{
-    panel::Options options;
-    options.captures = SRCWATCH_CAPTURES_DIR;
+// What the command line says beside the options of the panel itself.
+struct Texts {
     std::string listen;
     std::string tokenFile;
-    CLI::App app("Show the inputs of a TV in the browser");
+};
+
+void AddOptions(CLI::App& app, panel::Options& options, Texts& texts)
+{
     app.set_version_flag("--version", "srcwatch-panel " SRCWATCH_VERSION);
     app.add_option("--inputs", options.inputs, "Inputs directory of the detection service")
         ->envname("SRCWATCH_INPUTS")
@@ -99,20 +99,40 @@ int main(int argc, char** argv)
         ->allow_extra_args(false);
     app.add_option("--log", options.log, "Log file to show")->type_name("FILE");
     app.add_option("--recordings", options.recordings, "Directory of recordings")->type_name("DIR");
-    app.add_option("--listen", listen, "Address to listen on, and port (127.0.0.1, any free port)")
+    app.add_option("--listen", texts.listen, "Address to listen on, and port (127.0.0.1, any free port)")
         ->type_name("ADDRESS[:PORT]")
         ->check(CLI::Validator(CheckListen, ""));
     app.add_flag("--read-only", options.isReadOnly, "Refuse all commands that change something");
-    app.add_option("--token-file", tokenFile, "File with the token of the address, instead of a random one")
+    app.add_option("--token-file", texts.tokenFile, "File with the token of the address, instead of a random one")
         ->type_name("FILE");
+}
+
+int RunCommand(int argc, char** argv)
+{
+    panel::Options options;
+    options.captures = SRCWATCH_CAPTURES_DIR;
+    Texts texts;
+    CLI::App app("Show the inputs of a TV in the browser");
+    AddOptions(app, options, texts);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        const int code = app.exit(error);
-        return code == 0 ? 0 : 2;
+        constexpr int kUsage = 2;
+        return app.exit(error) == 0 ? 0 : kUsage;
     }
-    if (!listen.empty()) options.listen = *ListenOf(listen);
-    options.token = tokenFile.empty() ? panel::MakeToken() : ReadToken(tokenFile);
-    if (options.token.empty()) return Fail(tokenFile + ": has no token: 16 to 128 letters, digits, '-' and '_'");
-    return Run(options);
+    if (!texts.listen.empty()) options.listen = *ListenOf(texts.listen);
+    options.token = texts.tokenFile.empty() ? panel::MakeToken() : ReadToken(texts.tokenFile);
+    if (!options.token.empty()) return Run(options);
+    return Fail((texts.tokenFile + ": has no token: 16 to 128 letters, digits, '-' and '_'").c_str());
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return RunCommand(argc, argv);
+    } catch (const std::exception& error) {
+        return Fail(error.what());
+    }
 }
