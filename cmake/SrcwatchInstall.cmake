@@ -12,6 +12,7 @@ install(DIRECTORY include/ "${PROJECT_BINARY_DIR}/src/include/"
     DESTINATION ${headers} COMPONENT development FILES_MATCHING PATTERN "*.h" PATTERN "*.hpp")
 if(SRCWATCH_PLATFORM STREQUAL "host")
     list(APPEND libraries srcwatch-host-platform)
+    srcwatch_set_run_path("${CMAKE_INSTALL_LIBDIR}" srcwatch-api)
     install(DIRECTORY platform/include/ DESTINATION ${headers}/platform
         COMPONENT development FILES_MATCHING PATTERN "*.h")
 endif()
@@ -24,7 +25,7 @@ install(EXPORT srcwatch-api NAMESPACE srcwatch:: FILE srcwatch-api-targets.cmake
 
 configure_package_config_file(cmake/srcwatch-api-config.cmake.in srcwatch-api-config.cmake
     INSTALL_DESTINATION ${packageDir} NO_SET_AND_CHECK_MACRO)
-write_basic_package_version_file(srcwatch-api-config-version.cmake COMPATIBILITY SameMinorVersion)
+write_basic_package_version_file(srcwatch-api-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES
     "${CMAKE_CURRENT_BINARY_DIR}/srcwatch-api-config.cmake"
     "${CMAKE_CURRENT_BINARY_DIR}/srcwatch-api-config-version.cmake"
@@ -45,3 +46,11 @@ list(JOIN PC_PLATFORM_LIBRARIES " " PC_PLATFORM_LIBRARIES)
 
 configure_file(cmake/srcwatch-api.pc.in srcwatch-api.pc @ONLY)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/srcwatch-api.pc" DESTINATION ${pkgconfigDir} COMPONENT development)
+
+# After all that is installed.
+set(SRCWATCH_HAS_SERVICE OFF)
+if(TARGET srcwatch-service)
+    set(SRCWATCH_HAS_SERVICE ON)
+endif()
+configure_file(cmake/SrcwatchInstallAdvice.cmake.in SrcwatchInstallAdvice.cmake @ONLY)
+install(SCRIPT "${PROJECT_BINARY_DIR}/SrcwatchInstallAdvice.cmake")

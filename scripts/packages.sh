@@ -42,6 +42,10 @@ vm_machine_packages=(
     systemd-sysv udev dbus kmod procps v4l-utils
     libglib2.0-0 libglib2.0-bin libjsoncpp25 libsqlite3-0 libsystemd0 libpcap0.8 libsmartcols1
 )
+# What is on the clean system onto which scripts/test-install installs.
+install_machine_packages=(
+    dbus systemd util-linux login passwd libjsoncpp25 libsqlite3-0 libglib2.0-0 libsystemd0 libpcap0.8 libsmartcols1
+)
 
 # The apt sources of this machine's Debian, main and updates, one line each, for another root directory.
 debian_sources() {
