@@ -1,7 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """What a user does on the page, done as a user does it: with the mouse and with the keyboard."""
 import io
+import json
 import tarfile
+import time
 
 from pages import capture, name_of, port, wait_plugged, wait_state
 from webdriver import wait_for
@@ -219,7 +221,7 @@ def test_statistics_are_drawn(page, house):
     wait_for(lambda: page.run("return document.querySelectorAll('#statistics .bar').length") >= 3)
 
 
-def test_a_download_arrives(page, house, tmp_path):
+def test_downloads_arrive(page, house, tmp_path):
     page.devtools("Browser.setDownloadBehavior", behavior="allow", downloadPath=str(tmp_path))
     house.plug("hdmi1", "voltana-vx-home")
     wait_state(page, 0, "detected")
@@ -229,6 +231,51 @@ def test_a_download_arrives(page, house, tmp_path):
     archive = wait_for(lambda: next(tmp_path.glob("*.tar"), None), "the capture")
     with tarfile.open(fileobj=io.BytesIO(archive.read_bytes())) as tar:
         assert {"spd.bin", "cec.log", "aksv.bin"} <= set(tar.getnames())
+    page.click("#report")
+    wait_for(lambda: next(tmp_path.glob("*.tar.gz"), None), "the report")
+
+
+def record(page, house) -> None:
+    """Takes a recording in which a device is plugged in, after about two seconds."""
+    page.click("#recordings [data-command='record']")
+    page.wait_text("#recordings [role='status']", "Recording ")
+    wait_for(lambda: any(file.stat().st_size for file in house.recordings.iterdir()), "the recording")
+    time.sleep(2)
+    house.plug("hdmi1", "voltana-vx-home")
+    wait_state(page, 0, "detected")
+    page.click("#recordings [data-command='stop-record']")
+    page.find("#recordings [data-command='record']")
+    house.unplug_all()
+    wait_state(page, 0, "empty")
+
+
+def test_a_recording_is_taken_downloaded_and_played(page, house, tmp_path):
+    page.devtools("Browser.setDownloadBehavior", behavior="allow", downloadPath=str(tmp_path))
+    record(page, house)
+    page.click(".recording a")
+    lines = wait_for(lambda: next(tmp_path.glob("*.jsonl"), None), "the download").read_text(encoding="utf-8")
+    assert "snapshot" in {json.loads(line)["kind"] for line in lines.splitlines()}
+
+    page.click("[data-command='timeline']")
+    wait_for(lambda: page.run("return document.querySelectorAll('.timeline .bar').length") > 1)
+    player = "#recordings > div:last-child"
+    page.type(f"{player} select", "0.5")
+    page.click(f"{player} [data-command='play']")
+    page.wait_text(player, "playing")
+    page.click(f"{player} [data-command='pause']")
+    page.wait_text(player, "paused")
+    wait_state(page, 0, "empty")
+
+    page.run("""const slider = document.querySelector("input[type='range']");
+        slider.value = 0.1;
+        slider.dispatchEvent(new Event("input"));
+        slider.dispatchEvent(new Event("change"));""")
+    page.wait_text(player, "0.1 s of ")
+    page.type(f"{player} select", "10")
+    page.click(f"{player} [data-command='play']")
+    wait_state(page, 0, "detected")
+    page.click(f"{player} [data-command='stop']")
+    page.wait_text(player, "stopped")
 
 
 def test_all_buttons_were_pressed(page):
