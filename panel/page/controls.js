@@ -28,7 +28,7 @@ function showScan(store, place) {
         if (!scan) return;
         progress.value = scan.percent;
         const port = findPort(state, scan.port)?.label;
-        const ended = texts.scanFound(texts.scanEnds[scan.stage] ?? scan.stage, scan.found);
+        const ended = texts.scanFound(scan.stage, scan.found);
         setText(stage, scan.active ? texts.scanRuns(scan.stage, scan.percent, port) : ended);
     });
 }

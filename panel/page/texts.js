@@ -94,8 +94,6 @@ export const texts = {
     scan: "First-setup scan",
     scanRuns: (stage, percent, label) =>
         [stage, `${percent} %`, label ? `at ${label}` : ""].filter(Boolean).join(" · "),
-    // How a scan ended; the library's own stage of one that is over or never was is that of its beginning.
-    scanEnds: { running: "not running", "final stage": "not running" },
     scanFound: (stage, found) => (typeof found === "number" ? `${stage} · ${found} found` : stage),
     commands: { start: "Start", stop: "Stop", resume: "Resume", play: "Play", pause: "Pause" },
     opticalScan: "Optical scan",

@@ -129,7 +129,7 @@ def test_the_scan_starts_stops_and_resumes(page, house):
     wait_for(lambda: "stopped" in page.text(f"{scan} .hint"))
     page.click(f"{scan} [data-command='resume']")
 
-    wait_for(lambda: page.text(f"{scan} .hint") == "not running · 1 found")
+    wait_for(lambda: page.text(f"{scan} .hint") == "finished · 1 found")
 
 
 def test_the_optical_scan_starts_and_stops(page, house):
