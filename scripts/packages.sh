@@ -21,8 +21,10 @@ test_packages=(
 )
 # Of packages that would also run a server on this machine, these programs are unpacked into build/programs.
 test_programs=(mosquitto:usr/sbin/mosquitto prometheus:usr/bin/promtool)
-# For the panel's page: a browser that a test drives, a font for it, and what npm brings (tests/panel/package.json).
-browser_packages=(chromium chromium-driver fonts-dejavu-core nodejs npm)
+# For the panel's page: a browser that a test drives, and a font for it.
+browser_packages=(chromium chromium-driver fonts-dejavu-core)
+# For what npm brings (tests/panel/package.json), where there is no npm, such as that of another nodejs.
+npm_packages=(nodejs npm)
 packaging_packages=(build-essential debhelper dh-python dpkg-dev doxygen fakeroot git lintian mmdebstrap autopkgtest)
 armhf_packages=(mmdebstrap g++-arm-linux-gnueabihf qemu-user-static util-linux)
 armhf_full_packages=(qemu-system-arm kmod cpio e2fsprogs)
@@ -94,6 +96,7 @@ install_packages() {
 install_npm_packages() {
     local directory=build/browser
     cmp -s "$1" "$directory/installed.json" && return
+    command -v npm >/dev/null || install_packages "${npm_packages[@]}"
     mkdir -p "$directory"
     cp "$1" "$directory/package.json"
     (cd "$directory" && npm install --no-package-lock --no-audit --no-fund --ignore-scripts --loglevel=error)
