@@ -132,6 +132,22 @@ Bytes ComposeSpdInfoFrame(const SpdInfoFrame& frame)
     return bytes;
 }
 
+int LogicalAddressFor(int deviceType)
+{
+    switch (deviceType) {
+        case CEC_OP_PRIM_DEVTYPE_RECORD:
+            return CEC_LOG_ADDR_RECORD_1;
+        case CEC_OP_PRIM_DEVTYPE_TUNER:
+            return CEC_LOG_ADDR_TUNER_1;
+        case CEC_OP_PRIM_DEVTYPE_PLAYBACK:
+            return CEC_LOG_ADDR_PLAYBACK_1;
+        case CEC_OP_PRIM_DEVTYPE_AUDIOSYSTEM:
+            return CEC_LOG_ADDR_AUDIOSYSTEM;
+        default:
+            return CEC_LOG_ADDR_SPECIFIC;
+    }
+}
+
 std::string ComposeCecLog(const std::vector<CecDevice>& devices)
 {
     std::string log;

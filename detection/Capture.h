@@ -40,6 +40,10 @@ Capture ComposeCapture(const Evidence& evidence);
 /// Returns a frame of 29 bytes. Names are cut to their fields.
 Bytes ComposeSpdInfoFrame(const SpdInfoFrame& frame);
 
+/// Returns the first logical address of HDMI-CEC for a primary device type; that for specific use for a TV, as the TV
+/// itself has the TV's.
+int LogicalAddressFor(int deviceType);
+
 /// Returns the messages in which devices describe themselves, one a line.
 std::string ComposeCecLog(const std::vector<CecDevice>& devices);
 

@@ -3,6 +3,7 @@
 
 #include "DeviceType.h"
 #include "srcwatch-api.h"
+#include "srcwatch-protocol.h"
 
 namespace srcwatch {
 
@@ -21,5 +22,19 @@ std::string NameOfType(int type)
 }
 
 std::string NumberAndNameOfType(int type) { return "type " + std::to_string(type) + " (" + NameOfType(type) + ")"; }
+
+const char* TwcStateName(int status)
+{
+    switch (status) {
+        case SRCWATCH_TWC_NO_SET_TOP_BOX:
+            return "no set-top box";
+        case SRCWATCH_TWC_WAITING:
+            return "waiting for a channel";
+        case SRCWATCH_TWC_TUNED:
+            return "tuned";
+        default:
+            return status < 0 ? "no check" : "unknown";
+    }
+}
 
 }  // namespace srcwatch

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What people call ports and device types.
+// What people call ports, device types and states.
 #ifndef SRCWATCH_EXPLAIN_WORDS_H
 #define SRCWATCH_EXPLAIN_WORDS_H
 
@@ -16,6 +16,9 @@ std::string NameOfType(int type);
 
 /// Returns a device type by number and in words: "type 1 (set-top box)".
 std::string NumberAndNameOfType(int type);
+
+/// Returns what srcwatch_is_TWC() returns in words: "waiting for a channel", "no check" for -1.
+const char* TwcStateName(int status);
 
 }  // namespace srcwatch
 

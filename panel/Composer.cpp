@@ -50,23 +50,6 @@ std::string FaultOf(const Json::Value& form)
     return bytes && bytes->size() <= kAksvBytes ? "" : "aksv is not ten hexadecimal digits";
 }
 
-// The first logical address for a primary device type. That of a TV has one, too, as the TV itself has the TV's.
-int LogicalAddressFor(int deviceType)
-{
-    switch (deviceType) {
-        case CEC_OP_PRIM_DEVTYPE_RECORD:
-            return CEC_LOG_ADDR_RECORD_1;
-        case CEC_OP_PRIM_DEVTYPE_TUNER:
-            return CEC_LOG_ADDR_TUNER_1;
-        case CEC_OP_PRIM_DEVTYPE_PLAYBACK:
-            return CEC_LOG_ADDR_PLAYBACK_1;
-        case CEC_OP_PRIM_DEVTYPE_AUDIOSYSTEM:
-            return CEC_LOG_ADDR_AUDIOSYSTEM;
-        default:
-            return CEC_LOG_ADDR_SPECIFIC;
-    }
-}
-
 std::string TextOf(const Json::Value& form, const char* name) { return TextIn(form, name).value_or(""); }
 
 srcwatch::Bytes ComposeSpd(const Json::Value& form)
@@ -85,7 +68,7 @@ std::string ComposeCec(const Json::Value& form)
     device.osdName = TextOf(form, "osd");
     if (device.osdName.empty() && form["device_type"].isNull()) return "";
     device.primaryDeviceType = NumberIn(form, "device_type").value_or(CEC_OP_PRIM_DEVTYPE_PLAYBACK);
-    device.logicalAddress = LogicalAddressFor(*device.primaryDeviceType);
+    device.logicalAddress = srcwatch::LogicalAddressFor(*device.primaryDeviceType);
     device.physicalAddress = 0x1000;
     return srcwatch::ComposeCecLog({device});
 }

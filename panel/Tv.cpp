@@ -8,6 +8,7 @@
 #include "RecordFields.h"
 #include "Statistics.h"
 #include "StoredValues.h"
+#include "Words.h"
 #include "srcwatch.hpp"
 
 #include <algorithm>
@@ -142,20 +143,6 @@ void AddStatistics(const Json::Value& document, Stored& stored)
     stored.statistics = counts.ToJson();
 }
 
-const char* TwcText(int status)
-{
-    switch (status) {
-        case SRCWATCH_TWC_NO_SET_TOP_BOX:
-            return "no set-top box";
-        case SRCWATCH_TWC_WAITING:
-            return "waiting for a channel";
-        case SRCWATCH_TWC_TUNED:
-            return "tuned";
-        default:
-            return "no check";
-    }
-}
-
 }  // namespace
 
 Json::Value EmptyRecord()
@@ -252,7 +239,7 @@ Json::Value DescribeTwc()
     const int status = srcwatch_is_TWC();
     Json::Value json;
     json["status"] = status;
-    json["text"] = TwcText(status);
+    json["text"] = srcwatch::TwcStateName(status);
     return json;
 }
 

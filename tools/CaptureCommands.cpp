@@ -71,28 +71,11 @@ struct NewOptions {
     std::optional<std::string> vendorId;
 };
 
-// The first logical address for a primary device type.
-int LogicalAddressFor(int deviceType)
-{
-    switch (deviceType) {
-        case CEC_OP_PRIM_DEVTYPE_RECORD:
-            return CEC_LOG_ADDR_RECORD_1;
-        case CEC_OP_PRIM_DEVTYPE_TUNER:
-            return CEC_LOG_ADDR_TUNER_1;
-        case CEC_OP_PRIM_DEVTYPE_PLAYBACK:
-            return CEC_LOG_ADDR_PLAYBACK_1;
-        case CEC_OP_PRIM_DEVTYPE_AUDIOSYSTEM:
-            return CEC_LOG_ADDR_AUDIOSYSTEM;
-        default:
-            return CEC_LOG_ADDR_SPECIFIC;
-    }
-}
-
 srcwatch::CecDevice DeviceOf(const NewOptions& options)
 {
     srcwatch::CecDevice device;
     device.primaryDeviceType = options.deviceType.value_or(CEC_OP_PRIM_DEVTYPE_PLAYBACK);
-    device.logicalAddress = LogicalAddressFor(*device.primaryDeviceType);
+    device.logicalAddress = srcwatch::LogicalAddressFor(*device.primaryDeviceType);
     device.osdName = options.osdName;
     std::string address = options.physicalAddress.value_or("1.0.0.0");
     address.erase(std::remove(address.begin(), address.end(), '.'), address.end());

@@ -7,6 +7,7 @@
 #include "Ports.h"
 #include "QDInfoCommon.h"
 #include "Settings.h"
+#include "Words.h"
 #include "srcwatch-api.h"
 #include "srcwatch-protocol.h"
 
@@ -72,20 +73,6 @@ void ShowFeatures(Output& output)
 // ---------------------------------------------------------------------------------------------------------------------
 // Twc
 
-const char* TwcStateName(int status)
-{
-    switch (status) {
-        case SRCWATCH_TWC_NO_SET_TOP_BOX:
-            return "no set-top box";
-        case SRCWATCH_TWC_WAITING:
-            return "waiting for a channel";
-        case SRCWATCH_TWC_TUNED:
-            return "tuned";
-        default:
-            return status < 0 ? "no check" : "unknown";
-    }
-}
-
 void ShowTwc(Output& output)
 {
     RequireSettings();
@@ -94,12 +81,12 @@ void ShowTwc(Output& output)
     const std::optional<int> frames = ReadNumber(VCONF_TWC_FRAME_COUNT);
     Json::Value document;
     document["status"] = status;
-    document["state"] = TwcStateName(status);
+    document["state"] = srcwatch::TwcStateName(status);
     document["sequence"] = sequence ? Json::Value(*sequence) : Json::Value();
     document["frames"] = frames ? Json::Value(*frames) : Json::Value();
     output.Write(document, Table{{"STATE", "STATUS", "SEQUENCE", "FRAMES"},
-                                 {{TwcStateName(status), std::to_string(status), CellText(document["sequence"]),
-                                   CellText(document["frames"])}}});
+                                 {{srcwatch::TwcStateName(status), std::to_string(status),
+                                   CellText(document["sequence"]), CellText(document["frames"])}}});
 }
 
 struct TwcCommand {

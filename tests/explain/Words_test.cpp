@@ -20,4 +20,12 @@ TEST(Words, NameTheTypesAndAlsoNumbersThatAreNone)
     EXPECT_EQ(NumberAndNameOfType(9), "type 9 (PC)");
 }
 
+TEST(Words, NameTheStatesOfATwcCheckAndOtherNumbers)
+{
+    EXPECT_STREQ(TwcStateName(-1), "no check");
+    EXPECT_STREQ(TwcStateName(1), "waiting for a channel");
+    EXPECT_STREQ(TwcStateName(2), "tuned");
+    EXPECT_STREQ(TwcStateName(3), "unknown");
+}
+
 }  // namespace srcwatch
