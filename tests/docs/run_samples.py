@@ -14,10 +14,9 @@ A fenced block is a sample by its language; a comment in the line above has what
     text     <!-- prints -->                        what the program or script before it printed, to the letter
 
 Blocks without a language, and text without a comment, are not samples. Any other language is an error, so that no sample
-is left out unseen. Everything runs in a private place: own settings, own message bus.
+is left out unseen. Everything runs in a private place: own settings, and the message bus of dbus-run-session.
 """
 import argparse
-import contextlib
 import json
 import os
 import pathlib
@@ -28,9 +27,6 @@ import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 TIMEOUT = 800
-BUS_CONFIG = """<busconfig><listen>unix:path={address}</listen><auth>EXTERNAL</auth>
-<policy context="default"><allow own="*"/><allow send_destination="*"/><allow send_type="signal"/>
-<allow receive_sender="*"/></policy></busconfig>"""
 STORE_PROGRAM = """
 #include <vconf.h>
 int main(int argc, char** argv) { return argc == 3 ? vconf_set_str(argv[1], argv[2]) : 1; }
@@ -109,20 +105,6 @@ class Guide:
             raise SampleError(f"no sample of this language is known here: '{language}' ({note})")
 
 
-@contextlib.contextmanager
-def message_bus(work):
-    config = work / "bus.conf"
-    config.write_text(BUS_CONFIG.format(address=work / "bus"))
-    daemon = subprocess.Popen(["dbus-daemon", f"--config-file={config}", "--nofork", "--print-address"],
-                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
-    try:
-        yield daemon.stdout.readline().strip()
-    finally:
-        daemon.terminate()
-        daemon.wait()
-        daemon.stdout.close()
-
-
 def link_python(directory, program):
     """A directory for the search path, in which python3 is this program; none if there is none."""
     if program is None:
@@ -136,31 +118,30 @@ def run_guide(path, languages, build, compilers, python):
     text = path.read_text()
     with tempfile.TemporaryDirectory() as name:
         work = pathlib.Path(name)
-        with message_bus(work) as bus:
-            programs = [*link_python(work / "python", python), str(build / "service"), str(build / "tools")]
-            programs += [str(ROOT / "build/programs/usr" / directory) for directory in ("bin", "sbin")]
-            launcher = os.environ.get("LAUNCHER", "")
-            environment = {
-                "CMAKE_C_COMPILER_LAUNCHER": launcher, "CMAKE_CXX_COMPILER_LAUNCHER": launcher,
-                "HOME": name, "LC_ALL": "C.UTF-8", "PATH": ":".join([*programs, os.environ["PATH"]]),
-                "DBUS_SYSTEM_BUS_ADDRESS": bus, "SRCWATCH_LOG": "none",
-                "SRCWATCH_STATE_DIR": f"{name}/state", "SRCWATCH_RUN_DIR": f"{name}/run",
-                "SRCWATCH_PLATFORM_CONF": f"{name}/platform.conf",
-                "SRCWATCH_SOURCE": str(ROOT), "SRCWATCH_CAPTURES": str(ROOT / "captures"), "PKG_CONFIG_PATH": name,
-                "PYTHONPATH": str(build / "python"), "PYTHONDONTWRITEBYTECODE": "1",
-            }
-            (work / "platform.conf").write_text("[hdmi]\ninputs=4\n")
-            guide = Guide(build, work, environment, compilers)
-            for block in BLOCK.finditer(text):
-                language, note = block["language"], block["note"]
-                if not language or (language == "text" and not note) or (languages and language not in languages):
-                    continue
-                try:
-                    guide.take(language, note, block["text"])
-                except (SampleError, ValueError, subprocess.TimeoutExpired) as error:
-                    line = text.count("\n", 0, block.start()) + 1
-                    print(f"{path.relative_to(ROOT)}:{line}: {error}", file=sys.stderr)
-                    return 1
+        programs = [*link_python(work / "python", python), str(build / "service"), str(build / "tools")]
+        programs += [str(ROOT / "build/programs/usr" / directory) for directory in ("bin", "sbin")]
+        launcher = os.environ.get("LAUNCHER", "")
+        environment = {
+            "CMAKE_C_COMPILER_LAUNCHER": launcher, "CMAKE_CXX_COMPILER_LAUNCHER": launcher,
+            "HOME": name, "LC_ALL": "C.UTF-8", "PATH": ":".join([*programs, os.environ["PATH"]]),
+            "DBUS_SYSTEM_BUS_ADDRESS": os.environ["DBUS_SESSION_BUS_ADDRESS"], "SRCWATCH_LOG": "none",
+            "SRCWATCH_STATE_DIR": f"{name}/state", "SRCWATCH_RUN_DIR": f"{name}/run",
+            "SRCWATCH_PLATFORM_CONF": f"{name}/platform.conf",
+            "SRCWATCH_SOURCE": str(ROOT), "SRCWATCH_CAPTURES": str(ROOT / "captures"), "PKG_CONFIG_PATH": name,
+            "PYTHONPATH": str(build / "python"), "PYTHONDONTWRITEBYTECODE": "1",
+        }
+        (work / "platform.conf").write_text("[hdmi]\ninputs=4\n")
+        guide = Guide(build, work, environment, compilers)
+        for block in BLOCK.finditer(text):
+            language, note = block["language"], block["note"]
+            if not language or (language == "text" and not note) or (languages and language not in languages):
+                continue
+            try:
+                guide.take(language, note, block["text"])
+            except (SampleError, ValueError, subprocess.TimeoutExpired) as error:
+                line = text.count("\n", 0, block.start()) + 1
+                print(f"{path.relative_to(ROOT)}:{line}: {error}", file=sys.stderr)
+                return 1
     print(f"{path.relative_to(ROOT)}: {guide.count} samples")
     return 0 if guide.count else 1
 

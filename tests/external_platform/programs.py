@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Uses srcwatchctl and srcwatch-service on the example platform, on a bus of their own:
 
-    tests/external_platform/programs.py PREFIX PLAIN WATCHED
+    dbus-run-session -- tests/external_platform/programs.py PREFIX PLAIN WATCHED
 
 PREFIX is where the programs are installed. PLAIN and WATCHED are directories with the platform's library: with the four
 interfaces alone, and with the watch and the list of settings. The programs are the same for both.
@@ -20,9 +20,6 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 CAPTURES = ROOT / "captures"
 LIMIT = 120  # seconds, on a machine that others load
 COMMAND_KEY = "memory/srcwatch-service/scan_progress"
-BUS_CONFIG = """<busconfig><listen>unix:path={}</listen><auth>EXTERNAL</auth>
-<policy context="default"><allow own="*"/><allow send_destination="*"/><allow send_type="signal"/>
-<allow receive_sender="*"/></policy></busconfig>"""
 NO_WATCH = "this platform does not report writes of settings; 'srcwatchctl monitor' shows events instead"
 UNHEARD = "the detection service hears no commands, as this platform does not report writes of settings"
 # Commands that need more than the four interfaces, and what they say without.
@@ -54,7 +51,7 @@ def require(condition, *what):
 class Tv:
     """A television with a platform: its settings, its inputs, and what runs on it."""
 
-    def __init__(self, prefix, platform, work, bus):
+    def __init__(self, prefix, platform, work):
         self.bin = prefix / "bin"
         self.work = work
         self.inputs = work / "inputs"
@@ -63,8 +60,8 @@ class Tv:
             directory.mkdir()
         self.environment = {
             "PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8", "HOME": str(work), "EXAMPLE_SETTINGS": str(work / "settings"),
-            "LD_LIBRARY_PATH": f"{platform}:{prefix / 'lib'}", "DBUS_SYSTEM_BUS_ADDRESS": bus,
-            "SRCWATCH_INPUTS": str(self.inputs),
+            "LD_LIBRARY_PATH": f"{platform}:{prefix / 'lib'}", "SRCWATCH_INPUTS": str(self.inputs),
+            "DBUS_SYSTEM_BUS_ADDRESS": os.environ["DBUS_SESSION_BUS_ADDRESS"],
             **{name: value for name, value in os.environ.items() if name.startswith("QEMU_")}}
 
     def start(self, command):
@@ -174,29 +171,13 @@ def check_watched(tv):
         tv.control("record recording.jsonl --seconds 0.1")
 
 
-@contextlib.contextmanager
-def message_bus(work):
-    config = work / "bus.conf"
-    config.write_text(BUS_CONFIG.format(work / "bus"))
-    daemon = subprocess.Popen(["dbus-daemon", f"--config-file={config}", "--nofork", "--print-address"],
-                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
-    try:
-        yield daemon.stdout.readline().strip()
-    finally:
-        daemon.terminate()
-        daemon.wait()
-        daemon.stdout.close()
-
-
 def main():
     if len(sys.argv) != 4:
         sys.exit(__doc__)
     prefix, *platforms = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
     for platform, check in zip(platforms, (check_plain, check_watched)):
         with tempfile.TemporaryDirectory() as directory:
-            work = pathlib.Path(directory)
-            with message_bus(work) as bus:
-                check(Tv(prefix, platform, work, bus))
+            check(Tv(prefix, platform, pathlib.Path(directory)))
 
 
 main()
