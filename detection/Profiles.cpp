@@ -230,6 +230,23 @@ void RefuseShadowed(const Profile& profile, Iterator first, Iterator last)
 
 }  // namespace
 
+std::vector<std::string> InstalledProfiles(const std::string& directory, const std::string& file)
+{
+    std::error_code error;
+    const bool isThere = std::filesystem::status(directory, error).type() != std::filesystem::file_type::not_found;
+    return isThere ? std::vector<std::string>{directory, file} : std::vector<std::string>{file};
+}
+
+std::vector<std::string> ListProfiles(const std::string& directory, std::error_code& error)
+{
+    std::vector<std::string> files;
+    for (std::filesystem::directory_iterator it(directory, error), end; !error && it != end; it.increment(error)) {
+        if (it->path().extension() == ".json") files.push_back(it->path().string());
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
 std::string ProfileError::Text() const
 {
     return Printable(file) + ": " + (entry < 0 ? "" : "entry " + std::to_string(entry) + ": ") + reason;
@@ -246,13 +263,9 @@ void Profiles::Load(const std::string& path)
 void Profiles::LoadDirectory(const std::string& path)
 {
     std::error_code error;
-    std::vector<std::string> files;
-    for (std::filesystem::directory_iterator it(path, error), end; !error && it != end; it.increment(error)) {
-        if (it->path().extension() == ".json") files.push_back(it->path().string());
-    }
+    const std::vector<std::string> files = ListProfiles(path, error);
     if (error) m_errors.push_back(ProfileError{path, -1, error.message()});
     m_isComplete = m_isComplete && !MayPass(error.value());
-    std::sort(files.begin(), files.end());
     for (const std::string& file : files) LoadFile(file);
 }
 

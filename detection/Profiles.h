@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace srcwatch {
@@ -44,6 +45,13 @@ struct ProfileError {
     /// "FILE: entry N: reason"
     std::string Text() const;
 };
+
+/// Returns the places of the installed profiles, the first to win first: the integrator's directory, unless there is
+/// none, and the file that comes with the programs. A directory that cannot be examined is reported when it is read.
+std::vector<std::string> InstalledProfiles(const std::string& directory, const std::string& file);
+
+/// Returns the files of a directory of profiles, in the order in which they are read.
+std::vector<std::string> ListProfiles(const std::string& directory, std::error_code& error);
 
 /// Profiles in the order of their precedence: the first that matches wins.
 class Profiles {

@@ -1,21 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "KnownDevices.h"
 
-#include <filesystem>
-#include <system_error>
-
 namespace panel {
 
 namespace {
 
 constexpr std::size_t kProfilesLimit = 1024UL * 1024;
-
-std::vector<std::string> InstalledProfiles()
-{
-    std::error_code error;
-    if (!std::filesystem::exists(SRCWATCH_PROFILES_DIR, error)) return {SRCWATCH_PROFILES_FILE};
-    return {SRCWATCH_PROFILES_DIR, SRCWATCH_PROFILES_FILE};
-}
 
 }  // namespace
 
@@ -31,7 +21,7 @@ void KnownDevices::SetServicePaths(const Json::Value& paths)
 std::vector<std::string> KnownDevices::ProfilePaths() const
 {
     if (!m_given.empty()) return m_given;
-    return m_service.empty() ? InstalledProfiles() : m_service;
+    return m_service.empty() ? srcwatch::InstalledProfiles(SRCWATCH_PROFILES_DIR, SRCWATCH_PROFILES_FILE) : m_service;
 }
 
 const char* KnownDevices::ProfilesFrom() const

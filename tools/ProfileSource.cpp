@@ -4,9 +4,9 @@
 #include "Bus.h"
 #include "Failure.h"
 #include "Output.h"
+#include "Profiles.h"
 #include "srcwatch-protocol.h"
 
-#include <filesystem>
 #include <optional>
 
 namespace ctl {
@@ -29,12 +29,7 @@ try {
 
 ProfileSource InstalledProfiles()
 {
-    ProfileSource installed{"installed", {SRCWATCH_PROFILES_FILE}};
-    std::error_code error;  // a directory that cannot be examined is reported when it is read
-    const auto type = std::filesystem::status(SRCWATCH_PROFILES_DIR, error).type();
-    if (type != std::filesystem::file_type::not_found)
-        installed.paths.insert(installed.paths.begin(), SRCWATCH_PROFILES_DIR);
-    return installed;
+    return {"installed", srcwatch::InstalledProfiles(SRCWATCH_PROFILES_DIR, SRCWATCH_PROFILES_FILE)};
 }
 
 ProfileSource FindProfiles(const std::vector<std::string>& given)
