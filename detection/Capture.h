@@ -27,6 +27,10 @@ struct Capture {
 /// @param remarks  Gets why a file that is there cannot be used.
 Capture ReadCapture(const std::string& directory, Remarks& remarks);
 
+/// Writes the files of a capture into a directory without any. @return The path of one that cannot be written; empty if
+/// all are.
+std::string WriteCapture(const std::string& directory, const Capture& capture);
+
 /// @name A capture as an object with the members "spd" and "aksv", in hexadecimal digits, and "cec"
 /// @{
 Json::Value ToJson(const Capture& capture);

@@ -12,6 +12,12 @@
 
 namespace srcwatch {
 
+/// How many HDMI inputs the library's functions accept at most.
+constexpr int kHdmiPorts = 8;
+
+/// Returns true for 0 to 7, which the library's functions accept for HDMI inputs.
+constexpr bool IsHdmiPort(int port) { return port >= 0 && port < kHdmiPorts; }
+
 /// Returns the name of an input in the inputs directory: "hdmi1" for port 0, "optical" for port 99.
 inline std::string InputName(int port)
 {

@@ -185,6 +185,20 @@ std::string ReasonForChanged(const Json::Value& record)
     return "\"Changed\" is " + std::to_string(changed) + ": " + (changed != 0 ? "a change" : "none");
 }
 
+// Why a function answers as it does for this record.
+std::string ReasonFor(const Answer& answer, const Json::Value& record)
+{
+    if (answer.result == SRCWATCH_ERROR_JSON) return ResultText(answer.result);
+    if (answer.function == "srcwatch_get_device_info") return ReasonForDeviceInfo(record);
+    if (answer.function == "srcwatch_get_result_str1_name") return ReasonForResult1(record);
+    if (answer.function == "srcwatch_get_result_str2_name") return ReasonForResult2(record);
+    if (answer.function == "srcwatch_get_codeset_info") return ReasonForCodeset(answer, record);
+    if (answer.function == "srcwatch_get_codeset_name") return "the whole codeset as stored, for any device";
+    if (answer.function == "srcwatch_get_logo_mso_name") return "the provider as stored, also a generic one";
+    if (answer.function == "srcwatch_get_changed_device_info") return ReasonForChanged(record);
+    return "as stored";
+}
+
 }  // namespace
 
 Json::Value Answer::ValueOf(const std::string& name) const
@@ -232,6 +246,15 @@ Json::Value AnswersToJson(const std::vector<Answer>& answers)
     return list;
 }
 
+Json::Value ExplainAnswers(const std::vector<Answer>& answers, const Json::Value& record, bool isReadable)
+{
+    Json::Value list = AnswersToJson(answers);
+    for (Json::ArrayIndex i = 0; i < list.size(); ++i) {
+        list[i]["why"] = isReadable ? ReasonFor(answers[i], record) : "the stored record is damaged";
+    }
+    return list;
+}
+
 std::string ResultText(int result)
 {
     switch (result) {
@@ -246,19 +269,6 @@ std::string ResultText(int result)
         default:
             return "refused";
     }
-}
-
-std::string ReasonFor(const Answer& answer, const Json::Value& record)
-{
-    if (answer.result == SRCWATCH_ERROR_JSON) return ResultText(answer.result);
-    if (answer.function == "srcwatch_get_device_info") return ReasonForDeviceInfo(record);
-    if (answer.function == "srcwatch_get_result_str1_name") return ReasonForResult1(record);
-    if (answer.function == "srcwatch_get_result_str2_name") return ReasonForResult2(record);
-    if (answer.function == "srcwatch_get_codeset_info") return ReasonForCodeset(answer, record);
-    if (answer.function == "srcwatch_get_codeset_name") return "the whole codeset as stored, for any device";
-    if (answer.function == "srcwatch_get_logo_mso_name") return "the provider as stored, also a generic one";
-    if (answer.function == "srcwatch_get_changed_device_info") return ReasonForChanged(record);
-    return "as stored";
 }
 
 }  // namespace srcwatch

@@ -39,11 +39,12 @@ std::vector<std::string> OutputNames();
 /// Returns the member "answers" of a port's document.
 Json::Value AnswersToJson(const std::vector<Answer>& answers);
 
+/// Returns the same with the reason of each answer as its member "why". @param isReadable  Whether the stored record
+/// is.
+Json::Value ExplainAnswers(const std::vector<Answer>& answers, const Json::Value& record, bool isReadable);
+
 /// Returns a result of the library's functions about a port, in words.
 std::string ResultText(int result);
-
-/// Returns the reason for which a function answers as it does for this record.
-std::string ReasonFor(const Answer& answer, const Json::Value& record);
 
 }  // namespace srcwatch
 

@@ -2,8 +2,11 @@
 #include "Words.h"
 
 #include "DeviceType.h"
+#include "Handle.h"
 #include "srcwatch-api.h"
 #include "srcwatch-protocol.h"
+
+#include <glib.h>
 
 namespace srcwatch {
 
@@ -19,6 +22,12 @@ std::string NameOfType(int type)
         if (known.type == type) return known.name;
     }
     return "error type " + std::to_string(type);
+}
+
+std::string WordOfType(const char* name)
+{
+    const Handle<char, g_free> word(g_ascii_strdown(name, -1));
+    return g_strdelimit(word.get(), " ", '-');
 }
 
 std::string NumberAndNameOfType(int type) { return "type " + std::to_string(type) + " (" + NameOfType(type) + ")"; }

@@ -14,6 +14,9 @@ std::string PortName(int port);
 /// Returns a device type in words: "set-top box", "none" for 0, "error type 2".
 std::string NameOfType(int type);
 
+/// Returns the name of a device type as one word: "set-top-box".
+std::string WordOfType(const char* name);
+
 /// Returns a device type by number and in words: "type 1 (set-top box)".
 std::string NumberAndNameOfType(int type);
 

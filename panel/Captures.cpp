@@ -4,6 +4,7 @@
 #include "DeviceType.h"
 #include "Names.h"
 #include "Tv.h"
+#include "Verdict.h"
 #include "Words.h"
 
 #include <algorithm>
@@ -97,27 +98,22 @@ std::vector<std::string> ProfileFiles(const std::vector<std::string>& paths)
             files.push_back(path);
             continue;
         }
-        for (const std::string& name : NamesIn(path)) {
-            if (fs::path(name).extension() == ".json") files.push_back(fs::path(path) / name);
-        }
+        const std::vector<std::string> listed = srcwatch::ListProfiles(path, error);
+        files.insert(files.end(), listed.begin(), listed.end());
     }
     return files;
 }
 
 Json::Value DescribeVerdict(const srcwatch::Evidence& evidence, const srcwatch::Profiles& profiles)
 {
-    const srcwatch::Classification classification = srcwatch::Classify(evidence, profiles);
-    const srcwatch::Profile* const profile = profiles.Find(srcwatch::SignsOf(evidence));
-    Json::Value json = DescribeType(classification);
-    json["method"] = static_cast<int>(classification.method);
-    json["method_name"] = srcwatch::DetectionMethodText(static_cast<int>(classification.method));
-    json["provider"] = classification.providerName;
-    json["codeset"] = classification.codesetName;
-    json["profile"] = Json::nullValue;
-    if (profile != nullptr) {
-        json["profile"]["file"] = profile->file;
-        json["profile"]["entry"] = profile->entry;
-    }
+    const srcwatch::Verdict verdict = srcwatch::Judge(evidence, profiles);
+    const Json::Value way = srcwatch::VerdictToJson(verdict);
+    Json::Value json = DescribeType(verdict.classification);
+    json["method"] = way["method"];
+    json["method_name"] = srcwatch::DetectionMethodText(way["method"].asInt());
+    json["provider"] = verdict.classification.providerName;
+    json["codeset"] = verdict.classification.codesetName;
+    json["profile"] = way["profile"];
     json["remarks"] = TextsOf(evidence.AllRemarks());
     return json;
 }

@@ -25,17 +25,6 @@ Json::Value ExplainEvidence(int port, const srcwatch::Capture& device, const Kno
     return json;
 }
 
-Json::Value ExplainAnswers(int port, const Json::Value& record)
-{
-    const std::vector<srcwatch::Answer> answers = srcwatch::AskAll(port);
-    const bool isReadable = srcwatch::IsReadableRecord(record);
-    Json::Value json = srcwatch::AnswersToJson(answers);
-    for (Json::ArrayIndex i = 0; i < json.size(); ++i) {
-        json[i]["why"] = isReadable ? srcwatch::ReasonFor(answers[i], record) : "the stored record is damaged";
-    }
-    return json;
-}
-
 }  // namespace
 
 Json::Value Explain(int port, const srcwatch::Capture& device, const KnownDevices& devices)
@@ -51,7 +40,8 @@ Json::Value Explain(int port, const srcwatch::Capture& device, const KnownDevice
         members["DMethod"].isInt() ? srcwatch::DetectionMethodText(members["DMethod"].asInt()) : "";
     document["type_name"] = members["DevType"].isInt() ? srcwatch::NameOfType(members["DevType"].asInt()) : "";
     document["evidence"] = device.IsEmpty() ? Json::Value() : ExplainEvidence(port, device, devices);
-    document["answers"] = ExplainAnswers(port, members);
+    document["answers"] =
+        srcwatch::ExplainAnswers(srcwatch::AskAll(port), members, srcwatch::IsReadableRecord(members));
     return document;
 }
 

@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 
 #include <unistd.h>
@@ -23,29 +22,15 @@ namespace fs = std::filesystem;
 // Composed devices are in a hidden directory, which the service passes over.
 constexpr char kDevices[] = ".panel";
 
-bool WriteFile(const fs::path& path, const char* bytes, std::size_t size)
-{
-    if (size == 0) return true;
-    std::ofstream file(path, std::ios::binary);
-    return !!file.write(bytes, static_cast<std::streamsize>(size)).flush();
-}
-
-bool WriteFile(const fs::path& path, const srcwatch::Bytes& bytes)
-{
-    return WriteFile(path, reinterpret_cast<const char*>(bytes.data()), bytes.size());
-}
-
 // Returns why it cannot be written; empty if it is.
-std::string WriteCapture(const fs::path& directory, const srcwatch::Capture& capture)
+std::string MakeCapture(const fs::path& directory, const srcwatch::Capture& capture)
 {
     std::error_code error;
     fs::remove_all(directory, error);
     if (!error) fs::create_directory(directory.parent_path(), error);
     if (!error) fs::create_directory(directory, error);
     if (error) return "cannot make the directory " + directory.string() + ": " + error.message();
-    const bool isWritten = WriteFile(directory / srcwatch::kSpdFile, capture.spd) &&
-                           WriteFile(directory / srcwatch::kCecFile, capture.cec.data(), capture.cec.size()) &&
-                           WriteFile(directory / srcwatch::kAksvFile, capture.aksv);
+    const bool isWritten = srcwatch::WriteCapture(directory, capture).empty();
     return isWritten ? "" : "cannot write the files of " + directory.string();
 }
 
@@ -137,7 +122,7 @@ Outcome Inputs::PlugDevice(int port, const srcwatch::Capture& device) const
     Outcome outcome = RequireFree(port);
     if (!outcome.IsDone()) return outcome;
     const std::string next = DevicePath(port) + ".next";
-    const std::string why = WriteCapture(next, device);
+    const std::string why = MakeCapture(next, device);
     if (!why.empty()) return {kServerError, why};
     outcome = panel::Move(next, DevicePath(port));
     return outcome.IsDone() ? Link(port, DeviceTarget(port)) : outcome;

@@ -72,7 +72,7 @@ Routes Panel::MakeRoutes()
 {
     Routes routes;
     AddPages(routes);
-    AddInputCommands(routes, m_inputs, [this] { m_watch->RefreshInputs(); });
+    AddInputCommands(routes, m_inputs, [this] { m_watch->RefreshPorts(); });
     AddDeviceCommands(routes, m_devices);
     AddServiceCommands(routes, m_calls, m_inputs, m_devices);
     AddScanCommands(routes, {[this] { return m_watch->HasService(); },

@@ -3,6 +3,7 @@
 
 #include "DetectionLine.h"
 #include "DeviceType.h"
+#include "InputName.h"
 #include "JsonText.h"
 #include "QDInfoNames.h"
 #include "RecordFields.h"
@@ -19,14 +20,6 @@
 namespace panel {
 
 namespace {
-
-constexpr int kHdmiPorts = 8;
-
-std::string IconOf(std::string name)
-{
-    for (char& c : name) c = c == ' ' ? '-' : c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    return name;
-}
 
 // A document of the store, null if there is none that can be read. Returns nothing if the store fails.
 std::optional<Json::Value> ReadDocument(const char* key)
@@ -157,7 +150,7 @@ Json::Value EmptyRecord()
 std::vector<int> Ports()
 {
     std::vector<int> ports;
-    for (int port = 0; port < std::min(get_hdmi_count(), kHdmiPorts); ++port) ports.push_back(port);
+    for (int port = 0; port < std::min(get_hdmi_count(), srcwatch::kHdmiPorts); ++port) ports.push_back(port);
     ports.push_back(srcwatch::optical_port);
     return ports;
 }
@@ -176,7 +169,7 @@ Json::Value DescribeTypes()
         type["type"] = each.type;
         type["text"] = each.text;
         type["name"] = each.name;
-        type["icon"] = IconOf(each.name);
+        type["icon"] = srcwatch::WordOfType(each.name);
         types.append(type);
     }
     return types;

@@ -72,8 +72,6 @@ Watch::~Watch()
     srcwatch_host_unwatch_setting(m_replacement);
 }
 
-void Watch::RefreshInputs() { RefreshPorts(); }
-
 void Watch::SetOptical(bool isActive)
 {
     Json::Value optical;

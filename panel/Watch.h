@@ -31,8 +31,8 @@ public:
     ~Watch();
 
     bool HasService() const { return m_bus.HasService(); }
-    /// Looks at the inputs now, without waiting for the notice of a change.
-    void RefreshInputs();
+    /// Looks at the inputs and their records now, without waiting for the notice of a change.
+    void RefreshPorts();
     /// Notes that a scan of the optical source was commanded.
     void SetOptical(bool isActive);
 
@@ -50,7 +50,6 @@ private:
     void OnEvent(const srcwatch_event_s& event);
     void OnBus();
     void RefreshAll();
-    void RefreshPorts();
     void RefreshStates();
     void RefreshCaptures();
     void AskStatus();

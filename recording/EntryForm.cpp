@@ -3,6 +3,7 @@
 
 #include "Capture.h"
 #include "Hex.h"
+#include "InputName.h"
 #include "srcwatch-api.h"
 
 #include <algorithm>
@@ -13,8 +14,6 @@
 namespace srcwatch {
 
 namespace {
-
-constexpr int kHdmiPorts = 8;
 
 // Settings and the bus take no other texts.
 bool IsText(const Json::Value& value)
@@ -42,7 +41,7 @@ bool IsSettings(const Json::Value& settings)
                        [&](const std::string& key) { return IsKey(key) && IsSetting(settings[key]); });
 }
 
-bool IsPort(int port) { return (port >= 0 && port < kHdmiPorts) || port == SRCWATCH_PORT_OPTICAL; }
+bool IsPort(int port) { return IsHdmiPort(port) || port == SRCWATCH_PORT_OPTICAL; }
 
 bool IsInput(const Json::Value& input)
 {

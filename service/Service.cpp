@@ -29,7 +29,6 @@ namespace {
 
 // A bus grants a name within milliseconds; when it refuses one, no event comes at all.
 constexpr unsigned kNameDeadlineMilliseconds = 5000;
-constexpr int kMostHdmiInputs = 8;
 constexpr unsigned kSpdIntervalMilliseconds = 1000;
 
 // Where the policy was installed by another prefix than /usr, no bus looks for it.
@@ -76,7 +75,7 @@ bool IsInputCountKnown()
 Service::Service(Configuration configuration, std::function<Configuration()> readAgain)
     : m_configuration(std::move(configuration)),
       m_readAgain(std::move(readAgain)),
-      m_ports{std::clamp(get_hdmi_count(), 0, kMostHdmiInputs)},
+      m_ports{std::clamp(get_hdmi_count(), 0, kHdmiPorts)},
       m_records(m_settings),
       m_inputs(MakeBackEnds()),
       m_log(m_options.detections, m_options.origin),
@@ -191,13 +190,7 @@ void Service::Reload()
 void Service::LoadProfiles()
 {
     std::vector<std::string> paths = m_options.profiles;
-    if (paths.empty()) {
-        // The integrator's come first, so that they win.
-        std::error_code error;  // a directory that cannot be examined is reported when it is read
-        const auto type = std::filesystem::status(SRCWATCH_PROFILES_DIR, error).type();
-        if (type != std::filesystem::file_type::not_found) paths.emplace_back(SRCWATCH_PROFILES_DIR);
-        paths.emplace_back(SRCWATCH_PROFILES_FILE);
-    }
+    if (paths.empty()) paths = InstalledProfiles(SRCWATCH_PROFILES_DIR, SRCWATCH_PROFILES_FILE);
     m_settings.Attain("loading the profiles", [this, paths] {
         const bool isComplete = m_detector.LoadProfiles(paths);
         m_detector.DetectAgain();  // nothing before the service serves

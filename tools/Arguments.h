@@ -5,6 +5,8 @@
 #ifndef SRCWATCH_TOOLS_ARGUMENTS_H
 #define SRCWATCH_TOOLS_ARGUMENTS_H
 
+#include "InputName.h"
+
 #include <climits>
 #include <optional>
 #include <string>
@@ -24,10 +26,8 @@ std::optional<int> ParseInt(const std::string& text);
 /// Returns the decimal number, perhaps with a fraction, that is all of a text, or nothing.
 std::optional<double> ParseDecimal(const std::string& text);
 
-constexpr int kHdmiPorts = 8;
-
-/// Returns true for 0 to 7, which the library's functions accept for HDMI inputs.
-constexpr bool IsHdmiPort(int port) { return port >= 0 && port < kHdmiPorts; }
+using srcwatch::IsHdmiPort;
+using srcwatch::kHdmiPorts;
 
 /// Returns the port that a text names: 0 to 7, 99, or as tables show it ("HDMI 1", also "hdmi1", "optical"); or
 /// nothing.

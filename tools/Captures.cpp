@@ -7,21 +7,11 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 
 namespace ctl {
 
 namespace {
-
-void WriteFile(const std::string& path, const std::string& bytes)
-{
-    if (bytes.empty()) return;
-    std::ofstream file(path, std::ios::binary);
-    if (!(file << bytes).flush()) throw Failure("cannot write " + path);
-}
-
-std::string TextOf(const srcwatch::Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
 
 bool IsCapture(const std::filesystem::path& directory)
 {
@@ -52,9 +42,8 @@ void SaveCapture(const std::string& directory, const srcwatch::Capture& capture)
     const bool isMade = !error && std::filesystem::create_directory(directory, error);
     if (error) throw Failure("cannot make the directory " + directory + ": " + error.message());
     if (!isMade) throw Failure(directory + " exists already");
-    WriteFile(directory + "/" + srcwatch::kSpdFile, TextOf(capture.spd));
-    WriteFile(directory + "/" + srcwatch::kCecFile, capture.cec);
-    WriteFile(directory + "/" + srcwatch::kAksvFile, TextOf(capture.aksv));
+    const std::string unwritten = srcwatch::WriteCapture(directory, capture);
+    if (!unwritten.empty()) throw Failure("cannot write " + unwritten);
 }
 
 std::vector<std::string> FindCaptures(const std::string& directory)

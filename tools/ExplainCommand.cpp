@@ -90,12 +90,9 @@ void AddRecord(Json::Value& document, Table& table)
 void AddAnswers(int port, Json::Value& document, Table& table)
 {
     const std::vector<srcwatch::Answer> answers = srcwatch::AskAll(port);
-    document["answers"] = srcwatch::AnswersToJson(answers);
+    document["answers"] = srcwatch::ExplainAnswers(answers, document["record"], document["readable"].asBool());
     for (Json::ArrayIndex i = 0; i < document["answers"].size(); ++i) {
-        const std::string why = document["readable"].asBool() ? srcwatch::ReasonFor(answers[i], document["record"])
-                                                              : "the stored record is damaged";
-        document["answers"][i]["why"] = why;
-        AddRows(answers[i], why, table);
+        AddRows(answers[i], document["answers"][i]["why"].asString(), table);
     }
 }
 

@@ -73,10 +73,7 @@ Names DeviceTypeArguments()
 {
     Names names{{NameOfType(0), 0}};
     for (const srcwatch::DeviceTypeName& type : srcwatch::kDeviceTypes) {
-        std::string argument = type.name;
-        std::transform(argument.begin(), argument.end(), argument.begin(),
-                       [](char c) { return c == ' ' ? '-' : g_ascii_tolower(c); });
-        names.emplace_back(argument, type.type);
+        names.emplace_back(srcwatch::WordOfType(type.name), type.type);
     }
     return names;
 }

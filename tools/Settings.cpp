@@ -4,8 +4,6 @@
 #include "Failure.h"
 #include "QDInfoCommon.h"
 
-#include <cerrno>
-
 #include <vconf.h>
 
 namespace ctl {
@@ -35,12 +33,9 @@ void ThrowTooLarge(const std::string& key)
 // Each key is of one of the store's databases. The store is readable where it is absent or a text, of whatever size.
 void RequireSettings()
 {
-    if (!srcwatch::SaysWhyReadsFail()) return;
     for (const std::string& key : {VCONF_SOURCE_ACTIVITY, VCONF_SCAN_RESULT}) {
         int number = 0;
-        const int result = vconf_get_int(key.c_str(), &number);
-        const bool isText = result == -EPROTOTYPE || result == -E2BIG;
-        if (result < 0 && result != -ENOENT && !isText) ThrowUnreadableStore();
+        if (srcwatch::ReadNumber(key, number) == srcwatch::ReadResult::kFailed) ThrowUnreadableStore();
     }
 }
 

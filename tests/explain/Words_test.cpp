@@ -18,6 +18,8 @@ TEST(Words, NameTheTypesAndAlsoNumbersThatAreNone)
     EXPECT_EQ(NameOfType(1), "set-top box");
     EXPECT_EQ(NameOfType(2), "error type 2");
     EXPECT_EQ(NumberAndNameOfType(9), "type 9 (PC)");
+    EXPECT_EQ(WordOfType("set-top box"), "set-top-box");
+    EXPECT_EQ(WordOfType("PC"), "pc");
 }
 
 TEST(Words, NameTheStatesOfATwcCheckAndOtherNumbers)
