@@ -58,6 +58,17 @@ TEST(BinaryInterface, TableIsRecordsIndexAndOpticalRecord)
                                        AlignedForText(sizeof(int)) + sizeof(CQDInfoActivityInfo));
 }
 
+TEST(BinaryInterface, TablesIndexIsMinusTwo)
+{
+    const CQDInfoData table;
+    int index = 0;
+
+    const std::size_t place = sizeof(void*) + sizeof(std::vector<CQDInfoActivityInfo>);
+    std::memcpy(&index, reinterpret_cast<const char*>(&table) + place, sizeof index);
+
+    EXPECT_EQ(index, -2);
+}
+
 TEST(BinaryInterface, StoreAddsTheSingletonsVirtualTable)
 {
     EXPECT_EQ(sizeof(CQDInfoServerData), sizeof(CQDInfoData) + sizeof(void*));

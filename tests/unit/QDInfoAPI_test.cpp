@@ -111,6 +111,20 @@ TEST_F(Lifecycle, KeepsTheStoreThatCouldNotBeLoaded)
     EXPECT_TRUE(store->CreateAndAddNewActivity());
 }
 
+TEST_F(Lifecycle, KeepsTheStoreWhoseDocumentHasAnotherShape)
+{
+    platform.settings.texts[kHdmiKey] = "7";
+
+    EXPECT_FALSE(CQDInfoAPI::Create(true));
+
+    ASSERT_EQ(platform.sequence.size(), 7U);
+    EXPECT_EQ(platform.sequence[4],
+              std::string("D QDInfoServerData.cpp t_LoadActivityInfoToMemory:  get ") + kHdmiKey + " succeed! <7>");
+    EXPECT_THAT(platform.sequence[5], testing::StartsWith("E QDInfoData.cpp SetActivityInfoFromStream: "));
+    EXPECT_EQ(platform.sequence[6], "E QDInfoServerData.cpp t_LoadActivityInfoToMemory:  load to file error");
+    EXPECT_EQ(CQDInfoAPI::GetQDInfoUtil(), Singleton::GetInstance());
+}
+
 TEST_F(Lifecycle, HandsOutTheSingleton)
 {
     CQDInfoAPI::Create(true);

@@ -106,6 +106,21 @@ TEST_F(Store, LogsAnOpticalDocumentThatIsNotAnObject)
     }
 }
 
+TEST_F(Store, LogsADocumentOfARecordThatIsNestedTooDeep)
+{
+    const std::string deep(10000, '[');
+    GivenText(0, deep);
+    GivenText(kOptical, "{\"activity\":" + deep);
+    Json::Value root;
+    const std::string what = JsonErrorOf([&] { ParseJson(deep, root); });
+
+    EXPECT_EQ(ExceptionOf([&] { return store.t_LoadOpticalPortJsonInfoToMemory(99, out); }),
+              "t_LoadOpticalPortJsonInfoToMemory: Exception Handled by t_LoadOpticalPortJsonInfoToMemory: " + what);
+    EXPECT_EQ(ExceptionOf([&] { return store.t_LoadPortJsonInfoToMemory(0, out); }),
+              "t_LoadPortJsonInfoToMemory: Exception Handled by t_LoadActivityInfoToMemory: " + what);
+    EXPECT_EQ(out, "before");
+}
+
 TEST_F(Store, LeavesTheTableWhenItLoadsOneRecord)
 {
     FillTable();
@@ -289,6 +304,11 @@ TEST_F(StatisticsLoad, KeepsAnEntryThatItTookBeforeAnException)
     GivenStatistics(R"({"Auto":[{"port":0,"pri":1},{"port":"x"}]})");
     EXPECT_FALSE(store.t_LoadPortJsonKPIInfoToMemory(0, out));
     EXPECT_EQ(TextOf(out), R"({"port":0,"pri":1})");
+
+    const std::vector<Json::Value> all = All(false);
+    if (!all.empty()) {
+        EXPECT_EQ(all[0], out);
+    }
 }
 
 }  // namespace

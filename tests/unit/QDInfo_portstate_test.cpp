@@ -89,6 +89,23 @@ TEST_F(ChangedDevice, WritesNothingWhenEitherNumberCannotBeRead)
     }
 }
 
+TEST_F(ChangedDevice, IsReadAfterThePreviousPort)
+{
+    Json::Value record;
+    record["PrevPort"] = Json::Int64{INT_MAX} + 1;
+    record["Changed"] = "1";
+    GivenRecord(0, record);
+    ForgetCalls();
+
+    EXPECT_EQ(srcwatch_get_changed_device_info(0, nullptr, nullptr), 1);
+
+    const std::string what = JsonErrorOf([&] { static_cast<void>(record["PrevPort"].asInt()); });
+    EXPECT_NE(what, JsonErrorOf([&] { static_cast<void>(record["Changed"].asInt()); }));
+    EXPECT_THAT(platform.LogOf(DLOG_ERROR),
+                ElementsAre("srcwatch_get_changed_device_info: Exception Handled by srcwatch_get_codeset_name: " +
+                            what + "\n"));
+}
+
 TEST_F(ChangedDevice, IsRefusedPortFirst)
 {
     int prevPort = -5;

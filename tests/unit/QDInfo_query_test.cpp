@@ -5,6 +5,8 @@
 #include "QueryTest.h"
 #include "srcwatch-api.h"
 
+#include <algorithm>
+
 namespace {
 
 using namespace srcwatch_test;
@@ -274,6 +276,32 @@ TEST_F(PortQuery, HasNoCurrentAksv)
     GivenRecord(0, RecordWith("AKSV", "0123456789"));
     EXPECT_EQ(srcwatch_get_current_aksv_info(), -1);
     EXPECT_TRUE(platform.sequence.empty());
+}
+
+// A call that is announced is announced before.
+TEST_F(PortQuery, MakesTheStoreWhenItReadsAndNotBefore)
+{
+    const std::string made = "E QDInfoCommon.h GetInstance: new......\n";
+    const auto isOwn = [](const std::string& entry) { return entry.rfind("E QDInfo.cpp ", 0) == 0; };
+    for (const Query& query : AllQueries()) {
+        qdinfo::CSingleton<qdinfo::CQDInfoServerData>::DestroyInstance();
+        ForgetCalls();
+        for (const int port : kRefusedPorts) query.call(port, {});
+        if (query.testsForNull) query.call(1, {});
+        EXPECT_THAT(platform.sequence, testing::Each(testing::StartsWith("E QDInfo.cpp "))) << query.name;
+
+        Ask(query, 1);
+
+        std::vector<std::string> seen = platform.sequence;
+        const bool announced = seen[0] ==
+                               "E QDInfo.cpp srcwatch_get_device_info: "
+                               "srcwatch_get_device_info called for Port (1)\n";
+        EXPECT_EQ(seen[announced ? 1 : 0], made) << query.name;
+        seen.erase(std::remove_if(seen.begin(), seen.end(), isOwn), seen.end());
+        std::vector<std::string> expected = OneRead(1);
+        expected.insert(expected.begin(), made);
+        EXPECT_EQ(seen, expected) << query.name;  // a port without a record has no codeset, so one read is all
+    }
 }
 
 // The store is made by the first query, in any mode, and the process's mode is not read.

@@ -314,4 +314,58 @@ TEST_F(RemoveSourceInfo, AnnouncesAFailedSaveToo)
     EXPECT_EQ(SequenceWithoutBusReason().back(), kNoBus);
 }
 
+TEST_F(RemoveSourceInfo, LogsAFailedLoadAndAFailedSaveInOrder)
+{
+    if (HDMI_PORT_COUNT < 1) GTEST_SKIP() << "needs an HDMI input";
+    GivenText(0, "[]");
+    platform.settings.unwritable.insert(kKey);
+    Json::Value array(Json::arrayValue);
+    const std::string what = JsonErrorOf([&] { static_cast<void>(array["activity"]); });
+
+    srcwatch_remove_source_info(kOptical);
+
+    const std::string store = " QDInfoServerData.cpp ";
+    EXPECT_THAT(
+        SequenceWithoutBusReason(),
+        ElementsAre("gets " + kKey, "D" + store + "t_LoadActivityInfoToMemory:  get " + kKey + " succeed! <[]>",
+                    "E QDInfoData.cpp SetActivityInfoFromStream: "
+                    "Exception Handled by SetActivityInfoFromStream: " +
+                        what,
+                    "E" + store + "t_LoadActivityInfoToMemory:  load to file error", ResetLine(kOptical),
+                    "E QDInfoData.cpp GetActivityInfoToStream: t_ActivityInfo.size() = 0 ", "sets " + kKey + " null",
+                    "D" + store + "t_SaveActivityInfoToFile:  set " + kKey + " failed! <null>", kNoBus));
+    EXPECT_EQ(platform.settings.texts[kKey], "[]");
+}
+
+TEST_F(RemoveSourceInfo, MakesTheStoreOfAServiceThatDestroyedIt)
+{
+    CQDInfoAPI::Destroy();
+    const std::string before = TextOf(document);
+    GivenText(0, before);
+    ForgetCalls();
+
+    srcwatch_remove_source_info(kOptical);
+
+    std::vector<std::string> calls = {
+        "D QDInfoAPI.cpp GetQDInfoUtil: Create Util  !", "E QDInfoCommon.h GetInstance: new......\n", "gets " + kKey,
+        "D QDInfoServerData.cpp t_LoadActivityInfoToMemory:  get " + kKey + " succeed! <" + before + ">"};
+    for (const std::string& call :
+         CallsOfASave(kOptical, std::max(HDMI_PORT_COUNT, 0), platform.settings.texts[kKey])) {
+        calls.push_back(call);
+    }
+    EXPECT_EQ(SequenceWithoutBusReason(), calls);
+}
+
+TEST_F(RemoveSourceInfo, ClearsTheRecordOfAServiceThatBecameAClient)
+{
+    if (HDMI_PORT_COUNT < 1) GTEST_SKIP() << "needs an HDMI input";
+    GivenText(0, TextOf(document));
+    CQDInfoAPI::Create(false);
+
+    srcwatch_remove_source_info(0);
+
+    document["activity"][0] = ClearedRecord(0);
+    EXPECT_EQ(Stored(), document);
+}
+
 }  // namespace
