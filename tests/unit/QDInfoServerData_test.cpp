@@ -141,6 +141,52 @@ TEST_F(Store, HasNothingToUninitialise)
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
+// Exceptions of JSON, wherever they arise
+
+TEST_F(Store, HandlesAnExceptionOfJsonThatTheSettingsThrow)
+{
+    std::vector<Json::Value> all(static_cast<std::size_t>(std::max(HDMI_PORT_COUNT, 1)));
+    struct Member {
+        const char* name;
+        const char* blamed;
+        std::function<bool()> call;
+    };
+    const Member members[] = {
+        {"t_LoadActivityInfoToMemory", "t_LoadActivityInfoToMemory", [&] { return store.t_Initialize(); }},
+        {"t_LoadPortJsonInfoToMemory", "t_LoadActivityInfoToMemory",
+         [&] { return store.t_LoadPortJsonInfoToMemory(0, out); }},
+        {"t_LoadOpticalPortJsonInfoToMemory", "t_LoadOpticalPortJsonInfoToMemory",
+         [&] { return store.t_LoadOpticalPortJsonInfoToMemory(99, out); }},
+        {"t_LoadPortJsonKPIInfoToMemory", "t_LoadPortJsonKPIInfoToMemory",
+         [&] { return store.t_LoadPortJsonKPIInfoToMemory(0, out); }},
+        {"t_LoadAllJsonKPIInfoToMemory", "t_LoadAllJsonKPIInfoToMemory",
+         [&] { return store.t_LoadAllJsonKPIInfoToMemory(all.data()); }},
+        {"t_SaveActivityInfoToFile", "t_SaveActivityInfoToFile", [&] { return store.t_SaveActivityInfoToFile(); }},
+    };
+    platform.settings.onAccess = [] { throw Json::RuntimeError("no settings"); };
+    for (const Member& member : members) {
+        const std::string handled = std::string("Exception Handled by ") + member.blamed + ": ";
+        EXPECT_EQ(ExceptionOf(member.call), member.name + (": " + handled) + "no settings");
+        EXPECT_EQ(platform.log.back().format, "%s: %s(%d) > <%ld> " + handled + "%s\n");
+    }
+    EXPECT_EQ(out, "before");
+}
+
+TEST_F(Store, AnnouncesASaveThatAnExceptionOfJsonEnded)
+{
+    platform.settings.onAccess = [] { throw Json::RuntimeError("no settings"); };
+    for (const bool notify : {false, true}) {
+        ForgetCalls();
+        notify ? store.t_CheckAndSaveActivityWithNotify(0) : store.t_CheckAndSaveActivity(0);
+        EXPECT_THAT(SequenceWithoutBusReason(),
+                    ElementsAre(SizeLine(0), "sets " + kHdmi + " null",
+                                Own("E", "t_SaveActivityInfoToFile",
+                                    "Exception Handled by t_SaveActivityInfoToFile: no settings"),
+                                kNoBus));
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
 // Loading the table
 
 class TableLoad : public Store {
