@@ -28,7 +28,8 @@ constexpr const char* kHelp =
     "  --timeout SECONDS  how long a promise may take (default 60)\n"
     "  --verbose          show what the platform prints, on the standard error stream\n"
     "  --list             list the promises, and test nothing\n"
-    "  --help, --version  print this, or the version\n";
+    "  -h, --help         print this and exit\n"
+    "  --version          print the version and exit\n";
 
 struct Options {
     Limits limits{std::chrono::seconds(60), false};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The service's command line: what it refuses, with which message, and that its manual page has the same options.
+// The service's command line: what it refuses, with which message, and that its configuration has the same options.
 #include "Options.h"
 #include "ServiceTest.h"
 
@@ -53,39 +53,6 @@ TEST_F(CommandLine, PrintsItsOptions)
     EXPECT_EQ(outcome.errors, "");
 }
 
-// The options that the manual page describes: those of the lines that begin an entry of their section.
-Options OptionsOfTheManPage()
-{
-    std::istringstream page(std::regex_replace(ReadFile(SRCWATCH_SERVICE_MANUAL), std::regex("\\\\-"), "-"));
-    Options options;
-    bool wanted = false;
-    std::string before;
-    for (std::string line; std::getline(page, line); before = line) {
-        if (line.rfind(".SH ", 0) == 0) wanted = line == ".SH OPTIONS";
-        if (wanted && before == ".TP") options.merge(OptionsIn(line));
-    }
-    return options;
-}
-
-// The options that a help text lists: those before the column of what they do.
-Options OptionsOfTheHelp(const std::string& help)
-{
-    std::istringstream lines(help);
-    Options options;
-    for (std::string line; std::getline(lines, line);) {
-        if (line.rfind("  -", 0) == 0) options.merge(OptionsIn(line.substr(0, line.find("  ", 2))));
-    }
-    return options;
-}
-
-TEST_F(CommandLine, HasTheOptionsOfTheManualPageAndNoOthers)
-{
-    const Options options = OptionsOfTheHelp(Run({"--help"}).output);
-
-    EXPECT_EQ(options.count("--inputs"), 1U);
-    EXPECT_EQ(OptionsOfTheManPage(), options);
-}
-
 TEST_F(CommandLine, RefusesWrongUsageWithTwo)
 {
     const std::vector<std::vector<std::string>> wrong = {
@@ -118,6 +85,17 @@ TEST_F(CommandLine, RefusesWrongUsageWithTwo)
         EXPECT_NE(outcome.errors, "") << testing::PrintToString(arguments);
         EXPECT_EQ(outcome.output, "") << testing::PrintToString(arguments);
     }
+}
+
+// The options that a help text lists: those before the column of what they do.
+Options OptionsOfTheHelp(const std::string& help)
+{
+    std::istringstream lines(help);
+    Options options;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.rfind("  -", 0) == 0) options.merge(OptionsIn(line.substr(0, line.find("  ", 2))));
+    }
+    return options;
 }
 
 // But those that select the file.

@@ -1,11 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What a program has in a sandbox, and what the sandbox refuses.
-#include "Options.h"
 #include "SandboxTest.h"
-
-#include <regex>
-#include <sstream>
 
 namespace srcwatch_test {
 namespace {
@@ -223,37 +219,6 @@ TEST_F(Sandbox, RefusesADirectoryWithTooLongAName)
     EXPECT_EQ(outcome.code, 125);
     EXPECT_THAT(outcome.errors, HasSubstr("set TMPDIR to a shorter one"));
     EXPECT_TRUE(std::filesystem::is_empty(deep));
-}
-
-// The options of the help, the man page and the completions.
-Options OptionsOfFile(const std::string& name, const std::string& pattern)
-{
-    std::istringstream lines(
-        std::regex_replace(ReadFile(std::string(SRCWATCH_TOOLS_DIR) + "/" + name), std::regex("\\\\-"), "-"));
-    Options options;
-    for (std::string line; std::getline(lines, line);) {
-        std::smatch match;
-        for (; std::regex_search(line, match, std::regex(pattern)); line = match.suffix()) options.insert(match[1]);
-    }
-    return options;
-}
-
-TEST_F(Sandbox, HasTheOptionsOfItsManPageAndCompletions)
-{
-    const Options options = {"--inputs", "--plug", "--no-service", "--log", "--help", "--version"};
-    const std::string help = Run({"--help"}).output;
-
-    Options listed = OptionsIn(help);
-    listed.erase("-h");
-    EXPECT_EQ(listed, options) << help;
-    EXPECT_EQ(OptionsOfFile("srcwatch-sandbox.1.in", R"(^\.B[IR]? .*(--[a-z-]+)( |$|"))"), options);
-    EXPECT_EQ(OptionsOfFile("completion/_srcwatch-sandbox", R"((--[a-z-]+)[\[}])"), options);
-    Options fish;
-    for (const std::string& name : OptionsOfFile("completion/srcwatch-sandbox.fish", "-l ([a-z-]+)"))
-        fish.insert("--" + name);
-    EXPECT_EQ(fish, options);
-    const std::string bash = ReadFile(std::string(SRCWATCH_TOOLS_DIR) + "/completion/srcwatch-sandbox.bash");
-    for (const std::string& option : options) EXPECT_THAT(bash, HasSubstr(option + " "));
 }
 
 TEST_F(Sandbox, PrintsItsVersion) { EXPECT_THAT(Run({"--version"}).output, testing::StartsWith("srcwatch-sandbox ")); }
