@@ -90,14 +90,16 @@ void SendTwc(int port, const ScanListener& listener, const std::string& name, co
 Reply TarOf(int port, const srcwatch::Capture& capture)
 {
     if (capture.IsEmpty()) return Refusal(kNotFound, "nothing that a device said is on " + srcwatch::PortName(port));
-    Tar tar;
+    std::vector<TarFile> files;
     const auto add = [&](const char* name, const std::string& bytes) {
-        if (!bytes.empty()) tar.Add(name, bytes);
+        if (!bytes.empty()) files.push_back({name, bytes});
     };
     add(srcwatch::kSpdFile, {capture.spd.begin(), capture.spd.end()});
     add(srcwatch::kCecFile, capture.cec);
     add(srcwatch::kAksvFile, {capture.aksv.begin(), capture.aksv.end()});
-    return Download("application/x-tar", srcwatch::InputName(port) + ".tar", tar.Bytes());
+    const auto tar = PackTar(files);
+    if (!tar) return Refusal(kServerError, "cannot pack the files of the device");
+    return Download("application/x-tar", srcwatch::InputName(port) + ".tar", *tar);
 }
 
 // Answers a question about a port with what replyOf(port, capture) makes of the device on it. A device that an adapter

@@ -1,53 +1,46 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Tar.h"
 
-#include <cstdio>
+#include "Handle.h"
+
+#include <archive.h>
+#include <archive_entry.h>
 
 namespace panel {
 
 namespace {
 
-constexpr std::size_t kBlock = 512;
-constexpr std::size_t kChecksum = 148;
+using Archive = srcwatch::Handle<archive, archive_write_free>;
+using Entry = srcwatch::Handle<archive_entry, archive_entry_free>;
 
-void Put(std::string& header, std::size_t at, const std::string& text) { header.replace(at, text.size(), text); }
-
-std::string Octal(unsigned long number, int digits)
+la_ssize_t Append(archive* /*tar*/, void* bytes, const void* block, std::size_t size)
 {
-    char text[24];
-    static_cast<void>(std::snprintf(text, sizeof text, "%0*lo", digits, number));  // fits
-    return text;
+    static_cast<std::string*>(bytes)->append(static_cast<const char*>(block), size);
+    return static_cast<la_ssize_t>(size);
 }
 
-std::string HeaderOf(const std::string& name, std::size_t size)
+bool Add(archive* tar, const TarFile& file)
 {
-    std::string header(kBlock, '\0');
-    Put(header, 0, name);
-    Put(header, 100, Octal(0644, 7));
-    Put(header, 108, Octal(0, 7));
-    Put(header, 116, Octal(0, 7));
-    Put(header, 124, Octal(size, 11));
-    Put(header, 136, Octal(0, 11));
-    Put(header, kChecksum, "        ");
-    Put(header, 156, "0");
-    Put(header, 257,
-        std::string("ustar\0"
-                    "00",
-                    8));
-    unsigned long sum = 0;
-    for (const char byte : header) sum += static_cast<unsigned char>(byte);
-    Put(header, kChecksum, Octal(sum, 6) + std::string("\0 ", 2));
-    return header;
+    const Entry entry(archive_entry_new());
+    archive_entry_set_pathname(entry.get(), file.name.c_str());
+    archive_entry_set_filetype(entry.get(), AE_IFREG);
+    archive_entry_set_perm(entry.get(), 0644);
+    archive_entry_set_size(entry.get(), static_cast<la_int64_t>(file.bytes.size()));
+    return archive_write_header(tar, entry.get()) == ARCHIVE_OK &&
+           archive_write_data(tar, file.bytes.data(), file.bytes.size()) == static_cast<la_ssize_t>(file.bytes.size());
 }
 
 }  // namespace
 
-void Tar::Add(const std::string& name, const std::string& bytes)
+std::optional<std::string> PackTar(const std::vector<TarFile>& files)
 {
-    m_bytes += HeaderOf(name, bytes.size()) + bytes;
-    m_bytes.resize((m_bytes.size() + kBlock - 1) / kBlock * kBlock, '\0');
+    std::string bytes;
+    const Archive tar(archive_write_new());
+    bool isPacked = archive_write_set_format_gnutar(tar.get()) == ARCHIVE_OK &&
+                    archive_write_open(tar.get(), &bytes, nullptr, Append, nullptr) == ARCHIVE_OK;
+    for (const TarFile& file : files) isPacked = isPacked && Add(tar.get(), file);
+    if (!isPacked || archive_write_close(tar.get()) != ARCHIVE_OK) return std::nullopt;
+    return bytes;
 }
-
-std::string Tar::Bytes() const { return m_bytes + std::string(2 * kBlock, '\0'); }
 
 }  // namespace panel

@@ -1,24 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A few small files as one, in the form that tar reads (POSIX.1-1988, ustar).
+// A few small files as one, in the form that tar reads.
 #ifndef SRCWATCH_PANEL_TAR_H
 #define SRCWATCH_PANEL_TAR_H
 
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace panel {
 
-class Tar {
-public:
-    /// Adds a file. @param name  Of at most 99 bytes.
-    void Add(const std::string& name, const std::string& bytes);
-
-    /// Returns the whole archive.
-    std::string Bytes() const;
-
-private:
-    std::string m_bytes;
+struct TarFile {
+    std::string name;
+    std::string bytes;
 };
+
+/// Returns an archive of files. Returns nothing if it cannot be made.
+std::optional<std::string> PackTar(const std::vector<TarFile>& files);
 
 }  // namespace panel
 

@@ -10,7 +10,8 @@ fi
 
 build_packages=(
     g++ cmake ninja-build pkg-config libjsoncpp-dev libglib2.0-dev libsqlite3-dev libsystemd-dev
-    libcli11-dev libpcap0.8-dev libsmartcols-dev libsoup-3.0-dev dbus-daemon python3-minimal python3-cffi python3-dev
+    libcli11-dev libpcap0.8-dev libsmartcols-dev libsoup-3.0-dev libarchive-dev dbus-daemon python3-minimal python3-cffi
+    python3-dev
 )
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev clang clang-format clang-tidy libclang-rt-14-dev git

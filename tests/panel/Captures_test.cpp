@@ -3,6 +3,7 @@
 
 #include "Json.h"
 #include "KnownDevices.h"
+#include "Process.h"
 #include "Tar.h"
 #include "TempDirectory.h"
 
@@ -91,15 +92,18 @@ TEST(PanelProfiles, OfADirectoryAreItsFiles)
 TEST(PanelTar, IsOneThatTarReads)
 {
     const srcwatch_test::TempDirectory directory;
-    Tar tar;
-    tar.Add("spd.bin", std::string(600, 'x'));
-    tar.Add("cec.log", "text\n");
-    srcwatch_test::WriteFile(directory / "a.tar", tar.Bytes());
+    const std::vector<TarFile> files = {
+        {"spd.bin", std::string(600, 'x')}, {"empty", ""},         {std::string(200, 'n'), "of a long name"},
+        {"\xc3\xa4\xff", "of other bytes"}, {"cec.log", "text\n"},
+    };
+    const auto tar = PackTar(files);
+    ASSERT_TRUE(tar.has_value());
+    srcwatch_test::WriteFile(directory / "a.tar", *tar);
 
-    ASSERT_EQ(system(("cd '" + directory.Path() + "' && tar -xf a.tar").c_str()), 0);
+    ASSERT_EQ(system(("cd '" + directory.Path() + "' && tar -xf a.tar && rm a.tar").c_str()), 0);
 
-    EXPECT_EQ(std::filesystem::file_size(directory / "spd.bin"), 600U);
-    EXPECT_EQ(std::filesystem::file_size(directory / "cec.log"), 5U);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.Path()), {}), 5);
+    for (const TarFile& file : files) EXPECT_EQ(srcwatch_test::ReadFile(directory / file.name), file.bytes);
 }
 
 TEST(PanelJson, ReplacesWhatIsNotUtf8)
