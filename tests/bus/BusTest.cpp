@@ -97,6 +97,7 @@ Delivery Deliveries::Last() const
 SharedConnectionWatch::SharedConnectionWatch() : m_connection()
 {
     GDBusConnection* connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+    g_dbus_connection_set_exit_on_close(connection, FALSE);
     g_weak_ref_init(&m_connection, connection);
     g_object_unref(connection);
 }
@@ -144,6 +145,13 @@ std::size_t BusTest::TimesLogged(const std::string& line)
 }
 
 bool BusTest::Logged(const std::string& line) { return TimesLogged(line) > 0; }
+
+void BusTest::EndBus()
+{
+    SharedConnectionWatch connection;
+    TheBus().Kill();
+    EXPECT_TRUE(connection.RunUntilGone());
+}
 
 void BusTest::SyncSharedConnection()
 {

@@ -91,6 +91,9 @@ protected:
     bool Logged(const std::string& line);
     std::size_t TimesLogged(const std::string& line);
 
+    /// Ends the bus, and waits until GLib has let go of a shared connection that nobody uses any more: another thread
+    /// may hold it for a while.
+    static void EndBus();
     /// Waits until the bus has handled all that the process's shared connection sent.
     static void SyncSharedConnection();
     /// Runs the main loop until a service-side receiver owns its name.

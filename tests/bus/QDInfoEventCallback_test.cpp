@@ -192,7 +192,7 @@ TEST_F(EventCallback, MayBeRegisteredAgainAndAgain)
 
 TEST_F(EventCallback, IsRegisteredButSilentWithoutABus)
 {
-    TheBus().Kill();
+    EndBus();
 
     EXPECT_EQ(srcwatch_register_event_callback(&Deliveries::Callback, &deliveries), 1);
     EXPECT_THAT(TakeLog(), testing::Contains(MatchesRegex("E m_RegisterQDInfoClientEvent: Couldn't connect to DBus "

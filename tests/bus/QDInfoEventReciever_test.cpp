@@ -35,7 +35,7 @@ TEST_F(Receiver, OfAClientSubscribesAndLogsIt)
 
 TEST_F(Receiver, OfAClientWithoutABusLogsItAndReceivesNothing)
 {
-    TheBus().Kill();
+    EndBus();
 
     receiver = std::make_unique<CQDEventReciever>(kChannel, false);
     EXPECT_THAT(TakeLog(), ElementsAre(MatchesRegex("E m_RegisterQDInfoClientEvent: "
@@ -214,7 +214,7 @@ TEST_F(Receiver, OfAServiceWaitsBehindAnOwnerThatDoesNotAllowIt)
 
 TEST_F(Receiver, OfAServiceWithoutABusLosesTheName)
 {
-    TheBus().Kill();
+    EndBus();
     receiver = std::make_unique<CQDEventReciever>(kChannel, true);
 
     ASSERT_TRUE(RunUntil([this] { return Logged(kNameLost); }));

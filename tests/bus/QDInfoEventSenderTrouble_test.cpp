@@ -18,7 +18,7 @@ using testing::MatchesRegex;
 
 TEST_F(EventSender, FailsAndLogsItEachTimeWhenThereIsNoBus)
 {
-    TheBus().Kill();
+    EndBus();
     std::stringstream reply("kept");
 
     sender.SendEvent(1);
@@ -42,7 +42,7 @@ TEST_F(EventSender, FailsAndLogsItEachTimeWhenThereIsNoBus)
 
 TEST_F(EventSender, WorksWhenABusCameAfterItsFirstFailure)
 {
-    TheBus().Kill();
+    EndBus();
     EXPECT_EQ(sender.SendSignal(1), 0);
     TheBus().Restart();
     BusPeer listener;

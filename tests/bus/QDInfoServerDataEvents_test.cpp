@@ -153,7 +153,7 @@ TEST_F(Announcement, ComesAfterTheDocumentWasWritten)
 
 TEST_F(Announcement, IsLostWithoutABusButTheDocumentIsSaved)
 {
-    TheBus().Kill();
+    EndBus();
 
     store.t_CheckAndSaveActivity(1);
 
