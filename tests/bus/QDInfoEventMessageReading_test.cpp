@@ -220,6 +220,56 @@ TEST_F(ReceivedMessage, IsWhatAnotherSenderOfTheLibrarySent)
     EXPECT_EQ(event.str_args[2], std::string(99, 'z'));
 }
 
+// A text as it is appended to an event, and as it arrives.
+struct RoundTrip {
+    std::string sent;
+    std::string received;
+};
+
+TEST_F(ReceivedMessage, HasTheTextsAsTheyWereAppendedToAnEvent)
+{
+    const std::string full(99, 'x');
+    const RoundTrip trips[] = {{"A B", "A B"},
+                               {"A#B", "A B"},
+                               {" A  B ", " A  B "},
+                               {"UNKNOWN", ""},
+                               {"UNKNOWNS", "UNKNOWNS"},
+                               {"UNKNOWN ", "UNKNOWN "},
+                               {" UNKNOWN", " UNKNOWN"},
+                               {"unknown", "unknown"},
+                               {"#", " "},
+                               {"", ""},
+                               {full, full},
+                               {full + "y", full}};
+    CQDEventSender sender(kChannel);
+    for (const RoundTrip& trip : trips) {
+        const std::size_t count = deliveries.Count() + 1;
+        sender.AppendArgs("before", trip.sent, "after");
+        sender.SendEvent(kType);
+
+        ASSERT_TRUE(RunUntil([&] { return deliveries.Count() == count; }));
+        const srcwatch_event_s event = deliveries.Last().event;
+        EXPECT_STREQ(event.str_args[0], "before");
+        EXPECT_EQ(event.str_args[1], trip.received) << trip.sent;
+        EXPECT_STREQ(event.str_args[2], "after");
+    }
+}
+
+TEST_F(ReceivedMessage, HasItsTextsPushedOutByOneWithALineFeed)
+{
+    CQDEventSender sender(kChannel);
+    sender.AppendArgs("one\nmore", "two", "three");
+
+    sender.SendEvent(kType);
+
+    ASSERT_TRUE(RunUntil([&] { return deliveries.Count() == 1; }));
+    const srcwatch_event_s event = deliveries.Last().event;
+    EXPECT_STREQ(event.str_args[0], "one");
+    EXPECT_STREQ(event.str_args[1], "more");
+    EXPECT_STREQ(event.str_args[2], "two");
+    EXPECT_EQ(deliveries.Last().rest, "\tthree\t");
+}
+
 // ---------------------------------------------------------------------------------------------------------------------
 // What the host may do to the streams
 

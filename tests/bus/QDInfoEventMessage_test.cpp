@@ -185,6 +185,25 @@ TEST_F(SentMessage, NeverHasPointers)
     EXPECT_EQ(Next(), kEmptyMessage);
 }
 
+TEST_F(SentMessage, KeepsAllElseWhenPointersAreAppended)
+{
+    const Numbers numbers = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+    const Texts texts = {"one", "two", "three"};
+    sender.AppendArgs(EventOf(numbers, texts));
+    sender.AppendArgs(&sender, nullptr, nullptr, nullptr);
+    sender.SendEvent(kType);
+
+    EXPECT_EQ(Next(), MessageOf(numbers, texts));
+}
+
+TEST_F(SentMessage, HasNothingOfTheOldEventWhenSentWithNumbers)
+{
+    sender.AppendArgs(EventOf({1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, {"one", "two", "three"}));
+    sender.SendEvent(kType, 20, 30, 40);
+
+    EXPECT_EQ(Next(), MessageOf({20, 30, 40}, {}));
+}
+
 TEST_F(SentMessage, KeepsTheCurrentEventBetweenSends)
 {
     sender.AppendArgs("one", "two", "three");

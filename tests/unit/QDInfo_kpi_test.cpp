@@ -2,6 +2,7 @@
 //
 // Statistics of detections.
 #include "QDInfoCommon.h"
+#include "QDInfoServerData.h"
 #include "QueryTest.h"
 #include "srcwatch-api.h"
 
@@ -145,6 +146,26 @@ TEST_F(OnePort, DoesTheSameWithoutARecordToFill)
 
             EXPECT_EQ(platform.sequence, calls);
         }
+    }
+}
+
+// The store is made by the first query for a port; none is made for what is not a port.
+TEST(FirstStatistics, MakeTheStore)
+{
+    Platform& platform = ThePlatform();
+    srcwatch_kpi_info_s infos[8];
+    const std::string made = "E QDInfoCommon.h GetInstance: new......\n";
+    for (const bool all : {false, true}) {
+        platform = Platform();
+        EXPECT_EQ(srcwatch_get_device_kpi_info(8, infos), 2);
+        EXPECT_THAT(platform.sequence, ElementsAre());
+
+        EXPECT_EQ(all ? srcwatch_get_all_device_kpi_info(infos) : srcwatch_get_device_kpi_info(7, infos), all ? 0 : 1);
+
+        ASSERT_EQ(platform.sequence.size(), all ? 10U : 3U);
+        EXPECT_EQ(platform.sequence[0], made);
+        EXPECT_EQ(platform.sequence[1], kRead);
+        qdinfo::CSingleton<qdinfo::CQDInfoServerData>::DestroyInstance();
     }
 }
 
