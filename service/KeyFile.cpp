@@ -1,20 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "KeyFile.h"
 
+#include "Evidence.h"
 #include "Handle.h"
 
-#include <cerrno>
+#include <filesystem>
 #include <regex>
 #include <set>
 #include <sstream>
+#include <system_error>
 #include <utility>
 
 #include <glib.h>
-#include <sys/stat.h>
 
 namespace srcwatch {
 
 namespace {
+
+constexpr std::size_t kFileLimit = 64UL * 1024;
 
 using Error = Handle<GError, g_error_free>;
 using Texts = Handle<gchar*, g_strfreev>;
@@ -76,29 +79,14 @@ void ReadEntry(const std::string& path, GKeyFile* keys, const char* group, const
     file.entries.push_back(std::move(entry));
 }
 
-// One that is not regular may make its reader wait.
 std::string Load(const std::string& path, KeyFile& file)
 {
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0) {
-        file.isAbsent = errno == ENOENT || errno == ENOTDIR;
-        AddFault(path, std::string("cannot be read: ") + g_strerror(errno), file);
-        return "";
-    }
-    if (!S_ISREG(status.st_mode)) {
-        AddFault(path, "cannot be read: not a regular file", file);
-        return "";
-    }
-    gchar* content = nullptr;
-    gsize size = 0;
-    GError* failure = nullptr;
-    if (g_file_get_contents(path.c_str(), &content, &size, &failure) == FALSE) {
-        const Error owner(failure);
-        AddFault(path, "cannot be read: " + Plain(failure->message), file);
-        return "";
-    }
-    const Text owner(content);
-    return {content, size};
+    const auto read = ReadBoundedFile(path, kFileLimit);
+    if (read && read->value) return {read->value->begin(), read->value->end()};
+    std::error_code ignored;  // what is not known to be absent is not
+    file.isAbsent = !read || std::filesystem::status(path, ignored).type() == std::filesystem::file_type::not_found;
+    AddFault(path, "cannot be read: " + (read ? InOneLine(read->remarks) : "No such file or directory"), file);
+    return "";
 }
 
 }  // namespace

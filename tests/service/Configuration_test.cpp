@@ -244,6 +244,14 @@ TEST_F(ConfigurationTest, RefusesWhatIsNotARegularFile)
                 ElementsAre(m_directory.Path() + ": cannot be read: not a regular file"));
 }
 
+TEST_F(ConfigurationTest, RefusesAFileThatIsTooLarge)
+{
+    const std::string comment = std::string(64UL * 1024 - 1, '#') + "\n";
+
+    EXPECT_THAT(Faults(comment), IsEmpty());
+    EXPECT_THAT(Faults(comment + "\n"), ElementsAre(": cannot be read: 65537 bytes, more than 65536"));
+}
+
 TEST_F(ConfigurationTest, EndsAtWrongUsageAndAtHelp)
 {
     testing::internal::CaptureStdout();
