@@ -325,8 +325,8 @@ TEST_F(ScanProgress, IsThePercentageWhileTheScanRuns)
 
 TEST_F(ScanProgress, IsUndefinedBesideThePercentages)
 {
-    ExpectAnswer(191, {-99, kUntouched});
-    ExpectAnswer(200, {-99, kUntouched});
+    ExpectAnswer(201, {-99, kUntouched});
+    if (HDMI_PORT_COUNT < 191) ExpectAnswer(191, {-99, kUntouched});
     if (HDMI_PORT_COUNT < 99) ExpectAnswer(99, {-99, kUntouched});
 }
 
@@ -355,6 +355,14 @@ TEST_F(ScanProgress, IsAPercentageRatherThanAnInputFromAHundredOn)
     ExpectAnswer(99, {99, 90});
     ExpectAnswer(100, {0, 0});
     ExpectAnswer(110, {0, 10});
+}
+
+TEST_F(ScanProgress, IsTheFinalStageAgainAboveThePercentages)
+{
+    if (HDMI_PORT_COUNT < 200) GTEST_SKIP() << "needs a TV with even more inputs";
+    ExpectAnswer(190, {0, 90});
+    ExpectAnswer(191, {191, 90});
+    ExpectAnswer(200, {200, 90});
 }
 
 TEST_F(ScanProgress, IsUnreadableWhenItsKeyIs)
