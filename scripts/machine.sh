@@ -18,6 +18,31 @@ unpack() {
     echo "$*" >"$directory/packages"
 }
 
+# run_under_user_emulation COMMAND: where the kernel runs programs for 32-bit ARM by the emulator, which is registered in a
+# namespace of its own, so that the machine stays as it is. Users are who they are outside: tests change to other ones.
+run_under_user_emulation() {
+    local command=$*
+    local register='
+        mount -t binfmt_misc none /proc/sys/fs/binfmt_misc
+        cat /usr/lib/binfmt.d/qemu-arm.conf >/proc/sys/fs/binfmt_misc/register'
+    if ((EUID != 0)); then
+        unshare --mount --map-current-user --keep-caps bash -euc "$register
+            exec setpriv --inh-caps=-all --ambient-caps=-all $command"
+        return
+    fi
+    local namespace map output
+    exec {output}>&1
+    coproc inside { exec unshare --mount --user \
+        bash -euc "echo ready; read -r; $register; $command >&$output"; }
+    namespace=$!
+    read -r <&"${inside[0]}"
+    for map in uid_map gid_map; do
+        echo 0 0 4294967295 >"/proc/$namespace/$map"
+    done
+    echo mapped >&"${inside[1]}"
+    wait "$namespace"
+}
+
 # The following take the directory of an unpacked kernel package.
 kernel_of() { echo "$1"/boot/vmlinuz-*; }
 release_of() { ls "$1/lib/modules"; }

@@ -39,8 +39,10 @@ armhf_machine_packages=(
 vm_packages=(
     build-essential debhelper dh-python dpkg-dev fakeroot mmdebstrap qemu-system-x86 qemu-utils kmod cpio e2fsprogs
 )
-# What is on the television in a virtual machine, beside the packages that are tested.
-vm_kernel_packages=(linux-image-amd64 busybox-static)
+# For one of 32-bit ARM.
+vm_armhf_packages=(qemu-system-arm qemu-user-static arch-test)
+# What is on the television in a virtual machine, beside the packages that are tested and, of one architecture, a kernel.
+vm_kernel_packages=(busybox-static)
 vm_machine_packages=(
     systemd-sysv udev dbus kmod procps v4l-utils
     libglib2.0-0 libglib2.0-bin libjsoncpp25 libsqlite3-0 libsystemd0 libpcap0.8 libsmartcols1
