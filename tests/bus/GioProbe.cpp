@@ -123,6 +123,8 @@ void g_dbus_connection_signal_unsubscribe(GDBusConnection* connection, guint id)
 void g_bus_unown_name(guint id)
 {
     Keep("unown_name");
+    const std::function<void()> before = std::exchange(TheGioProbe().beforeUnownName, nullptr);
+    if (before) before();
     Next(&g_bus_unown_name, "g_bus_unown_name")(id);
 }
 

@@ -23,6 +23,7 @@ struct GioProbe {
     bool failOwnName = false;
     std::function<void()> beforeRegisterObject;  ///< called once
     std::function<void()> beforeUnsubscribe;     ///< called once
+    std::function<void()> beforeUnownName;       ///< called once
 
     /// The handlers, and the data that belongs to them.
     GBusAcquiredCallback busAcquired = nullptr;
