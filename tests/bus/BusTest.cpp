@@ -102,6 +102,12 @@ SharedConnectionWatch::SharedConnectionWatch() : m_connection()
     g_object_unref(connection);
 }
 
+void RunPending()
+{
+    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
+    }
+}
+
 bool SharedConnectionWatch::RunUntilGone()
 {
     return RunUntil([this] {
@@ -120,11 +126,7 @@ BusTest::BusTest()
 }
 
 // What GLib still has for the main loop may hold a connection.
-BusTest::~BusTest()
-{
-    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-    }
-}
+BusTest::~BusTest() { RunPending(); }
 
 std::vector<std::string> BusTest::TakeLog()
 {

@@ -64,6 +64,9 @@ inline std::stringstream& RequestOf(srcwatch_event_s* event)
     return *static_cast<std::stringstream*>(event->ptr_args[1]);
 }
 
+/// Runs the main loop while anything is ready, and waits for nothing.
+void RunPending();
+
 /// Watches the process's shared connection. GLib makes a new one only when the old one is not held any more, not even
 /// by its own thread, and hands out the old one until then, even when it is closed.
 class SharedConnectionWatch {

@@ -114,8 +114,7 @@ TEST_F(BusLoss, LeavesAReceiverSilentUntilItIsMadeAgain)
     BusPeer peer;
     peer.Emit(kChannelPath, kChannelName, kChannel, g_variant_new("(is)", 5, ""));
     peer.Sync();
-    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-    }
+    RunPending();
     EXPECT_EQ(deliveries.Count(), 0U);
 
     receiver.reset();

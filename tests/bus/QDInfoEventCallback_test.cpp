@@ -163,8 +163,7 @@ TEST_F(EventCallback, IsUnregisteredByAnyFunction)
 
     Emit(10);
     peer.Sync();
-    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-    }
+    RunPending();
     EXPECT_EQ(deliveries.Count(), 0U);
     EXPECT_EQ(Unregister(), 0);
 }
@@ -264,8 +263,7 @@ TEST_F(CallbackInside, MayUnregisterItself)
     EXPECT_THAT(TakeLog(), ElementsAre("D m_SignalHandler: signal end"));
     Emit(10);
     peer.Sync();
-    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-    }
+    RunPending();
     EXPECT_EQ(actions.calls, 1);
 }
 

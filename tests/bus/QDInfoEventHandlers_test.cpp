@@ -324,8 +324,7 @@ TEST_F(Handlers, KeepTheBorrowedConnectionWhileItIsReleased)
     GDBusConnection* connection = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
     TheBus().Kill();
     ASSERT_TRUE(RunUntil([this] { return Logged("E m_NameLostHandler: HANDLER: name_lost_handler"); }));
-    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-    }
+    RunPending();
     ASSERT_TRUE(WaitUntil([connection] { return G_OBJECT(connection)->ref_count == 1; }));
     bool isFinalized = false;
     g_object_weak_ref(

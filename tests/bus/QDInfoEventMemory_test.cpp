@@ -196,8 +196,7 @@ TEST_P(HalfAReceiver, LeavesNothingOnTheBusAndNoHandlerThatActs)
         peer.Emit(kChannelPath, kChannelName, kChannel, g_variant_new("(is)", 5, kEmptyMessage));
         peer.Sync();
         SyncSharedConnection();
-        while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-        }
+        RunPending();
 
         EXPECT_THAT(TakeLog(), testing::IsEmpty()) << granted;
         EXPECT_EQ(peer.OwnerOf(kChannelName), "") << granted;

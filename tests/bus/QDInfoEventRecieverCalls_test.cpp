@@ -281,8 +281,7 @@ TEST_F(Receiver, MayBeDeletedByACallbackOfASignal)
     ASSERT_TRUE(RunUntil([this] { return receiver == nullptr; }));
     peer.Sync();
     EXPECT_EQ(TakeLog().back(), "D m_SignalHandler: signal end");
-    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-    }
+    RunPending();
     EXPECT_THAT(TakeLog(), IsEmpty());
 }
 

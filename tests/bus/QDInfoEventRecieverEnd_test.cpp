@@ -23,8 +23,7 @@ TEST_F(Receiver, OfAServiceEndsBeforeAnyMainLoopRan)
 
     EXPECT_THAT(TakeLog(), ElementsAre(kEmptyTable, kEnd));
     peer.Sync();
-    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-    }
+    RunPending();
     EXPECT_THAT(TakeLog(), IsEmpty());
     EXPECT_EQ(peer.OwnerOf(kChannelName), "");
 }
@@ -74,8 +73,7 @@ TEST_F(Receiver, OfAServiceEndsAfterItSawTheBusDie)
 
 TEST_F(Receiver, OfAServiceSurvivesABusThatDiedBeforeTheMainLoopRan)
 {
-    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-    }
+    RunPending();
     receiver = std::make_unique<CQDEventReciever>(kChannel, true);
     // GLib has connected, in another thread, and the main loop is to hand the connection over.
     ASSERT_TRUE(WaitUntil([] { return g_main_context_pending(nullptr) != FALSE; }));
@@ -95,8 +93,7 @@ TEST_F(Receiver, EndsWithSignalsStillInTheQueue)
 
         receiver.reset();
         const std::size_t count = deliveries.Count();
-        while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-        }
+        RunPending();
 
         EXPECT_EQ(deliveries.Count(), count);
     }
@@ -186,8 +183,7 @@ TEST_F(BusTest, AReceiverMayEndInAnotherThreadThanThatOfItsContext)
         client.reset();
         service.reset();
     }).join();
-    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-    }
+    RunPending();
 
     EXPECT_EQ(BusPeer().OwnerOf(kChannelName), "");
 }

@@ -99,8 +99,7 @@ TEST_F(Registration, WithoutABusStaysSilentUntilItIsMadeAgain)
 
     ASSERT_EQ(later.WaitForSignals(1).size(), 1U);
     SyncSharedConnection();
-    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-    }
+    RunPending();
     EXPECT_EQ(deliveries.Count(), 0U);
 
     EXPECT_EQ(Unregister(), 1);
