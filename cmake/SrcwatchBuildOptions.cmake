@@ -11,7 +11,7 @@ target_compile_options(srcwatch-build-options INTERFACE
     -Wmissing-declarations -Wvla
     $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wextra-semi>
     $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wlogical-op -Wduplicated-cond -Wduplicated-branches>
-    -fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
+    -pthread -fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
     -fstack-protector-strong -fstack-clash-protection
     -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
 
