@@ -5,8 +5,7 @@
 set(srcwatch_tested_library srcwatch-api-objects)
 set(srcwatch_tested_header "")
 set(srcwatch_tested_detection srcwatch-detection)
-set(srcwatch_tested_host srcwatch-host-platform)
-set(srcwatch_tested_host_rooms srcwatch-host-rooms)
+set(srcwatch_tested_host srcwatch-host-objects)
 set(srcwatch_tested_panel srcwatch-panel-rooms)
 
 function(srcwatch_link_tested name kind)
@@ -22,13 +21,13 @@ function(srcwatch_plant copy source from to)
         VERBATIM)
 endfunction()
 
-# Links the library's objects but those of the named source files.
-function(srcwatch_link_library_without name)
+# srcwatch_link_objects_without(NAME OBJECTS FILE...): links an object library's objects but those of the named sources.
+function(srcwatch_link_objects_without name objects)
     list(JOIN ARGN "|" left_out)
-    target_sources(${name} PRIVATE "$<FILTER:$<TARGET_OBJECTS:srcwatch-api-objects>,EXCLUDE,/(${left_out})[.]o$>")
+    target_sources(${name} PRIVATE "$<FILTER:$<TARGET_OBJECTS:${objects}>,EXCLUDE,/(${left_out})[.]o$>")
     target_include_directories(${name} PRIVATE
-        "${PROJECT_SOURCE_DIR}/include" "${PROJECT_SOURCE_DIR}/src" ${SRCWATCH_PLATFORM_INCLUDE_DIRS})
-    target_link_libraries(${name} PRIVATE PkgConfig::JSONCPP PkgConfig::GIO)
+        "${PROJECT_SOURCE_DIR}/src" $<TARGET_PROPERTY:${objects},INTERFACE_INCLUDE_DIRECTORIES>)
+    target_link_libraries(${name} PRIVATE PkgConfig::JSONCPP PkgConfig::GIO ${CMAKE_DL_LIBS})
 endfunction()
 
 # Compiles a copy of FILE in which FROM is TO.
@@ -46,18 +45,9 @@ function(srcwatch_link_tested_with_fault name kind file from to)
     srcwatch_add_fault(${name} "${file}" "${from}" "${to}")
     if(kind STREQUAL "header")
         target_include_directories(${name} BEFORE PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/${name}.d")
-    elseif(kind STREQUAL "library")
-        srcwatch_link_library_without(${name} ${base})
-    elseif(kind STREQUAL "detection" OR kind STREQUAL "host_rooms" OR kind STREQUAL "panel")  # the archive's member is not needed any more
+    elseif(kind STREQUAL "library" OR kind STREQUAL "host")
+        srcwatch_link_objects_without(${name} ${tested} ${base})
+    else()  # the archive's member is not needed any more
         target_link_libraries(${name} PRIVATE ${tested})
-    else()  # all other sources, as a shared library cannot give its objects
-        get_target_property(sources ${tested} SOURCES)
-        list(REMOVE_ITEM sources ${base})
-        list(TRANSFORM sources PREPEND "${PROJECT_SOURCE_DIR}/platform/host/")
-        target_sources(${name} PRIVATE ${sources})
-        # Tools that look at each compilation have seen these sources already.
-        set_target_properties(${name} PROPERTIES EXPORT_COMPILE_COMMANDS OFF)
-        target_include_directories(${name} PRIVATE $<TARGET_PROPERTY:${tested},INCLUDE_DIRECTORIES>)
-        target_link_libraries(${name} PRIVATE PkgConfig::GLIB ${CMAKE_DL_LIBS})
     endif()
 endfunction()

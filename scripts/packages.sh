@@ -8,11 +8,13 @@ if command -v ccache >/dev/null; then
     export CCACHE_BASEDIR=$PWD # what another clone compiled counts
 fi
 
-build_packages=(
+# Of the programs that scripts/demo shows; of the panel; and of all that is built.
+demo_packages=(
     g++ cmake ninja-build pkg-config libjsoncpp-dev libglib2.0-dev libsqlite3-dev libsystemd-dev
-    libcli11-dev libpcap0.8-dev libsmartcols-dev libsoup-3.0-dev libarchive-dev dbus-daemon python3-minimal python3-cffi
-    python3-dev
+    libcli11-dev libpcap0.8-dev libsmartcols-dev dbus-daemon python3-minimal
 )
+panel_packages=(libsoup-3.0-dev libarchive-dev)
+build_packages=("${demo_packages[@]}" "${panel_packages[@]}" python3-cffi python3-dev)
 test_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev clang clang-format clang-tidy libclang-rt-14-dev git
     libglib2.0-bin systemd python3 python3-debian python3-jsonschema shellcheck abigail-tools mandoc doxygen strace gcovr spin
