@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Arguments.h"
 
+#include "InputName.h"
 #include "srcwatch-api.h"
 
 #include <algorithm>
@@ -34,9 +35,9 @@ std::string Joined(const std::vector<std::string>& names, const char* separator)
 
 std::string NotA(const std::string& text, const std::string& what) { return "'" + text + "' is not " + what; }
 
-// Reads a text as a number. The text becomes what it was read as, so that CLI11 cannot read it otherwise ("010").
+// Reads a text as a number. The text becomes what it was read as, so that the parser cannot read it otherwise ("010").
 template <typename Read>
-CLI::Validator Reader(Read read, const std::string& what, const std::vector<std::string>& words = {})
+cli::Check Reader(Read read, const std::string& what, const std::vector<std::string>& words = {})
 {
     const auto validate = [=](std::string& text) -> std::string {
         const std::optional<int> number = read(text);
@@ -44,13 +45,13 @@ CLI::Validator Reader(Read read, const std::string& what, const std::vector<std:
         text = std::to_string(*number);
         return "";
     };
-    return CLI::Validator(validate, "", Joined(words, " "));
+    return {validate, words};
 }
 
 std::optional<int> ReadHdmiPort(const std::string& text)
 {
     const std::optional<int> port = ParsePort(text);
-    return port && IsHdmiPort(*port) ? port : std::nullopt;
+    return port && srcwatch::IsHdmiPort(*port) ? port : std::nullopt;
 }
 
 // Types are written as 0x1001 in the service's interface.
@@ -79,17 +80,11 @@ std::optional<int> ParsePort(const std::string& text)
     const bool isName = name.rfind("hdmi", 0) == 0;
     const std::optional<int> number = ParseInt(isName ? name.substr(4) : text);
     if (!number) return std::nullopt;
-    if (isName) return IsHdmiPort(*number - 1) ? std::optional<int>(*number - 1) : std::nullopt;
-    return *number == SRCWATCH_PORT_OPTICAL || IsHdmiPort(*number) ? number : std::nullopt;
+    if (isName) return srcwatch::IsHdmiPort(*number - 1) ? std::optional<int>(*number - 1) : std::nullopt;
+    return *number == SRCWATCH_PORT_OPTICAL || srcwatch::IsHdmiPort(*number) ? number : std::nullopt;
 }
 
-CLI::App* FindCommand(CLI::App& parent, const std::string& name)
-{
-    const auto found = parent.get_subcommands([&](CLI::App* command) { return command->get_name() == name; });
-    return found.empty() ? nullptr : found.front();
-}
-
-CLI::Validator IsNumber(int lowest, int highest)
+cli::Check IsNumber(int lowest, int highest)
 {
     const bool isAny = lowest == INT_MIN && highest == INT_MAX;
     const auto read = [=](const std::string& text) {
@@ -100,16 +95,16 @@ CLI::Validator IsNumber(int lowest, int highest)
         read, isAny ? "a 32-bit number" : "a number from " + std::to_string(lowest) + " to " + std::to_string(highest));
 }
 
-CLI::Validator IsDecimal(const std::string& what, double lowest, double highest)
+cli::Check IsDecimal(const std::string& what, double lowest, double highest)
 {
     const auto validate = [=](const std::string& text) {
         const std::optional<double> number = ParseDecimal(text);
         return number && *number >= lowest && *number <= highest ? "" : NotA(text, what);
     };
-    return CLI::Validator(validate, "");
+    return {validate};
 }
 
-CLI::Validator IsNumberOrName(const std::string& what, const Names& names)
+cli::Check IsNumberOrName(const std::string& what, const Names& names)
 {
     std::vector<std::string> known;
     for (const auto& entry : names) known.push_back(entry.first);
@@ -122,58 +117,56 @@ CLI::Validator IsNumberOrName(const std::string& what, const Names& names)
     return Reader(read, what + ": use a number, or one of " + Joined(known, ", "), known);
 }
 
-CLI::Validator IsOneOf(const std::string& what, const std::vector<std::string>& names)
+cli::Check IsOneOf(const std::string& what, const std::vector<std::string>& names)
 {
     const auto validate = [=](const std::string& text) {
         const bool isKnown = std::find(names.begin(), names.end(), text) != names.end();
         return isKnown ? "" : NotA(text, what + ": use one of " + Joined(names, ", "));
     };
-    return CLI::Validator(validate, "", Joined(names, " "));
+    return {validate, names};
 }
 
-CLI::Validator IsPort() { return Reader(ParsePort, "a port: 0 to 7 are HDMI 1 to 8, 99 is the optical source"); }
+cli::Check IsPort() { return Reader(ParsePort, "a port: 0 to 7 are HDMI 1 to 8, 99 is the optical source"); }
 
-CLI::Option* AddPort(CLI::App* command, const std::string& name, int& port)
+cli::Option AddPort(cli::Command command, const std::string& name, int& port)
 {
-    return command->add_option(name, port, "Port: 0 is HDMI 1, 99 the optical source")
-        ->required()
-        ->type_name(name.find('-') != std::string::npos ? "PORT" : "")
-        ->transform(IsPort());
+    return command
+        .AddOption(name, &port, name.find('-') != std::string::npos ? "PORT" : "",
+                   "Port: 0 is HDMI 1, 99 the optical source")
+        .Required()
+        .CheckedBy(IsPort());
 }
 
-CLI::Option* AddHdmiPort(CLI::App* command, int& port)
+cli::Option AddHdmiPort(cli::Command command, int& port)
 {
-    return command->add_option("PORT", port, "Port: 0 to 7")
-        ->required()
-        ->type_name("")
-        ->transform(Reader(ReadHdmiPort, "an HDMI port: 0 to 7 are HDMI 1 to 8"));
+    return command.AddArgument("PORT", &port, "Port: 0 to 7")
+        .Required()
+        .CheckedBy(Reader(ReadHdmiPort, "an HDMI port: 0 to 7 are HDMI 1 to 8"));
 }
 
-CLI::Option* AddSeconds(CLI::App* command, const std::string& name, std::optional<double>& seconds,
-                        const std::string& description)
+cli::Option AddSeconds(cli::Command command, const std::string& name, std::optional<double>& seconds,
+                       const std::string& description)
 {
-    return command->add_option(name, seconds, description)
-        ->type_name("SECONDS")
-        ->check(IsDecimal("a number of seconds from 0 to 1000000", 0, kMostSeconds));
+    return command.AddOption(name, &seconds, "SECONDS", description)
+        .CheckedBy(IsDecimal("a number of seconds from 0 to 1000000", 0, kMostSeconds));
 }
 
-CLI::Option* AddTimeout(CLI::App* command, std::optional<double>& seconds, const std::string& description)
+cli::Option AddTimeout(cli::Command command, std::optional<double>& seconds, const std::string& description)
 {
     return AddSeconds(command, "--timeout", seconds, description);
 }
 
-CLI::Option* AddCount(CLI::App* command, int& count, const std::string& description)
+cli::Option AddCount(cli::Command command, int& count, const std::string& description)
 {
-    return command->add_option("--count", count, description)->type_name("N")->transform(IsNumber(1, kLargestCount));
+    return command.AddOption("--count", &count, "N", description).CheckedBy(IsNumber(1, kLargestCount));
 }
 
-CLI::Option* AddInputs(CLI::App* command, std::string& directory)
+cli::Option AddInputs(cli::Command command, std::string& directory)
 {
     directory = "/run/srcwatch/inputs";
-    return command->add_option("--inputs", directory, "Inputs directory of the detection service")
-        ->envname(kInputsVariable)
-        ->type_name("DIR")
-        ->capture_default_str();
+    return command.AddOption("--inputs", &directory, "DIR", "Inputs directory of the detection service")
+        .ReadsVariable(kInputsVariable)
+        .ShowsDefault();
 }
 
 }  // namespace ctl

@@ -102,7 +102,7 @@ void Compose(const NewOptions& options, Output& output)
     Confirm(options.directory, "composed " + options.directory, output);
 }
 
-CLI::Validator IsText(std::size_t most)
+cli::Check IsText(std::size_t most)
 {
     const auto validate = [=](const std::string& text) {
         const bool isPrintable = std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
@@ -110,11 +110,11 @@ CLI::Validator IsText(std::size_t most)
         return fits ? ""
                     : "'" + text + "' is not a text of 1 to " + std::to_string(most) + " printable ASCII characters";
     };
-    return CLI::Validator(validate, "");
+    return {validate};
 }
 
 // The form is one in which x stands for a hexadecimal digit.
-CLI::Validator IsOfForm(const std::string& form, const std::string& what)
+cli::Check IsOfForm(const std::string& form, const std::string& what)
 {
     const auto validate = [=](const std::string& text) {
         const bool fits = std::equal(form.begin(), form.end(), text.begin(), text.end(), [](char f, char c) {
@@ -122,64 +122,57 @@ CLI::Validator IsOfForm(const std::string& form, const std::string& what)
         });
         return fits ? "" : "'" + text + "' is not " + what;
     };
-    return CLI::Validator(validate, "");
+    return {validate};
 }
 
-void AddNew(CLI::App& capture, Output& output)
+void AddNew(cli::Command capture, Output& output)
 {
     const auto options = std::make_shared<NewOptions>();
-    CLI::App* const compose = capture.add_subcommand("new", "Compose the capture of a device");
-    compose->add_option("DIR", options->directory, "Directory of the new capture")->required()->type_name("");
-    compose->add_option("--vendor", options->vendor, "Vendor name of the SPD InfoFrame")
-        ->type_name("TEXT")
-        ->check(IsText(8));
-    compose->add_option("--product", options->product, "Product description of the SPD InfoFrame")
-        ->type_name("TEXT")
-        ->check(IsText(16));
-    compose->add_option("--spd-code", options->spdCode, "Source information of the SPD InfoFrame")
-        ->type_name("NUMBER")
-        ->transform(IsNumber(0, 255));
-    compose->add_option("--osd-name", options->osdName, "OSD name of HDMI-CEC")->type_name("TEXT")->check(IsText(14));
-    compose->add_option("--device-type", options->deviceType, "Primary device type of HDMI-CEC (4, playback device)")
-        ->type_name("NUMBER")
-        ->transform(IsNumber(1, 7));
-    compose->add_option("--physical-address", options->physicalAddress, "Physical address of HDMI-CEC (1.0.0.0)")
-        ->type_name("ADDRESS")
-        ->check(IsOfForm("x.x.x.x", "a physical address, such as 1.0.0.0"));
-    compose->add_option("--vendor-id", options->vendorId, "Vendor id of HDMI-CEC")
-        ->type_name("ID")
-        ->check(IsOfForm("xxxxxx", "six hexadecimal digits"));
-    compose->callback([=, &output] { Compose(*options, output); });
+    const cli::Command compose = capture.AddCommand("new", "Compose the capture of a device");
+    compose.AddArgument("DIR", &options->directory, "Directory of the new capture").Required();
+    compose.AddOption("--vendor", &options->vendor, "TEXT", "Vendor name of the SPD InfoFrame").CheckedBy(IsText(8));
+    compose.AddOption("--product", &options->product, "TEXT", "Product description of the SPD InfoFrame")
+        .CheckedBy(IsText(16));
+    compose.AddOption("--spd-code", &options->spdCode, "NUMBER", "Source information of the SPD InfoFrame")
+        .CheckedBy(IsNumber(0, 255));
+    compose.AddOption("--osd-name", &options->osdName, "TEXT", "OSD name of HDMI-CEC").CheckedBy(IsText(14));
+    compose
+        .AddOption("--device-type", &options->deviceType, "NUMBER",
+                   "Primary device type of HDMI-CEC (4, playback device)")
+        .CheckedBy(IsNumber(1, 7));
+    compose
+        .AddOption("--physical-address", &options->physicalAddress, "ADDRESS", "Physical address of HDMI-CEC (1.0.0.0)")
+        .CheckedBy(IsOfForm("x.x.x.x", "a physical address, such as 1.0.0.0"));
+    compose.AddOption("--vendor-id", &options->vendorId, "ID", "Vendor id of HDMI-CEC")
+        .CheckedBy(IsOfForm("xxxxxx", "six hexadecimal digits"));
+    compose.Runs([=, &output] { Compose(*options, output); });
 }
 
 }  // namespace
 
-void AddCaptureCommands(CLI::App& app, Output& output)
+void AddCaptureCommands(cli::Command app, Output& output)
 {
     const auto port = std::make_shared<int>();
     const auto inputs = std::make_shared<std::string>();
     const auto file = std::make_shared<std::string>();
     const auto directory = std::make_shared<std::string>();
-    CLI::App* const capture =
-        app.add_subcommand("capture", "Make a capture of what is on a port, or of what other programs recorded");
-    capture->require_subcommand(0, 1);
-    const CLI::Option* const given = AddPort(capture, "PORT", *port)->required(false);
-    capture->add_option("DIR", *directory, "Directory of the new capture")->type_name("");
+    const cli::Command capture =
+        app.AddCommand("capture", "Make a capture of what is on a port, or of what other programs recorded");
+    const cli::Option given = AddPort(capture, "PORT", *port).Required(false);
+    capture.AddArgument("DIR", directory.get(), "Directory of the new capture");
     AddInputs(capture, *inputs);
-    capture->callback([=, &output] {
-        if (!capture->get_subcommands().empty()) return;
-        if (given->count() == 0 || directory->empty()) throw Failure("PORT and DIR are required; see --help", kUsage);
+    capture.Runs([=, &output] {
+        if (capture.HasCommand()) return;
+        if (given.Count() == 0 || directory->empty()) throw Failure("PORT and DIR are required; see --help", kUsage);
         CopyPort(*port, *inputs, *directory, output);
     });
 
-    CLI::App* const reading = capture->add_subcommand("import", "Read what cec-ctl --monitor or cec-client recorded");
-    reading->add_option("FILE", *file, "Output of cec-ctl --monitor, or traffic log of cec-client")
-        ->required()
-        ->type_name("");
-    reading->add_option("DIR", *directory, "Directory of the new capture")->required()->type_name("");
-    reading->callback([=, &output] { Import(*file, *directory, output); });
+    const cli::Command reading = capture.AddCommand("import", "Read what cec-ctl --monitor or cec-client recorded");
+    reading.AddArgument("FILE", file.get(), "Output of cec-ctl --monitor, or traffic log of cec-client").Required();
+    reading.AddArgument("DIR", directory.get(), "Directory of the new capture").Required();
+    reading.Runs([=, &output] { Import(*file, *directory, output); });
 
-    AddNew(*capture, output);
+    AddNew(capture, output);
 }
 
 }  // namespace ctl

@@ -12,8 +12,6 @@
 #include <memory>
 #include <string>
 
-#include <CLI/CLI.hpp>
-
 namespace ctl {
 
 namespace {
@@ -105,21 +103,21 @@ void Restore(const std::string& file, Output& output)
     ConfirmFile(file, "the durable settings are those of " + file, output);
 }
 
-void AddFileCommand(CLI::App& settings, const char* name, const char* description, Output& output,
+void AddFileCommand(cli::Command settings, const char* name, const char* description, Output& output,
                     void (*run)(const std::string&, Output&))
 {
     const auto file = std::make_shared<std::string>();
-    CLI::App* const command = settings.add_subcommand(name, description);
-    command->add_option("FILE", *file, "Backup of the durable settings")->required()->type_name("");
-    command->callback([=, &output] { run(*file, output); });
+    const cli::Command command = settings.AddCommand(name, description);
+    command.AddArgument("FILE", file.get(), "Backup of the durable settings").Required();
+    command.Runs([=, &output] { run(*file, output); });
 }
 
 }  // namespace
 
-void AddCareCommands(CLI::App& settings, Output& output)
+void AddCareCommands(cli::Command settings, Output& output)
 {
-    settings.add_subcommand("check", "Check that the settings are not damaged")->callback([&output] { Check(output); });
-    settings.add_subcommand("repair", "Recover damaged settings")->callback([&output] { Repair(output); });
+    settings.AddCommand("check", "Check that the settings are not damaged").Runs([&output] { Check(output); });
+    settings.AddCommand("repair", "Recover damaged settings").Runs([&output] { Repair(output); });
     AddFileCommand(settings, "backup", "Copy the durable settings to a file", output, BackUp);
     AddFileCommand(settings, "restore", "Make the durable settings those of a backup", output, Restore);
 }

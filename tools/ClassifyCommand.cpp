@@ -116,19 +116,19 @@ void ShowAll(const Results& results, Output& output)
 
 }  // namespace
 
-void AddClassifyCommand(CLI::App& app, Output& output)
+void AddClassifyCommand(cli::Command app, Output& output)
 {
     const auto directories = std::make_shared<std::vector<std::string>>();
     const auto profiles = std::make_shared<std::vector<std::string>>();
     const auto expected = std::make_shared<std::string>();
-    CLI::App* const classify = app.add_subcommand("classify", "Classify captures, or compare with what is expected");
-    classify->add_option("DIR", *directories, "Directory of a capture, or of captures")->required()->type_name("");
-    classify->add_option("--expect", *expected, "Output of 'classify -o json': show what differs from it")
-        ->type_name("FILE");
-    classify->add_option("--profiles", *profiles, "Profiles to classify by, a file or a directory; the first wins")
-        ->type_name("PATH")
-        ->allow_extra_args(false);
-    classify->callback([=, &output] {
+    const cli::Command classify = app.AddCommand("classify", "Classify captures, or compare with what is expected");
+    classify.AddArgument("DIR", directories.get(), "Directory of a capture, or of captures").Required();
+    classify.AddOption("--expect", expected.get(), "FILE", "Output of 'classify -o json': show what differs from it");
+    classify
+        .AddOption("--profiles", profiles.get(), "PATH",
+                   "Profiles to classify by, a file or a directory; the first wins")
+        .TakesOneEach();
+    classify.Runs([=, &output] {
         const Results found = ClassifyAll(*directories, *profiles);
         if (expected->empty()) return ShowAll(found, output);
         ShowDifferences(ReadExpected(*expected), found, output);

@@ -5,28 +5,27 @@
 #ifndef SRCWATCH_TOOLS_COMMANDS_H
 #define SRCWATCH_TOOLS_COMMANDS_H
 
+#include "CommandLine.h"
 #include "Output.h"
-
-#include <CLI/CLI.hpp>
 
 namespace ctl {
 
-void AddPortCommands(CLI::App& app, Output& output);       // list, show, get, forget
-void AddExplainCommand(CLI::App& app, Output& output);     // explain
-void AddEventCommands(CLI::App& app, Output& output);      // monitor, wait, call
-void AddScanCommands(CLI::App& app, Output& output);       // scan, optical
-void AddStateCommands(CLI::App& app, Output& output);      // features, twc
-void AddStatisticsCommand(CLI::App& app, Output& output);  // stats
-void AddSettingsCommands(CLI::App& app, Output& output);   // settings
-void AddCareCommands(CLI::App& settings, Output& output);  // settings check, repair, backup, restore
-void AddInputCommands(CLI::App& app, Output& output);      // plug, unplug
-void AddCaptureCommands(CLI::App& app, Output& output);    // capture
-void AddUnknownCommands(CLI::App& app, Output& output);    // unknown
-void AddClassifyCommand(CLI::App& app, Output& output);    // classify
-void AddValidateCommand(CLI::App& app, Output& output);    // validate
-void AddDoctorCommand(CLI::App& app, Output& output);      // doctor
-void AddRecordCommands(CLI::App& app, Output& output);     // record, replay
-void AddReportCommand(CLI::App& app, Output& output);      // report
+void AddPortCommands(cli::Command app, Output& output);       // list, show, get, forget
+void AddExplainCommand(cli::Command app, Output& output);     // explain
+void AddEventCommands(cli::Command app, Output& output);      // monitor, wait, call
+void AddScanCommands(cli::Command app, Output& output);       // scan, optical
+void AddStateCommands(cli::Command app, Output& output);      // features, twc
+void AddStatisticsCommand(cli::Command app, Output& output);  // stats
+void AddSettingsCommands(cli::Command app, Output& output);   // settings
+void AddCareCommands(cli::Command settings, Output& output);  // settings check, repair, backup, restore
+void AddInputCommands(cli::Command app, Output& output);      // plug, unplug
+void AddCaptureCommands(cli::Command app, Output& output);    // capture
+void AddUnknownCommands(cli::Command app, Output& output);    // unknown
+void AddClassifyCommand(cli::Command app, Output& output);    // classify
+void AddValidateCommand(cli::Command app, Output& output);    // validate
+void AddDoctorCommand(cli::Command app, Output& output);      // doctor
+void AddRecordCommands(cli::Command app, Output& output);     // record, replay
+void AddReportCommand(cli::Command app, Output& output);      // report
 
 }  // namespace ctl
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Completion.h"
 
-#include "Arguments.h"
 #include "Captures.h"
 #include "Escape.h"
 #include "Failure.h"
@@ -11,7 +10,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <sstream>
 
 namespace ctl {
 
@@ -90,29 +88,14 @@ Candidates FromSource(const std::string& name)
     return {};
 }
 
-// Null if the option has none.
-const CLI::Validator* CheckOf(CLI::Option& option)
+Candidates ValuesOf(cli::Option option)
 {
-    try {
-        return option.get_validator();
-    } catch (const CLI::OptionNotFound&) {
-        return nullptr;
-    }
-}
-
-// A check that accepts certain words has them as its name.
-Candidates ValuesOf(CLI::Option& option)
-{
-    const std::string name = option.get_positional() ? option.get_name(true) : option.get_type_name();
-    Candidates values = FromSource(name);
-    const CLI::Validator* const check = CheckOf(option);
-    if (check == nullptr) return values;
-    const auto isRefused = [&](Candidate candidate) {
-        return candidate.word[0] != ':' && !(*check)(candidate.word).empty();
+    Candidates values = FromSource(option.ValueName());
+    const auto isRefused = [&](const Candidate& candidate) {
+        return candidate.word[0] != ':' && !option.Accepts(candidate.word);
     };
     values.erase(std::remove_if(values.begin(), values.end(), isRefused), values.end());
-    std::istringstream words(check->get_name());
-    for (std::string word; words >> word;) values.push_back({word, ""});
+    for (const std::string& word : option.Words()) values.push_back({word, ""});
     return values;
 }
 
@@ -120,28 +103,29 @@ Candidates ValuesOf(CLI::Option& option)
 // Where the word to be completed stands
 
 struct Place {
-    CLI::App* command;
-    CLI::Option* awaiting = nullptr;  // the option whose value is next
-    std::size_t arguments = 0;        // of the command, before the word
+    cli::Command command;
+    cli::Option awaiting = {};  // the option whose value is next
+    std::size_t arguments = 0;  // of the command, before the word
 };
 
 // Also of the commands above, as the options of the program may stand behind a command.
-CLI::Option* FindOption(CLI::App* command, const std::string& name)
+cli::Option FindOption(cli::Command command, const std::string& name)
 {
-    for (; command != nullptr; command = command->get_parent()) {
-        if (CLI::Option* const option = command->get_option_no_throw(name)) return option;
+    for (; command; command = command.Parent()) {
+        if (const cli::Option option = command.FindOption(name)) return option;
     }
-    return nullptr;
+    return {};
 }
 
 void Pass(const std::string& word, Place& place)
 {
-    if (place.awaiting != nullptr) {
-        place.awaiting = nullptr;
+    if (place.awaiting) {
+        place.awaiting = {};
     } else if (word.size() > 1 && word[0] == '-') {
-        CLI::Option* const option = word.find('=') == std::string::npos ? FindOption(place.command, word) : nullptr;
-        if (option != nullptr && option->get_items_expected_max() > 0) place.awaiting = option;
-    } else if (CLI::App* const command = FindCommand(*place.command, word)) {
+        const bool isWhole = word.find('=') == std::string::npos;
+        const cli::Option option = isWhole ? FindOption(place.command, word) : cli::Option();
+        if (option && option.MostValues() > 0) place.awaiting = option;
+    } else if (const cli::Command command = place.command.FindCommand(word)) {
         place.command = command;
         place.arguments = 0;
     } else {
@@ -152,60 +136,63 @@ void Pass(const std::string& word, Place& place)
 // ---------------------------------------------------------------------------------------------------------------------
 // What may stand there
 
-Candidates OptionsOf(CLI::App* command)
+Candidates OptionsOf(cli::Command command)
 {
     Candidates options;
-    for (; command != nullptr; command = command->get_parent()) {
-        for (const CLI::Option* const option : command->get_options()) {
-            for (const std::string& name : option->get_lnames())
-                options.push_back({"--" + name, option->get_description()});
+    for (; command; command = command.Parent()) {
+        for (const cli::Option option : command.Options()) {
+            for (const std::string& name : option.LongNames()) options.push_back({"--" + name, option.Description()});
         }
     }
     return options;
 }
 
 // The last argument of a command may be any number.
-CLI::Option* ArgumentAt(const Place& place)
+cli::Option ArgumentAt(const Place& place)
 {
-    const auto arguments = place.command->get_options([](CLI::Option* option) { return option->get_positional(); });
-    if (place.arguments < arguments.size()) return arguments[place.arguments];
-    const bool hasMore = !arguments.empty() && arguments.back()->get_items_expected_max() > 1;
-    return hasMore ? arguments.back() : nullptr;
+    cli::Option last;
+    std::size_t index = 0;
+    for (const cli::Option option : place.command.Options()) {
+        if (!option.IsArgument()) continue;
+        if (index++ == place.arguments) return option;
+        last = option;
+    }
+    return last && last.MostValues() > 1 ? last : cli::Option();
 }
 
 Candidates CommandsAndArguments(const Place& place)
 {
     Candidates candidates;
     if (place.arguments == 0) {
-        for (const CLI::App* const command : place.command->get_subcommands([](const CLI::App*) { return true; })) {
-            candidates.push_back({command->get_name(), command->get_description()});
+        for (const cli::Command command : place.command.Commands()) {
+            candidates.push_back({command.Name(), command.Description()});
         }
     }
-    if (CLI::Option* const argument = ArgumentAt(place)) {
-        for (Candidate& value : ValuesOf(*argument)) candidates.push_back(std::move(value));
+    if (const cli::Option argument = ArgumentAt(place)) {
+        for (Candidate& value : ValuesOf(argument)) candidates.push_back(std::move(value));
     }
     return candidates;
 }
 
 }  // namespace
 
-std::vector<std::string> Complete(CLI::App& app, const std::vector<std::string>& words)
+std::vector<std::string> Complete(cli::Command app, const std::vector<std::string>& words)
 {
-    Place place{&app};
+    Place place{app};
     for (std::size_t i = 0; i + 1 < words.size(); ++i) Pass(words[i], place);
     const std::string word = words.empty() ? "" : words.back();
     const std::size_t equals = word.find('=');
-    const bool isOption = place.awaiting == nullptr && word[0] == '-';
+    const bool isOption = !place.awaiting && word[0] == '-';
 
     Candidates candidates;
     std::string prefix;  // of the word, that the candidates are without
     if (isOption && equals != std::string::npos) {
         prefix = word.substr(0, equals + 1);
         place.awaiting = FindOption(place.command, word.substr(0, equals));
-        if (place.awaiting == nullptr) return {};
+        if (!place.awaiting) return {};
     }
-    if (place.awaiting != nullptr) {
-        candidates = ValuesOf(*place.awaiting);
+    if (place.awaiting) {
+        candidates = ValuesOf(place.awaiting);
     } else {
         candidates = isOption ? OptionsOf(place.command) : CommandsAndArguments(place);
     }

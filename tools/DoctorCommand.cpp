@@ -182,17 +182,16 @@ void Examine(const std::vector<std::string>& given, Output& output)
 
 }  // namespace
 
-void AddDoctorCommand(CLI::App& app, Output& output)
+void AddDoctorCommand(cli::Command app, Output& output)
 {
-    CLI::App* const doctor =
-        app.add_subcommand("doctor", "Check that everything works together, and show how to fix what does not");
+    const cli::Command doctor =
+        app.AddCommand("doctor", "Check that everything works together, and show how to fix what does not");
     const auto profiles = std::make_shared<std::vector<std::string>>();
     doctor
-        ->add_option("--profiles", *profiles,
-                     "Profiles to check instead of the running service's, a file or a directory")
-        ->type_name("PATH")
-        ->allow_extra_args(false);
-    doctor->callback([=, &output] { Examine(*profiles, output); });
+        .AddOption("--profiles", profiles.get(), "PATH",
+                   "Profiles to check instead of the running service's, a file or a directory")
+        .TakesOneEach();
+    doctor.Runs([=, &output] { Examine(*profiles, output); });
 }
 
 }  // namespace ctl

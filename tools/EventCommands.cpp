@@ -4,6 +4,7 @@
 #include "Arguments.h"
 #include "Bus.h"
 #include "Commands.h"
+#include "DeviceType.h"
 #include "EventForm.h"
 #include "Failure.h"
 #include "Handle.h"
@@ -94,20 +95,17 @@ void RunMonitor(MonitorOptions options, Output& output)
     if (end == Loop::End::kTimedOut) throw Failure("monitor: time is up", kTimedOut);
 }
 
-void AddMonitor(CLI::App& app, Output& output)
+void AddMonitor(cli::Command app, Output& output)
 {
     const auto options = std::make_shared<MonitorOptions>();
-    CLI::App* const monitor = app.add_subcommand("monitor", "Show the events of the detection service as they arrive");
-    monitor->add_option("--type", options->types, "Type to show, by number or name; can be repeated")
-        ->type_name("TYPE")
-        ->allow_extra_args(false)
-        ->transform(IsNumberOrName("an event type", srcwatch::NamedEventTypes()));
-    monitor->add_option("--port", options->port, "Show only the events of this port")
-        ->type_name("PORT")
-        ->transform(IsPort());
+    const cli::Command monitor = app.AddCommand("monitor", "Show the events of the detection service as they arrive");
+    monitor.AddOption("--type", &options->types, "TYPE", "Type to show, by number or name; can be repeated")
+        .TakesOneEach()
+        .CheckedBy(IsNumberOrName("an event type", srcwatch::NamedEventTypes()));
+    monitor.AddOption("--port", &options->port, "PORT", "Show only the events of this port").CheckedBy(IsPort());
     AddCount(monitor, options->count, "End after this many events");
     AddTimeout(monitor, options->timeout, "End, with exit code 3, after this time");
-    monitor->callback([=, &output] { RunMonitor(*options, output); });
+    monitor.Runs([=, &output] { RunMonitor(*options, output); });
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -189,25 +187,34 @@ void RunWait(const WaitOptions& options, Output& output)
     output.Confirm(PortDocument(options.port), PortName(options.port) + " has " + has);
 }
 
-void AddWait(CLI::App& app, Output& output)
+// As on the command line: "set-top-box".
+Names DeviceTypes()
+{
+    Names names{{NameOfType(0), 0}};
+    for (const srcwatch::DeviceTypeName& type : srcwatch::kDeviceTypes) {
+        names.emplace_back(srcwatch::WordOfType(type.name), type.type);
+    }
+    return names;
+}
+
+void AddWait(cli::Command app, Output& output)
 {
     const auto options = std::make_shared<WaitOptions>();
-    CLI::App* const wait =
-        app.add_subcommand("wait", "Wait until a device of a type is detected on a port, or gone, or for the service");
-    CLI::Option* const port = AddPort(wait, "PORT,--port", options->port)->required(false);
-    CLI::Option* const type =
-        wait->add_option("--device-type", options->type, "Type by number or name, such as pc; any device without it")
-            ->type_name("TYPE")
-            ->transform(IsNumberOrName("a device type", DeviceTypeArguments()));
-    CLI::Option* const gone = wait->add_flag_callback(
+    const cli::Command wait =
+        app.AddCommand("wait", "Wait until a device of a type is detected on a port, or gone, or for the service");
+    const cli::Option port = AddPort(wait, "PORT,--port", options->port).Required(false);
+    const cli::Option type = wait.AddOption("--device-type", &options->type, "TYPE",
+                                            "Type by number or name, such as pc; any device without it")
+                                 .CheckedBy(IsNumberOrName("a device type", DeviceTypes()));
+    const cli::Option gone = wait.AddFlag(
         "--gone", [=] { options->type = 0; }, "Wait until the port has no device");
-    gone->excludes(type);
-    wait->add_flag("--service", options->isForService, "Wait until the detection service runs")
-        ->excludes(port)
-        ->excludes(type)
-        ->excludes(gone);
+    gone.Excludes(type);
+    wait.AddFlag("--service", &options->isForService, "Wait until the detection service runs")
+        .Excludes(port)
+        .Excludes(type)
+        .Excludes(gone);
     AddTimeout(wait, options->timeout, "Give up, with exit code 3, after this time");
-    wait->callback([=, &output] { RunWait(*options, output); });
+    wait.Runs([=, &output] { RunWait(*options, output); });
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -243,32 +250,28 @@ void RunCall(const CallOptions& options, Output& output)
     output.WriteText(document, reply);
 }
 
-void AddCall(CLI::App& app, Output& output)
+void AddCall(cli::Command app, Output& output)
 {
     const Names requests = {{"status", SRCWATCH_REQUEST_STATUS},     {"record", SRCWATCH_REQUEST_RECORD},
                             {"forget", SRCWATCH_REQUEST_FORGET},     {"deny", SRCWATCH_REQUEST_DENY},
                             {"profiles", SRCWATCH_REQUEST_PROFILES}, {"capture", SRCWATCH_REQUEST_CAPTURE}};
     const auto options = std::make_shared<CallOptions>();
-    CLI::App* const call = app.add_subcommand("call", "Call the detection service and print its reply");
-    call->add_option("REQUEST", options->type,
+    const cli::Command call = app.AddCommand("call", "Call the detection service and print its reply");
+    call.AddArgument("REQUEST", &options->type,
                      "Request: status, profiles, record, capture, forget, deny, or the number of a type")
-        ->required()
-        ->type_name("")
-        ->transform(IsNumberOrName("a request", requests));
-    call->add_option("NUMBER", options->numbers, "Numbers of the request, at most ten; the first is the port")
-        ->type_name("")
-        ->expected(0, 10)
-        ->transform(IsNumber());
-    call->add_option("--text", options->texts, "Text of the request; at most three")
-        ->type_name("TEXT")
-        ->allow_extra_args(false);
-    call->add_option("--extra", options->extra, "What follows the request, as the service wants it")->type_name("TEXT");
-    call->callback([=, &output] { RunCall(*options, output); });
+        .Required()
+        .CheckedBy(IsNumberOrName("a request", requests));
+    call.AddArgument("NUMBER", &options->numbers, "Numbers of the request, at most ten; the first is the port")
+        .TakesValues(0, 10)
+        .CheckedBy(IsNumber());
+    call.AddOption("--text", &options->texts, "TEXT", "Text of the request; at most three").TakesOneEach();
+    call.AddOption("--extra", &options->extra, "TEXT", "What follows the request, as the service wants it");
+    call.Runs([=, &output] { RunCall(*options, output); });
 }
 
 }  // namespace
 
-void AddEventCommands(CLI::App& app, Output& output)
+void AddEventCommands(cli::Command app, Output& output)
 {
     AddMonitor(app, output);
     AddWait(app, output);

@@ -118,21 +118,20 @@ void Explain(int port, const std::string& inputs, const std::vector<std::string>
 
 }  // namespace
 
-void AddExplainCommand(CLI::App& app, Output& output)
+void AddExplainCommand(cli::Command app, Output& output)
 {
     const auto port = std::make_shared<int>();
     const auto inputs = std::make_shared<std::string>();
     const auto profiles = std::make_shared<std::vector<std::string>>();
-    CLI::App* const explain = app.add_subcommand(
+    const cli::Command explain = app.AddCommand(
         "explain", "Show which evidence led to a device's type, and why the functions answer as they do");
     AddPort(explain, "PORT", *port);
     AddInputs(explain, *inputs);
     explain
-        ->add_option("--profiles", *profiles,
-                     "Profiles to classify by instead of the running service's, a file or a directory; the first wins")
-        ->type_name("PATH")
-        ->allow_extra_args(false);
-    explain->callback([=, &output] { Explain(*port, *inputs, *profiles, output); });
+        .AddOption("--profiles", profiles.get(), "PATH",
+                   "Profiles to classify by instead of the running service's, a file or a directory; the first wins")
+        .TakesOneEach();
+    explain.Runs([=, &output] { Explain(*port, *inputs, *profiles, output); });
 }
 
 }  // namespace ctl

@@ -63,7 +63,7 @@ void Unplug(int port, const std::string& inputs, Output& output)
 
 }  // namespace
 
-void AddInputCommands(CLI::App& app, Output& output)
+void AddInputCommands(cli::Command app, Output& output)
 {
     // Each command has its own inputs: an option takes its environment variable even if its command is not used.
     const auto port = std::make_shared<int>();
@@ -72,22 +72,20 @@ void AddInputCommands(CLI::App& app, Output& output)
     const auto unplugInputs = std::make_shared<std::string>();
     const auto captures = std::make_shared<std::string>(SRCWATCH_CAPTURES_DIR);
 
-    CLI::App* const plug = app.add_subcommand("plug", "Plug a captured device into a port of the detection service");
+    const cli::Command plug = app.AddCommand("plug", "Plug a captured device into a port of the detection service");
     AddPort(plug, "PORT", *port);
-    plug->add_option("CAPTURE", *capture, "Directory of a capture, or the name of one among the captures")
-        ->required()
-        ->type_name("");
+    plug.AddArgument("CAPTURE", capture.get(), "Directory of a capture, or the name of one among the captures")
+        .Required();
     AddInputs(plug, *inputs);
-    plug->add_option("--captures", *captures, "Directory of the captures")
-        ->envname(kCapturesVariable)
-        ->type_name("DIR")
-        ->capture_default_str();
-    plug->callback([=, &output] { Plug(*port, *capture, *inputs, *captures, output); });
+    plug.AddOption("--captures", captures.get(), "DIR", "Directory of the captures")
+        .ReadsVariable(kCapturesVariable)
+        .ShowsDefault();
+    plug.Runs([=, &output] { Plug(*port, *capture, *inputs, *captures, output); });
 
-    CLI::App* const unplug = app.add_subcommand("unplug", "Unplug the device that 'plug' plugged into a port");
+    const cli::Command unplug = app.AddCommand("unplug", "Unplug the device that 'plug' plugged into a port");
     AddPort(unplug, "PORT", *port);
     AddInputs(unplug, *unplugInputs);
-    unplug->callback([=, &output] { Unplug(*port, *unplugInputs, output); });
+    unplug.Runs([=, &output] { Unplug(*port, *unplugInputs, output); });
 }
 
 }  // namespace ctl

@@ -211,40 +211,39 @@ void Forget(int port, Output& output)
 
 }  // namespace
 
-void AddPortCommands(CLI::App& app, Output& output)
+void AddPortCommands(cli::Command app, Output& output)
 {
-    CLI::App* const list = app.add_subcommand("list", "List the devices on all ports");
-    list->callback([&output] { List(output); });
+    const cli::Command list = app.AddCommand("list", "List the devices on all ports");
+    list.Runs([&output] { List(output); });
 
     const auto count = std::make_shared<int>(0);
     const auto timeout = std::make_shared<std::optional<double>>();
-    CLI::App* const watch = app.add_subcommand("watch", "Show a list that stays up to date");
-    watch->require_subcommand(1);
-    CLI::App* const watchList = watch->add_subcommand("list", "List the devices on all ports whenever one changes");
+    const cli::Command watch = app.AddCommand("watch", "Show a list that stays up to date");
+    watch.RequireCommand();
+    const cli::Command watchList = watch.AddCommand("list", "List the devices on all ports whenever one changes");
     AddCount(watchList, *count, "End after this many lists");
     AddTimeout(watchList, *timeout, "End, with exit code 3, after this time");
-    watchList->callback([=, &output] {
+    watchList.Runs([=, &output] {
         const Loop::End end = ListWatch(output, *count).Run(*timeout);
         if (end == Loop::End::kTimedOut) throw Failure("watch list: time is up", kTimedOut);
     });
 
     const auto port = std::make_shared<int>();
     const auto field = std::make_shared<std::string>();
-    CLI::App* const show = app.add_subcommand("show", "Show all of a port: its record, and what each function answers");
+    const cli::Command show = app.AddCommand("show", "Show all of a port: its record, and what each function answers");
     AddPort(show, "PORT", *port);
-    show->callback([=, &output] { ShowPort(*port, output); });
+    show.Runs([=, &output] { ShowPort(*port, output); });
 
-    CLI::App* const get = app.add_subcommand("get", "Print one value of a port, as it is");
+    const cli::Command get = app.AddCommand("get", "Print one value of a port, as it is");
     AddPort(get, "PORT", *port);
-    get->add_option("FIELD", *field, "A member of the record, or an output of a function, as 'show' names them")
-        ->required()
-        ->type_name("")
-        ->check(IsOneOf("a field", FieldNames()));
-    get->callback([=, &output] { Get(*port, *field, output); });
+    get.AddArgument("FIELD", field.get(), "A member of the record, or an output of a function, as 'show' names them")
+        .Required()
+        .CheckedBy(IsOneOf("a field", FieldNames()));
+    get.Runs([=, &output] { Get(*port, *field, output); });
 
-    CLI::App* const forget = app.add_subcommand("forget", "Clear what is known about a port, all but its deny count");
+    const cli::Command forget = app.AddCommand("forget", "Clear what is known about a port, all but its deny count");
     AddPort(forget, "PORT", *port);
-    forget->callback([=, &output] { Forget(*port, output); });
+    forget.Runs([=, &output] { Forget(*port, output); });
 }
 
 }  // namespace ctl

@@ -69,15 +69,6 @@ void RequirePort(int port)
     if (IsHdmiPort(port) && known > 0 && port >= known) throw Failure("the TV has no input " + PortName(port));
 }
 
-Names DeviceTypeArguments()
-{
-    Names names{{NameOfType(0), 0}};
-    for (const srcwatch::DeviceTypeName& type : srcwatch::kDeviceTypes) {
-        names.emplace_back(srcwatch::WordOfType(type.name), type.type);
-    }
-    return names;
-}
-
 Json::Value PortDocument(int port)
 {
     const StoredRecord record = LoadRecord(port);

@@ -5,7 +5,7 @@
 #define SRCWATCH_TOOLS_PORTS_H
 
 #include "Answers.h"
-#include "Arguments.h"
+#include "InputName.h"
 #include "Output.h"
 #include "Words.h"
 
@@ -16,6 +16,8 @@
 
 namespace ctl {
 
+using srcwatch::IsHdmiPort;
+using srcwatch::kHdmiPorts;
 using srcwatch::NameOfType;
 using srcwatch::NumberAndNameOfType;
 using srcwatch::PortName;
@@ -25,9 +27,6 @@ std::vector<int> AllPorts();
 
 /// Throws a Failure for a port that this TV does not have.
 void RequirePort(int port);
-
-/// The names of the device types on the command line: "set-top-box".
-Names DeviceTypeArguments();
 
 /// Returns an object with the port, its record as stored, and the state of its input.
 Json::Value PortDocument(int port);

@@ -42,20 +42,19 @@ void RunRecord(const RecordArguments& arguments, Output& output)
     output.Confirm(document, "recorded " + document["entries"].asString() + " entries in " + file);
 }
 
-void AddRecord(CLI::App& app, Output& output)
+void AddRecord(cli::Command app, Output& output)
 {
     const auto arguments = std::make_shared<RecordArguments>();
     RecordOptions& options = arguments->options;
-    CLI::App* const record =
-        app.add_subcommand("record", "Record settings, events, calls and inputs in a file, until interrupted");
-    record->add_option("FILE", options.file, "New file")->required()->type_name("");
+    const cli::Command record =
+        app.AddCommand("record", "Record settings, events, calls and inputs in a file, until interrupted");
+    record.AddArgument("FILE", &options.file, "New file").Required();
     AddSeconds(record, "--seconds", options.seconds, "End after this time");
     AddCount(record, options.count, "End after this many entries behind the snapshot");
-    record->add_flag("--aksv", arguments->keepsAksvs, "Keep AKSVs, each of which names one device, as they are");
-    record->add_option("--from", arguments->from, "Take what 'busctl capture' wrote, or another recording")
-        ->type_name("FILE");
+    record.AddFlag("--aksv", &arguments->keepsAksvs, "Keep AKSVs, each of which names one device, as they are");
+    record.AddOption("--from", &arguments->from, "FILE", "Take what 'busctl capture' wrote, or another recording");
     AddInputs(record, options.inputs);
-    record->callback([=, &output] { RunRecord(*arguments, output); });
+    record.Runs([=, &output] { RunRecord(*arguments, output); });
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -93,27 +92,25 @@ void RunReplay(const ReplayArguments& arguments, Output& output)
     output.Confirm(document, "replayed " + document["entries"].asString() + " entries of " + arguments.file);
 }
 
-void AddReplay(CLI::App& app, Output& output)
+void AddReplay(cli::Command app, Output& output)
 {
     const auto arguments = std::make_shared<ReplayArguments>();
-    CLI::App* const replay =
-        app.add_subcommand("replay", "Give applications the settings and events of a recording, in a sandbox");
-    replay->add_option("FILE", arguments->file, "Recording, or what 'busctl capture' wrote")->required()->type_name("");
-    replay->add_option("--speed", arguments->speed, "This many times as fast")
-        ->type_name("N")
-        ->check(IsDecimal("a speed from 0.01 to 1000", 0.01, 1000));
-    replay->add_option("--until", "End behind this line (57), or this time from the beginning (12.5s)")
-        ->type_name("WHERE")
-        ->check(CLI::Validator([=](const std::string& text) { return ReadEnd(text, arguments->end); }, ""));
-    replay->add_flag("--inputs-only", arguments->isInputsOnly,
-                     "Plug the recorded devices into a running detection service, and nothing else");
+    const cli::Command replay =
+        app.AddCommand("replay", "Give applications the settings and events of a recording, in a sandbox");
+    replay.AddArgument("FILE", &arguments->file, "Recording, or what 'busctl capture' wrote").Required();
+    replay.AddOption("--speed", &arguments->speed, "N", "This many times as fast")
+        .CheckedBy(IsDecimal("a speed from 0.01 to 1000", 0.01, 1000));
+    replay.AddOption("--until", nullptr, "WHERE", "End behind this line (57), or this time from the beginning (12.5s)")
+        .CheckedBy({[=](const std::string& text) { return ReadEnd(text, arguments->end); }});
+    replay.AddFlag("--inputs-only", &arguments->isInputsOnly,
+                   "Plug the recorded devices into a running detection service, and nothing else");
     AddInputs(replay, arguments->inputs);
-    replay->callback([=, &output] { RunReplay(*arguments, output); });
+    replay.Runs([=, &output] { RunReplay(*arguments, output); });
 }
 
 }  // namespace
 
-void AddRecordCommands(CLI::App& app, Output& output)
+void AddRecordCommands(cli::Command app, Output& output)
 {
     AddRecord(app, output);
     AddReplay(app, output);

@@ -166,24 +166,18 @@ void RunReport(const ReportOptions& options, Output& output)
 
 }  // namespace
 
-void AddReportCommand(CLI::App& app, Output& output)
+void AddReportCommand(cli::Command app, Output& output)
 {
     const auto options = std::make_shared<ReportOptions>();
-    CLI::App* const report =
-        app.add_subcommand("report", "Pack what a developer needs to know about a fault into an archive");
-    report->add_option("FILE", options->file, "New archive, such as report.tar.gz")
-        ->required()
-        ->type_name("")
-        ->check(CheckName);
-    CLI::Option* const recording =
-        report->add_option("--recording", options->recording, "Recording to pack")->type_name("FILE");
-    AddSeconds(report, "--seconds", options->record.seconds, "Record for this time, and pack that")
-        ->excludes(recording);
-    report
-        ->add_option("--log-file", options->logFile, "Log to pack instead of the file of SRCWATCH_LOG, or the journal")
-        ->type_name("FILE");
+    const cli::Command report =
+        app.AddCommand("report", "Pack what a developer needs to know about a fault into an archive");
+    report.AddArgument("FILE", &options->file, "New archive, such as report.tar.gz").Required().CheckedBy({CheckName});
+    const cli::Option recording = report.AddOption("--recording", &options->recording, "FILE", "Recording to pack");
+    AddSeconds(report, "--seconds", options->record.seconds, "Record for this time, and pack that").Excludes(recording);
+    report.AddOption("--log-file", &options->logFile, "FILE",
+                     "Log to pack instead of the file of SRCWATCH_LOG, or the journal");
     AddInputs(report, options->record.inputs);
-    report->callback([=, &output] { RunReport(*options, output); });
+    report.Runs([=, &output] { RunReport(*options, output); });
 }
 
 }  // namespace ctl

@@ -301,37 +301,36 @@ void RunScan(std::optional<double> seconds, Output& output)
 }
 
 template <std::size_t Count>
-void AddCommands(CLI::App* group, const ScanCommand (&commands)[Count], Output& output)
+void AddCommands(cli::Command group, const ScanCommand (&commands)[Count], Output& output)
 {
     for (const ScanCommand& command : commands) {
-        group->add_subcommand(command.name, command.description)->callback([=, &command, &output] {
-            RunCommand(group->get_name(), command, output);
+        group.AddCommand(command.name, command.description).Runs([=, &command, &output] {
+            RunCommand(group.Name(), command, output);
         });
     }
 }
 
 }  // namespace
 
-void AddScanCommands(CLI::App& app, Output& output)
+void AddScanCommands(cli::Command app, Output& output)
 {
-    CLI::App* const scan = app.add_subcommand("scan", "Command the first-setup scan of the HDMI inputs");
-    scan->require_subcommand(1);
+    const cli::Command scan = app.AddCommand("scan", "Command the first-setup scan of the HDMI inputs");
+    scan.RequireCommand();
     AddCommands(scan, kScanCommands, output);
-    scan->add_subcommand("status", "Show how far the scan is")->callback([&output] { ShowStatus(output); });
+    scan.AddCommand("status", "Show how far the scan is").Runs([&output] { ShowStatus(output); });
 
     const auto timeout = std::make_shared<std::optional<double>>();
-    CLI::App* const run = scan->add_subcommand("run", "Start the scan, show its progress, and exit by its result");
+    const cli::Command run = scan.AddCommand("run", "Start the scan, show its progress, and exit by its result");
     AddTimeout(run, *timeout, "Give up, with exit code 3, after this time");
-    run->callback([=, &output] { RunScan(*timeout, output); });
+    run.Runs([=, &output] { RunScan(*timeout, output); });
 
-    CLI::App* const optical =
-        app.add_subcommand("optical", "Command the scan of the optical source, or show its device");
-    optical->require_subcommand(0, 1);
-    optical->callback([=, &output] {
-        if (optical->get_subcommands().empty()) ShowPort(SRCWATCH_PORT_OPTICAL, output);
+    const cli::Command optical =
+        app.AddCommand("optical", "Command the scan of the optical source, or show its device");
+    optical.Runs([=, &output] {
+        if (!optical.HasCommand()) ShowPort(SRCWATCH_PORT_OPTICAL, output);
     });
     AddCommands(optical, kOpticalCommands, output);
-    optical->add_subcommand("show", "Show all of the optical source, as without a command")->callback([&output] {
+    optical.AddCommand("show", "Show all of the optical source, as without a command").Runs([&output] {
         ShowPort(SRCWATCH_PORT_OPTICAL, output);
     });
 }

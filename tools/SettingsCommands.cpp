@@ -178,64 +178,62 @@ std::string CheckKey(const std::string& key)
     return "'" + key + "' is not a key: keys begin with db/ or memory/";
 }
 
-CLI::Option* AddKey(CLI::App* command, std::string& key)
+cli::Option AddKey(cli::Command command, std::string& key)
 {
-    return command->add_option("KEY", key, "Key, beginning with db/ or memory/")->type_name("")->check(CheckKey);
+    return command.AddArgument("KEY", &key, "Key, beginning with db/ or memory/").CheckedBy({CheckKey});
 }
 
-void AddSet(CLI::App* settings, Output& output)
+void AddSet(cli::Command settings, Output& output)
 {
     const auto options = std::make_shared<SetOptions>();
-    CLI::App* const set = settings->add_subcommand("set", "Write a setting");
-    AddKey(set, options->key)->required();
-    set->add_option("VALUE", options->value, "Value; its type is the setting's, or else what it looks like")
-        ->required()
-        ->type_name("");
-    CLI::Option* const number = set->add_flag_callback(
+    const cli::Command set = settings.AddCommand("set", "Write a setting");
+    AddKey(set, options->key).Required();
+    set.AddArgument("VALUE", &options->value, "Value; its type is the setting's, or else what it looks like")
+        .Required();
+    const cli::Option number = set.AddFlag(
         "--int", [=] { options->isNumber = true; }, "Write a number");
-    set->add_flag_callback(
+    set.AddFlag(
            "--text", [=] { options->isNumber = false; }, "Write a text")
-        ->excludes(number);
-    set->callback([=, &output] { Set(*options, output); });
+        .Excludes(number);
+    set.Runs([=, &output] { Set(*options, output); });
 }
 
-void AddWatch(CLI::App* settings, Output& output)
+void AddWatch(cli::Command settings, Output& output)
 {
     const auto key = std::make_shared<std::string>();
     const auto count = std::make_shared<int>(0);
     const auto timeout = std::make_shared<std::optional<double>>();
-    CLI::App* const watch =
-        settings->add_subcommand("watch", "Show the writes to a setting, or to all, as they happen");
+    const cli::Command watch = settings.AddCommand("watch", "Show the writes to a setting, or to all, as they happen");
     AddKey(watch, *key);
     AddCount(watch, *count, "End after this many writes");
     AddTimeout(watch, *timeout, "End, with exit code 3, after this time");
-    watch->callback([=, &output] { RunWatch(*key, *count, *timeout, output); });
+    watch.Runs([=, &output] { RunWatch(*key, *count, *timeout, output); });
 }
 
 }  // namespace
 
-void AddSettingsCommands(CLI::App& app, Output& output)
+void AddSettingsCommands(cli::Command app, Output& output)
 {
-    CLI::App* const settings = app.add_subcommand("settings", "Look at and change the settings store");
-    settings->require_subcommand(1);
+    const cli::Command settings = app.AddCommand("settings", "Look at and change the settings store");
+    settings.RequireCommand();
 
     const auto key = std::make_shared<std::string>();
-    CLI::App* const list = settings->add_subcommand("list", "List the settings");
-    list->add_option("PREFIX", *key, "Only the keys that begin with this")->type_name("");
-    list->callback([=, &output] { List(*key, output); });
+    const cli::Command list = settings.AddCommand("list", "List the settings");
+    list.AddArgument("PREFIX", key.get(), "Only the keys that begin with this");
+    list.Runs([=, &output] { List(*key, output); });
 
-    CLI::App* const get = settings->add_subcommand("get", "Print the value of a setting, as it is");
-    AddKey(get, *key)->required();
-    get->callback([=, &output] { Get(*key, output); });
+    const cli::Command get = settings.AddCommand("get", "Print the value of a setting, as it is");
+    AddKey(get, *key).Required();
+    get.Runs([=, &output] { Get(*key, output); });
 
     AddSet(settings, output);
 
-    CLI::App* const unset = settings->add_subcommand("unset", "Remove a setting");
-    AddKey(unset, *key)->required();
-    unset->callback([=, &output] { Unset(*key, output); });
+    const cli::Command unset = settings.AddCommand("unset", "Remove a setting");
+    AddKey(unset, *key).Required();
+    unset.Runs([=, &output] { Unset(*key, output); });
 
     AddWatch(settings, output);
-    AddCareCommands(*settings, output);
+    AddCareCommands(settings, output);
 }
 
 }  // namespace ctl

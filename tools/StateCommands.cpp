@@ -124,37 +124,34 @@ void ReportTuned(int sequence, int frames, Output& output)
     output.Confirm(document, "twc tuned: reported");
 }
 
-void AddTwc(CLI::App& app, Output& output)
+void AddTwc(cli::Command app, Output& output)
 {
     const auto port = std::make_shared<int>();
     const auto sequence = std::make_shared<int>();
     const auto frames = std::make_shared<int>();
-    CLI::App* const twc = app.add_subcommand("twc", "Command the TWC check of a port, or show its state");
-    twc->require_subcommand(0, 1);
-    twc->callback([=, &output] {
-        if (twc->get_subcommands().empty()) ShowTwc(output);
+    const cli::Command twc = app.AddCommand("twc", "Command the TWC check of a port, or show its state");
+    twc.Runs([=, &output] {
+        if (!twc.HasCommand()) ShowTwc(output);
     });
-    twc->add_subcommand("status", "Show the state of the check, as without a command")->callback([&output] {
-        ShowTwc(output);
-    });
+    twc.AddCommand("status", "Show the state of the check, as without a command").Runs([&output] { ShowTwc(output); });
 
     for (const TwcCommand& command : kTwcCommands) {
-        CLI::App* const sent = twc->add_subcommand(command.name, command.description);
+        const cli::Command sent = twc.AddCommand(command.name, command.description);
         AddHdmiPort(sent, *port);
-        sent->callback([=, &command, &output] { RunTwc(command, *port, output); });
+        sent.Runs([=, &command, &output] { RunTwc(command, *port, output); });
     }
 
-    CLI::App* const tuned = twc->add_subcommand("tuned", "Report a tuned channel to the check");
-    tuned->add_option("SEQUENCE", *sequence, "Sequence identifier")->required()->type_name("")->transform(IsNumber());
-    tuned->add_option("FRAMES", *frames, "Frame count")->required()->type_name("")->transform(IsNumber());
-    tuned->callback([=, &output] { ReportTuned(*sequence, *frames, output); });
+    const cli::Command tuned = twc.AddCommand("tuned", "Report a tuned channel to the check");
+    tuned.AddArgument("SEQUENCE", sequence.get(), "Sequence identifier").Required().CheckedBy(IsNumber());
+    tuned.AddArgument("FRAMES", frames.get(), "Frame count").Required().CheckedBy(IsNumber());
+    tuned.Runs([=, &output] { ReportTuned(*sequence, *frames, output); });
 }
 
 }  // namespace
 
-void AddStateCommands(CLI::App& app, Output& output)
+void AddStateCommands(cli::Command app, Output& output)
 {
-    app.add_subcommand("features", "Show what the TV supports and what is running")->callback([&output] {
+    app.AddCommand("features", "Show what the TV supports and what is running").Runs([&output] {
         ShowFeatures(output);
     });
     AddTwc(app, output);

@@ -142,25 +142,24 @@ void ExportStatistics(const ExportOptions& options, Output& output)
 
 }  // namespace
 
-void AddStatisticsCommand(CLI::App& app, Output& output)
+void AddStatisticsCommand(cli::Command app, Output& output)
 {
     const auto options = std::make_shared<ExportOptions>();
     const auto isExport = std::make_shared<bool>(false);
-    CLI::App* const stats = app.add_subcommand("stats", "Show the statistics of the last detection on each HDMI port");
-    CLI::Option* const lines = stats->add_flag(
-        "--export", *isExport, "Write all that is remembered instead, a line of JSON for each detection");
-    stats->add_option("--tv", options->tv, "Id of the TV in the lines, instead of one made of its machine-id")
-        ->needs(lines)
-        ->check(srcwatch::CheckOriginText)
-        ->type_name("ID");
-    stats->add_option("--firmware", options->firmware, "Version in the lines, instead of that in os-release")
-        ->needs(lines)
-        ->check(srcwatch::CheckOriginText)
-        ->type_name("VERSION");
-    stats->add_option("--aksv-key", options->keyFile, "Secret with which AKSVs are hashed; without, they are left out")
-        ->needs(lines)
-        ->type_name("FILE");
-    stats->callback([=, &output] { *isExport ? ExportStatistics(*options, output) : ShowStatistics(output); });
+    const cli::Command stats = app.AddCommand("stats", "Show the statistics of the last detection on each HDMI port");
+    const cli::Option lines = stats.AddFlag("--export", isExport.get(),
+                                            "Write all that is remembered instead, a line of JSON for each detection");
+    stats.AddOption("--tv", &options->tv, "ID", "Id of the TV in the lines, instead of one made of its machine-id")
+        .Needs(lines)
+        .CheckedBy({srcwatch::CheckOriginText});
+    stats.AddOption("--firmware", &options->firmware, "VERSION", "Version in the lines, instead of that in os-release")
+        .Needs(lines)
+        .CheckedBy({srcwatch::CheckOriginText});
+    stats
+        .AddOption("--aksv-key", &options->keyFile, "FILE",
+                   "Secret with which AKSVs are hashed; without, they are left out")
+        .Needs(lines);
+    stats.Runs([=, &output] { *isExport ? ExportStatistics(*options, output) : ShowStatistics(output); });
 }
 
 }  // namespace ctl

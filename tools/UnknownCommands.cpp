@@ -80,17 +80,17 @@ void Clear(Output& output)
 
 }  // namespace
 
-void AddUnknownCommands(CLI::App& app, Output& output)
+void AddUnknownCommands(cli::Command app, Output& output)
 {
     const auto directory = std::make_shared<std::string>();
-    CLI::App* const unknown =
-        app.add_subcommand("unknown", "The devices that no profile matched, as the service kept them");
-    unknown->require_subcommand(1);
-    unknown->add_subcommand("list", "List them")->callback([&output] { List(output); });
-    CLI::App* const save = unknown->add_subcommand("save", "Save them as captures, ready for a profile");
-    save->add_option("DIR", *directory, "Directory in which each becomes one")->required()->type_name("");
-    save->callback([=, &output] { Save(*directory, output); });
-    unknown->add_subcommand("clear", "Forget them")->callback([&output] { Clear(output); });
+    const cli::Command unknown =
+        app.AddCommand("unknown", "The devices that no profile matched, as the service kept them");
+    unknown.RequireCommand();
+    unknown.AddCommand("list", "List them").Runs([&output] { List(output); });
+    const cli::Command save = unknown.AddCommand("save", "Save them as captures, ready for a profile");
+    save.AddArgument("DIR", directory.get(), "Directory in which each becomes one").Required();
+    save.Runs([=, &output] { Save(*directory, output); });
+    unknown.AddCommand("clear", "Forget them").Runs([&output] { Clear(output); });
 }
 
 }  // namespace ctl

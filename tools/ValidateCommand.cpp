@@ -267,21 +267,19 @@ void Validate(const std::vector<std::string>& paths, const std::string& kind, Ou
 
 }  // namespace
 
-void AddValidateCommand(CLI::App& app, Output& output)
+void AddValidateCommand(cli::Command app, Output& output)
 {
     const auto files = std::make_shared<std::vector<std::string>>();
     const auto kind = std::make_shared<std::string>();
-    CLI::App* const validate =
-        app.add_subcommand("validate", "Show what is wrong with a document, a file of profiles or a capture");
+    const cli::Command validate =
+        app.AddCommand("validate", "Show what is wrong with a document, a file of profiles or a capture");
     validate
-        ->add_option("FILE", *files,
+        .AddArgument("FILE", files.get(),
                      "JSON file, directory of profiles, file or directory of a capture, or - for standard input")
-        ->required()
-        ->type_name("");
-    validate->add_option("--kind", *kind, "What the file is meant to be; guessed without it")
-        ->type_name("KIND")
-        ->check(IsOneOf("a kind", KindNames()));
-    validate->callback([=, &output] { Validate(*files, *kind, output); });
+        .Required();
+    validate.AddOption("--kind", kind.get(), "KIND", "What the file is meant to be; guessed without it")
+        .CheckedBy(IsOneOf("a kind", KindNames()));
+    validate.Runs([=, &output] { Validate(*files, *kind, output); });
 }
 
 }  // namespace ctl

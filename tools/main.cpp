@@ -25,44 +25,34 @@ const std::map<std::string, ctl::Colours> kColours = {
     {"auto", ctl::Colours::kOnTerminal}, {"always", ctl::Colours::kAlways}, {"never", ctl::Colours::kNever}};
 
 // A word that is not a command makes the command missing, which is not what the caller needs to know.
-std::string Describe(const CLI::App& app, const CLI::ParseError& error)
+std::string Describe(const cli::UsageError& error)
 {
-    const std::vector<std::string> unknown = app.remaining(true);
-    const auto code = static_cast<CLI::ExitCodes>(error.get_exit_code());
-    const bool isMissing = code == CLI::ExitCodes::RequiredError;
-    if (!isMissing && code != CLI::ExitCodes::ExtrasError) return error.what();
-    if (unknown.empty()) return std::string(error.what()) + "; see --help";
-    const std::string& word = unknown.front();
+    if (error.cause == cli::UsageError::Cause::kOther) return error.what();
+    if (error.unexpected.empty()) return std::string(error.what()) + "; see --help";
+    const std::string& word = error.unexpected.front();
+    const bool isMissing = error.cause == cli::UsageError::Cause::kMissing;
     const char* const what = word[0] == '-' ? "an option" : isMissing ? "a command" : "expected here";
     return "'" + word + "' is not " + what + "; see --help";
 }
 
-// CLI11's own help is always that of the command that was given.
-std::string HelpOf(const CLI::App& command, const std::string& name)
-{
-    std::string help = command.get_formatter()->make_help(&command, name, CLI::AppFormatMode::Normal);
-    while (!help.empty() && help.back() == '\n') help.pop_back();
-    return help + "\n";
-}
-
-void AddHelp(CLI::App& app, ctl::Output& output)
+void AddHelp(cli::Command app, ctl::Output& output)
 {
     const auto words = std::make_shared<std::vector<std::string>>();
-    CLI::App* const help = app.add_subcommand("help", "Print the help of the program or of a command");
-    help->add_option("COMMAND", *words, "Command, of one word or two")->type_name("");
-    help->callback([=, &app, &output] {
-        CLI::App* command = &app;
-        std::string name = app.get_name();
+    const cli::Command help = app.AddCommand("help", "Print the help of the program or of a command");
+    help.AddArgument("COMMAND", words.get(), "Command, of one word or two");
+    help.Runs([=, &output] {
+        cli::Command command = app;
+        std::string name = app.Name();
         for (const std::string& word : *words) {
-            command = ctl::FindCommand(*command, word);
-            if (command == nullptr) throw ctl::Failure("'" + word + "' is not a command; see --help", ctl::kUsage);
+            command = command.FindCommand(word);
+            if (!command) throw ctl::Failure("'" + word + "' is not a command; see --help", ctl::kUsage);
             name += " " + word;
         }
-        output.WriteText(Json::Value(HelpOf(*command, name)), HelpOf(*command, name));
+        output.WriteText(Json::Value(command.Help(name)), command.Help(name));
     });
 }
 
-void AddCommands(CLI::App& app, ctl::Output& output)
+void AddCommands(cli::Command app, ctl::Output& output)
 {
     ctl::AddPortCommands(app, output);
     ctl::AddExplainCommand(app, output);
@@ -82,28 +72,27 @@ void AddCommands(CLI::App& app, ctl::Output& output)
     AddHelp(app, output);
 }
 
-void Define(CLI::App& app, ctl::Output& output)
+void Define(cli::Program& program, ctl::Output& output)
 {
-    app.fallthrough();  // the options of the program may stand behind a command
-    app.require_subcommand(1);
-    app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
-    app.set_version_flag("--version", "srcwatchctl " SRCWATCH_VERSION, "Print the version and exit");
+    program.AllowOptionsBehindCommands();
+    program.AddHelpAll("Print the help of all commands and exit");
+    program.AddVersion("srcwatchctl " SRCWATCH_VERSION, "Print the version and exit");
+    const cli::Command app = program.Root();
+    app.RequireCommand();
     const auto setFormat = [&output](const std::string& name) { output.SetFormat(kFormats.at(name)); };
-    app.add_option_function<std::string>("-o,--output", setFormat, "Form of the output: table, json, jsonl or raw")
-        ->type_name("FORM")
-        ->check(ctl::IsOneOf("a form of output", {"table", "json", "jsonl", "raw"}));
+    app.AddOption("-o,--output", setFormat, "FORM", "Form of the output: table, json, jsonl or raw")
+        .CheckedBy(ctl::IsOneOf("a form of output", {"table", "json", "jsonl", "raw"}));
     const auto setColours = [&output](const std::string& name) { output.SetColours(kColours.at(name)); };
-    app.add_option_function<std::string>("--color", setColours, "Colours: auto (on a terminal), always or never")
-        ->type_name("WHEN")
-        ->check(ctl::IsOneOf("a choice of colours", {"auto", "always", "never"}));
-    app.add_flag_callback(
+    app.AddOption("--color", setColours, "WHEN", "Colours: auto (on a terminal), always or never")
+        .CheckedBy(ctl::IsOneOf("a choice of colours", {"auto", "always", "never"}));
+    app.AddFlag(
         "--no-trunc", [&output] { output.DisregardWidth(); }, "Write tables whole, however wide the terminal is");
-    app.add_flag("--log", "Show the library's log on standard error");  // see LogSink.cpp
+    app.AddFlag("--log", nullptr, "Show the library's log on standard error");  // see LogSink.cpp
     AddCommands(app, output);
 }
 
 // The completions of shells ask "complete", which no help shows, for what may come next.
-void PrintCandidates(CLI::App& app, const std::vector<std::string>& words)
+void PrintCandidates(cli::Command app, const std::vector<std::string>& words)
 {
     for (const std::string& line : ctl::Complete(app, words)) std::puts(line.c_str());
 }
@@ -119,19 +108,18 @@ int Fail(const char* text, int code)
 int main(int argc, char** argv)
 try {
     static_cast<void>(std::setlocale(LC_ALL, ""));  // a locale that does not exist leaves "C"
-    CLI::App app("Looks at and commands the detection of the devices on the TV's inputs.", "srcwatchctl");
+    const std::vector<std::string> words(argv + 1, argv + argc);
+    cli::Program program("Looks at and commands the detection of the devices on the TV's inputs.", "srcwatchctl");
     ctl::Output output;
-    Define(app, output);
+    Define(program, output);
     try {
-        if (argc > 1 && argv[1] == std::string("complete")) {
-            PrintCandidates(app, {argv + 2, argv + argc});
-            return ctl::kDone;
+        if (!words.empty() && words[0] == "complete") {
+            PrintCandidates(program.Root(), {words.begin() + 1, words.end()});
+        } else {
+            program.Parse(words.empty() ? std::vector<std::string>{"--help"} : words);
         }
-        if (argc == 1) return app.exit(CLI::CallForHelp());
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& e) {
-        if (e.get_exit_code() != 0) return Fail(Describe(app, e).c_str(), ctl::kUsage);
-        return app.exit(e);
+    } catch (const cli::UsageError& error) {
+        return Fail(Describe(error).c_str(), ctl::kUsage);
     } catch (const ctl::Failure& failure) {
         return Fail(failure.what(), failure.Code());
     }

@@ -6,6 +6,9 @@
 #include "QDInfoNames.h"
 #include "ServiceTest.h"
 
+#include <iterator>
+#include <sstream>
+
 #include <gtest/gtest.h>
 #include <vconf.h>
 
@@ -31,14 +34,15 @@ protected:
     // Runs a command, and returns what it wrote.
     std::string Run(const std::string& arguments, ctl::Format format = ctl::Format::kTable)
     {
-        CLI::App app("", "srcwatchctl");
+        cli::Program program("", "srcwatchctl");
         ctl::Output output;
         output.SetFormat(format);
-        ctl::AddPortCommands(app, output);
-        ctl::AddExplainCommand(app, output);
+        ctl::AddPortCommands(program.Root(), output);
+        ctl::AddExplainCommand(program.Root(), output);
         TheStoreReads() = {};
         testing::internal::CaptureStdout();
-        app.parse(arguments);
+        std::istringstream words(arguments);
+        program.Parse({std::istream_iterator<std::string>(words), {}});
         return testing::internal::GetCapturedStdout();
     }
 

@@ -9,6 +9,7 @@
 #include "Arguments.h"
 #include "FindCapture.h"
 #include "Home.h"
+#include "InputName.h"
 #include "Keeper.h"
 #include "srcwatch-api.h"
 #include "srcwatch-version.h"
@@ -20,7 +21,6 @@
 #include <fstream>
 #include <stdexcept>
 
-#include <CLI/CLI.hpp>
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -79,38 +79,36 @@ std::string RefuseWord(const std::string& text)
     return "'" + text + "' is not an option; a program stands after '--'";
 }
 
-void DefineOptions(CLI::App& app, Options& options, std::vector<std::string>& plugs)
+void DefineOptions(cli::Program& program, Options& options, std::vector<std::string>& plugs)
 {
-    app.set_version_flag("--version", "srcwatch-sandbox " SRCWATCH_VERSION, "Print the version and exit");
-    app.add_option("PROGRAM", options.program, "After '--': the program, and its arguments; otherwise a shell")
-        ->type_name("")
-        ->check(&RefuseWord);
-    app.add_option("--inputs", options.hdmiInputs, "Number of HDMI inputs, 1 to 8")
-        ->transform(ctl::IsNumber(1, ctl::kHdmiPorts))
-        ->type_name("N")
-        ->capture_default_str();
-    CLI::Option* const plug =
-        app.add_option("--plug", plugs, "Plug a capture, by its directory or its name, into a port; can be repeated")
-            ->type_name("PORT=CAPTURE")
-            ->allow_extra_args(false);
+    program.AddVersion("srcwatch-sandbox " SRCWATCH_VERSION, "Print the version and exit");
+    const cli::Command app = program.Root();
+    app.AddArgument("PROGRAM", &options.program, "After '--': the program, and its arguments; otherwise a shell")
+        .CheckedBy({RefuseWord});
+    app.AddOption("--inputs", &options.hdmiInputs, "N", "Number of HDMI inputs, 1 to 8")
+        .CheckedBy(ctl::IsNumber(1, srcwatch::kHdmiPorts))
+        .ShowsDefault();
+    const cli::Option plug = app.AddOption("--plug", &plugs, "PORT=CAPTURE",
+                                           "Plug a capture, by its directory or its name, into a port; can be repeated")
+                                 .TakesOneEach();
     const auto leaveServiceOut = [&options] { options.hasService = false; };
-    app.add_flag_callback("--no-service", leaveServiceOut, "Start no detection service: the program may be one")
-        ->excludes(plug);
-    app.add_option("--log", options.log, "Append what service and library log to this file")->type_name("FILE");
+    app.AddFlag("--no-service", leaveServiceOut, "Start no detection service: the program may be one").Excludes(plug);
+    app.AddOption("--log", &options.log, "FILE", "Append what service and library log to this file");
 }
 
-// The options end at "--"; what follows is the program's.
-Options ReadArguments(CLI::App& app, std::vector<std::string> arguments)
+// The options end at "--"; what follows is the program's. Returns nothing if there is nothing more to do.
+std::optional<Options> ReadArguments(std::vector<std::string> arguments)
 {
+    cli::Program sandbox("Runs a program on a TV of its own: a message bus, a host platform, a detection service.",
+                         "srcwatch-sandbox");
     Options options;
     std::vector<std::string> plugs;
-    DefineOptions(app, options, plugs);
+    DefineOptions(sandbox, options, plugs);
     const auto end = std::find(arguments.begin(), arguments.end(), "--");
     if (end != arguments.end() && end + 1 == arguments.end()) throw std::runtime_error("no program stands after '--'");
     const std::vector<std::string> program(end == arguments.end() ? end : end + 1, arguments.end());
     arguments.erase(end, arguments.end());
-    std::reverse(arguments.begin(), arguments.end());  // as the parser takes them
-    app.parse(arguments);
+    if (!sandbox.Parse(arguments)) return std::nullopt;
     options.program = program;
     ReadPlugs(plugs, options);
     ReadLog(options);
@@ -163,14 +161,8 @@ int Run(const Options& options)
 
 int main(int argc, char** argv)
 try {
-    CLI::App app("Runs a program on a TV of its own: a message bus, a host platform, a detection service.",
-                 "srcwatch-sandbox");
-    try {
-        return Run(ReadArguments(app, {argv + 1, argv + argc}));
-    } catch (const CLI::ParseError& e) {
-        if (e.get_exit_code() == 0) return app.exit(e);
-        return Fail(e.what());
-    }
+    const std::optional<Options> options = ReadArguments({argv + 1, argv + argc});
+    return options ? Run(*options) : 0;
 } catch (const std::exception& e) {
     return Fail(e.what());
 }
