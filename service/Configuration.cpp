@@ -4,6 +4,7 @@
 // that has its name, as if it stood on the command line, unless the option has been given already.
 #include "Configuration.h"
 
+#include "CommandLine.h"
 #include "KeyFile.h"
 #include "Remark.h"
 #include "srcwatch-version.h"
@@ -13,8 +14,6 @@
 #include <iterator>
 #include <set>
 #include <utility>
-
-#include <CLI/CLI.hpp>
 
 namespace srcwatch {
 
@@ -80,82 +79,60 @@ std::string CheckSpdFile(const std::string& text)
     return isFile ? "" : "'" + text + "' is not of the form PORT=FILE, with a port from 0 to 7";
 }
 
-void DefineInputs(CLI::App& app, Options& options)
+void DefineInputs(cli::Command app, Options& options, std::vector<std::string>& spdFiles)
 {
-    app.add_option("--inputs", options.inputs, "Directory of the inputs: hdmi1 to hdmi8 and optical")
-        ->envname("SRCWATCH_INPUTS")
-        ->check(CheckText)
-        ->type_name("DIR");
-    app.add_option("--cec", options.cecAdapters, "CEC adapter, such as /dev/cec0; may be repeated")
-        ->check(CheckText)
-        ->type_name("DEVICE")
-        ->allow_extra_args(false);
-    app.add_option("--cec-round-ms", options.cecRoundMilliseconds, "Time in which an adapter polls all addresses")
-        ->check(CheckMilliseconds)
-        ->capture_default_str()
-        ->type_name("MS");
-    const auto setSpdFiles = [&options](const std::vector<std::string>& files) {
-        options.spdFiles.clear();
-        for (const std::string& file : files) options.spdFiles[file[0] - '0'] = file.substr(2);
-    };
-    app.add_option_function<std::vector<std::string>>(
-           "--spd", setSpdFiles, "File in which a driver shows the SPD InfoFrame of a port, 0 to 7; may be repeated")
-        ->check(CheckSpdFile)
-        ->type_name("PORT=FILE")
-        ->allow_extra_args(false);
-    app.add_option("--power", options.receivers,
-                   "Video device of an HDMI receiver that tells which inputs have +5 V; may be repeated")
-        ->check(CheckText)
-        ->type_name("DEVICE")
-        ->allow_extra_args(false);
-    app.add_option("--quiet-ms", options.quietMilliseconds, "Time without a change before a device is read")
-        ->check(CheckMilliseconds)
-        ->capture_default_str()
-        ->type_name("MS");
+    app.AddOption("--inputs", &options.inputs, "DIR", "Directory of the inputs: hdmi1 to hdmi8 and optical")
+        .ReadsVariable("SRCWATCH_INPUTS")
+        .CheckedBy({CheckText});
+    app.AddOption("--cec", &options.cecAdapters, "DEVICE", "CEC adapter, such as /dev/cec0; may be repeated")
+        .CheckedBy({CheckText})
+        .TakesOneEach();
+    app.AddOption("--cec-round-ms", &options.cecRoundMilliseconds, "MS", "Time in which an adapter polls all addresses")
+        .CheckedBy({CheckMilliseconds})
+        .ShowsDefault();
+    app.AddOption("--spd", &spdFiles, "PORT=FILE",
+                  "File in which a driver shows the SPD InfoFrame of a port, 0 to 7; may be repeated")
+        .CheckedBy({CheckSpdFile})
+        .TakesOneEach();
+    app.AddOption("--power", &options.receivers, "DEVICE",
+                  "Video device of an HDMI receiver that tells which inputs have +5 V; may be repeated")
+        .CheckedBy({CheckText})
+        .TakesOneEach();
+    app.AddOption("--quiet-ms", &options.quietMilliseconds, "MS", "Time without a change before a device is read")
+        .CheckedBy({CheckMilliseconds})
+        .ShowsDefault();
 }
 
-void DefineDetection(CLI::App& app, Options& options)
+void DefineDetection(cli::Command app, Options& options)
 {
-    app.add_option("--profiles", options.profiles,
-                   "File of profiles, or directory of such files, instead of the installed ones; the first wins")
-        ->check(CheckText)
-        ->type_name("PATH");
-    app.add_option("--scan-step-ms", options.scanStepMilliseconds, "Time that a scan takes for each input")
-        ->check(CheckMilliseconds)
-        ->capture_default_str()
-        ->type_name("MS");
+    app.AddOption("--profiles", &options.profiles, "PATH",
+                  "File of profiles, or directory of such files, instead of the installed ones; the first wins")
+        .CheckedBy({CheckText});
+    app.AddOption("--scan-step-ms", &options.scanStepMilliseconds, "MS", "Time that a scan takes for each input")
+        .CheckedBy({CheckMilliseconds})
+        .ShowsDefault();
 }
 
-void DefineFleet(CLI::App& app, Options& options, std::string& keyFile)
+void DefineFleet(cli::Command app, Options& options, std::string& keyFile)
 {
     options.origin.tv = DefaultTv();
     options.origin.firmware = DefaultFirmware();
-    app.add_option("--detections", options.detections,
-                   "File to which a line of JSON is appended for each detection, or - for standard output")
-        ->check(CheckText)
-        ->type_name("FILE");
-    app.add_option("--tv", options.origin.tv, "Id of the TV in these lines, instead of one made of its machine-id")
-        ->check(CheckOriginText)
-        ->type_name("ID");
-    app.add_option("--firmware", options.origin.firmware, "Version in these lines, instead of that in os-release")
-        ->check(CheckOriginText)
-        ->type_name("VERSION");
-    app.add_option("--aksv-key", keyFile,
-                   "File with the secret with which AKSVs in these lines are hashed; without, they are left out")
-        ->check(CheckText)
-        ->type_name("FILE");
+    app.AddOption("--detections", &options.detections, "FILE",
+                  "File to which a line of JSON is appended for each detection, or - for standard output")
+        .CheckedBy({CheckText});
+    app.AddOption("--tv", &options.origin.tv, "ID",
+                  "Id of the TV in these lines, instead of one made of its machine-id")
+        .CheckedBy({CheckOriginText});
+    app.AddOption("--firmware", &options.origin.firmware, "VERSION",
+                  "Version in these lines, instead of that in os-release")
+        .CheckedBy({CheckOriginText});
+    app.AddOption("--aksv-key", &keyFile, "FILE",
+                  "File with the secret with which AKSVs in these lines are hashed; without, they are left out")
+        .CheckedBy({CheckText});
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
 // From texts to a configuration
-
-// Replaces the texts of an option.
-void Put(const std::vector<std::string>& texts, CLI::Option& option)
-{
-    option.clear();
-    option.add_result(texts);
-    option.run_callback();
-}
 
 // The options of a program, and what of the file has come into them.
 class Reader {
@@ -174,10 +151,12 @@ private:
         m_read.faults.push_back(Printable(m_read.file + ":" + place + ": " + what));
     }
     void AddFaultOfKey(const std::string& name, const std::string& what) { AddFault(GroupOf(name) + "/" + name, what); }
-    CLI::Option& Find(const std::string& name) { return *m_app.get_option("--" + name); }
+    cli::Option Find(const std::string& name) const { return m_program.Root().FindOption("--" + name); }
 
-    CLI::App m_app{"Detects the devices on the TV's inputs and announces them to applications.", "srcwatch-service"};
+    cli::Program m_program{"Detects the devices on the TV's inputs and announces them to applications.",
+                           "srcwatch-service"};
     Configuration m_read;
+    std::vector<std::string> m_spdFiles;
     std::string m_keyFile;
     std::string m_namedFile;
     std::string m_checkedFile;
@@ -186,33 +165,37 @@ private:
 
 Reader::Reader()
 {
-    m_app.set_version_flag("--version", "srcwatch-service " SRCWATCH_VERSION);
-    m_app.add_option("--config", m_namedFile, "Configuration, instead of " SRCWATCH_SERVICE_CONF)
-        ->check(CheckText)
-        ->type_name("FILE");
-    m_app.add_option("--check-config", m_checkedFile, "Report what is wrong with the configuration, and exit")
-        ->expected(0, 1)
-        ->type_name("[FILE]");
-    DefineInputs(m_app, m_read.options);
-    DefineDetection(m_app, m_read.options);
-    DefineFleet(m_app, m_read.options, m_keyFile);
+    m_program.AddVersion("srcwatch-service " SRCWATCH_VERSION, "Display program version information and exit");
+    const cli::Command app = m_program.Root();
+    app.AddOption("--config", &m_namedFile, "FILE", "Configuration, instead of " SRCWATCH_SERVICE_CONF)
+        .CheckedBy({CheckText});
+    app.AddOption("--check-config", &m_checkedFile, "[FILE]", "Report what is wrong with the configuration, and exit")
+        .TakesValues(0, 1);
+    DefineInputs(app, m_read.options, m_spdFiles);
+    DefineDetection(app, m_read.options);
+    DefineFleet(app, m_read.options, m_keyFile);
 }
 
 Configuration Reader::Read(int argc, const char* const* argv)
 {
     try {
-        m_app.parse(argc, argv);
-        m_read.isToBeChecked = m_app.count("--check-config") > 0;
+        if (!m_program.Parse({argv + 1, argv + argc})) {
+            m_read.exitCode = kDone;
+            return m_read;
+        }
+        m_read.isToBeChecked = Find("check-config").Count() > 0;
         TakeFile();
         RequireDetections();
-    } catch (const CLI::ParseError& e) {
-        m_read.exitCode = m_app.exit(e) == 0 ? kDone : kUsage;
+    } catch (const cli::UsageError& error) {
+        Report(error);
+        m_read.exitCode = kUsage;
         return m_read;
     }
     ReadKey();
+    for (const std::string& file : m_spdFiles) m_read.options.spdFiles[file[0] - '0'] = file.substr(2);
     if (!m_read.options.HasInputs()) m_read.options.inputs = kDefaultInputs;
     for (const Key& key : kKeys) {
-        if (Find(key.name).count() > 0) m_read.given[key.name] = Find(key.name).results();
+        if (Find(key.name).Count() > 0) m_read.given[key.name] = Find(key.name).Texts();
     }
     return m_read;
 }
@@ -258,28 +241,28 @@ void Reader::TakeFile()
 // What the file has is checked also where it does not count.
 void Reader::TakeEntry(const KeyFileEntry& entry)
 {
-    CLI::Option& option = Find(entry.key);
-    const std::vector<std::string> given = option.results();
-    const bool isList = option.get_expected_max() > 1;
+    const cli::Option option = Find(entry.key);
+    const std::vector<std::string> given = option.Texts();
+    const bool isList = option.MostValues() > 1;
     try {
-        if (isList && entry.list.empty()) throw CLI::ValidationError(option.get_name(), CheckText(""));
-        Put(isList ? entry.list : std::vector<std::string>{entry.text}, option);
+        if (isList && entry.list.empty()) throw cli::UsageError(CheckText(""));
+        option.Replace(isList ? entry.list : std::vector<std::string>{entry.text});
         if (given.empty()) m_ofFile.insert(entry.key);
-    } catch (const CLI::ParseError& e) {
-        option.clear();
-        const std::string what = e.what();
-        const std::string prefix = option.get_name() + ": ";
+    } catch (const cli::UsageError& error) {
+        option.Clear();
+        const std::string what = error.what();
+        const std::string prefix = "--" + entry.key + ": ";
         AddFaultOfKey(entry.key, what.rfind(prefix, 0) == 0 ? what.substr(prefix.size()) : what);
     }
-    if (!given.empty()) Put(given, option);
+    if (!given.empty()) option.Replace(given);
 }
 
 void Reader::RequireDetections()
 {
-    if (Find("detections").count() > 0) return;
+    if (Find("detections").Count() > 0) return;
     for (const char* name : kNeedDetections) {
-        if (Find(name).count() == 0) continue;
-        if (m_ofFile.count(name) == 0) throw CLI::RequiresError(Find(name).get_name(), "--detections");
+        if (Find(name).Count() == 0) continue;
+        if (m_ofFile.count(name) == 0) throw cli::UsageError("--" + std::string(name) + " requires --detections");
         AddFaultOfKey(name, "no use without detections");
     }
 }
