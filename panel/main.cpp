@@ -2,6 +2,7 @@
 //
 // srcwatch-panel: a TV's inputs in the browser.
 #include "Access.h"
+#include "CommandLine.h"
 #include "Evidence.h"
 #include "Panel.h"
 #include "srcwatch-version.h"
@@ -12,7 +13,6 @@
 #include <optional>
 #include <string>
 
-#include <CLI/CLI.hpp>
 #include <glib-unix.h>
 
 namespace {
@@ -82,29 +82,27 @@ struct Texts {
     std::string tokenFile;
 };
 
-void AddOptions(CLI::App& app, panel::Options& options, Texts& texts)
+void AddOptions(cli::Program& program, panel::Options& options, Texts& texts)
 {
-    app.set_version_flag("--version", "srcwatch-panel " SRCWATCH_VERSION);
-    app.add_option("--inputs", options.inputs, "Inputs directory of the detection service")
-        ->envname("SRCWATCH_INPUTS")
-        ->type_name("DIR")
-        ->required();
-    app.add_option("--captures", options.captures, "Directory of the captures")
-        ->envname("SRCWATCH_CAPTURES")
-        ->type_name("DIR")
-        ->capture_default_str();
-    app.add_option("--profiles", options.profiles,
-                   "Profiles instead of the service's, a file or a directory; the first wins")
-        ->type_name("PATH")
-        ->allow_extra_args(false);
-    app.add_option("--log", options.log, "Log file to show")->type_name("FILE");
-    app.add_option("--recordings", options.recordings, "Directory of recordings")->type_name("DIR");
-    app.add_option("--listen", texts.listen, "Address to listen on, and port (127.0.0.1, any free port)")
-        ->type_name("ADDRESS[:PORT]")
-        ->check(CLI::Validator(CheckListen, ""));
-    app.add_flag("--read-only", options.isReadOnly, "Refuse all commands that change something");
-    app.add_option("--token-file", texts.tokenFile, "File with the token of the address, instead of a random one")
-        ->type_name("FILE");
+    program.AddVersion("srcwatch-panel " SRCWATCH_VERSION, "Display program version information and exit");
+    const cli::Command app = program.Root();
+    app.AddOption("--inputs", &options.inputs, "DIR", "Inputs directory of the detection service")
+        .ReadsVariable("SRCWATCH_INPUTS")
+        .Required();
+    app.AddOption("--captures", &options.captures, "DIR", "Directory of the captures")
+        .ReadsVariable("SRCWATCH_CAPTURES")
+        .ShowsDefault();
+    app.AddOption("--profiles", &options.profiles, "PATH",
+                  "Profiles instead of the service's, a file or a directory; the first wins")
+        .TakesOneEach();
+    app.AddOption("--log", &options.log, "FILE", "Log file to show");
+    app.AddOption("--recordings", &options.recordings, "DIR", "Directory of recordings");
+    app.AddOption("--listen", &texts.listen, "ADDRESS[:PORT]",
+                  "Address to listen on, and port (127.0.0.1, any free port)")
+        .CheckedBy({CheckListen});
+    app.AddFlag("--read-only", &options.isReadOnly, "Refuse all commands that change something");
+    app.AddOption("--token-file", &texts.tokenFile, "FILE",
+                  "File with the token of the address, instead of a random one");
 }
 
 int RunCommand(int argc, char** argv)
@@ -112,13 +110,14 @@ int RunCommand(int argc, char** argv)
     panel::Options options;
     options.captures = SRCWATCH_CAPTURES_DIR;
     Texts texts;
-    CLI::App app("Show the inputs of a TV in the browser");
-    AddOptions(app, options, texts);
+    cli::Program program("Show the inputs of a TV in the browser", argv[0]);
+    AddOptions(program, options, texts);
     try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
+        if (!program.Parse({argv + 1, argv + argc})) return 0;
+    } catch (const cli::UsageError& error) {
         constexpr int kUsage = 2;
-        return app.exit(error) == 0 ? 0 : kUsage;
+        Report(error);
+        return kUsage;
     }
     if (!texts.listen.empty()) options.listen = *ListenOf(texts.listen);
     options.token = texts.tokenFile.empty() ? panel::MakeToken() : ReadToken(texts.tokenFile);
