@@ -17,6 +17,7 @@
 
 #include <cstring>
 #include <iterator>
+#include <memory>
 #include <utility>
 
 namespace ctl {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Ports.h"
 
-#include "DeviceType.h"
 #include "Failure.h"
 #include "JsonText.h"
 #include "QDInfoCommon.h"

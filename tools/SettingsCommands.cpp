@@ -7,6 +7,7 @@
 #include "Loop.h"
 #include "Settings.h"
 
+#include <memory>
 #include <string>
 
 #include <glib.h>

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <exception>
 #include <map>
+#include <memory>
 
 namespace {
 
