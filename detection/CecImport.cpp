@@ -3,11 +3,13 @@
 
 #include "CecLog.h"
 #include "Hex.h"
+#include "Prefix.h"
 
 #include <algorithm>
+#include <cctype>
 #include <optional>
-#include <regex>
 #include <sstream>
+#include <string_view>
 
 namespace srcwatch {
 
@@ -34,13 +36,20 @@ Bytes ParseNumber(const std::string& value)
     return bytes;
 }
 
+// In a form, h stands for a lower-case hexadecimal digit and H for any.
+bool Fits(char c, char form)
+{
+    if (form != 'h' && form != 'H') return c == form;
+    return std::isxdigit(static_cast<unsigned char>(c)) != 0 && (form == 'H' || c < 'A' || c > 'F');
+}
+
 // "1.0.0.0"
 Bytes ParseAddress(const std::string& value)
 {
-    static const std::regex kAddress("([0-9a-f])\\.([0-9a-f])\\.([0-9a-f])\\.([0-9a-f])");
-    std::smatch digits;
-    if (!std::regex_search(value, digits, kAddress)) return {};
-    return FromHex(digits.str(1) + digits.str(2) + digits.str(3) + digits.str(4)).value_or(Bytes());
+    constexpr std::string_view kForm = "h.h.h.h";
+    const auto at = std::search(value.begin(), value.end(), kForm.begin(), kForm.end(), Fits);
+    if (at == value.end()) return {};
+    return FromHex({at[0], at[2], at[4], at[6]}).value_or(Bytes());
 }
 
 Bytes ParseText(const std::string& value) { return {value.begin(), value.end()}; }
@@ -54,6 +63,44 @@ constexpr Operands kOperands[] = {
     {CEC_MSG_FEATURE_ABORT, "abort-msg", ParseNumber<1>},
     {CEC_MSG_FEATURE_ABORT, "reason", ParseNumber<1>},
 };
+
+// "Received from Playback Device 1 to TV (4 to 0): SET_OSD_NAME (0x47):"; "Transmitted by" is what the TV sends.
+struct Header {
+    bool isReceived = false;
+    int initiator = 0;
+    int destination = 0;
+    std::optional<std::uint8_t> opcode;
+};
+
+std::optional<std::uint8_t> LastOpcode(std::string_view text)
+{
+    constexpr std::string_view kForm = "(0xHH)";
+    const auto* const at = std::find_end(text.begin(), text.end(), kForm.begin(), kForm.end(), Fits);
+    return at != text.end() ? ByteFromHex({at[3], at[4]}) : std::nullopt;
+}
+
+// Nothing of a line that is none. The last pair of addresses counts: names may have brackets, too.
+std::optional<Header> ReadHeader(const std::string& line)
+{
+    constexpr std::string_view kReceived = "Received from ";
+    constexpr std::string_view kSent = "Transmitted by ";
+    const std::size_t start = std::min(line.find(kReceived), line.find(kSent));
+    if (start == std::string::npos) return std::nullopt;
+    std::string_view text = std::string_view(line).substr(start);
+    const bool isReceived = TakePrefix(kReceived, text);
+    static_cast<void>(isReceived || TakePrefix(kSent, text));
+    std::optional<Header> header;
+    for (std::size_t at = 0; (at = text.find(" (")) != std::string_view::npos;) {
+        text.remove_prefix(at + 2);
+        std::string_view rest = text;
+        const std::string initiator = TakeDigits(rest, 2);
+        if (initiator.empty() || !TakePrefix(" to ", rest)) continue;
+        const std::string destination = TakeDigits(rest, 2);
+        if (destination.empty() || !TakePrefix("): ", rest)) continue;
+        header = {isReceived, std::stoi(initiator), std::stoi(destination), LastOpcode(rest)};
+    }
+    return header;
+}
 
 std::string WithoutSpaces(std::string text)
 {
@@ -104,23 +151,19 @@ private:
         EndMessage();
     }
 
-    // "Received from Playback Device 1 to TV (4 to 0): SET_OSD_NAME (0x47):"; "Transmitted by" is what the TV sends.
     bool TakeHeader(const std::string& line)
     {
-        static const std::regex kHeader(
-            "(Received from|Transmitted by) .* \\(([0-9]{1,2}) to ([0-9]{1,2})\\): (.*\\(0x([0-9a-fA-F]{2})\\))?.*");
-        std::smatch parts;
-        if (line.size() > kLongestHeader || !std::regex_search(line, parts, kHeader)) return false;
+        const std::optional<Header> header = line.size() <= kLongestHeader ? ReadHeader(line) : std::nullopt;
+        if (!header) return false;
         EndMessage();
-        const int initiator = std::stoi(parts[2]);
-        const int destination = std::stoi(parts[3]);
-        if (parts[1] == "Transmitted by") return true;
+        const auto& [isReceived, initiator, destination, opcode] = *header;
+        if (!isReceived) return true;
         if (initiator > 15 || destination > 15) {
             Remark("not a logical address");
             return true;
         }
         Bytes message = {static_cast<std::uint8_t>(initiator << 4 | destination)};
-        if (parts[5].matched) message.push_back(ByteFromHex(parts[5]).value());
+        if (opcode) message.push_back(*opcode);
         Begin(message);
         return true;
     }

@@ -9,7 +9,6 @@
 #include "SpdInfoFrame.h"
 
 #include <map>
-#include <regex>
 
 namespace {
 
@@ -135,10 +134,18 @@ int Digit(char c)
 // A line without its comment, and with each run of spaces, with a ':' or without, as one ':'.
 std::string Normal(const std::string& line)
 {
-    static const std::regex kOuter("^[ \t]+|[ \t\r]+$");
-    static const std::regex kBetween("[ \t]*:[ \t]*|[ \t]+");
-    const std::string bytes = std::regex_replace(line.substr(0, line.find('#')), kOuter, "");
-    return std::regex_replace(bytes, kBetween, ":");
+    const auto isBlank = [](char c) { return c == ' ' || c == '\t'; };
+    const std::string text = line.substr(0, line.find('#'));
+    const std::size_t end = text.find_last_not_of(" \t\r") + 1;
+    std::string normal;
+    for (std::size_t i = text.find_first_not_of(" \t"); i < end; ++i) {
+        if (!isBlank(text[i])) {
+            normal += text[i];
+        } else if (!isBlank(text[i + 1]) && text[i + 1] != ':' && normal.back() != ':') {
+            normal += ':';
+        }
+    }
+    return normal;
 }
 
 // The bytes of a line; none if it is not a message.

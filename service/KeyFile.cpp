@@ -5,7 +5,6 @@
 #include "Handle.h"
 
 #include <filesystem>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <system_error>
@@ -24,7 +23,13 @@ using Texts = Handle<gchar*, g_strfreev>;
 using Text = Handle<gchar, g_free>;
 
 // GLib's messages have quotation marks that not every log shows.
-std::string Plain(const char* message) { return std::regex_replace(message, std::regex("\u201c|\u201d"), "'"); }
+std::string Plain(std::string message)
+{
+    for (const std::string mark : {"\u201c", "\u201d"}) {
+        for (std::size_t at = 0; (at = message.find(mark)) != std::string::npos;) message.replace(at, mark.size(), "'");
+    }
+    return message;
+}
 
 std::string PlaceOf(const std::string& path, const std::string& group, const std::string& key)
 {

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "JsonText.h"
 
+#include "Prefix.h"
+
 #include <algorithm>
 #include <memory>
-#include <regex>
+#include <string_view>
 
 #include <json/reader.h>
 
@@ -25,10 +27,18 @@ bool Read(const Json::CharReaderBuilder& builder, const std::string& text, Json:
 // The reader formats its errors as "* Line 3, Column 5", with the message on the next line.
 std::vector<JsonText::SyntaxError> ToErrors(const std::string& messages)
 {
-    static const std::regex kError("\\* Line ([0-9]+), Column ([0-9]+)\n  ([^\n]*)");
+    constexpr std::string_view kStart = "* Line ";
     std::vector<JsonText::SyntaxError> errors;
-    for (std::sregex_iterator it(messages.begin(), messages.end(), kError), end; it != end; ++it) {
-        errors.push_back({std::stoi((*it)[1]), "column " + (*it)[2].str() + ": " + (*it)[3].str()});
+    std::string_view rest = messages;
+    for (std::size_t at = 0; (at = rest.find(kStart)) != std::string_view::npos;) {
+        rest.remove_prefix(at + kStart.size());
+        const std::string line = TakeDigits(rest);
+        if (line.empty() || !TakePrefix(", Column ", rest)) continue;
+        const std::string column = TakeDigits(rest);
+        if (column.empty() || !TakePrefix("\n  ", rest)) continue;
+        const std::string what(rest.substr(0, rest.find('\n')));
+        errors.push_back({std::stoi(line), "column " + column + ": " + what});
+        rest.remove_prefix(what.size());
     }
     if (errors.empty()) errors.push_back({0, messages});
     return errors;
