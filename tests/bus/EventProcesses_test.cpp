@@ -3,6 +3,7 @@
 // Real processes on a real bus: senders that end at once, a service and its applications, tools of others.
 #include "BusPeer.h"
 #include "Child.h"
+#include "Pattern.h"
 #include "Sanitizers.h"
 
 #include <csignal>
@@ -11,7 +12,6 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <regex>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -97,9 +97,7 @@ std::string DocumentedDescriptors()
 {
     std::ifstream file(SRCWATCH_API_HEADER);
     const std::string header{std::istreambuf_iterator<char>(file), {}};
-    std::smatch match;
-    EXPECT_TRUE(std::regex_search(header, match, std::regex("at most ([0-9]+) file descriptors")));
-    return match[1];
+    return FindPattern("at most ([0-9]+) file descriptors", header).at(1);
 }
 
 TEST_F(Processes, NeedNoMoreDescriptorsThanDocumented)

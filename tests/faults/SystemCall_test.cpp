@@ -4,6 +4,7 @@
 // or the new one, whole, and go on working. strace does the injecting.
 #include "Documents.h"
 #include "HostTest.h"
+#include "Pattern.h"
 #include "Process.h"
 
 #include <csignal>
@@ -12,7 +13,6 @@
 #include <fstream>
 #include <functional>
 #include <map>
-#include <regex>
 #include <set>
 
 #include <sys/mman.h>
@@ -157,13 +157,12 @@ std::vector<SystemCall> SystemCallFaults::CallsOfASave()
     std::vector<SystemCall> calls;
     bool isInside = false;
     std::ifstream trace(Path("trace"));
-    const std::regex form(R"(^\d+ +([a-z0-9_]+)\()");
     for (std::string line; std::getline(trace, line);) {
-        std::smatch match;
-        if (!std::regex_search(line, match, form)) continue;
-        const int number = ++counts[match[1]];
+        const std::vector<std::string> found = srcwatch_test::FindPattern(R"(^[0-9]+ +([a-z0-9_]+)\()", line);
+        if (found.empty()) continue;
+        const int number = ++counts[found[1]];
         if (line.find("/end-of-save") != std::string::npos) isInside = false;
-        if (isInside) calls.push_back({match[1], number});
+        if (isInside) calls.push_back({found[1], number});
         if (line.find("/begin-of-save") != std::string::npos) isInside = true;
     }
     return calls;

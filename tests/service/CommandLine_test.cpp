@@ -2,10 +2,10 @@
 //
 // The service's command line: what it refuses, with which message, and that its configuration has the same options.
 #include "Options.h"
+#include "Pattern.h"
 #include "ServiceTest.h"
 
 #include <filesystem>
-#include <regex>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -111,8 +111,8 @@ Options KeysOf(const std::string& text, const std::string& mark)
     std::istringstream lines(text);
     Options keys;
     for (std::string line; std::getline(lines, line);) {
-        std::smatch key;
-        if (std::regex_search(line, key, std::regex("^" + mark + "([a-z-]+)="))) keys.insert("--" + key[1].str());
+        const std::vector<std::string> found = FindPattern("^" + mark + "([a-z-]+)=", line);
+        if (!found.empty()) keys.insert("--" + found[1]);
     }
     return keys;
 }
@@ -120,7 +120,7 @@ Options KeysOf(const std::string& text, const std::string& mark)
 TEST_F(CommandLine, HasEachOptionInTheConfigurationAndItsManualPage)
 {
     const Options options = OptionsThatAreKeys(OptionsOfTheHelp(Run({"--help"}).output));
-    const std::string page = std::regex_replace(ReadFile(SRCWATCH_CONFIGURATION_MANUAL), std::regex("\\\\-"), "-");
+    const std::string page = Replaced(ReadFile(SRCWATCH_CONFIGURATION_MANUAL), "\\-", "-");
 
     EXPECT_EQ(options.size(), 12U);
     EXPECT_EQ(KeysOf(ReadFile(SRCWATCH_CONFIGURATION), "#"), options);

@@ -4,9 +4,11 @@
 #ifndef SRCWATCH_TESTS_OPTIONS_H
 #define SRCWATCH_TESTS_OPTIONS_H
 
-#include <regex>
+#include "Pattern.h"
+
 #include <set>
 #include <string>
+#include <vector>
 
 namespace srcwatch_test {
 
@@ -14,9 +16,12 @@ using Options = std::set<std::string>;
 
 inline Options OptionsIn(const std::string& text)
 {
-    static const std::regex kOption("(^|[ ,|(\"])(--?[a-z][a-z-]*)");
     Options options;
-    for (std::sregex_iterator it(text.begin(), text.end(), kOption), end; it != end; ++it) options.insert((*it)[2]);
+    std::string rest = text;
+    for (std::vector<std::string> found; found = FindPattern("(^|[ ,|(\"])(--?[a-z][a-z-]*)", rest), !found.empty();) {
+        options.insert(found[2]);
+        rest.erase(0, rest.find(found[0]) + found[0].size());
+    }
     return options;
 }
 

@@ -2,10 +2,10 @@
 //
 // The man page knows the commands and options that the program has, and no others.
 #include "Options.h"
+#include "Pattern.h"
 #include "ToolTest.h"
 
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 #include <gmock/gmock.h>
@@ -76,7 +76,7 @@ protected:
     // The same as the man page has it.
     static std::map<std::string, Options> OptionsOfTheManPage()
     {
-        std::istringstream page(std::regex_replace(ToolsFile("srcwatchctl.1.in"), std::regex("\\\\-"), "-"));
+        std::istringstream page(Replaced(ToolsFile("srcwatchctl.1.in"), "\\-", "-"));
         std::map<std::string, Options> options;
         std::string command;
         bool wanted = false;
@@ -85,7 +85,7 @@ protected:
             if (line.rfind(".SH ", 0) == 0) wanted = line == ".SH OPTIONS";
             if (line.rfind(".SS ", 0) == 0) {
                 wanted = true;
-                command = std::regex_replace(line, std::regex("^.SS \"([a-z]+( [a-z]+)*).*"), "$1");
+                command = FindPattern("^.SS \"([a-z]+( [a-z]+)*)", line).at(1);
                 options[command];
             }
             if (wanted && before == ".TP") options[command].merge(OptionsIn(line));
