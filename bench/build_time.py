@@ -72,7 +72,7 @@ def rows(row):
 def guard(margin):
     """True if the release tree compiles at about the cost of its figure."""
     compiler = os.environ.get("CXX", "c++")
-    unit = min(measured([compiler, "-O2", "-c", "-o", os.devnull, str(REFERENCE_UNIT)], ROOT)[1] for _ in range(3))
+    unit = min(measured([compiler, "-std=c++17", "-O2", "-c", "-o", os.devnull, str(REFERENCE_UNIT)], ROOT)[1] for _ in range(3))
     with clone() as tree:
         ours = processor_seconds(tree, "release", *PROGRAMS) / unit
     good = ours <= margin * RELEASE_IN_REFERENCE_UNITS
