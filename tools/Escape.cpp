@@ -51,7 +51,7 @@ std::string EscapeAllBut(const std::string& kept, const std::string& text)
         } else if (character >= static_cast<gunichar>(-2)) {  // invalid or cut
             escaped += EscapedByte(*start);
         } else {
-            length = static_cast<std::size_t>(g_utf8_next_char(start) - start);
+            length = static_cast<std::size_t>(g_unichar_to_utf8(character, nullptr));
             escaped += isUtf8 && IsVisible(character) ? text.substr(at, length) : "\\u{" + Hex(character, 1) + "}";
         }
     }

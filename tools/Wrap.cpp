@@ -16,12 +16,15 @@ std::size_t WidthOfCharacter(const char* at)
     return g_unichar_iswide(character) != FALSE ? 2 : 1;
 }
 
+// As far as the text goes, even if it ends within a character.
+const char* NextCharacter(const char* at) { return g_utf8_find_next_char(at, nullptr); }
+
 }  // namespace
 
 std::size_t WidthOf(const std::string& text)
 {
     std::size_t width = 0;
-    for (const char* at = text.c_str(); *at != '\0'; at = g_utf8_next_char(at)) width += WidthOfCharacter(at);
+    for (const char* at = text.c_str(); *at != '\0'; at = NextCharacter(at)) width += WidthOfCharacter(at);
     return width;
 }
 
@@ -35,12 +38,12 @@ std::string WrapText(const std::string& text, std::size_t width)
         const bool fits = used + 1 + WidthOf(word) <= width;
         if (!isFirst) lines += fits ? ' ' : '\n';
         used = !isFirst && fits ? used + 1 : 0;
-        for (const char* at = word.c_str(); *at != '\0'; at = g_utf8_next_char(at)) {
+        for (const char* at = word.c_str(); *at != '\0'; at = NextCharacter(at)) {
             if (used + WidthOfCharacter(at) > width) {
                 lines += '\n';
                 used = 0;
             }
-            const char* const next = g_utf8_next_char(at);
+            const char* const next = NextCharacter(at);
             lines.append(at, next);
             used += WidthOfCharacter(at);
         }

@@ -37,4 +37,10 @@ TEST(Wrap, BreaksAWordThatIsLongerThanALine)
 
 TEST(Wrap, NeverBreaksACharacter) { EXPECT_EQ(WrapText("\u96fb\u8996\u6a5f", 3), "\u96fb\n\u8996\n\u6a5f"); }
 
+TEST(Wrap, EndsWithATextThatEndsWithinACharacter)
+{
+    EXPECT_EQ(WrapText("Box \xe9\x9b", 5), "Box \xe9\x9b");
+    EXPECT_EQ(WrapText("Box \xe9", 5), "Box \xe9");
+}
+
 }  // namespace
