@@ -20,6 +20,7 @@ enum { DLOG_VERBOSE = 2, DLOG_DEBUG = 3, DLOG_INFO = 4, DLOG_WARN = 5, DLOG_ERRO
  * @return The number of bytes written, or a negative value; no caller depends on it.
  * @note Callable from any thread, and while shared libraries are still being loaded.
  */
+/* NOLINTNEXTLINE(clang-diagnostic-reserved-identifier): the name is given */
 int __dlog_print(int log_id, int priority, const char* tag, const char* format, ...)
     __attribute__((format(printf, 4, 5)));
 
