@@ -398,10 +398,10 @@ void CQDEventReciever::m_UnRegisterQDInfoClientEvent()
 
 void CQDEventReciever::m_BusAcquiredHandler(GDBusConnection* connection, const char* name, void* receiver)
 {
+    const std::shared_ptr<State> state = State::Of(receiver);
     if (receiver == nullptr || connection == nullptr) return QDLOG(QDLOG_ERROR, "Assertion failed");
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
-    const std::shared_ptr<State> state = State::Of(receiver);
-    if (state == nullptr) return;
+    if (state == nullptr || state->m_bEnded) return;
     const Address address(state->m_Name);
     QDLOG(QDLOG_ERROR, "%s %s", address.path.c_str(), address.busName.c_str());
     SystemBus::Adopt(connection);
@@ -427,25 +427,27 @@ void CQDEventReciever::m_BusAcquiredHandler(GDBusConnection* connection, const c
 
 void CQDEventReciever::m_NameAcquiredHandler(GDBusConnection*, const char*, void* receiver)
 {
+    const std::shared_ptr<State> state = State::Of(receiver);
     QDLOG(QDLOG_ERROR, "Registered on DBus");
     if (receiver == nullptr) return QDLOG(QDLOG_ERROR, "Assertion failed");
-    State::Announce(receiver, SRCWATCH_EVENT_SERVICE_STARTED);
+    if (state != nullptr) CQDEventSender(state->m_Name).SendEvent(SRCWATCH_EVENT_SERVICE_STARTED);
 }
 
 void CQDEventReciever::m_NameLostHandler(GDBusConnection*, const char*, void* receiver)
 {
+    const std::shared_ptr<State> state = State::Of(receiver);
     QDLOG(QDLOG_ERROR, "HANDLER: name_lost_handler");
     if (receiver == nullptr) return QDLOG(QDLOG_ERROR, "Assertion failed");
-    State::Announce(receiver, SRCWATCH_EVENT_SERVICE_STOPPED);
+    if (state != nullptr) CQDEventSender(state->m_Name).SendEvent(SRCWATCH_EVENT_SERVICE_STOPPED);
 }
 
 void CQDEventReciever::m_SignalHandler(GDBusConnection*, const char*, const char*, const char*, const char*,
                                        GVariant* parameters, void* receiver)
 {
+    const std::shared_ptr<State> state = State::Of(receiver);
     if (receiver == nullptr) return QDLOG(QDLOG_ERROR, "Assertion failed");
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
-    const std::shared_ptr<State> state = State::Of(receiver);
-    if (state == nullptr) return;
+    if (state == nullptr || state->m_bEnded) return;
     QDLOG(QDLOG_DEBUG, "Received signal");
     // Any process may emit the signal with another body.
     if (parameters == nullptr || g_variant_is_of_type(parameters, G_VARIANT_TYPE("(is)")) == FALSE)
@@ -463,12 +465,12 @@ void CQDEventReciever::m_MethodCallHandler(GDBusConnection* connection, const ch
                                            const char* method, GVariant* parameters, GDBusMethodInvocation* invocation,
                                            void* receiver)
 {
+    const std::shared_ptr<State> state = State::Of(receiver);
     // Dropped without a reply on every early return; returning a value takes it over.
     srcwatch::Handle<GDBusMethodInvocation, g_object_unref> owned(invocation);
     if (receiver == nullptr) return QDLOG(QDLOG_ERROR, "Assertion failed");
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
-    const std::shared_ptr<State> state = State::Of(receiver);
-    if (state == nullptr || state->m_Name != method) return;
+    if (state == nullptr || state->m_bEnded || state->m_Name != method) return;
     QDLOG(QDLOG_ERROR, "Received method call");
     if (parameters == nullptr || g_variant_is_of_type(parameters, G_VARIANT_TYPE("(is)")) == FALSE)
         return QDLOG(QDLOG_ERROR, "Assertion failed");

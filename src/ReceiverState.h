@@ -18,7 +18,8 @@
 namespace qdinfo {
 
 /// The state that a receiver shares with its handlers. GLib passes them the receiver as a bare pointer, also while
-/// another thread or their own callback deletes it, so each looks up the state and holds a reference until it is done.
+/// another thread or their own callback deletes it and makes another in its place. So each looks up the state before
+/// all else that may take its time, a lock or a line of the log, and holds a reference until it is done.
 struct SRCWATCH_LOCAL CQDEventReciever::State {
     State(const std::string& name, bool service) : m_Name(name), m_bService(service)
     {
@@ -40,11 +41,6 @@ struct SRCWATCH_LOCAL CQDEventReciever::State {
         const std::lock_guard<std::mutex> lock(t_mutex);
         const auto found = Registry().find(receiver);
         return found != Registry().end() ? found->second : nullptr;
-    }
-    static void Announce(const void* receiver, int type)
-    {
-        const std::shared_ptr<State> state = Of(receiver);
-        if (state != nullptr) CQDEventSender(state->m_Name).SendEvent(type);
     }
 
     void HandleMessage(int type, const char* text);

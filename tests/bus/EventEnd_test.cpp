@@ -258,6 +258,61 @@ TEST_F(End, DoesNotWaitForAHandlerThatWaitsForAnotherCallback)
     EXPECT_EQ(deliveries.Count(), 0U);
 }
 
+// A receiver whose handler waits for the lock of the receivers, while the callback that holds it puts another receiver
+// in its place, which the bus does not send the message to.
+class EndInItsPlace : public End {
+protected:
+    // Replaces the receiver by a client while its handler of the sent message waits, and lets the handler go on.
+    void Replace(bool isService, const char* channel, const std::function<void()>& send)
+    {
+        loop.Call([&] { first = new (m_place) CQDEventReciever(kChannel, isService); });
+        first->RegisterEventCallback(5, &Deliveries::Callback, &ofFirst);
+        if (isService) {
+            ASSERT_TRUE(WaitUntil([this] { return Logged(kSignalEnd); }));
+        }
+        SyncSharedConnection();
+        const HeldCallback held([&] {
+            send();
+            SyncSharedConnection();
+            WaitUntil([] { return false; }, kMoment);  // nothing shows when the handler waits for the lock
+            std::destroy_at(first);
+            second = new (m_place) CQDEventReciever(channel, false);
+            second->RegisterEventCallback(5, &Deliveries::Callback, &ofSecond);
+        });
+    }
+
+    void ExpectNothingArrived()
+    {
+        loop.Call([] {});  // the handler has left
+        EXPECT_EQ(ofFirst.Count(), 0U);
+        EXPECT_EQ(ofSecond.Count(), 0U);
+        std::destroy_at(second);
+    }
+
+    LoopThread loop;
+    Deliveries ofFirst;
+    Deliveries ofSecond;
+    CQDEventReciever* first = nullptr;
+    CQDEventReciever* second = nullptr;
+
+private:
+    alignas(CQDEventReciever) unsigned char m_place[sizeof(CQDEventReciever)]{};
+};
+
+TEST_F(EndInItsPlace, LeavesNoEventOfAClientToTheNextOne)
+{
+    Replace(false, "two", [this] { Emit(5); });
+
+    ExpectNothingArrived();
+}
+
+TEST_F(EndInItsPlace, LeavesNoCallOfAServiceToTheNextOne)
+{
+    Replace(true, kChannel, [this] { Call(5); });
+
+    ExpectNothingArrived();
+}
+
 // ---------------------------------------------------------------------------------------------------------------------
 // While a handler of the name waits for the senders' lock
 

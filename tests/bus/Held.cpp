@@ -36,7 +36,7 @@ HeldSender::HeldSender()
     EXPECT_TRUE(WaitUntil([this] { return m_isInside.load(); }));
 }
 
-HeldCallback::HeldCallback()
+HeldCallback::HeldCallback(std::function<void()> body) : m_body(std::move(body))
 {
     m_loop.Call([this] { m_receiver = std::make_unique<qdinfo::CQDEventReciever>(kHeldChannel, false); });
     m_receiver->RegisterEventCallback(1, &Hold, this);
@@ -53,6 +53,7 @@ HeldCallback::~HeldCallback()
 void HeldCallback::Hold(void* callback, srcwatch_event_s*)
 {
     auto* self = static_cast<HeldCallback*>(callback);
+    self->m_body();
     self->m_isInside = true;
     WaitUntil([self] { return self->m_isReleased.load(); }, 2 * kDeadline);
 }

@@ -9,6 +9,7 @@
 #include "BusTest.h"
 #include "Threads.h"
 
+#include <functional>
 #include <memory>
 
 namespace srcwatch_test {
@@ -35,7 +36,9 @@ private:
 /// A thread that is inside a callback until it is released.
 class HeldCallback {
 public:
-    HeldCallback();
+    HeldCallback() : HeldCallback([] {}) {}
+    /// Returns when body has run in the callback.
+    explicit HeldCallback(std::function<void()> body);
     HeldCallback(const HeldCallback&) = delete;
     HeldCallback& operator=(const HeldCallback&) = delete;
     ~HeldCallback();
@@ -45,6 +48,7 @@ public:
 private:
     static void Hold(void* callback, srcwatch_event_s* event);
 
+    const std::function<void()> m_body;
     std::atomic<bool> m_isInside{false};
     std::atomic<bool> m_isReleased{false};
     LoopThread m_loop;
