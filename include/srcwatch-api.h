@@ -359,7 +359,7 @@ typedef void (*srcwatch_event_cb)(void* user_data, srcwatch_event_s* event);
  *
  * @param callback   Not null.
  * @param user_data  Passed on; not owned.
- * @return 1 registered; 0 refused (callback is null, or one is registered already, which stays in force).
+ * @return 1 registered; 0 refused (callback is null, or one is registered already, which stays in force; no memory).
  * @note Call from one thread, the main one; it must run a GLib main loop on its thread-default context.
  */
 SRCWATCH_API int srcwatch_register_event_callback(srcwatch_event_cb callback, void* user_data);

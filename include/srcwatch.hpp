@@ -499,8 +499,8 @@ private:
 /**
  * Has events delivered to a function, by the GLib main loop of the calling thread; Qt's main loop on Linux is one.
  *
- * A process has one subscription at a time: Error::already_subscribed. Without a bus there is a subscription and no
- * event arrives. See srcwatch_register_event_callback().
+ * A process has one subscription at a time: Error::already_subscribed, which also is the result without memory for one.
+ * Without a bus there is a subscription and no event arrives. See srcwatch_register_event_callback().
  *
  * @param callback  May call every function of this header. An exception that it throws is logged and goes no further.
  */

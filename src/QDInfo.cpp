@@ -12,8 +12,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 #include <iterator>
+#include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <TVServiceAPI.h>
@@ -788,23 +791,19 @@ int srcwatch_register_event_callback(srcwatch_event_cb callback, void* user_data
         QDLOG(QDLOG_ERROR, "[srcwatch_register_event_callback] already registered");
         return 0;
     }
-    auto* receiver = new (std::nothrow) qdinfo::CQDEventReciever(qdinfo::kChannelName, false);
-    if (receiver == nullptr) {
+    try {
+        g_pReceiver = new (std::nothrow) qdinfo::CQDEventReciever(qdinfo::kChannelName, false);
+        if (g_pReceiver == nullptr) throw std::bad_alloc();
+        for (const int type : {SRCWATCH_EVENT_DETECTED, SRCWATCH_EVENT_SCAN_PROGRESS, SRCWATCH_EVENT_SCAN_FINISHED,
+                               SRCWATCH_EVENT_CONNECTION}) {
+            g_pReceiver->RegisterEventCallback(type, callback, user_data);
+        }
+        return 1;
+    } catch (const std::exception&) {                // no memory; a C program could not catch it
+        delete std::exchange(g_pReceiver, nullptr);  // a part of a registration would be in the way of the next one
         QDLOG(QDLOG_ERROR, "new error");
         return 0;
     }
-    g_pReceiver = receiver;
-    try {
-        for (const int type : {SRCWATCH_EVENT_DETECTED, SRCWATCH_EVENT_SCAN_PROGRESS, SRCWATCH_EVENT_SCAN_FINISHED,
-                               SRCWATCH_EVENT_CONNECTION}) {
-            receiver->RegisterEventCallback(type, callback, user_data);
-        }
-    } catch (...) {
-        // No memory. A part of a registration would be in the way of the next one.
-        static_cast<void>(srcwatch_unregister_event_callback(callback));
-        throw;
-    }
-    return 1;
 }
 
 int srcwatch_unregister_event_callback(srcwatch_event_cb callback)

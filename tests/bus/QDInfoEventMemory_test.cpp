@@ -94,24 +94,33 @@ TEST_F(MessageWithoutMemory, IsNotCalledWithInPart)
     EXPECT_EQ(reply.str(), "reply");
 }
 
-TEST_F(BusTest, ARegistrationWithoutMemoryCanBeTriedAgain)
+// A registration through the C interface, which knows no exceptions, while the allocation after granted ones fails.
+int TryToRegister(int granted)
 {
-    const srcwatch_event_cb callback = [](void*, srcwatch_event_s*) {};
-    bool registered = false;
-    for (int granted = 0; !registered; ++granted) {
-        t_left = granted;
-        try {
-            registered = srcwatch_register_event_callback(callback, nullptr) == 1;
-        } catch (const std::bad_alloc&) {
-            registered = false;
-        }
-        t_left = -1;
+    t_left = granted;
+    const int result = srcwatch_register_event_callback([](void*, srcwatch_event_s*) {}, nullptr);
+    t_left = -1;
+    return result;
+}
 
-        if (!registered) {
-            EXPECT_EQ(srcwatch_register_event_callback(callback, nullptr), 1) << granted;
-        }
-        EXPECT_EQ(srcwatch_unregister_event_callback(callback), 1) << granted;
+int Unregister()
+{
+    return srcwatch_unregister_event_callback([](void*, srcwatch_event_s*) {});
+}
+
+TEST_F(BusTest, ARegistrationWithoutMemoryFailsAndLogsIt)
+{
+    int granted = 0;
+    for (; TryToRegister(granted) == 0; ++granted) {
+        EXPECT_EQ(platform.LogOf(DLOG_ERROR).back(), "srcwatch_register_event_callback: new error") << granted;
+        EXPECT_EQ(Unregister(), 0) << granted;
+
+        EXPECT_EQ(TryToRegister(-1), 1) << granted;
+        EXPECT_EQ(Unregister(), 1) << granted;
     }
+
+    EXPECT_EQ(Unregister(), 1);
+    EXPECT_GT(granted, 8);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -217,23 +226,12 @@ INSTANTIATE_TEST_SUITE_P(Sides, HalfAReceiver, testing::Bool(),
 
 TEST_F(BusTest, ARegistrationWithoutMemoryHoldsNoConnection)
 {
-    const srcwatch_event_cb callback = [](void*, srcwatch_event_s*) {};
-    bool isRegistered = false;
-    for (int granted = 0; !isRegistered; ++granted) {
-        t_left = granted;
-        try {
-            isRegistered = srcwatch_register_event_callback(callback, nullptr) == 1;
-        } catch (const std::bad_alloc&) {
-            isRegistered = false;
-        }
-        t_left = -1;
-        if (isRegistered) {
-            EXPECT_EQ(srcwatch_unregister_event_callback(callback), 1);
-        }
-
+    for (int granted = 0; TryToRegister(granted) == 0; ++granted) {
         SharedConnectionWatch connection;
         EXPECT_TRUE(connection.RunUntilGone()) << granted;
     }
+
+    EXPECT_EQ(Unregister(), 1);
 }
 
 }  // namespace
