@@ -80,7 +80,7 @@ bool CQDInfoData::GetActivityInfoToStream(Json::Value& root)
         QDLOG(QDLOG_ERROR, "t_ActivityInfo.size() = %zu ", t_ActivityInfo.size());
         for (std::size_t i = 0; i < t_ActivityInfo.size(); ++i) {
             Json::Value record;
-            if (!t_ActivityInfo[i].Write(record)) return false;  // no memory: part of a record would be wrong
+            if (!t_ActivityInfo[i].Write(record)) return false;  // only without memory: a null value takes any record
             root["activity"][static_cast<Json::ArrayIndex>(i)] = std::move(record);
         }
         return true;
@@ -94,7 +94,7 @@ bool CQDInfoData::GetOpticalActivityInfoToStream(Json::Value& root)
 {
     try {
         Json::Value record;
-        if (!m_OpticalActivityInfo.Write(record)) return false;  // no memory
+        if (!m_OpticalActivityInfo.Write(record)) return false;  // only without memory
         root["activity"] = std::move(record);
         return true;
     } catch (const Json::Exception& e) {
@@ -112,7 +112,7 @@ bool CQDInfoData::SetActivityInfoFromStream(Json::Value& root)
             Json::Value element = root["activity"][i];  // a copy: Read completes it
             Info record;
             bool outOfMemory = false;
-            // Deliberate: a record that can be read in part is kept in part; not one that there was no memory for.
+            // Deliberate: what can be read of a record is kept; but nothing of one that there is no memory for.
             record.TryRead(element, outOfMemory);
             if (outOfMemory) throw std::bad_alloc();
             records.push_back(record);
