@@ -18,8 +18,6 @@
 
 namespace qdinfo {
 
-class Error;
-
 /**
  * Sends events on a channel: as a signal to all receivers, or as a method call to the service.
  *
@@ -33,8 +31,8 @@ class Error;
  *
  * Blocking: a send, for the first connection to the bus. Call(), up to 5 s for the reply; the first Call() also asks
  * the service for its properties, which takes up to 25 s (the default of GDBus) when the service hangs. Other senders
- * wait meanwhile. The destructor waits until what was sent has left the process; exit() does that for senders that
- * still live then, _exit() does not.
+ * wait meanwhile. The destructor waits until what was sent has left the process, and up to 2 s for a bus that hangs;
+ * exit() does that for senders that still live then, _exit() does not.
  */
 class SRCWATCH_API CQDEventSender {
 public:
@@ -80,7 +78,7 @@ private:
     int m_SendSignal(int type, const std::stringstream& extra);
     int m_SendExternalEvent();
     void m_ConvertEventToStream();
-    SRCWATCH_LOCAL bool m_BuildMessage(const std::stringstream& extra, std::string& message, Error& error);
+    SRCWATCH_LOCAL std::string m_BuildMessage(const std::stringstream& extra);
 
     static std::recursive_mutex m_Mutex;  // held while a message is built and sent, by all senders of the process
 

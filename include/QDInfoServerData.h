@@ -28,7 +28,7 @@ public:
 
     /**
      * Saves all HDMI records, unless port is 99, then broadcasts SRCWATCH_EVENT_RECORDS_SAVED, also after a failed
-     * save. The announcement has left the process when the call returns.
+     * save. The announcement has left the process when the call returns, unless the bus hangs.
      */
     void t_CheckAndSaveActivity(int port) override;
     /// Does the same.

@@ -23,6 +23,8 @@ struct Address {
     std::string busName;
 };
 
+constexpr char kNoMemory[] = "no memory for the message";  // which is empty then
+
 using Variant = srcwatch::Handle<GVariant, g_variant_unref>;
 
 inline Variant EventBody(int type, const std::string& message)
@@ -34,12 +36,14 @@ inline Variant EventBody(int type, const std::string& message)
 inline bool Emit(GDBusConnection* connection, const Address& address, const std::string& channel, int type,
                  const std::string& message, Error& error)
 {
-    if (g_dbus_connection_emit_signal(connection, nullptr, address.path.c_str(), address.busName.c_str(),
-                                      channel.c_str(), EventBody(type, message).get(), error.Out()) == FALSE) {
-        return false;
-    }
-    SystemBus::FlushAtExit(connection);
-    return true;
+    if (message.empty()) error.SetReason(kNoMemory);
+    SystemBus::WillQueue(message.size());
+    const bool isQueued =
+        !message.empty() &&
+        g_dbus_connection_emit_signal(connection, nullptr, address.path.c_str(), address.busName.c_str(),
+                                      channel.c_str(), EventBody(type, message).get(), error.Out()) != FALSE;
+    if (isQueued) SystemBus::FlushAtExit(connection);
+    return isQueued;
 }
 
 inline unsigned Subscribe(GDBusConnection* connection, const std::string& channel, GDBusSignalCallback handler,

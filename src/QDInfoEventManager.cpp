@@ -48,28 +48,23 @@ void CQDEventSender::AppendArgs(const srcwatch_event_s& event) { m_Event = event
 void CQDEventSender::AppendArgs(long a0, long a1, long a2, long a3)
 {
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
-    m_Event.args[0] = static_cast<std::int32_t>(a0);
-    m_Event.args[1] = static_cast<std::int32_t>(a1);
-    m_Event.args[2] = static_cast<std::int32_t>(a2);
-    m_Event.args[3] = static_cast<std::int32_t>(a3);
+    std::int32_t* arg = m_Event.args;
+    for (const long value : {a0, a1, a2, a3}) *arg++ = static_cast<std::int32_t>(value);
 }
 
 void CQDEventSender::AppendArgs(const std::string& s0, const std::string& s1, const std::string& s2)
 {
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
     std::memset(m_Event.str_args, 0, sizeof(m_Event.str_args));
-    CopyToField(m_Event.str_args[0], s0);
-    CopyToField(m_Event.str_args[1], s1);
-    CopyToField(m_Event.str_args[2], s2);
+    auto* field = m_Event.str_args;
+    for (const std::string* text : {&s0, &s1, &s2}) CopyToField(*field++, *text);
 }
 
 void CQDEventSender::AppendArgs(void* p0, void* p1, void* p2, void* p3)
 {
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
-    m_Event.ptr_args[0] = p0;
-    m_Event.ptr_args[1] = p1;
-    m_Event.ptr_args[2] = p2;
-    m_Event.ptr_args[3] = p3;
+    void** arg = m_Event.ptr_args;
+    for (void* const value : {p0, p1, p2, p3}) *arg++ = value;
 }
 
 void CQDEventSender::ClearEvent()
@@ -89,11 +84,8 @@ void CQDEventSender::SendEvent(long type, long a0, long a1, long a2)
 {
     const std::lock_guard<std::recursive_mutex> lock(m_Mutex);
     m_Event = srcwatch_event_s();
-    m_Event.type = static_cast<std::int32_t>(type);
-    m_Event.args[0] = static_cast<std::int32_t>(a0);
-    m_Event.args[1] = static_cast<std::int32_t>(a1);
-    m_Event.args[2] = static_cast<std::int32_t>(a2);
-    m_SendExternalEvent();
+    AppendArgs(a0, a1, a2, 0L);
+    SendEvent(type);
 }
 
 int CQDEventSender::SendSignal(int type, const std::stringstream& extra)
@@ -186,14 +178,14 @@ int CQDEventSender::m_GetProxy()
 int CQDEventSender::m_Call(int type, const std::stringstream& extra, std::stringstream& reply)
 {
     if (m_Connect() == 0 || m_GetProxy() == 0) return 0;
-    std::string message;
-    Error error;
-    if (!m_BuildMessage(extra, message, error)) {
-        QDLOG(QDLOG_ERROR, " proxy call failed (%s)", error.Message());
+    const std::string message = m_BuildMessage(extra);
+    if (message.empty()) {
+        QDLOG(QDLOG_ERROR, " proxy call failed (%s)", kNoMemory);
         return 0;
     }
     QDLOG(QDLOG_ERROR, "sizeOfMsgData:%d  MsgData:%s", static_cast<int>(message.size()), message.c_str());
 
+    Error error;
     const Variant result(g_dbus_proxy_call_sync(m_pProxy, m_Name.c_str(), EventBody(type, message).get(),
                                                 G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr, error.Out()));
     if (!result) {
@@ -217,9 +209,8 @@ int CQDEventSender::m_SendSignal(int type, const std::stringstream& extra)
     if (m_Connect() == 0) return 0;
     const Address address(m_Name);
     QDLOG(QDLOG_ERROR, "%s %s", address.path.c_str(), address.busName.c_str());
-    std::string message;
     Error error;
-    if (!m_BuildMessage(extra, message, error) || !Emit(m_pConnection, address, m_Name, type, message, error)) {
+    if (!Emit(m_pConnection, address, m_Name, type, m_BuildMessage(extra), error)) {
         QDLOG(QDLOG_ERROR, "Error while sending signal: '%s'", error.Message());
         return 0;
     }
@@ -233,10 +224,8 @@ int CQDEventSender::m_SendExternalEvent()
     if (m_Connect() == 0) return 0;
     const Address address(m_Name);
     QDLOG(QDLOG_DEBUG, "%s %s", address.path.c_str(), address.busName.c_str());
-    std::string message;
     Error error;
-    if (!m_BuildMessage(m_MsgStream, message, error) ||
-        !Emit(m_pConnection, address, m_Name, m_Event.type, message, error)) {
+    if (!Emit(m_pConnection, address, m_Name, m_Event.type, m_BuildMessage(m_MsgStream), error)) {
         QDLOG(QDLOG_ERROR, "Error while sending signal: '%s'", error.Message());
         return 0;
     }
@@ -245,17 +234,17 @@ int CQDEventSender::m_SendExternalEvent()
     return 1;
 }
 
-// The current event as message, with the content of extra behind it unless extra is the message stream itself.
-bool CQDEventSender::m_BuildMessage(const std::stringstream& extra, std::string& message, Error& error)
+// The current event as message, with the content of extra behind it unless extra is the message stream itself. Empty
+// without memory for it, which the stream does not report.
+std::string CQDEventSender::m_BuildMessage(const std::stringstream& extra)
 {
     Clear(m_MsgStream);
     m_ConvertEventToStream();
     if (&extra != &m_MsgStream) m_MsgStream << extra.str() << kFieldSeparator;
-    message = m_MsgStream.str();
+    if (!m_MsgStream.good()) return std::string();
+    std::string message = m_MsgStream.str();
     MakeValidUtf8(message);  // the bus takes nothing else
-    if (m_MsgStream.good()) return true;
-    error.SetReason("no memory for the message");  // which the stream does not report
-    return false;
+    return message;
 }
 
 void CQDEventSender::m_ConvertEventToStream()
@@ -407,7 +396,6 @@ void CQDEventReciever::m_BusAcquiredHandler(GDBusConnection* connection, const c
     SystemBus::Adopt(connection);
 
     unsigned objectId = 0;
-    unsigned subscriptionId = 0;
     {
         const std::lock_guard<std::mutex> registering(State::t_mutex);
         if (state->m_bEnded) return;
@@ -415,14 +403,14 @@ void CQDEventReciever::m_BusAcquiredHandler(GDBusConnection* connection, const c
             connection, address.path.c_str(), state->m_pNodeInfo->interfaces[0], &m_vTable, receiver, nullptr, nullptr);
         if (objectId > 0) {
             g_weak_ref_set(&state->m_Borrowed, connection);
-            subscriptionId = Subscribe(connection, state->m_Name, &m_SignalHandler, receiver);
             state->m_ObjectId = objectId;
-            state->m_SubscriptionId = subscriptionId;
+            state->m_SubscriptionId = Subscribe(connection, state->m_Name, &m_SignalHandler, receiver);
         }
     }
     if (objectId < 1) return QDLOG(QDLOG_ERROR, "Assertion failed");
-    if (subscriptionId == 0) QDLOG(QDLOG_ERROR, "Subscribing for signal failed");
-    QDLOG(QDLOG_ERROR, "xxxxx g_dbus_connection_signal_subscribe : %s, %d", name, static_cast<int>(subscriptionId));
+    const auto id = static_cast<int>(state->m_SubscriptionId);
+    if (id == 0) QDLOG(QDLOG_ERROR, "Subscribing for signal failed");
+    QDLOG(QDLOG_ERROR, "xxxxx g_dbus_connection_signal_subscribe : %s, %d", name, id);
 }
 
 void CQDEventReciever::m_NameAcquiredHandler(GDBusConnection*, const char*, void* receiver)

@@ -3,6 +3,7 @@
 // How long each operation blocks if a service or the bus hangs. Slow, because the time limits are long.
 #include "BusTest.h"
 
+#include <algorithm>
 #include <thread>
 
 namespace {
@@ -76,6 +77,31 @@ TEST_F(BusTest, ServicesAndABusThatHangBlockForTheStatedTimes)
                        std::to_string(G_IO_ERROR_TIMED_OUT) + ")"));
     EXPECT_LT(sendSeconds, 1.0);  // a signal is only queued
     EXPECT_LT(endSeconds, 1.0);   // the socket takes it
+}
+
+// More announcements than the socket takes from the process.
+TEST_F(BusTest, ABusThatHangsHoldsUpOneSenderForAMomentAndLosesNothing)
+{
+    constexpr std::size_t kEvents = 600;
+    BusPeer peer;
+    peer.Listen(kChannelName);
+    CQDEventSender connected(kChannel);
+    ASSERT_EQ(connected.SendSignal(0), 1);
+    ASSERT_EQ(peer.WaitForSignals(1).size(), 1U);
+
+    TheBus().Pause();
+    double longest = 0;
+    const double seconds = SecondsOf([&] {
+        for (std::size_t i = 1; i < kEvents; ++i) {
+            longest = std::max(longest, SecondsOf([] { CQDEventSender(kChannel).SendEvent(1); }));
+        }
+    });
+    TheBus().Continue();
+
+    EXPECT_TAKES(longest, 2.0);
+    EXPECT_LT(seconds, longest + 2.0);  // the others do not wait
+    EXPECT_EQ(peer.WaitForSignals(kEvents).size(), kEvents);
+    EXPECT_LT(SecondsOf([] { CQDEventSender(kChannel).SendEvent(2); }), 1.0);
 }
 
 TEST_F(BusTest, FirstCallOfASenderAlsoWaitsForTheProperties)

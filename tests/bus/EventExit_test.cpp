@@ -8,6 +8,8 @@
 #include "TempDirectory.h"
 
 #include <algorithm>
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -109,6 +111,62 @@ TEST_F(Exit, HandlersMayAnnounceChanges)
     const std::vector<BusMessage> signals = peer->WaitForSignals(3);
     ASSERT_EQ(signals.size(), 3U);
     for (const BusMessage& signal : signals) EXPECT_EQ(signal.type, 4104);
+}
+
+class Hangs : public Exit, public testing::WithParamInterface<const char*> {
+protected:
+    // Ends a program with many events while the bus hangs. Returns how long it takes.
+    double SecondsToEnd(const char* ending)
+    {
+        setenv("SRCWATCH_LOG", "stderr", 1);
+        Process program({SRCWATCH_EXIT_PROGRAM, ending}, directory / "program");
+        EXPECT_GE(peer->WaitForSignals(1).size(), 1U);
+        const auto begin = std::chrono::steady_clock::now();
+        TheBus().Pause();
+        program.Signal(SIGUSR1);
+        const std::optional<int> result = program.Wait(kDeadline);
+        const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
+        TheBus().Continue();
+        EXPECT_EQ(result, 0) << Errors();
+        return time.count();
+    }
+
+    std::size_t LinesOfLoss() const
+    {
+        const std::string errors = Errors();
+        std::size_t lines = 0;
+        for (std::size_t at = 0; (at = errors.find("Events are lost: the bus hangs", at)) != std::string::npos; ++at)
+            ++lines;
+        return lines;
+    }
+};
+
+TEST_P(Hangs, TheBusTheProcessEndsInTwoSecondsAndLogsTheLossOnce)
+{
+    const double seconds = SecondsToEnd(GetParam());
+
+    EXPECT_GE(seconds, 2.0);
+    EXPECT_LT(seconds, 3.5);
+    EXPECT_EQ(LinesOfLoss(), 1U) << Errors();
+}
+
+INSTANTIATE_TEST_SUITE_P(Endings, Hangs, testing::Values("many", "many-and-handlers", "many-and-static"),
+                         [](const auto& ending) { return TestName(ending.param); });
+
+TEST_F(Exit, WaitsForABusThatGoesOn)
+{
+    setenv("SRCWATCH_LOG", "stderr", 1);
+    Process program({SRCWATCH_EXIT_PROGRAM, "many"}, directory / "program");
+    ASSERT_EQ(peer->WaitForSignals(1).size(), 1U);
+    TheBus().Pause();
+    program.Signal(SIGUSR1);
+    EXPECT_FALSE(program.Wait(std::chrono::milliseconds(1000)));
+    TheBus().Continue();
+
+    EXPECT_EQ(program.Wait(kDeadline), 0) << Errors();
+
+    EXPECT_EQ(peer->WaitForSignals(601).size(), 601U);
+    EXPECT_EQ(Errors().find("Events are lost"), std::string::npos);
 }
 
 class Threads : public Exit, public testing::WithParamInterface<const char*> {};

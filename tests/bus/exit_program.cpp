@@ -77,6 +77,25 @@ void StartThreads(void (*body)())
     while (begun < kThreads) std::this_thread::yield();
 }
 
+// The signal that a test sends, which is blocked in all threads.
+sigset_t TestSignal()
+{
+    sigset_t signals{};
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGUSR1);
+    return signals;
+}
+
+// Sends one event, and the others when the signal arrives: more than a bus that hangs takes.
+void SendManyOnSignal()
+{
+    const sigset_t signals = TestSignal();
+    Send(LastingSender());
+    int received = 0;
+    sigwait(&signals, &received);
+    for (int i = 0; i < 600; ++i) Send(LastingSender());
+}
+
 struct Ending {
     const char* name;
     void (*prepare)();
@@ -147,6 +166,20 @@ constexpr Ending kEndings[] = {
          std::thread(&SendOne).join();
          std::atexit([] { std::thread(&SendOne).join(); });
      }},
+    {"many", [] { SendManyOnSignal(); }},
+    {"many-and-handlers",
+     [] {
+         for (int i = 0; i < 3; ++i) std::atexit(&SendOne);
+         SendManyOnSignal();
+         for (int i = 0; i < 3; ++i) std::atexit(&SendOne);
+     }},
+    {"many-and-static",
+     [] {
+         Send(LastingSender());
+         static CQDEventSender sender("");  // destroyed before the library's handler runs
+         Send(sender);
+         SendManyOnSignal();
+     }},
     {"threads", [] { StartThreads([] { CQDEventSender("").SendEvent(10); }); }},
     {"threads-lasting", [] { StartThreads([] { LastingSender().SendEvent(10); }); }},
     {"threads-announcing", [] { StartThreads([] { srcwatch_set_source_info(0, 0); }); }},
@@ -157,6 +190,8 @@ constexpr Ending kEndings[] = {
 int main(int argc, char** argv)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const sigset_t signals = TestSignal();
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     const std::string name = argc == 2 ? argv[1] : "";
     for (const Ending& ending : kEndings) {
         if (name != ending.name) continue;
