@@ -15,6 +15,7 @@
 #include "srcwatch-api.h"
 #include "srcwatch-protocol.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <functional>
@@ -42,22 +43,37 @@ enum class Error {
     already_subscribed = 11            ///< the process has a subscription, or a callback of the C function
 };
 
+/// @cond
+namespace detail {
+
+template <typename Value>
+struct Word {
+    Value value;
+    const char* text;
+};
+
+// The word for a value; that of a later version is what it is and its number.
+template <typename Value, std::size_t size>
+std::string word_of(Value value, const Word<Value> (&words)[size], const char* what)
+{
+    for (const Word<Value>& word : words) {
+        if (word.value == value) return word.text;
+    }
+    return what + std::to_string(static_cast<int>(value));
+}
+
+}  // namespace detail
+/// @endcond
+
 /// Returns an error in words.
 inline std::string to_string(Error error)
 {
-    switch (error) {
-        case Error::unreadable:
-            return "the stored record cannot be read";
-        case Error::not_a_port:
-            return "not a port";
-        case Error::no_codeset:
-            return "no codeset is known for the device";
-        case Error::no_progress:
-            return "the progress of the scan is not known";
-        case Error::already_subscribed:
-            return "the process has a subscription already";
-    }
-    return "error " + std::to_string(static_cast<int>(error));
+    constexpr detail::Word<Error> words[] = {{Error::unreadable, "the stored record cannot be read"},
+                                             {Error::not_a_port, "not a port"},
+                                             {Error::no_codeset, "no codeset is known for the device"},
+                                             {Error::no_progress, "the progress of the scan is not known"},
+                                             {Error::already_subscribed, "the process has a subscription already"}};
+    return detail::word_of(error, words, "error ");
 }
 
 /// Thrown by Result::value() without a value.
@@ -85,12 +101,12 @@ public:
     /// @{
     const T& value() const&
     {
-        require();
+        if (!has_value()) throw BadResult(error());
         return std::get<0>(m_content);
     }
     T value() &&
     {
-        require();
+        if (!has_value()) throw BadResult(error());
         return std::get<0>(std::move(m_content));
     }
     const T& operator*() const& noexcept { return *std::get_if<0>(&m_content); }
@@ -104,11 +120,6 @@ public:
     Error error() const noexcept { return *std::get_if<1>(&m_content); }
 
 private:
-    void require() const
-    {
-        if (!has_value()) throw BadResult(error());
-    }
-
     std::variant<T, Error> m_content;
 };
 
@@ -146,57 +157,33 @@ enum class ScanStage {
 
 inline std::string to_string(DeviceType type)
 {
-    switch (type) {
-        case DeviceType::none:
-            return "none";
-        case DeviceType::set_top_box:
-            return "set-top box";
-        case DeviceType::disc_player:
-            return "disc player";
-        case DeviceType::home_theatre:
-            return "home theatre";
-        case DeviceType::streaming_box:
-            return "streaming box";
-        case DeviceType::game_console:
-            return "game console";
-        case DeviceType::other:
-            return "other";
-        case DeviceType::not_supported:
-            return "not supported";
-        case DeviceType::pc:
-            return "PC";
-    }
-    return "type " + std::to_string(static_cast<int>(type));
+    constexpr detail::Word<DeviceType> words[] = {{DeviceType::none, "none"},
+                                                  {DeviceType::set_top_box, "set-top box"},
+                                                  {DeviceType::disc_player, "disc player"},
+                                                  {DeviceType::home_theatre, "home theatre"},
+                                                  {DeviceType::streaming_box, "streaming box"},
+                                                  {DeviceType::game_console, "game console"},
+                                                  {DeviceType::other, "other"},
+                                                  {DeviceType::not_supported, "not supported"},
+                                                  {DeviceType::pc, "PC"}};
+    return detail::word_of(type, words, "type ");
 }
 
 inline std::string to_string(ScanState state)
 {
-    switch (state) {
-        case ScanState::not_scanned:
-            return "not scanned";
-        case ScanState::found:
-            return "found";
-        case ScanState::empty:
-            return "empty";
-    }
-    return "state " + std::to_string(static_cast<int>(state));
+    constexpr detail::Word<ScanState> words[] = {
+        {ScanState::not_scanned, "not scanned"}, {ScanState::found, "found"}, {ScanState::empty, "empty"}};
+    return detail::word_of(state, words, "state ");
 }
 
 inline std::string to_string(ScanStage stage)
 {
-    switch (stage) {
-        case ScanStage::running:
-            return "running";
-        case ScanStage::final_stage:
-            return "final stage";
-        case ScanStage::stopped:
-            return "stopped";
-        case ScanStage::failed:
-            return "failed";
-        case ScanStage::nothing_found:
-            return "nothing found";
-    }
-    return "stage " + std::to_string(static_cast<int>(stage));
+    constexpr detail::Word<ScanStage> words[] = {{ScanStage::running, "running"},
+                                                 {ScanStage::final_stage, "final stage"},
+                                                 {ScanStage::stopped, "stopped"},
+                                                 {ScanStage::failed, "failed"},
+                                                 {ScanStage::nothing_found, "nothing found"}};
+    return detail::word_of(stage, words, "stage ");
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -219,9 +206,11 @@ inline Result<std::string> text(int (*query)(char*, int), int port)
     return text_of(buffer);
 }
 
-template <typename T>
-Result<T> number(int result, int value)
+template <typename T, typename Query>
+Result<T> number(Query query)
 {
+    int value = 0;
+    const int result = query(&value);
     if (result != SRCWATCH_OK) return static_cast<Error>(result);
     return static_cast<T>(value);
 }
@@ -254,32 +243,24 @@ inline Result<std::string> codeset(int port)
 
 inline Result<DeviceType> device_type(int port)
 {
-    int value = 0;
-    const int result = srcwatch_get_product_type_name(port, &value);
-    return detail::number<DeviceType>(result, value);
+    return detail::number<DeviceType>([port](int* value) { return srcwatch_get_product_type_name(port, value); });
 }
 
 /// Returns how often the user denied the detection result.
 inline Result<int> deny_count(int port)
 {
-    int value = 0;
-    const int result = srcwatch_get_denycount(&value, port);
-    return detail::number<int>(result, value);
+    return detail::number<int>([port](int* value) { return srcwatch_get_denycount(value, port); });
 }
 
 /// Returns how the device was detected: a value of enum srcwatch_detection_method.
 inline Result<int> detection_method(int port)
 {
-    int value = 0;
-    const int result = srcwatch_get_detection_moethod(port, &value);
-    return detail::number<int>(result, value);
+    return detail::number<int>([port](int* value) { return srcwatch_get_detection_moethod(port, value); });
 }
 
 inline Result<ScanState> scan_state(int port)
 {
-    int value = 0;
-    const int result = srcwatch_get_oobe_scan_state(port, &value);
-    return detail::number<ScanState>(result, value);
+    return detail::number<ScanState>([port](int* value) { return srcwatch_get_oobe_scan_state(port, value); });
 }
 
 /// Whether the device is another one than before, and where it was seen last.
@@ -327,17 +308,12 @@ inline Result<Device> device(int port)
 inline Result<std::vector<Device>> devices()
 {
     std::vector<Device> found;
-    const auto add = [&found](int port) -> Result<bool> {
-        Result<Device> one = device(port);
+    const int inputs = std::clamp(get_hdmi_count(), 0, 8);
+    for (int i = 0; i <= inputs; ++i) {
+        Result<Device> one = device(i < inputs ? i : optical_port);
         if (!one) return one.error();
         if (one->is_present()) found.push_back(*std::move(one));
-        return true;
-    };
-    const int inputs = get_hdmi_count();
-    for (int port = 0; port < inputs && port < 8; ++port) {
-        if (const Result<bool> added = add(port); !added) return added.error();
     }
-    if (const Result<bool> added = add(optical_port); !added) return added.error();
     return found;
 }
 
@@ -356,13 +332,8 @@ struct Features {
 /// Asks for all of them, which is a setting each and, for no_device, the TV service for each input.
 inline Features features()
 {
-    Features found;
-    found.hotplug_enabled = srcwatch_is_HotPlug_enable();
-    found.hotplug_running = srcwatch_is_HotPlug_progress();
-    found.mvpd_enabled = srcwatch_is_MVPD_enable();
-    found.notification_running = srcwatch_Is_hdmi_notification_running();
-    found.no_device = srcwatch_is_no_device();
-    return found;
+    return {srcwatch_is_HotPlug_enable(), srcwatch_is_HotPlug_progress(), srcwatch_is_MVPD_enable(),
+            srcwatch_Is_hdmi_notification_running(), srcwatch_is_no_device()};
 }
 
 /// How far the first-setup scan is.
@@ -445,20 +416,16 @@ struct Subscriber : std::enable_shared_from_this<Subscriber> {
         const auto text = [event](std::size_t index) { return text_of(event->str_args[index]); };
         switch (event->type) {
             case SRCWATCH_EVENT_CONNECTION:
-                subscriber->callback(ConnectionChanged{args[0], args[1] != 0});
-                break;
+                return subscriber->callback(ConnectionChanged{args[0], args[1] != 0});
             case SRCWATCH_EVENT_DETECTED:
-                subscriber->callback(
+                return subscriber->callback(
                     Detected{args[0], static_cast<DeviceType>(args[1]), args[2] != 0, text(0), text(1), text(2)});
-                break;
             case SRCWATCH_EVENT_SCAN_PROGRESS:
-                subscriber->callback(ScanProgressed{args[0], args[1]});
-                break;
+                return subscriber->callback(ScanProgressed{args[0], args[1]});
             case SRCWATCH_EVENT_SCAN_FINISHED:
-                subscriber->callback(ScanFinished{args[0], args[1]});
-                break;
+                return subscriber->callback(ScanFinished{args[0], args[1]});
             default:
-                break;
+                return;
         }
     }
 

@@ -59,11 +59,9 @@ void LoadRecord(int port, Json::Value& record)
 {
     CQDInfoData* store = CSingleton<CQDInfoServerData>::GetInstance();
     if (store == nullptr) return;
-    if (port == OPTICAL_PORT) {
-        store->t_LoadOpticalPortJsonInfoToMemory(port, record);
-    } else {
-        store->t_LoadPortJsonInfoToMemory(port, record);
-    }
+    const bool isOptical = port == OPTICAL_PORT;
+    static_cast<void>(isOptical ? store->t_LoadOpticalPortJsonInfoToMemory(port, record)
+                                : store->t_LoadPortJsonInfoToMemory(port, record));
 }
 
 std::string TextOf(Json::Value& record, const char* key) { return record[key].asString(); }
@@ -104,7 +102,7 @@ int CatchJson(ExceptionFormat exceptionFormat, const CallSite& site, Body body)
     }
 }
 
-// Runs body, which returns nothing, on the stored record of a port.
+// Runs body, which returns nothing, on the stored record of a port; QueryOutput() for a query with an output.
 template <typename Body>
 int QueryRecord(int port, ExceptionFormat exceptionFormat, Body body, CallSite site = CallSite::Here())
 {
@@ -116,21 +114,22 @@ int QueryRecord(int port, ExceptionFormat exceptionFormat, Body body, CallSite s
     });
 }
 
-int QueryText(char* dst, int port, const char* key, ExceptionFormat exceptionFormat, CallSite site = CallSite::Here())
+template <typename Body>
+int QueryOutput(const void* output, int port, ExceptionFormat exceptionFormat, const CallSite& site, Body body)
 {
     if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
-    if (dst == nullptr) return SRCWATCH_ERROR_NULL;
-    return QueryRecord(
-        port, exceptionFormat, [&](Json::Value& record) { CopyText(dst, TextOf(record, key)); }, site);
+    if (output == nullptr) return SRCWATCH_ERROR_NULL;
+    return QueryRecord(port, exceptionFormat, body, site);
 }
 
-int QueryNumber(int* number, int port, const char* key, ExceptionFormat exceptionFormat,
-                CallSite site = CallSite::Here())
+int QueryText(char* dst, int port, const char* key, ExceptionFormat format, CallSite site = CallSite::Here())
 {
-    if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
-    if (number == nullptr) return SRCWATCH_ERROR_NULL;
-    return QueryRecord(
-        port, exceptionFormat, [&](Json::Value& record) { *number = NumberOf(record, key); }, site);
+    return QueryOutput(dst, port, format, site, [&](Json::Value& record) { CopyText(dst, TextOf(record, key)); });
+}
+
+int QueryNumber(int* number, int port, const char* key, ExceptionFormat format, CallSite site = CallSite::Here())
+{
+    return QueryOutput(number, port, format, site, [&](Json::Value& record) { *number = NumberOf(record, key); });
 }
 
 }  // namespace
@@ -293,42 +292,25 @@ void ReplaceEmptyName(const DeviceInfo& info, int type)
     std::memcpy(info.str1, kUnknown, sizeof(kUnknown));
 }
 
+bool HasBrand(int type) { return type >= SRCWATCH_DEVICE_DISC_PLAYER && type <= SRCWATCH_DEVICE_GAME_CONSOLE; }
+
 // The member that is the first result string of a device type; null for none. Not the choice made above, on purpose.
 const char* FirstResultKey(int type)
 {
-    switch (type) {
-        case SRCWATCH_DEVICE_SET_TOP_BOX:
-            return "PRName";
-        case SRCWATCH_DEVICE_DISC_PLAYER:
-        case SRCWATCH_DEVICE_HOME_THEATRE:
-        case SRCWATCH_DEVICE_STREAMING_BOX:
-        case SRCWATCH_DEVICE_GAME_CONSOLE:
-        case SRCWATCH_DEVICE_PC:
-            return "DevName";
-        default:
-            return nullptr;
-    }
+    if (type == SRCWATCH_DEVICE_SET_TOP_BOX) return "PRName";
+    return HasBrand(type) || type == SRCWATCH_DEVICE_PC ? "DevName" : nullptr;
 }
 
 // The same for the second one.
-const char* SecondResultKey(int type)
-{
-    const bool named = type >= SRCWATCH_DEVICE_DISC_PLAYER && type <= SRCWATCH_DEVICE_GAME_CONSOLE;
-    return named ? "BName" : nullptr;
-}
+const char* SecondResultKey(int type) { return HasBrand(type) ? "BName" : nullptr; }
 
-int QueryResultText(char* dst, int port, const char* (*keyOf)(int type), ExceptionFormat exceptionFormat,
+int QueryResultText(char* dst, int port, const char* (*keyOf)(int type), ExceptionFormat format,
                     CallSite site = CallSite::Here())
 {
-    if (!IsPort(port)) return SRCWATCH_ERROR_PORT;
-    if (dst == nullptr) return SRCWATCH_ERROR_NULL;
-    return QueryRecord(
-        port, exceptionFormat,
-        [&](Json::Value& record) {
-            const char* key = keyOf(NumberOf(record, "DevType"));
-            if (key != nullptr) CopyMember(record, key, dst);
-        },
-        site);
+    return QueryOutput(dst, port, format, site, [&](Json::Value& record) {
+        const char* key = keyOf(NumberOf(record, "DevType"));
+        if (key != nullptr) CopyMember(record, key, dst);
+    });
 }
 
 }  // namespace
@@ -646,38 +628,22 @@ bool ReadSwitch(const char* key, LineFormat<> onFormat, LineFormat<> offFormat, 
     return on;
 }
 
-// Value of a feature switch. It counts as on only when its read succeeded.
-struct Feature {
-    bool value = false;
-    bool on = false;
-};
-
-Feature ReadFeature(const char* name)
-{
-    Feature feature;
-    const bool read = system_info_get_custom_bool(name, &feature.value) == 0;
-    feature.on = read && feature.value;
-    return feature;
-}
+// Reads a feature switch, which counts as on only if that succeeds.
+bool ReadFeature(const char* name, bool& value) { return system_info_get_custom_bool(name, &value) == 0 && value; }
 
 ISourceControl* GetSourceControl(CallSite site = CallSite::Here())
 {
     constexpr auto kMainProfile = static_cast<EProfile>(1);  // platforms name it differently
     ISourceControl* control = nullptr;
-    if (TVServiceAPI::CreateSourceControl(kMainProfile, 0, &control) != 0 || control == nullptr) {
-        QDLOG_AT(site, QDLOG_ERROR, "Create Source Control failed!!\n");
-        return nullptr;
-    }
+    if (TVServiceAPI::CreateSourceControl(kMainProfile, 0, &control) != 0) control = nullptr;
+    if (control == nullptr) QDLOG_AT(site, QDLOG_ERROR, "Create Source Control failed!!\n");
     return control;
 }
 
 // Writes the command for a TWC port, or logs that the port is unknown.
 void CommandTwc(int command, int port, CallSite site = CallSite::Here())
 {
-    if (port < 0 || port >= kTwcPorts) {
-        QDLOG_AT(site, QDLOG_ERROR, "Unknown port index %d\n", port);
-        return;
-    }
+    if (port < 0 || port >= kTwcPorts) return QDLOG_AT(site, QDLOG_ERROR, "Unknown port index %d\n", port);
     CommandScan(command + port);
 }
 
@@ -711,13 +677,15 @@ bool srcwatch_is_no_device(void)
 {
     QDLOG(QDLOG_ERROR, "srcwatch_is_no_device!!!\n");
 
-    const Feature calvix = ReadFeature("com.korvane/featureconf/bt_profile_bt_calvix");
-    const Feature ir = ReadFeature("com.korvane/featureconf/cx_core_ir_tavrin");
-    if (!calvix.on && !ir.on) {
-        QDLOG(QDLOG_ERROR, "TV Model does NOT Support Calvix (%d) or IR MBR (%d)\n", calvix.value, ir.value);
+    bool calvix = false;
+    bool ir = false;
+    const bool hasCalvix = ReadFeature("com.korvane/featureconf/bt_profile_bt_calvix", calvix);
+    const bool hasIr = ReadFeature("com.korvane/featureconf/cx_core_ir_tavrin", ir);
+    if (!hasCalvix && !hasIr) {
+        QDLOG(QDLOG_ERROR, "TV Model does NOT Support Calvix (%d) or IR MBR (%d)\n", calvix, ir);
         return true;
     }
-    QDLOG(QDLOG_ERROR, "TV Model Supports Calvix (%d) or IR MBR (%d)\n", calvix.value, ir.value);
+    QDLOG(QDLOG_ERROR, "TV Model Supports Calvix (%d) or IR MBR (%d)\n", calvix, ir);
 
     if (!srcwatch_is_MVPD_enable() && !srcwatch_is_HotPlug_progress()) {
         QDLOG(QDLOG_ERROR, "MVPD Option is OFF and HotPlug is NOT Progress!!\n");
