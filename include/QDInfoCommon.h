@@ -73,6 +73,7 @@ const std::string QDINFO_SERVICE_NAME = "org.nalto.srcwatch-service.service";
 /// @}
 
 namespace qdinfo {
+namespace detail {
 
 /// Returns the part of a path after its last '/'.
 constexpr const char* BaseName(const char* path)
@@ -84,29 +85,16 @@ constexpr const char* BaseName(const char* path)
     return name;
 }
 
-/// The place that a log line names. A helper that logs for its callers takes one, by default its caller's own.
-struct CallSite {
-    const char* file;
-    const char* function;
-    int line;
-
-    static constexpr CallSite Here(const char* path = __builtin_FILE(), const char* function = __builtin_FUNCTION(),
-                                   int line = __builtin_LINE())
-    {
-        return CallSite{BaseName(path), function, line};
-    }
-};
-
 /// Returns the milliseconds of the wall clock, deliberately in 32 bits: the value wraps around.
 inline long LogStamp()
 {
     timeval now{};
     gettimeofday(&now, nullptr);
-    const std::uint32_t milliseconds =
-        static_cast<std::uint32_t>(now.tv_sec) * 1000U + static_cast<std::uint32_t>(now.tv_usec / 1000);
-    return static_cast<std::int32_t>(milliseconds);
+    const auto seconds = static_cast<std::uint32_t>(now.tv_sec);
+    return static_cast<std::int32_t>(seconds * 1000U + static_cast<std::uint32_t>(now.tv_usec / 1000));
 }
 
+}  // namespace detail
 }  // namespace qdinfo
 
 /// Priorities of the library's log lines, as the platform log numbers them.
@@ -115,15 +103,27 @@ enum QDLogPriority { QDLOG_DEBUG = 3, QDLOG_ERROR = 6 };
 /// The beginning of each line: file, function, line number and time.
 #define QDLOG_PREFIX "%s: %s(%d) > <%ld> "
 
-/// Logs a line for another place than this one. The text is a literal, which the compiler checks the arguments against.
-#define QDLOG_AT(site, priority, text, ...)                                                                       \
-    static_cast<void>(__dlog_print(0, (priority), "qdinfo", QDLOG_PREFIX text "\n", (site).file, (site).function, \
-                                   (site).line, qdinfo::LogStamp(), ##__VA_ARGS__))
+/// The text at the head of a list, and what follows it, at most 15 arguments, with a comma before each. Until C++20, a
+/// macro that takes the text and "..." needs an argument for the latter.
+#define QDLOG_TEXT(...) QDLOG_FIRST(__VA_ARGS__, )
+#define QDLOG_FIRST(text, ...) text
+#define QDLOG_REST(...)                                                                                         \
+    QDLOG_17TH(__VA_ARGS__, QDLOG_MORE, QDLOG_MORE, QDLOG_MORE, QDLOG_MORE, QDLOG_MORE, QDLOG_MORE, QDLOG_MORE, \
+               QDLOG_MORE, QDLOG_MORE, QDLOG_MORE, QDLOG_MORE, QDLOG_MORE, QDLOG_MORE, QDLOG_MORE, QDLOG_MORE,  \
+               QDLOG_NONE, )                                                                                    \
+    (__VA_ARGS__)
+#define QDLOG_17TH(a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p, chosen, ...) chosen
+#define QDLOG_MORE(text, ...) , __VA_ARGS__
+#define QDLOG_NONE(text)
 
-/// Logs a line to the platform log, with the place of the call and the time before it.
-#define QDLOG(priority, text, ...)                                                                              \
-    static_cast<void>(__dlog_print(0, (priority), "qdinfo", QDLOG_PREFIX text "\n", qdinfo::BaseName(__FILE__), \
-                                   __func__, __LINE__, qdinfo::LogStamp(), ##__VA_ARGS__))
+/// Logs a line for a file, a function and a line number.
+#define QDLOG_LINE(file, function, line, priority, ...)                                                                \
+    static_cast<void>(__dlog_print(0, (priority), "qdinfo", QDLOG_PREFIX QDLOG_TEXT(__VA_ARGS__) "\n", file, function, \
+                                   line, qdinfo::detail::LogStamp() QDLOG_REST(__VA_ARGS__)))
+
+/// QDLOG(priority, text, ...) logs a line to the platform log, with the place of the call and the time before it. The
+/// text is a literal, which the compiler checks the arguments against.
+#define QDLOG(...) QDLOG_LINE(qdinfo::detail::BaseName(__FILE__), __func__, __LINE__, __VA_ARGS__)
 
 namespace qdinfo {
 

@@ -3,6 +3,7 @@
 // The record of one input: its fields, their accessors and its JSON form.
 #include "QDInfoActivityInfo.h"
 
+#include "LineFormat.h"
 #include "QDInfoCommon.h"
 
 #include <utility>

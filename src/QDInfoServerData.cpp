@@ -4,6 +4,7 @@
 #include "QDInfoServerData.h"
 
 #include "Handle.h"
+#include "LineFormat.h"
 #include "QDInfoEventManager.h"
 
 #include <cstdlib>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// Formats of log lines that are handed to a function. What does not compile is tested with the headers.
+// Log lines of helpers, and formats of log lines that are handed to a function. What does not compile is tested with
+// the headers.
 #include "LineFormat.h"
 
 #include "PlatformTest.h"
@@ -17,6 +18,26 @@ class LineFormats : public PlatformTest {
 protected:
     LineFormats() { ownFiles = {"LineFormat_test.cpp"}; }
 };
+
+int Help(CallSite site = CallSite::Here())
+{
+    QDLOG_AT(site, QDLOG_DEBUG, "help %d", 1);
+    return site.line;
+}
+
+TEST_F(LineFormats, OfASharedHelperNameItsCaller)
+{
+    const int line = __LINE__ + 1;
+    EXPECT_EQ(Help(), line);
+
+    ASSERT_EQ(platform.log.size(), 1U);
+    EXPECT_EQ(platform.log[0].file, "LineFormat_test.cpp");
+    EXPECT_EQ(platform.log[0].function, "TestBody");
+    EXPECT_EQ(platform.log[0].line, line);
+    EXPECT_EQ(platform.log[0].format, "%s: %s(%d) > <%ld> help %d\n");
+    EXPECT_EQ(platform.log[0].tag, "qdinfo");
+    EXPECT_EQ(platform.log[0].id, 0);
+}
 
 TEST_F(LineFormats, FixTheTypesOfTheirArguments)
 {

@@ -29,7 +29,6 @@ extern "C" __attribute__((visibility("default"))) int gettimeofday(timeval* now,
 
 namespace {
 
-using qdinfo::CallSite;
 using srcwatch_test::ExpectedHdmiCount;
 using srcwatch_test::LoadSequence;
 using srcwatch_test::LogLine;
@@ -158,8 +157,6 @@ struct Speaker {
     }
 };
 
-void Helper(CallSite site = CallSite::Here()) { QDLOG_AT(site, QDLOG_DEBUG, "help %d", 1); }
-
 TEST_F(LogFormat, CarriesIdTagPrefixAndMessageInOneFormat)
 {
     LogSample();
@@ -196,19 +193,6 @@ TEST_F(LogFormat, CarriesThePriorityOfTheCall)
     EXPECT_EQ(platform.log.at(1).priority, QDLOG_ERROR);
 }
 
-TEST_F(LogFormat, NamesTheCallerOfASharedHelper)
-{
-    const int line = __LINE__ + 1;
-    Helper();
-
-    EXPECT_EQ(Line().file, "QDInfoCommon_test.cpp");
-    EXPECT_EQ(Line().function, "TestBody");
-    EXPECT_EQ(Line().line, line);
-    EXPECT_EQ(Line().format, "%s: %s(%d) > <%ld> help %d\n");
-    EXPECT_EQ(Line().tag, "qdinfo");
-    EXPECT_EQ(Line().id, 0);
-}
-
 TEST_F(LogFormat, EvaluatesItsArgumentsOnce)
 {
     int count = 0;
@@ -216,6 +200,15 @@ TEST_F(LogFormat, EvaluatesItsArgumentsOnce)
 
     EXPECT_EQ(Line().message, "count 1");
     EXPECT_EQ(count, 1);
+}
+
+TEST_F(LogFormat, TakesUpTo15Arguments)
+{
+    QDLOG(QDLOG_DEBUG, "none");
+    QDLOG(QDLOG_DEBUG, "%d%d%d%d%d%d%d%d%d%d%d%d%d%d%d", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+
+    EXPECT_EQ(platform.log.at(0).message, "none");
+    EXPECT_EQ(platform.log.at(1).message, "123456789101112131415");
 }
 
 TEST_F(LogFormat, AddsItsOwnNewlineToThatOfTheMessage)
@@ -263,10 +256,10 @@ TEST_F(LogFormat, StampsTheLinesOfTheLibraryToo)
 
 TEST(BaseName, IsThePartAfterTheLastSlash)
 {
-    EXPECT_STREQ(qdinfo::BaseName("/a/b.d/c.cpp"), "c.cpp");
-    EXPECT_STREQ(qdinfo::BaseName("c.cpp"), "c.cpp");
-    EXPECT_STREQ(qdinfo::BaseName("a/"), "");
-    EXPECT_STREQ(qdinfo::BaseName(""), "");
+    EXPECT_STREQ(qdinfo::detail::BaseName("/a/b.d/c.cpp"), "c.cpp");
+    EXPECT_STREQ(qdinfo::detail::BaseName("c.cpp"), "c.cpp");
+    EXPECT_STREQ(qdinfo::detail::BaseName("a/"), "");
+    EXPECT_STREQ(qdinfo::detail::BaseName(""), "");
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
