@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The eighteen fields of a record as they are stated, in the order in which a record is read.
+// The eighteen fields of a record, independently of the library, in the order in which it reads them.
 #ifndef SRCWATCH_FUZZ_FIELDS_H
 #define SRCWATCH_FUZZ_FIELDS_H
 

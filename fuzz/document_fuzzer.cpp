@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The three kinds of stored document, with any content, through the loaders, the table, the record and all queries,
-// against the answers as they are stated. Parsing itself is left to JsonCpp on both sides.
+// against the answers and log lines that Queries.cpp gives them. Parsing itself is left to JsonCpp on both sides.
 //
 // Input: the kind of document, which port is asked for, how the text is made, then what it is made of.
 #include "Fields.h"
@@ -160,7 +160,7 @@ std::optional<std::string> Text(Json::Value& record, const char* name)
     return Maybe([&]() -> std::string { return record[name].asString(); });
 }
 
-// All queries answer for the record that is stored for the port, and log what is stated.
+// All queries answer for the record that is stored for the port, and log, what Queries.cpp expects of them.
 void CheckQueries(int port, Json::Value record)
 {
     for (const srcwatch_test::Query& query : srcwatch_test::AllQueries()) {

@@ -127,7 +127,7 @@ Event Read(const std::string& message)
 
 void CheckReading(const std::string& message)
 {
-    Require(Read(message) == Decoder(message).Decode(), "a message is read as stated");
+    Require(Read(message) == Decoder(message).Decode(), "a message is read as the decoder here reads it");
 }
 
 void CheckUtf8(const std::string& text)
@@ -169,7 +169,7 @@ void CheckWriting(Input& input)
     qdinfo::WriteItems(stream, event.args);
     qdinfo::WriteItems(stream, qdinfo::WordsOf(event));
     stream << extra << qdinfo::kFieldSeparator;
-    Require(stream.str() == Written(event, extra), "a message is written as stated");
+    Require(stream.str() == Written(event, extra), "a message is written as the writer here writes it");
     CheckReading(stream.str());
 }
 

@@ -55,7 +55,7 @@ Record RecordOf(const Json::Value& object)
     Require(object.size() == std::size(fuzz::kFields), "a record has eighteen members");
     Record record;
     for (const Field& field : fuzz::kFields) {
-        Require(object.isMember(field.name), "a record has the stated members");
+        Require(object.isMember(field.name), "a record has a member for each field");
         if (field.number != nullptr) {
             record.numbers[field.name] = object[field.name].asInt();
         } else {

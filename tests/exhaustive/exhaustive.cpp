@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The per-port functions for every port that there is, and the scan's progress for every value that can be stored,
-// against what is stated: all 2^32 values, or with a stride every STRIDE-th, and always those around the edges.
+// against the answer that each function has here for a value: all 2^32 values, or with a stride every STRIDE-th, and
+// always those around the edges.
 #include "MemoryPlatform.h"
 #include "QDInfoAPI.h"
 #include "Queries.h"
@@ -291,7 +292,7 @@ void CheckOne(const Function& function, int value)
     Forget();
     const int result = function.call(value);
     if (!(Done(result) == function.expected(value))) {
-        Finding(function.name, value, "another result, other outputs or other calls than stated");
+        Finding(function.name, value, "another result, other outputs or other calls than expected");
     }
 }
 
@@ -320,7 +321,7 @@ bool BlockHolds(const Function& function, std::uint64_t first, std::uint64_t cou
     return all && Done(expected.result) == Times(expected, static_cast<int>(count));
 }
 
-// Checks the sums first, and value by value if they are not as stated.
+// Checks the sums first, and value by value if they are not what is expected.
 void CheckBlock(const Function& function, std::uint64_t first, std::uint64_t count, std::uint64_t stride)
 {
     const bool isNearEdge = first < kEdge || first + (count - 1) * stride >= kAll - kEdge;
@@ -393,7 +394,7 @@ bool Check(const Function& function, std::uint64_t stride, unsigned jobs)
     CheckEdges(function);
     const double seconds = Seconds([&] { holds = CheckAll(function, stride, jobs); });
     std::printf("%s: %llu values, %.1f s: %s\n", function.name, static_cast<unsigned long long>(kAll / stride), seconds,
-                holds ? "as stated" : "NOT as stated");
+                holds ? "as expected" : "NOT as expected");
     static_cast<void>(std::fflush(stdout));
     return holds;
 }
