@@ -80,7 +80,7 @@ TEST_F(BusTest, ServicesAndABusThatHangBlockForTheStatedTimes)
 }
 
 // More announcements than the socket takes from the process.
-TEST_F(BusTest, ABusThatHangsHoldsUpOneSenderForAMomentAndLosesNothing)
+TEST_F(BusTest, ABusThatHangsDelaysOneSenderAndLosesNothing)
 {
     constexpr std::size_t kEvents = 600;
     BusPeer peer;

@@ -113,7 +113,7 @@ TEST_F(Exit, HandlersMayAnnounceChanges)
     for (const BusMessage& signal : signals) EXPECT_EQ(signal.type, 4104);
 }
 
-class Hangs : public Exit, public testing::WithParamInterface<const char*> {
+class HangingBus : public Exit, public testing::WithParamInterface<const char*> {
 protected:
     // Ends a program with many events while the bus hangs. Returns how long it takes.
     double SecondsToEnd(const char* ending)
@@ -141,7 +141,7 @@ protected:
     }
 };
 
-TEST_P(Hangs, TheBusTheProcessEndsInTwoSecondsAndLogsTheLossOnce)
+TEST_P(HangingBus, LetsTheProcessEndInTwoSecondsAndLogTheLoss)
 {
     const double seconds = SecondsToEnd(GetParam());
 
@@ -150,7 +150,7 @@ TEST_P(Hangs, TheBusTheProcessEndsInTwoSecondsAndLogsTheLossOnce)
     EXPECT_EQ(LinesOfLoss(), 1U) << Errors();
 }
 
-INSTANTIATE_TEST_SUITE_P(Endings, Hangs, testing::Values("many", "many-and-handlers", "many-and-static"),
+INSTANTIATE_TEST_SUITE_P(Endings, HangingBus, testing::Values("many", "many-and-handlers", "many-and-static"),
                          [](const auto& ending) { return TestName(ending.param); });
 
 TEST_F(Exit, WaitsForABusThatGoesOn)
