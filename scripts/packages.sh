@@ -73,9 +73,10 @@ debian_source_tree() {
 
 # Installs those of the named packages that are missing.
 install_packages() {
-    local package missing=()
+    local package packages missing=()
+    packages=$'\n'$(dpkg-query -W -f='${db:Status-Status} ${Package}\n' "$@" 2>/dev/null || true)$'\n'
     for package in "$@"; do
-        dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
+        [[ $packages == *$'\n'"installed $package"$'\n'* ]] || missing+=("$package")
     done
     ((${#missing[@]})) || return 0
 
