@@ -6,7 +6,7 @@
 function(srcwatch_add_precompiled name)
     cmake_parse_arguments(ARG "" "" "LIBRARIES;HEADERS" ${ARGN})
     file(CONFIGURE OUTPUT "${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp" CONTENT "// Only has the headers precompiled.\n")
-    add_library(${name} OBJECT "${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp")
+    add_library(${name} OBJECT EXCLUDE_FROM_ALL "${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp")
     set_target_properties(${name} PROPERTIES EXPORT_COMPILE_COMMANDS OFF)
     target_link_libraries(${name} PRIVATE srcwatch-build-options PkgConfig::JSONCPP PkgConfig::GIO ${ARG_LIBRARIES})
     target_precompile_headers(${name} PRIVATE
