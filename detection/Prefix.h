@@ -21,7 +21,7 @@ inline bool TakePrefix(std::string_view prefix, std::string_view& text)
 /// Takes decimal digits, at most this many. Returns them; there may be none.
 inline std::string TakeDigits(std::string_view& text, std::size_t most = std::string_view::npos)
 {
-    const std::string digits(text.substr(0, std::min(text.find_first_not_of("0123456789"), most)));
+    std::string digits(text.substr(0, std::min(text.find_first_not_of("0123456789"), most)));
     text.remove_prefix(digits.size());
     return digits;
 }

@@ -36,8 +36,8 @@ std::vector<JsonText::SyntaxError> ToErrors(const std::string& messages)
         if (line.empty() || !TakePrefix(", Column ", rest)) continue;
         const std::string column = TakeDigits(rest);
         if (column.empty() || !TakePrefix("\n  ", rest)) continue;
-        const std::string what(rest.substr(0, rest.find('\n')));
-        errors.push_back({std::stoi(line), "column " + column + ": " + what});
+        const std::string_view what = rest.substr(0, rest.find('\n'));
+        errors.push_back({std::stoi(line), ("column " + column + ": ").append(what)});
         rest.remove_prefix(what.size());
     }
     if (errors.empty()) errors.push_back({0, messages});

@@ -14,12 +14,13 @@ namespace cli {
 
 namespace {
 
-UsageError ToUsageError(const CLI::ParseError& error)
+UsageError ToUsageError(const CLI::ParseError& error, std::vector<std::string> unexpected = {})
 {
     UsageError usage(error.what());
     const auto code = static_cast<CLI::ExitCodes>(error.get_exit_code());
     if (code == CLI::ExitCodes::RequiredError) usage.cause = UsageError::Cause::kMissing;
     if (code == CLI::ExitCodes::ExtrasError) usage.cause = UsageError::Cause::kUnexpected;
+    usage.unexpected = std::move(unexpected);
     return usage;
 }
 
@@ -210,11 +211,7 @@ try {
     m_app->parse(std::move(words));
     return true;
 } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() != 0) {
-        UsageError usage = ToUsageError(error);
-        usage.unexpected = m_app->remaining(true);
-        throw usage;
-    }
+    if (error.get_exit_code() != 0) throw ToUsageError(error, m_app->remaining(true));
     m_app->exit(error);
     return false;
 }

@@ -14,7 +14,7 @@
 #include <variant>
 #include <vector>
 
-namespace CLI {
+namespace CLI {  // NOLINT(readability-identifier-naming): the parser's
 class App;
 class Option;
 }  // namespace CLI
