@@ -391,7 +391,7 @@ TEST_F(End, InAnotherThreadMayComeAtAnyMomentOfACallback)
         isOver = true;
     });
 
-    EXPECT_TRUE(RunUntil([&] { return isOver.load(); }, 2 * kDeadline));
+    EXPECT_TRUE(RunUntil([&] { return isOver.load(); }, 10 * kDeadline));
     isOver = true;
 }
 

@@ -100,7 +100,7 @@ TEST_F(Threads, MayEndAReceiverWhileItsSignalsArriveInAnother)
         isOver = true;
     });
 
-    EXPECT_TRUE(RunUntil([&] { return isOver.load(); }, 2 * kDeadline));
+    EXPECT_TRUE(RunUntil([&] { return isOver.load(); }, 10 * kDeadline));
 
     sender.join();
     maker.join();
@@ -128,7 +128,7 @@ TEST_F(Threads, MayChangeTheTableWhileSignalsAreHandled)
 
     CQDEventSender sender(kChannel);
     for (int i = 0; i < 200; ++i) sender.SendEvent(5, i, 0, 0);
-    ASSERT_TRUE(RunUntil([this] { return TimesLogged("D m_SignalHandler: signal end") >= 200; }, 2 * kDeadline));
+    ASSERT_TRUE(RunUntil([this] { return TimesLogged("D m_SignalHandler: signal end") >= 200; }, 10 * kDeadline));
 
     isOver = true;
     for (std::thread& thread : threads) thread.join();
@@ -154,7 +154,7 @@ TEST_F(Threads, OfTwoMainContextsBothGetEverySignal)
         for (std::size_t i = 0; i < kCount; ++i) own.SendEvent(5, static_cast<long>(i), 0, 0);
     });
 
-    EXPECT_TRUE(RunUntil([&] { return ofLoop.Count() == kCount && ofMain.Count() == kCount; }, 2 * kDeadline));
+    EXPECT_TRUE(RunUntil([&] { return ofLoop.Count() == kCount && ofMain.Count() == kCount; }, 10 * kDeadline));
     sender.join();
     loop.Call([&] { other.reset(); });
     for (const Deliveries* deliveries : {&ofLoop, &ofMain}) {

@@ -23,7 +23,7 @@ Watchdog::~Watchdog()
 void Watchdog::Watch()
 {
     std::unique_lock<std::mutex> lock(m_mutex);
-    if (m_done.wait_for(lock, 2 * kDeadline, [this] { return m_isDone; })) return;
+    if (m_done.wait_for(lock, 20 * kDeadline, [this] { return m_isDone; })) return;
     static_cast<void>(std::fputs("the test hangs\n", stderr));
     TheBus().Kill();
     std::_Exit(1);

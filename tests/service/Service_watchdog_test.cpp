@@ -66,7 +66,7 @@ TEST_F(SupervisedService, IsLeftAloneDuringAScanOfSeveralIntervals)
 
     srcwatch_oobe_scan_start();
 
-    EXPECT_TRUE(RunUntilSupervised([this] { return CountOf(kFinished) == 1; }, 2 * kDeadline));
+    EXPECT_TRUE(RunUntilSupervised([this] { return CountOf(kFinished) == 1; }, 10 * kDeadline));
     EXPECT_EQ(m_restarts, 0);
 }
 
