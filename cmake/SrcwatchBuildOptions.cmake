@@ -30,7 +30,7 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
     target_compile_options(srcwatch-build-options INTERFACE -Wno-psabi)
 endif()
 
-# No build that is run in earnest is without optimisation, so that the checked libc functions are always in.
+# No build that is used is without optimisation, so that the checked libc functions are always in.
 # The address and thread sanitizers bring their own checks, which these would hide.
 if(SRCWATCH_COVERAGE)
     # What the compiler inlines or joins would be counted as branches of the line, and as a line less.

@@ -25,7 +25,7 @@ Remarks SystemRemark(const char* what) { return OnlyRemark(std::string(what) + "
 
 Decoded<Bytes> Refused(Remarks remarks) { return {std::nullopt, std::move(remarks)}; }
 
-Decoded<Bytes> Unread(const char* what) { return {std::nullopt, SystemRemark(what), MayPass(errno)}; }
+Decoded<Bytes> Unread(const char* what) { return {std::nullopt, SystemRemark(what), IsTransient(errno)}; }
 
 // Reads at most limit bytes: a file that has grown is cut, and its decoder reports what is wrong with it.
 Decoded<Bytes> ReadOpen(std::FILE* file, std::size_t limit, Excess excess)
@@ -147,7 +147,7 @@ bool Evidence::IsRefused(const std::string& file) const
     return !directory.empty();
 }
 
-bool MayPass(int error)
+bool IsTransient(int error)
 {
     constexpr int kPassing[] = {EAGAIN, EIO, EMFILE, ENFILE, ENOMEM, ENOSPC, ESTALE};
     return std::find(std::begin(kPassing), std::end(kPassing), error) != std::end(kPassing);
@@ -170,7 +170,7 @@ Evidence ReadEvidence(const std::string& directory, int hdmiInput)
     Evidence evidence;
     evidence.hdmiInput = hdmiInput;
     if (faccessat(AT_FDCWD, directory.c_str(), R_OK | X_OK, AT_EACCESS) != 0) {
-        evidence.isComplete = !MayPass(errno);
+        evidence.isComplete = !IsTransient(errno);
         evidence.directory = SystemRemark("cannot be read");
         return evidence;
     }

@@ -50,7 +50,7 @@ constexpr std::size_t kCecLimit = 64UL * 1024;
 enum class Excess { kRefused, kKeepsEnd };
 
 /// Returns true if an error of the system may pass by itself: it says nothing about what was to be read.
-bool MayPass(int error);
+bool IsTransient(int error);
 
 /// Reads a file. Returns nothing if it does not exist; it is refused if it is not a regular file, too large, or cannot
 /// be read.

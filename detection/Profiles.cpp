@@ -256,7 +256,7 @@ void Profiles::Load(const std::string& path)
 {
     std::error_code error;  // a path that cannot be examined is reported by the attempt to read it
     if (std::filesystem::is_directory(path, error)) return LoadDirectory(path);
-    m_isComplete = m_isComplete && !MayPass(error.value());
+    m_isComplete = m_isComplete && !IsTransient(error.value());
     LoadFile(path);
 }
 
@@ -265,7 +265,7 @@ void Profiles::LoadDirectory(const std::string& path)
     std::error_code error;
     const std::vector<std::string> files = ListProfiles(path, error);
     if (error) m_errors.push_back(ProfileError{path, -1, error.message()});
-    m_isComplete = m_isComplete && !MayPass(error.value());
+    m_isComplete = m_isComplete && !IsTransient(error.value());
     for (const std::string& file : files) LoadFile(file);
 }
 

@@ -15,7 +15,7 @@ namespace srcwatch {
 /// An HDMI input that is not known: of a capture, or of the optical source.
 constexpr int kNoHdmiInput = 0;
 
-/// Returns the device that is plugged into an HDMI input (1 for the first), or null if that cannot be told. It is the
+/// Returns the device that is plugged into an HDMI input (1 for the first), or null if that is not certain. It is the
 /// one with the input's physical address, or else with that of an input at all, because a capture may be plugged into
 /// another input than it was made on; or the only one. A device with several logical addresses counts with the lowest.
 const CecDevice* FindOnPort(const CecLog& log, int hdmiInput);

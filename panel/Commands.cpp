@@ -77,7 +77,7 @@ void SendScan(const std::string& path, const ScanListener& listener, const Json:
 
 void SendTwc(int port, const ScanListener& listener, const std::string& name, const Answer& answer)
 {
-    if (port == SRCWATCH_PORT_OPTICAL) return answer(Refusal(kBadRequest, "the check is one of HDMI inputs"));
+    if (port == SRCWATCH_PORT_OPTICAL) return answer(Refusal(kBadRequest, "the TWC check is for HDMI inputs only"));
     if (name != "start" && name != "end") return answer(Refusal(kBadRequest, "no such command: " + name));
     if (!listener.hasService()) return answer(Refusal(kUnavailable, "no detection service is running"));
     name == "start" ? srcwatch_TWC_check_start(port) : srcwatch_TWC_check_end(port);
@@ -89,7 +89,7 @@ void SendTwc(int port, const ScanListener& listener, const std::string& name, co
 
 Reply TarOf(int port, const srcwatch::Capture& capture)
 {
-    if (capture.IsEmpty()) return Refusal(kNotFound, "nothing that a device said is on " + srcwatch::PortName(port));
+    if (capture.IsEmpty()) return Refusal(kNotFound, "no device data on " + srcwatch::PortName(port));
     std::vector<TarFile> files;
     const auto add = [&](const char* name, const std::string& bytes) {
         if (!bytes.empty()) files.push_back({name, bytes});

@@ -82,7 +82,7 @@ ComposedDevice ComposeDevice(const Json::Value& form)
     if (!fault.empty()) return {std::nullopt, fault};
     const srcwatch::Capture capture{ComposeSpd(form), ComposeCec(form),
                                     srcwatch::FromHex(TextOf(form, "aksv")).value_or(srcwatch::Bytes())};
-    if (capture.IsEmpty()) return {std::nullopt, "the device says nothing: fill in at least one field"};
+    if (capture.IsEmpty()) return {std::nullopt, "the device has no data: fill in at least one field"};
     return {capture, ""};
 }
 

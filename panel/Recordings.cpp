@@ -99,7 +99,8 @@ void Recordings::Record(const std::string& command, const Answer& answer)
     if (command != "start" && command != "stop") return answer(Refusal(kBadRequest, "no such command: " + command));
     if (!m_tool.IsThere()) return answer(Refusal(kNotImplemented, "srcwatchctl is not installed"));
     if ((command == "start") != m_recorded.empty()) {
-        return answer(Refusal(kConflict, m_recorded.empty() ? "nothing is recorded" : "a recording is made already"));
+        return answer(
+            Refusal(kConflict, m_recorded.empty() ? "no recording is running" : "a recording is already running"));
     }
     if (command == "stop") {
         m_recorder->Interrupt();

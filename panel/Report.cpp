@@ -27,7 +27,7 @@ void Report::AddTo(Routes& routes)
 void Report::Make(const Answer& answer)
 {
     if (!m_tool.IsThere()) return answer(Refusal(kNotImplemented, "srcwatchctl is not installed"));
-    if (m_answer) return answer(Refusal(kUnavailable, "a report is made already"));
+    if (m_answer) return answer(Refusal(kUnavailable, "a report is already being made"));
     const srcwatch::Handle<char, g_free> directory(g_dir_make_tmp("srcwatch-panel-XXXXXX", nullptr));
     if (!directory) return answer(Refusal(kServerError, "cannot make a temporary directory"));
     m_directory = directory.get();

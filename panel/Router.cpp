@@ -63,7 +63,7 @@ bool Router::Handle(const Request& request, double seconds, const Answer& answer
 void Router::HandleRoot(const Request& request, const Answer& answer) const
 {
     if (!m_access.IsToken(request.query.at("token")))
-        return answer(Text(kForbidden, "the token is not the right one\n"));
+        return answer(Text(kForbidden, "wrong token: open the address that srcwatch-panel printed\n"));
     answer({kSeeOther, "text/plain", "", {{"Location", "/"}, {"Set-Cookie", m_access.SetCookie()}}});
 }
 

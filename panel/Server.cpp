@@ -112,8 +112,7 @@ std::string Server::Open(const Listen& where)
         g_inet_socket_address_new_from_string(where.address.c_str(), where.port));
     if (!address) return "'" + where.address + "' is not an address to listen on, such as 127.0.0.1";
     GInetAddress* const host = g_inet_socket_address_get_address(G_INET_SOCKET_ADDRESS(address.get()));
-    if (g_inet_address_get_is_any(host) != FALSE)
-        return where.address + " is every address: name one, to be asked for by it";
+    if (g_inet_address_get_is_any(host) != FALSE) return where.address + " stands for every address: name one of them";
     GError* failure = nullptr;
     if (soup_server_listen(m_server.get(), address.get(), SoupServerListenOptions{}, &failure) == FALSE) {
         const ErrorPtr error(failure);

@@ -25,7 +25,7 @@ public:
     /// Shows applications that no command is at work.
     void Reset();
 
-    /// Obeys a command, as the library writes it to the command key.
+    /// Executes a command, as the library writes it to the command key.
     void Handle(int command);
 
     /// To be called after each write to the setting that a tuned channel is reported in.

@@ -95,7 +95,7 @@ void DefineInputs(cli::Command app, Options& options, std::vector<std::string>& 
         .CheckedBy({CheckSpdFile})
         .TakesOneEach();
     app.AddOption("--power", &options.receivers, "DEVICE",
-                  "Video device of an HDMI receiver that tells which inputs have +5 V; may be repeated")
+                  "Video device of an HDMI receiver that reports which inputs have +5 V; may be repeated")
         .CheckedBy({CheckText})
         .TakesOneEach();
     app.AddOption("--quiet-ms", &options.quietMilliseconds, "MS", "Time without a change before a device is read")
@@ -263,7 +263,7 @@ void Reader::RequireDetections()
     for (const char* name : kNeedDetections) {
         if (Find(name).Count() == 0) continue;
         if (m_ofFile.count(name) == 0) throw cli::UsageError("--" + std::string(name) + " requires --detections");
-        AddFaultOfKey(name, "no use without detections");
+        AddFaultOfKey(name, "no effect without detections");
     }
 }
 

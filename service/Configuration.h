@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What the service is told to do, and how: by its command line, by the environment, and by a file.
+// What the service has to do, and how: by its command line, by the environment, and by a file.
 #ifndef SRCWATCH_SERVICE_CONFIGURATION_H
 #define SRCWATCH_SERVICE_CONFIGURATION_H
 
@@ -17,7 +17,7 @@ struct Options {
     std::string inputs;                    ///< directory; empty for none
     std::vector<std::string> cecAdapters;  ///< devices
     std::map<int, std::string> spdFiles;   ///< by port
-    std::vector<std::string> receivers;    ///< video devices that tell +5 V
+    std::vector<std::string> receivers;    ///< video devices that report +5 V
     std::vector<std::string> profiles;
     std::string detections;  ///< file of detections, "-" for standard output; empty for none
     Origin origin;           ///< of the lines in it

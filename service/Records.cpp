@@ -97,7 +97,7 @@ Records::~Records() { CQDInfoAPI::Destroy(); }
 std::string Records::Load()
 {
     std::string failure;
-    const bool isLoaded = AttainNow([&] { return (failure = TryLoad()).empty(); });
+    const bool isLoaded = RetryNow([&] { return (failure = TryLoad()).empty(); });
     return isLoaded ? "" : failure;
 }
 

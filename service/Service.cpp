@@ -38,7 +38,7 @@ constexpr const char* kNameRefused =
 
 // They are settings that applications write. Looking for them again and again would miss one that is written twice.
 constexpr const char* kCommandsUnheard =
-    "commands of applications are not heard: this platform does not report writes of settings "
+    "cannot receive commands of applications: this platform does not report writes of settings "
     "(srcwatch_host_watch_setting)";
 
 constexpr unsigned kCopyIntervalMilliseconds = 60U * 60 * 1000;
@@ -146,7 +146,7 @@ std::string Service::Prepare()
     }
     LoadProfiles();
     // Without them, devices would be taken for others. But those that can be read are better than no service.
-    static_cast<void>(AttainNow([this] { return m_settings.Repeat(); }));
+    static_cast<void>(RetryNow([this] { return m_settings.Repeat(); }));
     return ConnectToBus();
 }
 
@@ -180,7 +180,8 @@ void Service::Reload()
         if (!differences.adopted.empty())
             SWLOG(kLogInfo, "the configuration has changed: %s", differences.adopted.c_str());
         if (!differences.waiting.empty())
-            SWLOG(kLogError, "changed, but only at a restart of the service: %s", differences.waiting.c_str());
+            SWLOG(kLogError, "changed, but takes effect only at a restart of the service: %s",
+                  differences.waiting.c_str());
     } else {
         SWLOG(kLogError, "the configuration stays as it was");
     }
@@ -254,12 +255,12 @@ void Service::Begin()
     if (std::exchange(m_begun, true)) return;
     m_nameDeadline.Stop();
     // The watch comes first, so that nothing that the service before this one still writes is missed.
-    if (!AttainNow([this] { return WatchSettings(); })) return End("the settings store cannot be watched");
+    if (!RetryNow([this] { return WatchSettings(); })) return End("the settings store cannot be watched");
     RepairSettings();
     std::string failure = m_records.Load();
     if (!failure.empty()) return End(failure);
-    if (!AttainNow([this] { return m_detector.LoadStatistics(); })) return End("the stored statistics cannot be read");
-    if (!AttainNow([this] { return m_detector.LoadUnknown(); })) return End("the unknown devices cannot be read");
+    if (!RetryNow([this] { return m_detector.LoadStatistics(); })) return End("the stored statistics cannot be read");
+    if (!RetryNow([this] { return m_detector.LoadUnknown(); })) return End("the unknown devices cannot be read");
     m_requests.Register(m_bus.get(), *m_receiver);
     m_commands.Reset();
     ShowSupport(true);
@@ -268,7 +269,7 @@ void Service::Begin()
     SWLOG(kLogInfo, "serving %d HDMI input(s) from %s", m_ports.hdmiCount, Printable(Places()).c_str());
     if (!ReportsWrites()) SWLOG(kLogWarn, "%s", kCommandsUnheard);
     Notify("READY=1\nSTATUS=Serving " + std::to_string(m_ports.hdmiCount) + " HDMI input(s)" +
-           (ReportsWrites() ? "" : "; commands are not heard"));
+           (ReportsWrites() ? "" : "; cannot receive commands"));
     FeedWatchdog();
     KeepCopies();
 }

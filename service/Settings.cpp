@@ -69,7 +69,7 @@ void Settings::RepeatLater()
     });
 }
 
-bool AttainNow(const Settings::Attempt& attempt)
+bool RetryNow(const Settings::Attempt& attempt)
 {
     const gint64 deadline = g_get_monotonic_time() + kDeadlineMicroseconds;
     while (!attempt()) {

@@ -51,7 +51,7 @@ private:
 };
 
 /// Repeats an attempt, without the main loop, until it succeeds or five seconds are over. @return True if it succeeded.
-bool AttainNow(const Settings::Attempt& attempt);
+bool RetryNow(const Settings::Attempt& attempt);
 
 /// A document in the settings store. One that the library would read only in part is kept under its key with
 /// ".unreadable" after it, because the next save loses the rest; that is logged with the reason. One that is too large

@@ -167,7 +167,7 @@ void RequireHearingService(GDBusConnection* connection)
     if (srcwatch::ReportsWrites()) return;
     const Json::Value status = ParseReply(CallService(SRCWATCH_REQUEST_STATUS, srcwatch_event_s{}, ""));
     if (!status.isObject() || status["hears_commands"] != false) return;  // another service has other means
-    throw Failure("the detection service hears no commands, as this platform does not report writes of settings");
+    throw Failure("the detection service cannot receive commands, as this platform does not report writes of settings");
 }
 
 void RequireHearingService() { RequireHearingService(ConnectBus().get()); }

@@ -55,7 +55,7 @@ void RequireService(GDBusConnection* connection);
 void RequireService();
 
 /// The same for a command that the service hears as the write of a setting. Throws a Failure if it reports that it
-/// hears none; it is asked where the platform does not report writes to this program either.
+/// cannot receive any; it is asked where the platform does not report writes to this program either.
 void RequireHearingService(GDBusConnection* connection);
 void RequireHearingService();
 

@@ -98,7 +98,7 @@ Finding Silent(const BusOwner& owner)
     if (!owner.pid) return Bad("it does not answer within 2 s", "end the program that owns " SRCWATCH_BUS_NAME);
     const std::string pid = std::to_string(*owner.pid);
     if (IsStopped(*owner.pid))
-        return Bad("process " + pid + " is stopped, and answers no call within 2 s", "let it go on: kill -CONT " + pid);
+        return Bad("process " + pid + " is stopped, and answers no call within 2 s", "continue it: kill -CONT " + pid);
     return Bad("process " + pid + " does not answer a call within 2 s",
                "end it with kill -KILL " + pid + ", and start srcwatch-service if nothing else does");
 }
@@ -106,7 +106,7 @@ Finding Silent(const BusOwner& owner)
 Finding NoBus(const BusView& bus)
 {
     return Bad(bus.failure,
-               bus.isHung ? "let the process of the bus go on if it is stopped (kill -CONT), or restart the machine"
+               bus.isHung ? "continue the process of the bus if it is stopped (kill -CONT), or restart the machine"
                           : "start a system bus, or set DBUS_SYSTEM_BUS_ADDRESS to the address of one");
 }
 
@@ -116,7 +116,7 @@ bool IsReadableForAll(const std::string& path)
     return stat(path.c_str(), &file) == 0 && (file.st_mode & S_IROTH) != 0;
 }
 
-// On the system's bus, events of users who may not send tell that their policy is not in force.
+// On the system's bus, events of users who may not send show that their policy is not in force.
 bool IsPolicyIgnored(const BusView& bus) { return bus.areEventsDelivered != bus.maySend; }
 
 }  // namespace
@@ -180,7 +180,7 @@ Finding CheckGroup(const BusView& bus)
     const User user = ThisUser();
     if (!bus.failure.empty() || !bus.isSystemBus) return Good("not needed: this is not the system's bus");
     const std::optional<gid_t> gid = GroupNamed(group);
-    if (!gid) return Bad("there is no group " + group, "as root: groupadd --system " + group);
+    if (!gid) return Bad("no such group: " + group, "as root: groupadd --system " + group);
     if (bus.maySend) return Good("the user " + user.name + " is in the group " + group);
     if (user.uid == 0) return Good("root is not in the group " + group + ": the bus refuses its calls of the service");
     const std::string missing = "the user " + user.name + " is not in the group " + group;

@@ -37,7 +37,7 @@ void CopyPort(int port, const std::string& inputs, const std::string& directory,
     srcwatch::Capture capture = srcwatch::ReadCapture(input, remarks);
     if (!remarks.empty()) throw Failure(input + "/" + remarks[0].file + ": " + srcwatch::InOneLine({remarks[0]}));
     if (capture.IsEmpty()) capture = AskForCapture(port).value_or(capture);
-    if (capture.IsEmpty()) throw Failure("nothing that a device said is on " + PortName(port) + ": " + input);
+    if (capture.IsEmpty()) throw Failure("no device data on " + PortName(port) + ": " + input);
     SaveCapture(directory, capture);
     Confirm(directory, "captured " + PortName(port) + " in " + directory, output);
 }
@@ -88,7 +88,7 @@ void Compose(const NewOptions& options, Output& output)
 {
     const bool hasSpd = !options.vendor.empty() || !options.product.empty() || options.spdCode;
     const bool hasCec = !options.osdName.empty() || options.deviceType || options.physicalAddress || options.vendorId;
-    if (!hasSpd && !hasCec) throw Failure("the device says nothing: give at least one option", kUsage);
+    if (!hasSpd && !hasCec) throw Failure("the device has no data: give at least one option", kUsage);
     srcwatch::Capture capture;
     if (hasSpd) {
         srcwatch::SpdInfoFrame frame;

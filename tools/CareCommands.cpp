@@ -71,7 +71,7 @@ std::string Reason(int result)
         case -ENOTSUP:
             return "it is of a later version of this software";
         case -EINVAL:
-            return "it is no backup of settings";
+            return "not a backup of settings";
         default:
             return strerrordesc_np(-result);
     }
@@ -119,7 +119,7 @@ void AddCareCommands(cli::Command settings, Output& output)
     settings.AddCommand("check", "Check that the settings are not damaged").Runs([&output] { Check(output); });
     settings.AddCommand("repair", "Recover damaged settings").Runs([&output] { Repair(output); });
     AddFileCommand(settings, "backup", "Copy the durable settings to a file", output, BackUp);
-    AddFileCommand(settings, "restore", "Make the durable settings those of a backup", output, Restore);
+    AddFileCommand(settings, "restore", "Replace the durable settings with a backup", output, Restore);
 }
 
 }  // namespace ctl

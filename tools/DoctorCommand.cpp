@@ -72,7 +72,7 @@ Finding CheckHdmiCount()
     if (system_info_get_value_int(SYSTEM_INFO_KEY_NUM_OF_HDMI, &count) != 0)
         return path ? NoInputsIn(*path) : Bad("the number of HDMI inputs is not known", own);
     if (count >= 1 && count <= kMostInputs) return Good(std::to_string(count) + " HDMI input(s)");
-    return Bad(std::to_string(count) + " HDMI inputs cannot be: 1 to " + std::to_string(kMostInputs),
+    return Bad(std::to_string(count) + " HDMI inputs are not possible: 1 to " + std::to_string(kMostInputs),
                path ? "put 'inputs=4', or what the TV has, into the group [hdmi] of " + *path : own);
 }
 

@@ -176,7 +176,9 @@ void WaitForService(std::optional<double> seconds, Output& output)
 
 void RunWait(const WaitOptions& options, Output& output)
 {
-    if (options.isForService == (options.port >= 0)) throw Failure("a PORT or --service is required", kUsage);
+    const bool isForPort = options.port >= 0;
+    if (options.isForService && isForPort) throw Failure("a port and --service exclude each other", kUsage);
+    if (!options.isForService && !isForPort) throw Failure("a PORT or --service is required", kUsage);
     if (options.isForService) return WaitForService(options.timeout, output);
     RequirePort(options.port);
     const std::string what = options.type ? "device " + NumberAndNameOfType(*options.type) : "device";
@@ -201,9 +203,8 @@ Names DeviceTypes()
 void AddWait(cli::Command app, Output& output)
 {
     const auto options = std::make_shared<WaitOptions>();
-    const cli::Command wait =
-        app.AddCommand("wait", "Wait until a device of a type is detected on a port, or gone, or for the service");
-    const cli::Option port = AddPort(wait, "PORT,--port", options->port).Required(false);
+    const cli::Command wait = app.AddCommand("wait", "Wait for a device, an empty port or the service");
+    AddPort(wait, "PORT,--port", options->port).Required(false);
     const cli::Option type = wait.AddOption("--device-type", &options->type, "TYPE",
                                             "Type by number or name, such as pc; any device without it")
                                  .CheckedBy(IsNumberOrName("a device type", DeviceTypes()));
@@ -211,7 +212,6 @@ void AddWait(cli::Command app, Output& output)
         "--gone", [=] { options->type = 0; }, "Wait until the port has no device");
     gone.Excludes(type);
     wait.AddFlag("--service", &options->isForService, "Wait until the detection service runs")
-        .Excludes(port)
         .Excludes(type)
         .Excludes(gone);
     AddTimeout(wait, options->timeout, "Give up, with exit code 3, after this time");
@@ -266,7 +266,7 @@ void AddCall(cli::Command app, Output& output)
         .TakesValues(0, 10)
         .CheckedBy(IsNumber());
     call.AddOption("--text", &options->texts, "TEXT", "Text of the request; at most three").TakesOneEach();
-    call.AddOption("--extra", &options->extra, "TEXT", "What follows the request, as the service wants it");
+    call.AddOption("--extra", &options->extra, "TEXT", "What follows the request, as the service expects it");
     call.Runs([=, &output] { RunCall(*options, output); });
 }
 

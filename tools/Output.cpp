@@ -176,7 +176,7 @@ void Output::Write(const Json::Value& document, const Table& table)
     }
 }
 
-void Output::WriteAnew(const Json::Value& document, const Table& table)
+void Output::Redraw(const Json::Value& document, const Table& table)
 {
     if (!ShowsTable()) return WriteLine(CompactJson(document));
     constexpr const char* kClearScreen = "\x1b[H\x1b[J";

@@ -82,7 +82,7 @@ public:
 
     /// Writes a document that takes the place of the one before: on a terminal over it, elsewhere behind it, one JSON
     /// document a line.
-    void WriteAnew(const Json::Value& document, const Table& table);
+    void Redraw(const Json::Value& document, const Table& table);
 
     /// @name A document of unknown length: the elements of an array as they come
     /// @{

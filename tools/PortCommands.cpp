@@ -73,7 +73,7 @@ void NoteMissingService()
     try {
         RequireService();
     } catch (const Failure& failure) {
-        Note(std::string("shown is what was stored: ") + failure.what());
+        Note(std::string("showing stored records only: ") + failure.what());
     }
 }
 
@@ -148,7 +148,7 @@ private:
     {
         Listing listing = ListPorts();
         if (listing.document == m_shown) return;
-        m_output.WriteAnew(listing.document, listing.table);
+        m_output.Redraw(listing.document, listing.table);
         m_shown = std::move(listing.document);
         if (++m_times == m_count) m_loop.Quit();
     }
@@ -230,7 +230,7 @@ void AddPortCommands(cli::Command app, Output& output)
 
     const auto port = std::make_shared<int>();
     const auto field = std::make_shared<std::string>();
-    const cli::Command show = app.AddCommand("show", "Show all of a port: its record, and what each function answers");
+    const cli::Command show = app.AddCommand("show", "Show everything known about a port");
     AddPort(show, "PORT", *port);
     show.Runs([=, &output] { ShowPort(*port, output); });
 
@@ -241,7 +241,7 @@ void AddPortCommands(cli::Command app, Output& output)
         .CheckedBy(IsOneOf("a field", FieldNames()));
     get.Runs([=, &output] { Get(*port, *field, output); });
 
-    const cli::Command forget = app.AddCommand("forget", "Clear what is known about a port, all but its deny count");
+    const cli::Command forget = app.AddCommand("forget", "Clear what is known about a port, except its deny count");
     AddPort(forget, "PORT", *port);
     forget.Runs([=, &output] { Forget(*port, output); });
 }

@@ -34,7 +34,7 @@ Json::Value PortDocument(int port);
 /// Adds a row for each output of an answer: function, output, value, and the last cell.
 void AddRows(const srcwatch::Answer& answer, const Cell& last, Table& table);
 
-/// Writes all of a port: its record, and what each function of the library answers about it.
+/// Writes everything known about a port: its record, and what each function of the library answers about it.
 void ShowPort(int port, Output& output);
 
 }  // namespace ctl

@@ -50,7 +50,7 @@ void AddRecord(cli::Command app, Output& output)
         app.AddCommand("record", "Record settings, events, calls and inputs in a file, until interrupted");
     record.AddArgument("FILE", &options.file, "New file").Required();
     AddSeconds(record, "--seconds", options.seconds, "End after this time");
-    AddCount(record, options.count, "End after this many entries behind the snapshot");
+    AddCount(record, options.count, "End after this many entries after the snapshot");
     record.AddFlag("--aksv", &arguments->keepsAksvs, "Keep AKSVs, each of which names one device, as they are");
     record.AddOption("--from", &arguments->from, "FILE", "Take what 'busctl capture' wrote, or another recording");
     AddInputs(record, options.inputs);
@@ -95,12 +95,11 @@ void RunReplay(const ReplayArguments& arguments, Output& output)
 void AddReplay(cli::Command app, Output& output)
 {
     const auto arguments = std::make_shared<ReplayArguments>();
-    const cli::Command replay =
-        app.AddCommand("replay", "Give applications the settings and events of a recording, in a sandbox");
+    const cli::Command replay = app.AddCommand("replay", "Replay a recording to applications");
     replay.AddArgument("FILE", &arguments->file, "Recording, or what 'busctl capture' wrote").Required();
-    replay.AddOption("--speed", &arguments->speed, "N", "This many times as fast")
+    replay.AddOption("--speed", &arguments->speed, "N", "Speed: 4 is four times as fast")
         .CheckedBy(IsDecimal("a speed from 0.01 to 1000", 0.01, 1000));
-    replay.AddOption("--until", nullptr, "WHERE", "End behind this line (57), or this time from the beginning (12.5s)")
+    replay.AddOption("--until", nullptr, "WHERE", "End after this line (57), or this time from the beginning (12.5s)")
         .CheckedBy({[=](const std::string& text) { return ReadEnd(text, arguments->end); }});
     replay.AddFlag("--inputs-only", &arguments->isInputsOnly,
                    "Plug the recorded devices into a running detection service, and nothing else");

@@ -26,7 +26,7 @@ int CountStoredRecords();
 /// Returns the settings key of the document that has a port's record.
 std::string RecordKey(int port);
 
-/// Clears a port's record, all but its deny count, in this process. Only for when no detection service runs.
+/// Clears a port's record, except its deny count, in this process. Only for when no detection service runs.
 void ForgetRecord(int port);
 
 }  // namespace ctl

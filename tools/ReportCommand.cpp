@@ -161,7 +161,7 @@ void RunReport(const ReportOptions& options, Output& output)
     for (const auto& part : fs::directory_iterator(parts.Path())) {
         document["parts"].append(part.path().filename().string());
     }
-    output.Confirm(document, "wrote " + options.file + "; look through it before you give it away");
+    output.Confirm(document, "wrote " + options.file + "; review it before you share it");
 }
 
 }  // namespace
@@ -173,7 +173,8 @@ void AddReportCommand(cli::Command app, Output& output)
         app.AddCommand("report", "Pack what a developer needs to know about a fault into an archive");
     report.AddArgument("FILE", &options->file, "New archive, such as report.tar.gz").Required().CheckedBy({CheckName});
     const cli::Option recording = report.AddOption("--recording", &options->recording, "FILE", "Recording to pack");
-    AddSeconds(report, "--seconds", options->record.seconds, "Record for this time, and pack that").Excludes(recording);
+    AddSeconds(report, "--seconds", options->record.seconds, "Record for this time, and pack the recording")
+        .Excludes(recording);
     report.AddOption("--log-file", &options->logFile, "FILE",
                      "Log to pack instead of the file of SRCWATCH_LOG, or the journal");
     AddInputs(report, options->record.inputs);

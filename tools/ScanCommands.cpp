@@ -331,7 +331,7 @@ void AddScanCommands(cli::Command app, Output& output)
         if (!optical.HasCommand()) ShowPort(SRCWATCH_PORT_OPTICAL, output);
     });
     AddCommands(optical, kOpticalCommands, output);
-    optical.AddCommand("show", "Show all of the optical source, as without a command").Runs([&output] {
+    optical.AddCommand("show", "Show everything known about the optical source (default)").Runs([&output] {
         ShowPort(SRCWATCH_PORT_OPTICAL, output);
     });
 }

@@ -215,7 +215,7 @@ void AddWatch(cli::Command settings, Output& output)
 
 void AddSettingsCommands(cli::Command app, Output& output)
 {
-    const cli::Command settings = app.AddCommand("settings", "Look at and change the settings store");
+    const cli::Command settings = app.AddCommand("settings", "Inspect and change the settings store");
     settings.RequireCommand();
 
     const auto key = std::make_shared<std::string>();

@@ -133,7 +133,7 @@ void AddTwc(cli::Command app, Output& output)
     twc.Runs([=, &output] {
         if (!twc.HasCommand()) ShowTwc(output);
     });
-    twc.AddCommand("status", "Show the state of the check, as without a command").Runs([&output] { ShowTwc(output); });
+    twc.AddCommand("status", "Show the state of the check (default)").Runs([&output] { ShowTwc(output); });
 
     for (const TwcCommand& command : kTwcCommands) {
         const cli::Command sent = twc.AddCommand(command.name, command.description);

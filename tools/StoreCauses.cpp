@@ -221,7 +221,7 @@ std::optional<Cause> FindLock(const StorePlace& place)
         if (pid == 0) continue;
         const std::string process = "process " + std::to_string(pid);
         return Cause{process + " keeps " + place.Path() + " locked",
-                     "let " + process + " go on if it is stopped (kill -CONT " + std::to_string(pid) + "), or end it"};
+                     "continue " + process + " if it is stopped (kill -CONT " + std::to_string(pid) + "), or end it"};
     }
     return std::nullopt;
 }

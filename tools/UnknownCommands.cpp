@@ -83,12 +83,11 @@ void Clear(Output& output)
 void AddUnknownCommands(cli::Command app, Output& output)
 {
     const auto directory = std::make_shared<std::string>();
-    const cli::Command unknown =
-        app.AddCommand("unknown", "The devices that no profile matched, as the service kept them");
+    const cli::Command unknown = app.AddCommand("unknown", "Show, save or clear the devices that no profile matched");
     unknown.RequireCommand();
     unknown.AddCommand("list", "List them").Runs([&output] { List(output); });
     const cli::Command save = unknown.AddCommand("save", "Save them as captures, ready for a profile");
-    save.AddArgument("DIR", directory.get(), "Directory in which each becomes one").Required();
+    save.AddArgument("DIR", directory.get(), "Directory of the new captures").Required();
     save.Runs([=, &output] { Save(*directory, output); });
     unknown.AddCommand("clear", "Forget them").Runs([&output] { Clear(output); });
 }

@@ -277,7 +277,7 @@ void AddValidateCommand(cli::Command app, Output& output)
         .AddArgument("FILE", files.get(),
                      "JSON file, directory of profiles, file or directory of a capture, or - for standard input")
         .Required();
-    validate.AddOption("--kind", kind.get(), "KIND", "What the file is meant to be; guessed without it")
+    validate.AddOption("--kind", kind.get(), "KIND", "Kind of the file; guessed if not given")
         .CheckedBy(IsOneOf("a kind", KindNames()));
     validate.Runs([=, &output] { Validate(*files, *kind, output); });
 }

@@ -40,7 +40,7 @@ void AddHelp(cli::Command app, ctl::Output& output)
 {
     const auto words = std::make_shared<std::vector<std::string>>();
     const cli::Command help = app.AddCommand("help", "Print the help of the program or of a command");
-    help.AddArgument("COMMAND", words.get(), "Command, of one word or two");
+    help.AddArgument("COMMAND", words.get(), "Command, one or two words");
     help.Runs([=, &output] {
         cli::Command command = app;
         std::string name = app.Name();
@@ -75,7 +75,7 @@ void AddCommands(cli::Command app, ctl::Output& output)
 
 void Define(cli::Program& program, ctl::Output& output)
 {
-    program.AllowOptionsBehindCommands();
+    program.AllowOptionsAfterCommands();
     program.AddHelpAll("Print the help of all commands and exit");
     program.AddVersion("srcwatchctl " SRCWATCH_VERSION, "Print the version and exit");
     const cli::Command app = program.Root();
@@ -87,7 +87,7 @@ void Define(cli::Program& program, ctl::Output& output)
     app.AddOption("--color", setColours, "WHEN", "Colours: auto (on a terminal), always or never")
         .CheckedBy(ctl::IsOneOf("a choice of colours", {"auto", "always", "never"}));
     app.AddFlag(
-        "--no-trunc", [&output] { output.DisregardWidth(); }, "Write tables whole, however wide the terminal is");
+        "--no-trunc", [&output] { output.DisregardWidth(); }, "Do not shorten tables to the width of the terminal");
     app.AddFlag("--log", nullptr, "Show the library's log on standard error");  // see LogSink.cpp
     AddCommands(app, output);
 }
@@ -110,7 +110,7 @@ int main(int argc, char** argv)
 try {
     static_cast<void>(std::setlocale(LC_ALL, ""));  // a locale that does not exist leaves "C"
     const std::vector<std::string> words(argv + 1, argv + argc);
-    cli::Program program("Looks at and commands the detection of the devices on the TV's inputs.", "srcwatchctl");
+    cli::Program program("Inspect and control device detection", "srcwatchctl");
     ctl::Output output;
     Define(program, output);
     try {

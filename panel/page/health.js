@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-// Whether everything that the panel shows is there: in the title line, and as a banner while something is away.
+// Whether everything that the panel shows is there: in the title line, and as a banner while something is missing.
 import { byId, element, reconcile, setAttribute, setText } from "./dom.js";
 import { texts } from "./texts.js";
 
 function chipsOf({ online, service, version, read_only: readOnly }) {
     const bus = online && service?.bus;
     const chips = [
-        { text: texts.chips.panel, good: online },
-        { text: texts.chips.bus, good: bus },
-        { text: texts.chips.service, good: bus && service?.running },
+        { text: texts.chips.panel, good: online, otherwise: texts.chips.disconnected },
+        { text: texts.chips.bus, good: bus, otherwise: texts.chips.disconnected },
+        { text: texts.chips.service, good: bus && service?.running, otherwise: texts.chips.notRunning },
     ];
     if (readOnly) chips.push({ text: texts.chips.readOnly });
     if (version) chips.push({ text: texts.chips.version(version) });
@@ -22,7 +22,7 @@ function createChip() {
     const update = (chip) => {
         setText(name, chip.text);
         setAttribute(node, "data-good", chip.good === undefined ? "" : Boolean(chip.good));
-        setText(said, chip.good === undefined ? "" : chip.good ? texts.chips.there : texts.chips.away);
+        setText(said, chip.good === undefined ? "" : chip.good ? texts.chips.there : chip.otherwise);
     };
     return { node, update };
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// All that is known of the chosen port: the way to the verdict, the record, the history.
+// All that is known of the chosen port: how it was identified, the record, the history.
 import { byId, command, element, reconcile, setText } from "./dom.js";
 import { paced } from "./pace.js";
 import { columns } from "./plots.js";

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The way to a verdict as a picture of four columns: the evidence, the profile or rule that decides, the type, and what
-// each function answers, by why it does. Lines join what led to what.
+// How a device was identified, as a picture of four columns: the evidence, the profile or rule that decides, the type, and
+// what each function answers, by why it does. Lines join what led to what.
 import { drawing, element, icon } from "./dom.js";
 import { methodOf, typeOf } from "./state.js";
 import { texts } from "./texts.js";

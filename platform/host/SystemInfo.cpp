@@ -70,7 +70,7 @@ void LogFault(ConfFile* conf, const std::string& fault)
     if (conf->faults.insert(fault).second) LogHost(DLOG_ERROR, "%s: %s", GetPaths().confPath.c_str(), fault.c_str());
 }
 
-bool MayPass(const GError& failure)
+bool IsTransient(const GError& failure)
 {
     constexpr int kPassing[] = {G_FILE_ERROR_AGAIN, G_FILE_ERROR_IO, G_FILE_ERROR_MFILE, G_FILE_ERROR_NFILE,
                                 G_FILE_ERROR_NOMEM};
@@ -89,7 +89,7 @@ KeyFile Parse(ConfFile* conf)
     if (g_key_file_load_from_file(file.get(), GetPaths().confPath.c_str(), G_KEY_FILE_NONE, &failure)) return file;
 
     const Error owner(failure);
-    conf->error = MayPass(*failure) ? EIO : 0;
+    conf->error = IsTransient(*failure) ? EIO : 0;
     if (conf->error == 0) LogFault(conf, failure->message);
     return nullptr;
 }

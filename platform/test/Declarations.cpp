@@ -50,7 +50,7 @@ void HeadersHaveTheTypes(const std::string& /*library*/)
 
 // A pointer to a virtual member function holds the place in the table in bytes; on some architectures its lowest bit is
 // set as a mark. A destructor has two places.
-void QueryStandsBehindTheDestructor(const std::string& /*library*/)
+void QueryFollowsTheDestructor(const std::string& /*library*/)
 {
     const auto query = &ISourceControl::IsExternalSourceConnected;
     std::uintptr_t place = 0;
@@ -81,7 +81,7 @@ Promises PromisesOfDeclarations()
     constexpr const char* kSection = "Declarations";
     return {
         {kSection, "the headers declare the functions with the types that the library calls", HeadersHaveTheTypes},
-        {kSection, "the query stands right behind the destructor in the virtual table", QueryStandsBehindTheDestructor},
+        {kSection, "the query comes right after the destructor in the virtual table", QueryFollowsTheDestructor},
         {kSection, "the platform's library loads, with all that it needs", LibraryLoads},
         {kSection, "every function is exported under the name that the library calls", FunctionsAreExported},
     };

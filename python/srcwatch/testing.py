@@ -30,7 +30,7 @@ _EventType = TypeVar("_EventType", bound=Event)
 
 
 class TvError(Exception):
-    """The TV of the sandbox did not do what it was told; the message has the reason."""
+    """The TV of the sandbox did not do what a test asked of it; the message has the reason."""
 
 
 def _run(*arguments: str) -> str:

@@ -68,7 +68,7 @@ std::string CecAdapter::Open()
 {
     std::string failure = OpenDescriptor(m_initiator, CEC_MODE_INITIATOR | CEC_MODE_NO_FOLLOWER);
     if (!failure.empty()) return failure;
-    // Without it, the polls tell the most of it.
+    // Without it, the polls find most of it.
     static_cast<void>(OpenDescriptor(m_monitor, CEC_MODE_NO_INITIATOR | CEC_MODE_MONITOR));
     return Configure();
 }
@@ -118,7 +118,7 @@ std::string CecAdapter::Configure()
     return "";
 }
 
-// The kernel tries specific use (14) when the TV's address (0) is taken. A state change tells what it has got.
+// The kernel tries specific use (14) when the TV's address (0) is taken. A state change reports what it has got.
 // By version 2.0 a TV has to take part in system audio control, which this one does not.
 int CecAdapter::ClaimAddress()
 {
@@ -172,9 +172,9 @@ void CecAdapter::BeReady(unsigned addressMask)
 {
     m_deadline.Stop();
     m_address = LowestAddress(addressMask);
-    const std::string readiness =
-        "logical address " + std::to_string(m_address) +
-        (HearsAll() ? ", hears all messages" : ", hears answers only, because it may not monitor (CAP_NET_ADMIN)");
+    const std::string readiness = "logical address " + std::to_string(m_address) +
+                                  (HearsAll() ? ", receives all messages"
+                                              : ", receives answers only, because it may not monitor (CAP_NET_ADMIN)");
     if (std::exchange(m_readiness, readiness) != readiness) {
         SWLOG(kLogInfo, "%s: %s", Printable(m_path).c_str(), readiness.c_str());
     }

@@ -44,7 +44,7 @@ struct CecTimes {
     unsigned round = 5000;      ///< a poll of all addresses
     unsigned pause = 1000;      ///< before an adapter that failed is opened again
     unsigned claim = 5000;      ///< at most until the adapter has a logical address
-    unsigned answer = 5000;     ///< at most until the kernel tells what became of a message
+    unsigned answer = 5000;     ///< at most until the kernel reports what became of a message
     unsigned questions = 3000;  ///< at most from a device's appearance until it is detected
 };
 

@@ -203,7 +203,7 @@ void CecInputs::FinishAsking(int address, Device& device)
 {
     const std::string missing = std::exchange(device.missing, "");
     if (!missing.empty() && missing != device.complaint) {
-        SWLOG(kLogWarn, "%s: the device at logical address %d does not tell: %s", Printable(m_adapter.Path()).c_str(),
+        SWLOG(kLogWarn, "%s: the device at logical address %d does not report: %s", Printable(m_adapter.Path()).c_str(),
               address, missing.c_str());
     }
     device.complaint = missing;
@@ -213,7 +213,7 @@ void CecInputs::FinishAsking(int address, Device& device)
 // ---------------------------------------------------------------------------------------------------------------------
 // The devices
 
-// A device that states its physical address without being asked has come anew.
+// A device that states its physical address without being asked has just come.
 void CecInputs::OnMessage(const Bytes& message)
 {
     const int address = message[0] >> 4U;

@@ -204,7 +204,7 @@ void DirectoryInputs::Refuse(Input& input, const std::string& reason)
 void DirectoryInputs::RefuseFor(Input& input, const std::error_code& error)
 {
     const std::filesystem::path path = std::filesystem::path(m_path) / InputName(input.port);
-    if (!MayPass(error.value())) return Refuse(input, error.message() + HintOn(path, error));
+    if (!IsTransient(error.value())) return Refuse(input, error.message() + HintOn(path, error));
     LogOnce(input, "cannot be examined", error.message());
     RefreshLater(input);
 }
@@ -228,7 +228,7 @@ void DirectoryInputs::WatchDevice(Input& input)
     // Reading an unreadable directory fails, too, which is logged then.
     if (!error || error == std::errc::permission_denied) return;
     LogOnce(input, "cannot watch for changes", error.message());
-    if (MayPass(error.value())) RefreshLater(input);
+    if (IsTransient(error.value())) RefreshLater(input);
 }
 
 void DirectoryInputs::SettleLater(int port)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The interface between the service and what tells it about the devices on its inputs: a directory, an adapter, several
+// The interface between the service and what reports the devices on its inputs: a directory, an adapter, several
 // of them together. What comes after the evidence does not know where it is from.
 #ifndef SRCWATCH_SERVICE_INPUTBACKEND_H
 #define SRCWATCH_SERVICE_INPUTBACKEND_H

@@ -59,7 +59,7 @@ void ReceiverPower::Look()
     for (auto& [port, settling] : m_settling) SetPower(port, (inputs >> static_cast<unsigned>(port) & 1U) != 0);
 }
 
-// Opened anew after a failure, so that a receiver that was away is found again.
+// Opened again after a failure, so that a receiver that was gone is found again.
 unsigned ReceiverPower::ReadInputs()
 {
     if (m_descriptor < 0) {
@@ -70,7 +70,7 @@ unsigned ReceiverPower::ReadInputs()
     v4l2_control control{};
     control.id = V4L2_CID_DV_RX_POWER_PRESENT;
     const int error = m_calls.Control(m_descriptor, VIDIOC_G_CTRL, &control);
-    if (error != 0) return Fail("does not tell +5 V", error);
+    if (error != 0) return Fail("cannot report +5 V", error);
     m_complaint.clear();
     return static_cast<unsigned>(control.value);
 }

@@ -21,7 +21,7 @@ CAPTURES = ROOT / "captures"
 LIMIT = 120  # seconds, on a machine that others load
 COMMAND_KEY = "memory/srcwatch-service/scan_progress"
 NO_WATCH = "this platform does not report writes of settings; 'srcwatchctl monitor' shows events instead"
-UNHEARD = "the detection service hears no commands, as this platform does not report writes of settings"
+UNHEARD = "the detection service cannot receive commands, as this platform does not report writes of settings"
 # Commands that need more than the four interfaces, and what they say without.
 MISSING = {
     "settings list": "this platform has no list of its settings; 'srcwatchctl settings get KEY' reads one of them",
@@ -146,8 +146,8 @@ def check_plain(tv):
     require(not (tv.work / "recording.jsonl").exists(), "a recording that is refused leaves no file")
     check_stored(tv)
     with tv.service():
-        require("commands of applications are not heard" in tv.log.read_text(errors="replace"), tv.log.read_text())
-        require(tv.json("call status")["reply"]["hears_commands"] is False, "the status says that commands are not heard")
+        require("cannot receive commands of applications" in tv.log.read_text(errors="replace"), tv.log.read_text())
+        require(tv.json("call status")["reply"]["hears_commands"] is False, "the status says that it cannot receive commands")
         for command in ("scan start", "scan run", "optical start", "twc start 0", "twc tuned 1 1"):
             tv.refuses(command, UNHEARD)
         tv.refuses(f"settings get {COMMAND_KEY}", f"no such setting: {COMMAND_KEY}")
@@ -160,7 +160,7 @@ def check_watched(tv):
     check_stored(tv)
     require({"key": "memory/example", "type": "int", "value": 7} in tv.json("settings list"), "settings are listed")
     with tv.service():
-        require("are not heard" not in tv.log.read_text(errors="replace"), tv.log.read_text())
+        require("cannot receive commands" not in tv.log.read_text(errors="replace"), tv.log.read_text())
         require("hears_commands" not in tv.json("call status")["reply"], "the status has nothing to say about commands")
         waiting = tv.start(f"wait 0 --timeout {LIMIT}")
         check_detection(tv)

@@ -218,7 +218,7 @@ void FaultTrial::CheckMemory()
 void FaultTrial::CheckEnd()
 {
     const int status = StopService(SIGTERM);
-    Require(status == 0, "the service ends with " + std::to_string(status) + " when it is told to");
+    Require(status == 0, "the service ends with " + std::to_string(status) + " when asked to");
     Require(NumberSetting(qdinfo::kMvpdSupportKey) == 0, "detection is left switched on");
     Require(IsRight(), "the end of the service changes the records");
 }

@@ -35,13 +35,13 @@ TEST_F(CecAdapterTest, IsOnlyAnInitiatorWhereItMayNotMonitor)
 
     EXPECT_THAT(m_bus.Modes(), ElementsAre(CEC_MODE_INITIATOR));
     EXPECT_EQ(m_bus.OpenCount(), 1U);
-    EXPECT_TRUE(WaitForLog("/dev/cec7: logical address 0, hears answers only, because it may not monitor"));
+    EXPECT_TRUE(WaitForLog("/dev/cec7: logical address 0, receives answers only, because it may not monitor"));
 }
 
 TEST_F(CecAdapterTest, ClaimsTheAddressesOfATv)
 {
     Start();
-    ASSERT_TRUE(WaitForLog("/dev/cec7: logical address 0, hears all messages"));
+    ASSERT_TRUE(WaitForLog("/dev/cec7: logical address 0, receives all messages"));
 
     const cec_log_addrs& addresses = m_bus.Addresses();
     EXPECT_EQ(addresses.num_log_addrs, 1);
@@ -277,7 +277,7 @@ TEST_F(CecAdapterTest, UnderstandsAnAnswerApartFromItsQuestion)
 
     ASSERT_TRUE(WaitForReports(2));
     EXPECT_EQ(m_inputs->ReadEvidence(0).CecDeviceOnPort()->osdName, "Kuvo");
-    EXPECT_TRUE(WaitForLog("logical address 5 does not tell: physical address (no answer)"));
+    EXPECT_TRUE(WaitForLog("logical address 5 does not report: physical address (no answer)"));
 }
 
 // ---------------------------------------------------------------------------------------------------------------------

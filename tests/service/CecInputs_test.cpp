@@ -58,7 +58,7 @@ TEST_F(CecTest, FindsALaterDeviceByPolling)
 
     ASSERT_TRUE(WaitForReports(2));
     EXPECT_THAT(m_reports, ElementsAre("plugged 0", "settled 0"));
-    EXPECT_TRUE(WaitForLog("hears answers only"));
+    EXPECT_TRUE(WaitForLog("receives answers only"));
 }
 
 TEST_F(CecTest, HearsALaterDeviceAnnounceItself)
@@ -72,7 +72,7 @@ TEST_F(CecTest, HearsALaterDeviceAnnounceItself)
 
     ASSERT_TRUE(WaitForReports(2));
     EXPECT_EQ(m_inputs->ReadEvidence(0).CecDeviceOnPort()->osdName, "Kuvo");
-    EXPECT_TRUE(WaitForLog("hears all messages"));
+    EXPECT_TRUE(WaitForLog("receives all messages"));
 }
 
 TEST_F(CecTest, TakesADeviceForGoneAfterTwoPolls)
@@ -228,7 +228,7 @@ TEST_F(CecTest, DetectsADeviceThatRefusesQuestions)
 
     EXPECT_THAT(m_reports, ElementsAre("plugged 0", "settled 0"));
     EXPECT_EQ(m_inputs->ReadEvidence(0).CecDeviceOnPort()->featureAborts.size(), 4U);
-    EXPECT_EQ(LogLinesWith("logical address 4 does not tell: OSD name (refused), vendor id (refused), "
+    EXPECT_EQ(LogLinesWith("logical address 4 does not report: OSD name (refused), vendor id (refused), "
                            "CEC version (refused), power status (refused)"),
               1);
 }
@@ -239,7 +239,7 @@ TEST_F(CecTest, AsksADeviceAgainThatDoesNotAnswer)
     Start();
     ASSERT_TRUE(WaitForFullRounds(3));
     EXPECT_THAT(m_reports, IsEmpty());
-    EXPECT_EQ(LogLinesWith("logical address 4 does not tell: physical address (no answer), OSD name (no answer)"), 1);
+    EXPECT_EQ(LogLinesWith("logical address 4 does not report: physical address (no answer), OSD name (no answer)"), 1);
 
     m_bus.Plug(4, kPlayer);
 

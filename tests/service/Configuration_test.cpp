@@ -188,8 +188,8 @@ TEST_F(ConfigurationTest, ReportsEachBadValueWithFileGroupAndKey)
         {"[fleet]\ndetections=-\nfirmware=", ":fleet/firmware: '' is not a text of 1 to 128 bytes"},
         {"[fleet]\ndetections=-\naksv-key=", ":fleet/aksv-key: no value"},
         {"[fleet]\ndetections=-\naksv-key=/dev/null", ":fleet/aksv-key: the key /dev/null must have 16 to 4096 bytes"},
-        {"[fleet]\ntv=kitchen", ":fleet/tv: no use without detections"},
-        {"[fleet]\nfirmware=1", ":fleet/firmware: no use without detections"},
+        {"[fleet]\ntv=kitchen", ":fleet/tv: no effect without detections"},
+        {"[fleet]\nfirmware=1", ":fleet/firmware: no effect without detections"},
         {"[fleet]\nquiet-ms=5", ":fleet/quiet-ms: no such key; the group has detections, tv, firmware, aksv-key"},
         {"[detection]\nscan=5", ":detection/scan: no such key; the group has profiles, scan-step-ms"},
         {"[input]\ninputs=/x", ":input: no such group; it has to be inputs, detection or fleet"},
@@ -211,7 +211,7 @@ TEST_F(ConfigurationTest, ReportsAllFaultsOfAFile)
     EXPECT_THAT(Faults("[inputs]\nquiet-ms=soon\nquiet=5\n[fleet]\ntv=kitchen\n"),
                 ElementsAre(":inputs/quiet-ms: 'soon' is not a number from 1 to 60000",
                             ":inputs/quiet: no such key; the group has inputs, cec, cec-round-ms, spd, power, quiet-ms",
-                            ":fleet/tv: no use without detections"));
+                            ":fleet/tv: no effect without detections"));
 }
 
 TEST_F(ConfigurationTest, ChecksValuesThatDoNotCount)

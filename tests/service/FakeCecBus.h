@@ -31,7 +31,7 @@ public:
     void Unplug(int address) { m_devices.erase(address); }
     /// A device sends a message, which monitors hear.
     void Say(const std::string& message);
-    /// Tells the openers that messages were lost.
+    /// Reports to the openers that messages were lost.
     void LoseMessages();
     /// Finishes the last message, if that was left unfinished.
     void FinishSending();
@@ -63,7 +63,7 @@ public:
     bool claims = true;      ///< a logical address
     bool finishesSending = true;
     int stopsSendingAfter = 0;    ///< does not finish a message with this opcode
-    bool splitsOutcome = false;   ///< tells first that a message was sent, then its answer
+    bool splitsOutcome = false;   ///< reports first that a message was sent, then its answer
     int missedPolls = 0;          ///< this many polls are not acknowledged
     unsigned sendingFailure = 0;  ///< status of all messages that are sent; 0 for none
 

@@ -125,7 +125,7 @@ TEST_F(ReceiverPowerTest, TellsOnceThatADriverDoesNotKnow)
     StartPower();
     ASSERT_TRUE(WaitForQuestions(3));
 
-    EXPECT_EQ(LogLinesWith("/dev/video7: does not tell +5 V: Invalid argument"), 1);
+    EXPECT_EQ(LogLinesWith("/dev/video7: cannot report +5 V: Invalid argument"), 1);
     EXPECT_THAT(m_reports, IsEmpty());
 }
 

@@ -127,8 +127,9 @@ TEST_F(ConfiguredService, NamesWhatNeedsARestartAndServesOn)
 
     Configure("", other.Path());
     m_service->Signal(SIGHUP);
-    ASSERT_TRUE(RunUntil([] { return LogLinesWith("changed, but only at a restart of the service: inputs") == 1; }))
-        << Log();
+    ASSERT_TRUE(RunUntil([] {
+        return LogLinesWith("changed, but takes effect only at a restart of the service: inputs") == 1;
+    })) << Log();
     Plug("hdmi1", "quellon-bdq900");
     m_service->Signal(SIGHUP);
 

@@ -183,7 +183,7 @@ TEST_F(ScanService, CanBeStoppedAndResumedWhereItWas)
     EXPECT_EQ(EventsOf(kFinished).back().args, (std::vector<int>{0, 1, 0}));
 }
 
-TEST_F(ScanService, ObeysTheSameCommandTwice)
+TEST_F(ScanService, ExecutesTheSameCommandTwice)
 {
     StartService({"--scan-step-ms", "100"});
     srcwatch_oobe_scan_start();

@@ -108,7 +108,7 @@ TEST_F(CaptureCommands, CopiesWhatIsOnAPort)
 
 TEST_F(CaptureCommands, RefusesAPortWithoutADevice)
 {
-    EXPECT_TRUE(Fails(Run({"capture", "0", Path("x")}), 1, "nothing that a device said is on HDMI 1"));
+    EXPECT_TRUE(Fails(Run({"capture", "0", Path("x")}), 1, "no device data on HDMI 1"));
     EXPECT_TRUE(Fails(Run({"capture", "8", Path("x")}), 2, "PORT"));
     EXPECT_TRUE(Fails(Run({"capture"}), 2, "PORT and DIR are required"));
 }

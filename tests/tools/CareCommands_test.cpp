@@ -58,7 +58,7 @@ TEST_F(CareCommands, SayWhyAFileCannotBeRestoredOrWritten)
     Set("db/key", "value");
     std::ofstream(Path("text")) << "this is no database";
 
-    EXPECT_TRUE(Fails(Run({"settings", "restore", Path("text")}), 1, "it is no backup of settings"));
+    EXPECT_TRUE(Fails(Run({"settings", "restore", Path("text")}), 1, "not a backup of settings"));
     EXPECT_TRUE(Fails(Run({"settings", "restore", Path("absent")}), 1, "No such file"));
     EXPECT_TRUE(Fails(Run({"settings", "backup", Path("absent/file")}), 1, "No such file"));
     EXPECT_EQ(Get("db/key"), "value");

@@ -269,6 +269,7 @@ TEST_F(EventCommands, WaitFailsWhenInterrupted)
 TEST_F(EventCommands, WaitRefusesWrongUsage)
 {
     EXPECT_TRUE(Fails(Run({"wait"}), 2, "a PORT or --service is required"));
+    EXPECT_TRUE(Fails(Run({"wait", "0", "--service"}), 2, "a port and --service exclude each other"));
     EXPECT_TRUE(Fails(Run({"wait", "--port", "8"}), 2, "--port"));
     EXPECT_TRUE(Fails(Run({"wait", "--port", "0", "--device-type", "car"}), 2, "'car' is not a device type"));
 }

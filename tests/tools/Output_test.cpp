@@ -210,6 +210,9 @@ TEST_F(OutputTest, ExplainsWrongUsageInOneLine)
 {
     EXPECT_TRUE(Fails(Run({"nonsense"}), 2, "'nonsense' is not a command"));
     EXPECT_TRUE(Fails(Run({"scan", "nonsense"}), 2, "'nonsense' is not a command"));
+    EXPECT_TRUE(Fails(Run({"scan"}), 2, "scan needs a command: start, stop, resume, status, run\n"));
+    EXPECT_TRUE(Fails(Run({"--no-trunc"}), 2, "a command is required; see --help"));
+    EXPECT_TRUE(Fails(Run({"scan", "--nonsense"}), 2, "'--nonsense' is not an option"));
     EXPECT_TRUE(Fails(Run({"list", "0"}), 2, "'0' is not expected here; see --help"));
     EXPECT_TRUE(Fails(Run({"list", "--nonsense"}), 2, "'--nonsense' is not an option; see --help"));
     EXPECT_TRUE(Fails(Run({"--nonsense"}), 2, "'--nonsense' is not an option; see --help"));

@@ -104,7 +104,7 @@ TEST_F(PortCommands, ListSaysThatNoServiceRuns)
 {
     const Outcome outcome = Run({"list"});
     EXPECT_EQ(outcome.code, 0);
-    EXPECT_THAT(outcome.err, HasSubstr("shown is what was stored: no detection service is running"));
+    EXPECT_THAT(outcome.err, HasSubstr("showing stored records only: no detection service is running"));
 
     SetVariable("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/dev/null/bus");
     EXPECT_THAT(Run({"list"}).err, HasSubstr("cannot reach the system bus"));

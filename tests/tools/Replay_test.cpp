@@ -22,10 +22,10 @@ constexpr const char* kListen = R"sh(
     until test -s settings; do srcwatchctl settings set memory/test/probe 1 >/dev/null; done
 )sh";
 
-// The devices of the trial come and go; at its end, one is there. Its beginning and its end are told to all that
+// The devices of the trial come and go; at its end, one is there. Its beginning and its end are announced to all that
 // listen.
 constexpr const char* kTrial = R"sh(
-    tell() {
+    announce() {
         emit 10 "$2"
         srcwatchctl settings set memory/test/trial $1
         srcwatchctl settings set db/test/trial $1
@@ -35,7 +35,7 @@ constexpr const char* kTrial = R"sh(
     }
     srcwatchctl record recording --aksv & recorder=$!
     until test -s recording; do sleep 0.05; done
-    tell begins '7\t1\t'
+    announce begins '7\t1\t'
     for capture in voltana-vx-home kestelle-k2 quellon-bdq900; do
         for port in 0 1; do
             srcwatchctl plug $port $capture
@@ -47,7 +47,7 @@ constexpr const char* kTrial = R"sh(
     srcwatchctl plug 1 tivaro-one
     srcwatchctl wait 1
     srcwatchctl call status
-    tell ends '7\t0\t'
+    announce ends '7\t0\t'
     until grep -q '"args":\[7,0,' events; do sleep 0.05; done
 )sh";
 

@@ -24,6 +24,19 @@ UsageError ToUsageError(const CLI::ParseError& error, std::vector<std::string> u
     return usage;
 }
 
+// Names the commands below the one that was given, if it stands alone and needs one of them.
+UsageError AskForCommand(const CLI::App& program, UsageError usage)
+{
+    const CLI::App* command = &program;
+    while (!command->get_subcommands().empty()) command = command->get_subcommands().front();
+    if (command->get_require_subcommand_min() == 0 || !usage.unexpected.empty()) return usage;
+    if (command == &program) return UsageError("a command is required; see --help");
+    std::string names;
+    for (const CLI::App* const below : command->get_subcommands([](const CLI::App*) { return true; }))
+        names += (names.empty() ? "" : ", ") + below->get_name();
+    return UsageError(command->get_name() + " needs a command: " + names);
+}
+
 // Null if an option has none.
 const CLI::Validator* CheckOf(CLI::Option& option)
 {
@@ -203,7 +216,7 @@ void Program::AddVersion(const std::string& text, const std::string& description
 
 void Program::AddHelpAll(const std::string& description) { m_app->set_help_all_flag("--help-all", description); }
 
-void Program::AllowOptionsBehindCommands() { m_app->fallthrough(); }
+void Program::AllowOptionsAfterCommands() { m_app->fallthrough(); }
 
 bool Program::Parse(std::vector<std::string> words)
 try {
@@ -211,6 +224,8 @@ try {
     m_app->parse(std::move(words));
     return true;
 } catch (const CLI::ParseError& error) {
+    const bool isMissing = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+    if (isMissing) throw AskForCommand(*m_app, ToUsageError(error, m_app->remaining(true)));
     if (error.get_exit_code() != 0) throw ToUsageError(error, m_app->remaining(true));
     m_app->exit(error);
     return false;

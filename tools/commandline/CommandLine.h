@@ -139,10 +139,10 @@ public:
 
     void AddVersion(const std::string& text, const std::string& description);
     void AddHelpAll(const std::string& description);
-    /// Lets the options of the program, and of a command, also stand behind a command below. Has to come before them.
-    void AllowOptionsBehindCommands();
+    /// Lets the options of the program, and of a command, also stand after a command below. Has to come before them.
+    void AllowOptionsAfterCommands();
 
-    /// Reads the words behind the program's name, and runs the command that they are. Returns false if help or version
+    /// Reads the words after the program's name, and runs the command that they are. Returns false if help or version
     /// were wanted and have been printed. Throws a UsageError for what cannot be read.
     bool Parse(std::vector<std::string> words);
 

@@ -34,7 +34,7 @@ Bytes RandomKey()
 {
     Bytes key(kKeySize);
     if (getrandom(key.data(), key.size(), 0) != static_cast<ssize_t>(key.size())) {
-        throw Failure(std::string("no random numbers: ") + strerrordesc_np(errno));
+        throw Failure(std::string("cannot get random numbers: ") + strerrordesc_np(errno));
     }
     return key;
 }

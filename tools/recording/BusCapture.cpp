@@ -79,7 +79,7 @@ std::optional<Entry> BusCapture::Next()
         if (json) return Timed(std::move(*json), header->ts);
     }
     if (result == PCAP_ERROR_BREAK) return std::nullopt;
-    throw Failure(m_path + ", behind packet " + std::to_string(m_number) + ": " + pcap_geterr(m_capture.get()));
+    throw Failure(m_path + ", after packet " + std::to_string(m_number) + ": " + pcap_geterr(m_capture.get()));
 }
 
 }  // namespace ctl

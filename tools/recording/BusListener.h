@@ -28,7 +28,7 @@ public:
     BusListener& operator=(const BusListener&) = delete;
     ~BusListener();
 
-    /// Returns why calls are not heard, but events only; empty if they are.
+    /// Returns why only events are received, and no calls; empty if they are.
     const std::string& WhyNoCalls() const { return m_whyNoCalls; }
 
 private:

@@ -23,7 +23,7 @@ struct RecordOptions {
     std::string file;
     std::string inputs;             ///< inputs directory; what is not there is not recorded
     std::optional<double> seconds;  ///< to record; nothing for until it is interrupted
-    int count = 0;                  ///< of entries behind the snapshot to record; 0 for all
+    int count = 0;                  ///< of entries after the snapshot to record; 0 for all
 };
 
 class Recorder {

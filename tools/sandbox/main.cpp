@@ -92,7 +92,7 @@ void DefineOptions(cli::Program& program, Options& options, std::vector<std::str
                                            "Plug a capture, by its directory or its name, into a port; can be repeated")
                                  .TakesOneEach();
     const auto leaveServiceOut = [&options] { options.hasService = false; };
-    app.AddFlag("--no-service", leaveServiceOut, "Start no detection service: the program may be one").Excludes(plug);
+    app.AddFlag("--no-service", leaveServiceOut, "Do not start the detection service").Excludes(plug);
     app.AddOption("--log", &options.log, "FILE", "Append what service and library log to this file");
 }
 

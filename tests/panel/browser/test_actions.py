@@ -157,7 +157,7 @@ def test_the_twc_check_starts_and_ends(page, house):
 
 def test_a_refusal_is_shown(page, house):
     house.end("service")
-    page.wait_text("#banner", "detection service is away")
+    page.wait_text("#banner", "detection service is not running")
 
     page.click("#controls [data-command='start']")
 

@@ -44,7 +44,7 @@ def test_the_service_is_killed_and_comes_back(page, house):
     wait_state(page, 0, "detected")
 
     house.end("service")
-    page.wait_text("#banner", "detection service is away")
+    page.wait_text("#banner", "detection service is not running")
     house.start_service()
 
     wait_for(lambda: page.run(GONE), "no banner")
@@ -58,7 +58,7 @@ def test_the_bus_breaks_and_comes_back(fragile):
     wait_state(page, 0, "detected")
 
     house.end("bus")
-    page.wait_text("#banner", "bus is away")
+    page.wait_text("#banner", "bus is disconnected")
     (house.inputs.parent / "bus").unlink(missing_ok=True)
     house.start_bus()
     house.end("service")

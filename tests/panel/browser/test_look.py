@@ -99,7 +99,7 @@ HOSTILE = {
 
 
 def make_capture(directory: pathlib.Path, osd: bytes) -> pathlib.Path:
-    """A capture of a player at 1.0.0.0 whose OSD name is as told; 14 bytes are the most that HDMI-CEC has."""
+    """A capture of a player at 1.0.0.0 with this OSD name; 14 bytes are the most that HDMI-CEC has."""
     directory.mkdir()
     name = ":".join(f"{byte:02x}" for byte in b"\x40\x47" + osd[:14])
     (directory / "cec.log").write_text(f"4f:84:10:00:04\n{name}\n", encoding="ascii")
