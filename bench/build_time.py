@@ -33,6 +33,7 @@ def measured(command, directory):
 def clone():
     """A clean clone of what is committed."""
     with tempfile.TemporaryDirectory(prefix="srcwatch-bench-", dir=ROOT.parent) as directory:
+        os.chmod(directory, 0o755)  # tests run programs of it as other users
         measured(["git", "-c", "safe.directory=*", "clone", "--quiet", "--no-hardlinks", str(ROOT), directory], ROOT)
         yield pathlib.Path(directory)
 
