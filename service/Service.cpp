@@ -37,7 +37,7 @@ constexpr const char* kNameRefused =
     ", must allow this user, and be in /usr/share/dbus-1/system.d or /etc/dbus-1/system.d; then reload the bus";
 
 // They are settings that applications write. Looking for them again and again would miss one that is written twice.
-constexpr const char* kCommandsUnheard =
+constexpr const char* kNoCommands =
     "cannot receive commands of applications: this platform does not report writes of settings "
     "(srcwatch_host_watch_setting)";
 
@@ -267,7 +267,7 @@ void Service::Begin()
     failure = m_detector.Start();
     if (!failure.empty()) return End(failure);
     SWLOG(kLogInfo, "serving %d HDMI input(s) from %s", m_ports.hdmiCount, Printable(Places()).c_str());
-    if (!ReportsWrites()) SWLOG(kLogWarn, "%s", kCommandsUnheard);
+    if (!ReportsWrites()) SWLOG(kLogWarn, "%s", kNoCommands);
     Notify("READY=1\nSTATUS=Serving " + std::to_string(m_ports.hdmiCount) + " HDMI input(s)" +
            (ReportsWrites() ? "" : "; cannot receive commands"));
     FeedWatchdog();

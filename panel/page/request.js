@@ -34,7 +34,7 @@ export const get = (path) => fetchJson(path, {});
 export const post = (path, body) =>
     fetchJson(path, { method: "POST", headers: { "Content-Type": "application/json" }, body: JSON.stringify(body) });
 
-/// Sends a command of the user; a refusal is shown. Resolves to whether it was obeyed.
+/// Sends a command of the user; a refusal is shown. Resolves to whether it was executed.
 export async function order(path, body) {
     try {
         await post(path, body);
