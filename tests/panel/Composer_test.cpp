@@ -57,10 +57,10 @@ TEST(PanelComposer, MakesDevicesOfEveryType)
     }
 }
 
-TEST(PanelComposer, RefusesADeviceThatSaysNothing)
+TEST(PanelComposer, RefusesADeviceWithoutData)
 {
-    EXPECT_THAT(ComposeDevice(Form("{}")).reason, HasSubstr("says nothing"));
-    EXPECT_THAT(ComposeDevice(Form(R"({"vendor": "", "osd": ""})")).reason, HasSubstr("says nothing"));
+    EXPECT_THAT(ComposeDevice(Form("{}")).reason, HasSubstr("the device has no data"));
+    EXPECT_THAT(ComposeDevice(Form(R"({"vendor": "", "osd": ""})")).reason, HasSubstr("the device has no data"));
     EXPECT_THAT(ComposeDevice(Json::Value()).reason, HasSubstr("not an object"));
 }
 
