@@ -17,8 +17,8 @@
 #pragma weak srcwatch_host_back_up_settings
 #pragma weak srcwatch_host_restore_settings
 #pragma weak srcwatch_host_copy_path
+#pragma weak srcwatch_host_examine
 #pragma weak srcwatch_host_set_connected
-#pragma weak srcwatch_host_state_dir
 #pragma weak srcwatch_host_conf_path
 
 namespace srcwatch {
@@ -31,13 +31,6 @@ inline bool ReportsWrites()
 
 /// Returns true if the reads of settings return why they fail. Without, what is not read is absent.
 inline bool SaysWhyReadsFail() { return srcwatch_host_check_settings != nullptr; }
-
-/// Returns true if the settings are in the files of the host platform, which has all of these functions.
-inline bool HasHostFiles()
-{
-    return srcwatch_host_state_dir != nullptr && srcwatch_host_list_settings != nullptr &&
-           srcwatch_host_unset != nullptr && srcwatch_host_check_settings != nullptr;
-}
 
 }  // namespace srcwatch
 

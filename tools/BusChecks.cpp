@@ -4,16 +4,25 @@
 #include "Failure.h"
 #include "Loop.h"
 #include "QDInfoEventManager.h"
+#include "Users.h"
 #include "srcwatch-protocol.h"
 
 #include <fstream>
 
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace ctl {
 
 namespace {
+
+using srcwatch::GroupNamed;
+using srcwatch::kServiceAccount;
+using srcwatch::ShellQuoted;
+using srcwatch::ThisUser;
+using srcwatch::User;
+using srcwatch::UserOf;
 
 constexpr int kAnswerMs = 2000;
 constexpr const char* kSystemSocket = "/run/dbus/system_bus_socket";
@@ -140,10 +149,11 @@ BusView LookAtBus()
     return bus;
 }
 
-std::optional<User> ServiceUser(const BusView& bus)
+uid_t ServiceUser(const BusView& bus)
 {
-    if (bus.owner && bus.owner->uid) return UserOf(*bus.owner->uid);
-    return UserNamed(kServiceAccount);
+    if (bus.owner && bus.owner->uid) return *bus.owner->uid;
+    const passwd* account = getpwnam(kServiceAccount);
+    return account != nullptr ? account->pw_uid : static_cast<uid_t>(-1);
 }
 
 Finding CheckBus(const BusView& bus) { return bus.failure.empty() ? Good("connected as " + bus.name) : NoBus(bus); }

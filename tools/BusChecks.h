@@ -6,10 +6,11 @@
 
 #include "Bus.h"
 #include "Finding.h"
-#include "Users.h"
 
 #include <optional>
 #include <string>
+
+#include <sys/types.h>
 
 namespace ctl {
 
@@ -29,8 +30,8 @@ struct BusView {
 /// Looks at the bus, which takes some seconds if the service or the bus does not answer.
 BusView LookAtBus();
 
-/// Returns the service's user: that of the one which runs, or else the packages'.
-std::optional<User> ServiceUser(const BusView& bus);
+/// Returns the service's user: that of the one which runs, or else the packages'; -1 if there is neither.
+uid_t ServiceUser(const BusView& bus);
 
 Finding CheckBus(const BusView& bus);
 Finding CheckName(const BusView& bus);

@@ -4,21 +4,17 @@
 #include "BusChecks.h"
 #include "Commands.h"
 #include "Failure.h"
+#include "InputName.h"
+#include "Inspection.h"
 #include "OptionalPlatform.h"
 #include "ProfileSource.h"
 #include "Profiles.h"
 #include "QDInfoCommon.h"
-#include "StoreChecks.h"
-#include "srcwatch-api.h"
+#include "Settings.h"
+#include "Users.h"
 
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <functional>
 #include <memory>
 
-#include <glib.h>
-#include <sys/stat.h>
 #include <system_info.h>
 #include <unistd.h>
 
@@ -29,51 +25,15 @@ namespace {
 // ---------------------------------------------------------------------------------------------------------------------
 // Configuration
 
-constexpr int kMostInputs = 8;
-
-// Why the file of the host platform has no number of inputs, and the end of a remedy.
-Finding NoInputsIn(const std::string& path)
-{
-    const std::string entry = "put 'inputs=4', or what the TV has, into the group [hdmi] of " + path;
-    struct stat file = {};
-    if (stat(path.c_str(), &file) != 0) {
-        const std::string why = strerrordesc_np(errno);
-        return Bad("the number of HDMI inputs is not known: " + path + ": " + why,
-                   errno == ENOENT ? entry : "let the user " + ThisUser().name + " read " + path);
-    }
-    if (!S_ISREG(file.st_mode)) return Bad(path + " is not a file", "move it away, and " + entry);
-    if (access(path.c_str(), R_OK) != 0) {
-        const std::string user = ThisUser().name;
-        return Bad("the user " + user + " may not read " + path, "let the user " + user + " read " + path);
-    }
-    const srcwatch::Handle<GKeyFile, g_key_file_unref> keys(g_key_file_new());
-    GError* failure = nullptr;
-    if (g_key_file_load_from_file(keys.get(), path.c_str(), G_KEY_FILE_NONE, &failure) == FALSE ||
-        (g_key_file_get_integer(keys.get(), "hdmi", "inputs", &failure) == 0 && failure != nullptr)) {
-        const srcwatch::Handle<GError, g_error_free> error(failure);
-        return Bad("the number of HDMI inputs is not known: " + path + ": " + error->message, entry);
-    }
-    return Bad("the number of HDMI inputs is not known", entry);
-}
-
-// Nothing on a platform with another kind of configuration.
-std::optional<std::string> ConfigurationFile()
-{
-    if (srcwatch_host_conf_path == nullptr) return std::nullopt;
-    const char* const path = srcwatch_host_conf_path();
-    return path != nullptr ? path : "";
-}
-
+// For a platform that does not know better what is wrong with it.
 Finding CheckHdmiCount()
 {
-    const std::optional<std::string> path = ConfigurationFile();
-    const std::string own = "have the system information of this platform return what the TV has";
+    const std::string remedy = "have the system information of this platform return what the TV has";
     int count = 0;
     if (system_info_get_value_int(SYSTEM_INFO_KEY_NUM_OF_HDMI, &count) != 0)
-        return path ? NoInputsIn(*path) : Bad("the number of HDMI inputs is not known", own);
-    if (count >= 1 && count <= kMostInputs) return Good(std::to_string(count) + " HDMI input(s)");
-    return Bad(std::to_string(count) + " HDMI inputs are not possible: 1 to " + std::to_string(kMostInputs),
-               path ? "put 'inputs=4', or what the TV has, into the group [hdmi] of " + *path : own);
+        return Bad("the number of HDMI inputs is not known", remedy);
+    if (count >= 1 && count <= srcwatch::kHdmiPorts) return Good(std::to_string(count) + " HDMI input(s)");
+    return Bad(std::to_string(count) + " HDMI inputs are not possible: 1 to " + std::to_string(srcwatch::kHdmiPorts), remedy);
 }
 
 Finding CheckProfiles(const std::vector<std::string>& paths)
@@ -87,66 +47,77 @@ Finding CheckProfiles(const std::vector<std::string>& paths)
                    "install the package srcwatch-service again, or give its profiles to the service and to "
                    "doctor with --profiles");
     }
-    return Bad(error.Text(),
-               "correct it: 'srcwatchctl validate --kind profiles " + ShellQuoted(error.file) + "' shows all faults");
+    return Bad(error.Text(), "correct it: 'srcwatchctl validate --kind profiles " + srcwatch::ShellQuoted(error.file) +
+                                 "' shows all faults");
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Documents
+
+Finding CheckDocument(const std::string& key, srcwatch::StoredKind kind)
+{
+    std::string text;
+    const srcwatch::ReadResult result = ReadText(key, text);
+    const bool isNumber = result == srcwatch::ReadResult::kAbsent && ReadNumber(key);
+    if (result == srcwatch::ReadResult::kAbsent && !isNumber) return Good("none stored yet");
+    const std::string remedy =
+        "'srcwatchctl settings get " + key + "' shows it; the detection service replaces it when it starts";
+    if (result == srcwatch::ReadResult::kTooLarge)
+        return Bad("too large to be read", "'srcwatchctl settings set " + key + " VALUE' replaces it");
+    if (isNumber) return Bad("a number is stored where the document belongs", remedy);
+    if (result == srcwatch::ReadResult::kFailed)
+        return Bad("unknown: the settings cannot be read", "see settings-readable");
+
+    const srcwatch::Inspection inspection = Inspect(srcwatch::JsonText(text), kind);
+    if (inspection.IsClean()) return Good("valid");
+    const srcwatch::Finding* const unreadable = inspection.FirstUnreadable();
+    if (unreadable != nullptr) return Bad(unreadable->Text(), remedy);
+    return Good("readable; not as the service writes it: " + inspection.findings[0].Text());
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
 // All checks
 
 struct Check {
-    const char* name;
-    std::function<Finding()> run;
+    std::string name;
+    Finding finding;
 };
 
-Finding CheckOwnStore()
+std::vector<Check> PlatformChecks(const BusView& bus)
 {
-    return Good("not tested: this platform has a store of its own; srcwatch-platform-test tests a platform");
-}
-
-std::vector<Check> SettingsChecks(const BusView& bus)
-{
-    if (!srcwatch::HasHostFiles()) return {{"settings", CheckOwnStore}};
-    return {
-        {"sqlite", CheckSqlite},
-        {"state-directory", [] { return CheckDirectory(DurablePlace()); }},
-        {"run-directory", [] { return CheckDirectory(VolatilePlace()); }},
-        {"settings-readable", CheckReadable},
-        {"settings-writable", CheckWritable},
-        {"settings-owner", [&] { return CheckOwnership(ServiceUser(bus)); }},
-        {"settings-damaged", CheckPutAside},
+    if (srcwatch_host_examine == nullptr) {
+        return {{"hdmi-count", CheckHdmiCount()},
+                {"settings", Good("not tested: this platform has a store of its own; srcwatch-platform-test tests a "
+                                  "platform")}};
+    }
+    std::vector<Check> checks;
+    const auto add = [](const srcwatch_host_finding* found, void* all) {
+        const bool isGood = found->remedy == nullptr;
+        const Finding finding = isGood ? Good(found->detail) : Bad(found->detail, found->remedy);
+        static_cast<std::vector<Check>*>(all)->push_back({found->check, finding});
     };
-}
-
-std::vector<Check> DocumentChecks()
-{
-    return {
-        {"activity-document", [] { return CheckDocument(VCONF_SOURCE_ACTIVITY, srcwatch::StoredKind::kActivity); }},
-        {"optical-document",
-         [] { return CheckDocument(VCONF_OPTICAL_SOURCE_ACTIVITY, srcwatch::StoredKind::kOptical); }},
-        {"statistics-document", [] { return CheckDocument(VCONF_SPD_AKSV_1, srcwatch::StoredKind::kStatistics); }},
-    };
-}
-
-std::vector<Check> BusChecks(const BusView& bus)
-{
-    return {
-        {"bus", [&] { return CheckBus(bus); }},
-        {"bus-policy", [&] { return CheckPolicy(bus); }},
-        {"bus-group", [&] { return CheckGroup(bus); }},
-        {"service", [&] { return CheckName(bus); }},
-        {"service-answers", [&] { return CheckAnswer(bus); }},
-        {"events", [&] { return CheckEvents(bus); }},
-    };
+    if (srcwatch_host_examine(ServiceUser(bus), add, &checks) != 0) throw Failure("the platform cannot be examined");
+    return checks;
 }
 
 // Causes come before what they cause.
 std::vector<Check> AllChecks(const std::vector<std::string>& profiles, const BusView& bus)
 {
-    std::vector<Check> all{{"hdmi-count", CheckHdmiCount}, {"profiles", [&] { return CheckProfiles(profiles); }}};
-    for (const std::vector<Check>& checks : {SettingsChecks(bus), DocumentChecks(), BusChecks(bus)}) {
-        all.insert(all.end(), checks.begin(), checks.end());
-    }
+    using Kind = srcwatch::StoredKind;
+    std::vector<Check> all = PlatformChecks(bus);
+    const std::vector<Check> own{
+        {"profiles", CheckProfiles(profiles)},
+        {"activity-document", CheckDocument(VCONF_SOURCE_ACTIVITY, Kind::kActivity)},
+        {"optical-document", CheckDocument(VCONF_OPTICAL_SOURCE_ACTIVITY, Kind::kOptical)},
+        {"statistics-document", CheckDocument(VCONF_SPD_AKSV_1, Kind::kStatistics)},
+        {"bus", CheckBus(bus)},
+        {"bus-policy", CheckPolicy(bus)},
+        {"bus-group", CheckGroup(bus)},
+        {"service", CheckName(bus)},
+        {"service-answers", CheckAnswer(bus)},
+        {"events", CheckEvents(bus)},
+    };
+    all.insert(all.end(), own.begin(), own.end());
     return all;
 }
 
@@ -165,7 +136,7 @@ void Examine(const std::vector<std::string>& given, Output& output)
     const BusView bus = LookAtBus();
     const std::vector<std::string> profiles = ProfilesToCheck(given, bus);
     for (const Check& check : AllChecks(profiles, bus)) {
-        const Finding finding = check.run();
+        const Finding& finding = check.finding;
         if (!finding.isGood) ++failed;
         Json::Value entry;
         entry["check"] = check.name;

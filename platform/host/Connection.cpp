@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <utility>
 
@@ -70,6 +71,15 @@ bool WaitFor(std::unique_lock<std::timed_mutex>* lock, std::int64_t deadlineMs)
     while (!lock->try_lock_until(std::chrono::system_clock::now() + kSlice))
         if (NowMs(CLOCK_MONOTONIC) >= deadlineMs) return false;
     return true;
+}
+
+std::string DescribeProcess(pid_t process)
+{
+    const std::string number = std::to_string(process);
+    std::ifstream file("/proc/" + number + "/comm");
+    std::string name;
+    std::getline(file, name);
+    return "process " + number + (name.empty() ? "" : " (" + name + ")");
 }
 
 }  // namespace
@@ -392,8 +402,10 @@ void Connection::LogFailure(const char* purpose, int result)
 {
     const int systemError = m_systemError.exchange(0);
     if (m_lastFailure.exchange(result) == result) return;
-    const std::string holder = Primary(result) == SQLITE_BUSY ? m_files.FindLockHolder() : "";
-    const std::string detail = systemError != 0 ? strerrordesc_np(systemError) : holder;
+    const pid_t holder = Primary(result) == SQLITE_BUSY ? m_files.FindLockHolder() : 0;
+    const std::string detail = systemError != 0 ? strerrordesc_np(systemError)
+                               : holder != 0    ? DescribeProcess(holder)
+                                                : "";
 
     const char* reason = m_api == nullptr         ? "SQLite is missing"
                          : result == kNewerSchema ? "a newer version of this software has created them"

@@ -4,11 +4,14 @@
 #include "Clock.h"
 #include "Paths.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -25,6 +28,7 @@ constexpr useconds_t kLockPollUs = 2000;
 constexpr const char* kLogSuffix = "-wal";
 constexpr const char* kIndexSuffix = "-shm";
 constexpr const char* kJournalSuffix = "-journal";
+constexpr const char* kDamagedSuffix = ".damaged-";
 constexpr off_t kLogHeader = 32;  // bytes; a log that is not longer holds nothing
 constexpr const char* kWriteLockByte = "120";
 
@@ -82,17 +86,11 @@ std::string DirectoryOfFile(const std::string& path)
 
 FileIdentity IdentityOf(const struct stat& file) { return {file.st_dev, file.st_ino}; }
 
-std::string DescribeProcess(const std::string& number)
+// As /proc/locks writes device and inode; "absent" of a file that is not there.
+std::string NameInLocks(const std::string& path)
 {
-    std::ifstream file("/proc/" + number + "/comm");
-    std::string name;
-    std::getline(file, name);
-    return "process " + number + (name.empty() ? "" : " (" + name + ")");
-}
-
-// As /proc/locks writes device and inode.
-std::string NameInLocks(const struct stat& file)
-{
+    struct stat file = {};
+    if (!Examine(path, &file)) return "absent";
     char name[64];
     static_cast<void>(std::snprintf(name, sizeof name, "%02x:%02x:%llu", major(file.st_dev), minor(file.st_dev),
                                     static_cast<unsigned long long>(file.st_ino)));
@@ -144,14 +142,32 @@ std::int64_t DatabaseFiles::LogSize() const
     return Examine(m_path + kLogSuffix, &status) ? status.st_size : 0;
 }
 
+// A log or an index that is also another file would overwrite it.
+int PlannedFile::FindObstacle() const
+{
+    struct stat status = {};
+    if (!Examine(path, &status)) return 0;
+    if (S_ISREG(status.st_mode)) return status.st_nlink > 1 && role == Role::kCompanion ? EMLINK : 0;
+    return S_ISLNK(status.st_mode) ? ELOOP : S_ISDIR(status.st_mode) ? EISDIR : ENXIO;
+}
+
+std::vector<PlannedFile> DatabaseFiles::Planned() const
+{
+    using Role = PlannedFile::Role;
+    constexpr unsigned kReadWrite = R_OK | W_OK;
+    return {{Role::kDatabase, m_path, kReadWrite},
+            {Role::kCompanion, m_path + kLogSuffix, kReadWrite},
+            {Role::kCompanion, m_path + kIndexSuffix, kReadWrite},
+            {Role::kCompanion, m_path + kJournalSuffix, kReadWrite},
+            {Role::kBeside, m_lockPath, R_OK},
+            {Role::kBeside, m_wakePath, W_OK}};
+}
+
 int DatabaseFiles::FindObstacle() const
 {
-    for (const char* suffix : {"", kLogSuffix, kIndexSuffix, kJournalSuffix}) {
-        struct stat status = {};
-        if (!Examine(m_path + suffix, &status)) continue;
-        if (S_ISREG(status.st_mode) && (status.st_nlink == 1 || *suffix == '\0')) continue;
-        if (S_ISREG(status.st_mode)) return EMLINK;  // a log or an index that is also another file would overwrite it
-        return S_ISLNK(status.st_mode) ? ELOOP : S_ISDIR(status.st_mode) ? EISDIR : ENXIO;
+    for (const PlannedFile& file : Planned()) {
+        const int error = file.role == PlannedFile::Role::kBeside ? 0 : file.FindObstacle();
+        if (error != 0) return error;
     }
     return 0;
 }
@@ -187,9 +203,9 @@ std::string DatabaseFiles::FreeNameAside() const
 {
     const UtcTime now = UtcNow();
     char stamp[64];
-    static_cast<void>(std::snprintf(stamp, sizeof stamp, ".damaged-%04d%02d%02dT%02d%02d%02d.%03dZ", now.year,
-                                    now.month, now.day, now.hour, now.minute, now.second, now.millisecond));
-    std::string name = m_path + stamp;
+    static_cast<void>(std::snprintf(stamp, sizeof stamp, "%04d%02d%02dT%02d%02d%02d.%03dZ", now.year, now.month,
+                                    now.day, now.hour, now.minute, now.second, now.millisecond));
+    std::string name = m_path + kDamagedSuffix + stamp;
     while (Exists(name)) name += '+';
     return name;
 }
@@ -203,25 +219,38 @@ std::string DatabaseFiles::KeepRemains() const
     return aside;
 }
 
-// A writer locks the byte 120 of the index; who creates the database locks the lock file.
-std::string DatabaseFiles::FindLockHolder() const
+// In the time stamp no hyphen follows, as before the suffix of a log or an index.
+int DatabaseFiles::FindKeptRemains(std::vector<std::string>* paths) const
 {
-    struct stat index = {};
-    struct stat lock = {};
-    const bool hasIndex = Examine(m_path + kIndexSuffix, &index);
-    const bool hasLock = Examine(m_lockPath, &lock);
+    const std::string beginning = m_path + kDamagedSuffix;
+    std::error_code error;
+    for (std::filesystem::directory_iterator it(m_directory, error), end; !error && it != end; it.increment(error)) {
+        std::string path = it->path();
+        if (path.rfind(beginning, 0) == 0 && path.find('-', beginning.size()) == std::string::npos)
+            paths->push_back(std::move(path));
+    }
+    std::sort(paths->begin(), paths->end());
+    return error == std::errc::no_such_file_or_directory ? 0 : error.value();
+}
+
+// A writer locks the byte 120 of the index, and another program the database; who creates it locks the lock file.
+pid_t DatabaseFiles::FindLockHolder() const
+{
+    const std::string database = NameInLocks(m_path);
+    const std::string index = NameInLocks(m_path + kIndexSuffix);
+    const std::string lock = NameInLocks(m_lockPath);
     std::ifstream locks("/proc/locks");
     for (std::string line; std::getline(locks, line);) {
         // "1: POSIX ADVISORY WRITE 123 08:01:456 120 120"; of those who wait, "->" follows the number.
         std::istringstream words(line);
-        std::string number, kind, strictness, mode, process, file, first;
+        std::string number, kind, strictness, mode, file, first;
+        pid_t process = 0;
         words >> number >> kind >> strictness >> mode >> process >> file >> first;
         if (mode != "WRITE") continue;
-        if (kind == "POSIX" && first == kWriteLockByte && hasIndex && file == NameInLocks(index))
-            return DescribeProcess(process);
-        if (kind == "FLOCK" && hasLock && file == NameInLocks(lock)) return DescribeProcess(process);
+        if (kind == "POSIX" && (file == database || (file == index && first == kWriteLockByte))) return process;
+        if (kind == "FLOCK" && file == lock) return process;
     }
-    return {};
+    return 0;
 }
 
 void DatabaseFiles::WakeWatchers() const

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include <sys/types.h>
 
@@ -29,6 +30,18 @@ struct FilesSeen {
     std::int64_t size = 0;  // of the database, in bytes
 };
 
+/// A file that a database has, whether it is there or not.
+struct PlannedFile {
+    enum class Role { kDatabase, kCompanion, kBeside };  ///< itself; what SQLite adds; what the platform adds
+
+    /// Finds what cannot be this file, in its place. @return An errno value for it, or 0.
+    int FindObstacle() const;
+
+    Role role;
+    std::string path;
+    unsigned access;  ///< what all who use the database need: R_OK, W_OK
+};
+
 class DatabaseFiles {
 public:
     DatabaseFiles(const std::string& directory, const char* name);
@@ -43,7 +56,8 @@ public:
     /// Returns the bytes of the log, 0 without one.
     std::int64_t LogSize() const;
 
-    /// Finds what cannot be a file of the database, in the place of one. @return An errno value for it, or 0.
+    std::vector<PlannedFile> Planned() const;
+    /// Finds what cannot be a file of SQLite's, in the place of one. @return An errno value for it, or 0.
     int FindObstacle() const;
 
     /// Removes what is there besides the database.
@@ -58,12 +72,14 @@ public:
     /// Gives the remains a name with a time stamp, for people to look at. @return The path that they are at.
     std::string KeepRemains() const;
 
+    /// Finds the databases that got such a name, oldest first. @return 0 or an errno value.
+    int FindKeptRemains(std::vector<std::string>* paths) const;
+
     /// Where the last good copy belongs.
     const std::string& CopyPath() const { return m_copyPath; }
 
-    /// Returns the process that has the database locked for writing, as "process 123 (name)"; empty if there is none or
-    /// it is not known.
-    std::string FindLockHolder() const;
+    /// Returns the process that has the database locked for writing; 0 if there is none or it is not known.
+    pid_t FindLockHolder() const;
 
     /// Wakes the processes that watch for changes.
     void WakeWatchers() const;

@@ -28,7 +28,8 @@ std::string FromEnvironment(const char* name, const char* otherwise)
     const char* value = Environment(name);
     const std::string path = value != nullptr ? value : otherwise;
     std::error_code isGone;  // the working directory
-    const std::string absolute = std::filesystem::absolute(path, isGone);
+    std::string absolute = std::filesystem::absolute(path, isGone);
+    while (absolute.size() > 1 && absolute.back() == '/') absolute.pop_back();
     return isGone ? path : absolute;
 }
 
@@ -72,8 +73,8 @@ const char* UsableDirectory(const std::string& path)
 }  // namespace
 
 Paths::Paths()
-    : stateDir(FromEnvironment("SRCWATCH_STATE_DIR", "/var/lib/srcwatch")),
-      runDir(FromEnvironment("SRCWATCH_RUN_DIR", "/run/srcwatch")),
+    : stateDir(FromEnvironment(kStateVariable, "/var/lib/srcwatch")),
+      runDir(FromEnvironment(kRunVariable, "/run/srcwatch")),
       confPath(FromEnvironment("SRCWATCH_PLATFORM_CONF", "/etc/srcwatch/platform.conf"))
 {
 }

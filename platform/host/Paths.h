@@ -9,6 +9,10 @@
 
 namespace host {
 
+/// The variables that name other directories.
+constexpr const char* kStateVariable = "SRCWATCH_STATE_DIR";
+constexpr const char* kRunVariable = "SRCWATCH_RUN_DIR";
+
 /// Absolute paths, read from the environment once.
 struct Paths {
     Paths();

@@ -9,13 +9,11 @@
 namespace host {
 namespace {
 
-constexpr const char* kLibrary = "libsqlite3.so.0";
-
 struct Loaded {
     Loaded()
     {
         // Never unloaded: connections stay open as long as the process runs.
-        m_library = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+        m_library = dlopen(kSqliteLibrary, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
         isComplete = m_library != nullptr;
         Resolve("sqlite3_open_v2", &api.open_v2);
         Resolve("sqlite3_close", &api.close);
@@ -43,11 +41,14 @@ struct Loaded {
         Resolve("sqlite3_backup_init", &api.backup_init);
         Resolve("sqlite3_backup_step", &api.backup_step);
         Resolve("sqlite3_backup_finish", &api.backup_finish);
-        if (!isComplete) LogHost(DLOG_ERROR, "cannot load %s, so there are no settings: %s", kLibrary, dlerror());
+        if (isComplete) return;
+        failure = dlerror();
+        LogHost(DLOG_ERROR, "cannot load %s, so there are no settings: %s", kSqliteLibrary, failure.c_str());
     }
 
     Sqlite api = {};
     bool isComplete = false;
+    std::string failure;
 
 private:
     template <typename Function>
@@ -67,5 +68,7 @@ const Sqlite* LoadSqlite()
     const Loaded& loaded = Leaked<Loaded>();
     return loaded.isComplete ? &loaded.api : nullptr;
 }
+
+const std::string& WhyNoSqlite() { return Leaked<Loaded>().failure; }
 
 }  // namespace host

@@ -4,9 +4,13 @@
 #ifndef SRCWATCH_HOST_SQLITE_H
 #define SRCWATCH_HOST_SQLITE_H
 
+#include <string>
+
 #include <sqlite3.h>
 
 namespace host {
+
+constexpr const char* kSqliteLibrary = "libsqlite3.so.0";
 
 // The names are SQLite's own, without its prefix.
 // NOLINTBEGIN(readability-identifier-naming)
@@ -45,6 +49,9 @@ constexpr int kNewerSchema = SQLITE_FORMAT;
 
 /// Returns SQLite's functions, or null, with a log line, if it cannot be loaded.
 const Sqlite* LoadSqlite();
+
+/// Returns why it cannot be loaded; empty if it can.
+const std::string& WhyNoSqlite();
 
 }  // namespace host
 

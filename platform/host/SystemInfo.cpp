@@ -7,6 +7,8 @@
 //   com.korvane/featureconf/bt_profile_bt_calvix=true
 //
 // The file is read again if it has changed. A query for a value that is missing or malformed fails.
+#include "SystemInfo.h"
+
 #include "Clock.h"
 #include "Fork.h"
 #include "Guarded.h"
@@ -39,6 +41,9 @@ constexpr int64_t kSettledMs = 100;
 constexpr int64_t kPatienceMs = 300;
 constexpr int64_t kImpatienceMs = 1000;
 constexpr unsigned kPauseUs = 20000;
+
+constexpr const char* kHdmiGroup = "hdmi";
+constexpr const char* kInputsKey = "inputs";
 
 using KeyFile = srcwatch::Handle<GKeyFile, g_key_file_unref>;
 using Error = srcwatch::Handle<GError, g_error_free>;
@@ -157,6 +162,17 @@ int Query(const char* group, const char* key, Get get, Value* value)
 
 }  // namespace
 
+std::string FindFaultOfInputs()
+{
+    const KeyFile file(g_key_file_new());
+    GError* failure = nullptr;
+    if (g_key_file_load_from_file(file.get(), GetPaths().confPath.c_str(), G_KEY_FILE_NONE, &failure) != FALSE)
+        static_cast<void>(
+            g_key_file_get_integer(file.get(), kHdmiGroup, kInputsKey, &failure));  // only whether it fails
+    const Error error(failure);
+    return error ? error->message : "it could not be read a moment ago";
+}
+
 void SystemInfoBeforeFork() { TheConfFile().mutex.lock(); }
 
 void SystemInfoAfterFork() { TheConfFile().mutex.unlock(); }
@@ -166,7 +182,8 @@ void SystemInfoAfterFork() { TheConfFile().mutex.unlock(); }
 SRCWATCH_HOST_API int system_info_get_value_int(system_info_key_e key, int* value)
 {
     if (key != SYSTEM_INFO_KEY_NUM_OF_HDMI || value == nullptr) return -EINVAL;
-    return host::Guarded(-ENOMEM, [value] { return host::Query("hdmi", "inputs", g_key_file_get_integer, value); });
+    return host::Guarded(
+        -ENOMEM, [value] { return host::Query(host::kHdmiGroup, host::kInputsKey, g_key_file_get_integer, value); });
 }
 
 SRCWATCH_HOST_API int system_info_get_custom_bool(const char* key, bool* value)

@@ -1,9 +1,9 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /**
  * @file
- * What the host platform offers beside the platform interfaces: watching and listing settings, and the state of the
- * simulated TV service. For the reference service and the tools; the library itself never uses it. Another platform may
- * have any of these functions; a program that is to work there looks whether they are there.
+ * What the host platform offers beside the platform interfaces: watching and listing settings, what is wrong with them,
+ * and the state of the simulated TV service. For the reference service and the tools; the library itself never uses it.
+ * Another platform may have any of these functions; a program that is to work there looks whether they are there.
  *
  * All functions are callable from any thread, while libraries load, in exit handlers, and in a forked child. Results
  * are 0 for success and negative otherwise; failures are logged, repeated ones once.
@@ -23,6 +23,7 @@
 
 #include <stdbool.h>
 #include <stddef.h>
+#include <sys/types.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -117,6 +118,26 @@ int srcwatch_host_restore_settings(const char* path);
 
 /** Returns where the last good copy of the durable settings belongs, which a recovery uses. Owned by the platform. */
 const char* srcwatch_host_copy_path(void);
+
+/** What a check of the platform found. The texts are for people, and valid only during the call. */
+typedef struct srcwatch_host_finding {
+    const char* check;  /**< a name for the check: small letters and hyphens */
+    const char* detail; /**< what is so: the cause, if anything is wrong */
+    const char* remedy; /**< what a person can do about it; null if nothing is wrong */
+} srcwatch_host_finding;
+
+/**
+ * Finds out what is wrong with the platform, why, and what helps: its configuration, and what its settings need. A
+ * setting of its own is written and removed again. That takes some seconds if others keep the settings locked. As it
+ * asks for the names of users, it is for one thread at a time, and not while libraries load.
+ *
+ * @param service_user  Who runs the detection service, and is to be able to use the settings like the user of this
+ *                      process; -1 if that is not known.
+ * @param callback      Called for each check, causes before what they cause. @p user_data is passed on; not owned.
+ * @return 0, whatever is found, or a negative value if not all checks were made.
+ */
+int srcwatch_host_examine(uid_t service_user, void (*callback)(const srcwatch_host_finding* finding, void* user_data),
+                          void* user_data);
 
 /** Sets whether a cable is connected to an external source of the simulated TV service. @return 0 or negative. */
 int srcwatch_host_set_connected(int source_id, bool connected);

@@ -13,7 +13,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
-namespace ctl {
+namespace srcwatch {
 
 namespace {
 
@@ -59,13 +59,6 @@ User UserOf(uid_t uid)
     return entry != nullptr ? FromEntry(*entry) : User{uid, uid, {}, std::to_string(uid)};
 }
 
-std::optional<User> UserNamed(const std::string& name)
-{
-    const passwd* entry = getpwnam(name.c_str());
-    if (entry == nullptr) return std::nullopt;
-    return FromEntry(*entry);
-}
-
 std::optional<gid_t> GroupNamed(const std::string& name)
 {
     const group* entry = getgrnam(name.c_str());
@@ -100,8 +93,8 @@ std::string ShellQuoted(const std::string& path)
 {
     constexpr const char* kPlain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+:@%";
     if (path.find_first_not_of(kPlain) == std::string::npos) return path;
-    const srcwatch::Handle<char, g_free> quoted(g_shell_quote(path.c_str()));
+    const Handle<char, g_free> quoted(g_shell_quote(path.c_str()));
     return quoted.get();
 }
 
-}  // namespace ctl
+}  // namespace srcwatch

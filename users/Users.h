@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // The users of the machine, and what they may do with a file.
-#ifndef SRCWATCH_TOOLS_USERS_H
-#define SRCWATCH_TOOLS_USERS_H
+#ifndef SRCWATCH_USERS_USERS_H
+#define SRCWATCH_USERS_USERS_H
 
 #include <optional>
 #include <string>
@@ -10,7 +10,7 @@
 
 #include <sys/types.h>
 
-namespace ctl {
+namespace srcwatch {
 
 /// The user and the group that the packages create.
 constexpr const char* kServiceAccount = "srcwatch";
@@ -30,7 +30,6 @@ User ThisUser();
 /// Returns the user as the machine knows it; of a number that has no name, one without groups.
 User UserOf(uid_t uid);
 
-std::optional<User> UserNamed(const std::string& name);
 std::optional<gid_t> GroupNamed(const std::string& name);
 
 /// Returns the name of a group, or its number.
@@ -46,6 +45,6 @@ std::string DescribeOwner(const std::string& path);
 /// Returns a path as a shell takes it.
 std::string ShellQuoted(const std::string& path);
 
-}  // namespace ctl
+}  // namespace srcwatch
 
 #endif
