@@ -15,6 +15,9 @@ namespace srcwatch {
 /// How many HDMI inputs the library's functions accept at most.
 constexpr int kHdmiPorts = 8;
 
+/// Where the inputs are if nobody says otherwise.
+constexpr const char* kDefaultInputs = "/run/srcwatch/inputs";
+
 /// Returns true for 0 to 7, which the library's functions accept for HDMI inputs.
 constexpr bool IsHdmiPort(int port) { return port >= 0 && port < kHdmiPorts; }
 

@@ -5,6 +5,7 @@
 #include "Configuration.h"
 
 #include "CommandLine.h"
+#include "InputName.h"
 #include "KeyFile.h"
 #include "Remark.h"
 #include "srcwatch-version.h"
@@ -22,7 +23,6 @@ namespace {
 enum ExitCode { kDone = 0, kUsage = 2 };
 
 constexpr unsigned kMostMilliseconds = 60000;
-constexpr const char* kDefaultInputs = "/run/srcwatch/inputs";
 constexpr const char* kFileVariable = "SRCWATCH_SERVICE_CONF";
 
 // A key of the file, which has the name of an option.

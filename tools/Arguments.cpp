@@ -163,7 +163,7 @@ cli::Option AddCount(cli::Command command, int& count, const std::string& descri
 
 cli::Option AddInputs(cli::Command command, std::string& directory)
 {
-    directory = "/run/srcwatch/inputs";
+    directory = srcwatch::kDefaultInputs;
     return command.AddOption("--inputs", &directory, "DIR", "Inputs directory of the detection service")
         .ReadsVariable(kInputsVariable)
         .ShowsDefault();
