@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // capture.
-#include "FakeService.h"
+#include "BusOnlyService.h"
 #include "ToolTest.h"
 
 #include <filesystem>
@@ -61,7 +61,7 @@ TEST_F(CaptureCommands, RefusesOptionsThatDoNotFit)
 
 TEST_F(CaptureCommands, AsksTheServiceForADeviceWithoutADirectory)
 {
-    FakeService service;
+    BusOnlyService service;
     service.Answer(0x2006, R"({"port": 1, "spd": "", "aksv": "", "cec": "4f:84:20:00:04\n40:47:4b:75:76:6f\n"})");
 
     EXPECT_EQ(Run({"capture", "1", Path("heard")}).code, 0);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // settings check, repair, backup, restore.
-#include "FakeService.h"
+#include "BusOnlyService.h"
 #include "ToolTest.h"
 
 #include <filesystem>
@@ -47,7 +47,7 @@ TEST_F(CareCommands, RestoreNothingBehindARunningService)
     Set("db/key", "before");
     ASSERT_EQ(Run({"settings", "backup", backup}).code, 0);
     Set("db/key", "after");
-    const FakeService service;
+    const BusOnlyService service;
 
     EXPECT_TRUE(Fails(Run({"settings", "restore", backup}), 1, "the detection service runs"));
     EXPECT_EQ(Get("db/key"), "after");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // doctor.
-#include "FakeService.h"
+#include "BusOnlyService.h"
 #include "ToolTest.h"
 
 #include <gmock/gmock.h>
@@ -27,7 +27,7 @@ protected:
 
 TEST_F(DoctorCommand, PassesAllChecksIfEverythingWorks)
 {
-    const FakeService service;
+    const BusOnlyService service;
     Set(kActivityKey, R"({"activity":[]})");
 
     const Json::Value findings = Document({"doctor", "--profiles", SRCWATCH_PROFILES_FILE}, "doctor");
@@ -45,7 +45,7 @@ TEST_F(DoctorCommand, LeavesNoSettingBehind)
 
 TEST_F(DoctorCommand, ShowsWhoOwnsTheName)
 {
-    const FakeService service;
+    const BusOnlyService service;
 
     const std::string detail = Finding("service", 0)["detail"].asString();
 
@@ -111,7 +111,7 @@ TEST_F(DoctorCommand, FindsADamagedDocumentAndItsPlace)
 // The service takes such records over as they are, so nothing would ever correct them.
 TEST_F(DoctorCommand, FindsNoFaultInWhatTheLibraryReads)
 {
-    const FakeService service;
+    const BusOnlyService service;
     Set(kActivityKey, R"({"activity":[{"BName":5},{},{},{}]})");
 
     const Json::Value finding = Finding("activity-document", 0);

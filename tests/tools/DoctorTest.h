@@ -4,7 +4,7 @@
 #ifndef SRCWATCH_TESTS_DOCTORTEST_H
 #define SRCWATCH_TESTS_DOCTORTEST_H
 
-#include "FakeService.h"
+#include "BusOnlyService.h"
 #include "ToolTest.h"
 
 #include <filesystem>
@@ -56,7 +56,7 @@ public:
     void RunAsOther() { RunAs({"setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups"}); }
     void UseProfiles(const std::string& path) { m_profiles = path; }
 
-    void StartFake() { m_fake = std::make_unique<FakeService>(); }
+    void StartFake() { m_fake = std::make_unique<BusOnlyService>(); }
     void StopFake() { m_fake.reset(); }
     std::unique_ptr<BusPeer> peer;     // for rows that need one
     std::unique_ptr<PrivateBus> bus;   // the same
@@ -120,7 +120,7 @@ private:
     std::string m_mounts;
     Words m_prefix;
     std::string m_profiles = SRCWATCH_PROFILES_FILE;
-    std::unique_ptr<FakeService> m_fake;
+    std::unique_ptr<BusOnlyService> m_fake;
     std::vector<std::unique_ptr<sqlite3, Close>> m_databases;
 };
 

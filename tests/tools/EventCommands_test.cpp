@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // monitor, wait, call.
-#include "FakeService.h"
+#include "BusOnlyService.h"
 #include "ToolTest.h"
 
 #include <csignal>
@@ -31,11 +31,11 @@ TEST_F(EventCommands, MonitorsEventsInOneLineEach)
 {
     const auto monitor = Start({"monitor"});
 
-    EXPECT_TRUE(SendUntil(*monitor, "scan-progress", [] { FakeService::Send(4098, {45, 1}); }));
-    FakeService::Send(10, {2, 1});
-    FakeService::Send(4097, {0, 1, 1}, {"Box one", "", "Pro"});
-    FakeService::Send(4099, {-3, 0});
-    FakeService::Send(4104, {});
+    EXPECT_TRUE(SendUntil(*monitor, "scan-progress", [] { BusOnlyService::Send(4098, {45, 1}); }));
+    BusOnlyService::Send(10, {2, 1});
+    BusOnlyService::Send(4097, {0, 1, 1}, {"Box one", "", "Pro"});
+    BusOnlyService::Send(4099, {-3, 0});
+    BusOnlyService::Send(4104, {});
     EXPECT_TRUE(monitor->WaitForOutput("records-saved"));
 
     EXPECT_THAT(monitor->Output(), testing::ContainsRegex("[0-9:]+\\.[0-9]+  scan-progress  45 %  port 1\n"));
@@ -48,7 +48,7 @@ TEST_F(EventCommands, MonitorsEventsInOneLineEach)
 TEST_F(EventCommands, MonitorEndsCleanlyWhenInterrupted)
 {
     const auto monitor = Start({"monitor", "-o", "json"});
-    EXPECT_TRUE(SendUntil(*monitor, "4098", [] { FakeService::Send(4098, {1, 1}); }));
+    EXPECT_TRUE(SendUntil(*monitor, "4098", [] { BusOnlyService::Send(4098, {1, 1}); }));
 
     monitor->Signal(SIGINT);
 
@@ -60,7 +60,7 @@ TEST_F(EventCommands, MonitorEndsCleanlyWhenInterrupted)
 TEST_F(EventCommands, MonitorEndsAfterACount)
 {
     const auto monitor = Start({"monitor", "--count", "2", "-o", "json"});
-    EXPECT_TRUE(SendUntil(*monitor, "\n]", [] { FakeService::Send(4097, {1, 9, 0}, {"A b", "C", ""}); }));
+    EXPECT_TRUE(SendUntil(*monitor, "\n]", [] { BusOnlyService::Send(4097, {1, 9, 0}, {"A b", "C", ""}); }));
 
     const Outcome outcome = monitor->Wait();
 
@@ -84,9 +84,9 @@ TEST_F(EventCommands, MonitorShowsOnlyTheEventsOfAPort)
 {
     const auto monitor = Start({"monitor", "--port", "hdmi3", "-o", "jsonl"});
     EXPECT_TRUE(SendUntil(*monitor, "connection", [] {
-        FakeService::Send(10, {1, 1});
-        FakeService::Send(4104, {});
-        FakeService::Send(10, {2, 1});
+        BusOnlyService::Send(10, {1, 1});
+        BusOnlyService::Send(4104, {});
+        BusOnlyService::Send(10, {2, 1});
     }));
 
     EXPECT_THAT(monitor->Output(), testing::Not(HasSubstr("records-saved")));
@@ -96,7 +96,7 @@ TEST_F(EventCommands, MonitorShowsOnlyTheEventsOfAPort)
 TEST_F(EventCommands, TypesMayBeHexadecimal)
 {
     const auto monitor = Start({"monitor", "--type", "0x1001", "--count", "1"});
-    EXPECT_TRUE(SendUntil(*monitor, "detected", [] { FakeService::Send(4097, {1, 9, 0}); }));
+    EXPECT_TRUE(SendUntil(*monitor, "detected", [] { BusOnlyService::Send(4097, {1, 9, 0}); }));
     EXPECT_EQ(monitor->Wait().code, 0);
 
     for (const char* const type : {"0x", "0xg", "1001h", "0x100000000"}) {
@@ -107,10 +107,10 @@ TEST_F(EventCommands, TypesMayBeHexadecimal)
 TEST_F(EventCommands, MonitorDecodesOtherEventsAsJson)
 {
     const auto monitor = Start({"monitor", "-o", "jsonl"});
-    EXPECT_TRUE(SendUntil(*monitor, "scan-progress", [] { FakeService::Send(4098, {45, 1}); }));
-    FakeService::Send(10, {2, 1});
-    FakeService::Send(4099, {-3, 5});
-    FakeService::Send(4104, {});
+    EXPECT_TRUE(SendUntil(*monitor, "scan-progress", [] { BusOnlyService::Send(4098, {45, 1}); }));
+    BusOnlyService::Send(10, {2, 1});
+    BusOnlyService::Send(4099, {-3, 5});
+    BusOnlyService::Send(4104, {});
     EXPECT_TRUE(monitor->WaitForOutput("records-saved"));
 
     std::map<std::string, Json::Value> events;
@@ -133,10 +133,10 @@ TEST_F(EventCommands, MonitorShowsOnlyTheTypesAskedFor)
     const auto monitor = Start({"monitor", "--type", "777", "--type", "connection", "-o", "jsonl"});
 
     EXPECT_TRUE(SendUntil(*monitor, "777", [] {
-        FakeService::Send(4098, {1, 1});
-        FakeService::Send(777, {5});
+        BusOnlyService::Send(4098, {1, 1});
+        BusOnlyService::Send(777, {5});
     }));
-    FakeService::Send(10, {1, 0});
+    BusOnlyService::Send(10, {1, 0});
     EXPECT_TRUE(monitor->WaitForOutput("connection"));
 
     EXPECT_THAT(monitor->Output(), Not(HasSubstr("4098")));
@@ -147,7 +147,7 @@ TEST_F(EventCommands, MonitorEscapesTextOfDevices)
 {
     const auto monitor = Start({"monitor", "--count", "1"});
 
-    EXPECT_TRUE(SendUntil(*monitor, "\n", [] { FakeService::Send(4097, {0, 9, 1}, {"\x1b[2J\u202e", "", ""}); }));
+    EXPECT_TRUE(SendUntil(*monitor, "\n", [] { BusOnlyService::Send(4097, {0, 9, 1}, {"\x1b[2J\u202e", "", ""}); }));
 
     EXPECT_THAT(monitor->Output(), HasSubstr("\"\\x1b[2J\\u{202e}\""));
 }
@@ -229,7 +229,7 @@ TEST_F(EventCommands, WaitEndsWhenTheServiceRuns)
     EXPECT_TRUE(Fails(Run({"wait", "--service", "--timeout", "0.1"}), 3, "no detection service in time"));
     const auto wait = Start({"wait", "--service"});
 
-    const FakeService service;
+    const BusOnlyService service;
 
     EXPECT_EQ(wait->Wait().out, "the detection service runs\n");
     EXPECT_EQ(Document({"wait", "--service"}, "wait service")["service"], true);
@@ -276,7 +276,7 @@ TEST_F(EventCommands, WaitRefusesWrongUsage)
 
 TEST_F(EventCommands, CallPrintsTheReply)
 {
-    FakeService service;
+    BusOnlyService service;
     service.Answer(0x2002, R"({"port":1})");
     service.Answer(4242, "two words");
 
@@ -288,7 +288,7 @@ TEST_F(EventCommands, CallPrintsTheReply)
 
 TEST_F(EventCommands, CallSendsAllArguments)
 {
-    FakeService service;
+    BusOnlyService service;
     service.Answer(4242, "done");
 
     const Outcome outcome = Run({"call", "4242", "1", "-2", "3", "4", "5", "6", "7", "8", "9", "10", "--text", "a b",
@@ -305,7 +305,7 @@ TEST_F(EventCommands, CallSendsAllArguments)
 
 TEST_F(EventCommands, CallEscapesTheReply)
 {
-    FakeService service;
+    BusOnlyService service;
     service.Answer(4242, "\x1b[2J");
 
     EXPECT_EQ(Run({"call", "4242"}).out, "\\x1b[2J\n");
@@ -313,7 +313,7 @@ TEST_F(EventCommands, CallEscapesTheReply)
 
 TEST_F(EventCommands, CallFailsWhenTheServiceRefuses)
 {
-    FakeService service;
+    BusOnlyService service;
     service.Answer(0x2004, R"({"error":"nothing was detected on port 0"})");
 
     EXPECT_TRUE(Fails(Run({"call", "deny", "0"}), 1, "nothing was detected on port 0"));

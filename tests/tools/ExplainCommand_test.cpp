@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // explain: the evidence, the profile and the rules.
-#include "FakeService.h"
+#include "BusOnlyService.h"
 #include "ToolTest.h"
 
 #include <filesystem>
@@ -51,7 +51,7 @@ TEST_F(ExplainCommand, ShowsWhichRulesWereTried)
 TEST_F(ExplainCommand, GoesByTheProfilesOfTheRunningService)
 {
     WriteFile("mine.json", R"({"profiles": [{"match": {"vendor": "TIVARO"}, "give": {"type": 5}}]})");
-    FakeService service;
+    BusOnlyService service;
     service.Answer(0x2005, "{\"paths\": [\"" + Path("mine.json") + "\"]}");
     ASSERT_EQ(Run({"plug", "0", "tivaro-one"}).code, 0);
 
@@ -80,7 +80,7 @@ TEST_F(ExplainCommand, ShowsWhichDeviceIsBehindTheOneOnThePort)
 
 TEST_F(ExplainCommand, AsksTheServiceForADeviceWithoutADirectory)
 {
-    FakeService service;
+    BusOnlyService service;
     service.Answer(0x2006, R"({"port": 1, "spd": "", "aksv": "", "cec": "4f:84:20:00:04\n40:47:4b:75:76:6f\n"})");
 
     const Json::Value evidence = Document({"explain", "1"}, "explain")["evidence"];
@@ -94,7 +94,7 @@ TEST_F(ExplainCommand, AsksTheServiceForADeviceWithoutADirectory)
 
 TEST_F(ExplainCommand, HasNoEvidenceWhereNothingWasHeard)
 {
-    FakeService service;
+    BusOnlyService service;
     for (const char* reply : {R"({"port": 0, "spd": "", "aksv": "", "cec": ""})", R"({"spd": "no"})", "", "[]"}) {
         service.Answer(0x2006, reply);
         EXPECT_TRUE(Document({"explain", "0"}, "explain")["evidence"].isNull()) << reply;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // list, show, get, forget, and the answers of explain.
-#include "FakeService.h"
+#include "BusOnlyService.h"
 #include "Intruder.h"
 #include "ToolTest.h"
 
@@ -112,7 +112,7 @@ TEST_F(PortCommands, ListSaysThatNoServiceRuns)
 
 TEST_F(PortCommands, ListSaysNothingWhenAServiceRuns)
 {
-    const FakeService service;
+    const BusOnlyService service;
     EXPECT_EQ(Run({"list"}).err, "");
 }
 
@@ -389,7 +389,7 @@ TEST_F(PortCommands, AsksARunningServiceToForget)
 {
     const std::string before = R"({"activity":[{"DevType":9}]})";
     Set(kActivityKey, before);
-    FakeService service;
+    BusOnlyService service;
     service.Answer(kForget, R"({"port":0,"plugged":false,"record":null})");
 
     EXPECT_EQ(Run({"forget", "0"}).code, 0);
@@ -401,7 +401,7 @@ TEST_F(PortCommands, AsksARunningServiceToForget)
 
 TEST_F(PortCommands, PassesOnWhyTheServiceDoesNotForget)
 {
-    FakeService service;
+    BusOnlyService service;
     EXPECT_TRUE(Fails(Run({"forget", "5"}), 1, "does not know this request"));
     service.Answer(kForget, R"({"error":"no such port: 5"})");
 

@@ -28,14 +28,14 @@ protected:
 
 TEST_F(Record, HasASnapshotAndAllThatFollows)
 {
-    FakeService service;
+    BusOnlyService service;
     service.Answer(4242, "the reply");
     Set("db/test/before", "here");
     ASSERT_EQ(Run({"plug", "0", "tivaro-one"}).code, 0);
     const auto recorder = StartRecording("r.jsonl");
 
     Set("memory/test/number", "42", "--int");
-    FakeService::Send(4097, {1, 9, 1}, {"Desk 5", "", ""});
+    BusOnlyService::Send(4097, {1, 9, 1}, {"Desk 5", "", ""});
     ASSERT_TRUE(WaitForText("r.jsonl", "Desk#5"));
     ASSERT_EQ(Run({"call", "4242", "3"}).code, 0);
     ASSERT_EQ(Run({"settings", "unset", "memory/test/number"}).code, 0);
@@ -112,7 +112,7 @@ protected:
     // An AKSV in every place where one can be.
     void Happen(const std::string& recording, const Words& options = {})
     {
-        FakeService service;
+        BusOnlyService service;
         service.Answer(0x2006, std::string(R"({"aksv":")") + kAksv + R"(","cec":"","port":0,"spd":""})");
         StoreRecord(0, Parse(std::string(R"({"AKSV":")") + kAksv + R"(","DevType":1})"));
         fs::create_directory(Path("device"));
@@ -124,7 +124,7 @@ protected:
         Set("db/srcwatch-service/unknown_devices", std::string(R"({"devices":[{"aksv":")") + kAksv + R"("}]})");
         Set("db/srcwatch-service/source-activity.unreadable", std::string(R"({"activity":[{"AKSV":")") + kAksv);
         Set("db/test/text", "of A5AC1925B7, in capitals, and " + std::string(kDecimal));
-        FakeService::Send(4242, {0}, {kAksv, "", ""});
+        BusOnlyService::Send(4242, {0}, {kAksv, "", ""});
         ASSERT_EQ(Run({"call", "capture", "0", "--text", kAksv}).code, 0);
         ASSERT_EQ(Run({"unplug", "0"}).code, 0);
         ASSERT_TRUE(WaitForText(recording, "\"capture\":null"));
@@ -186,10 +186,10 @@ TEST_F(RecordedAksvs, AreOthersInAnotherRecording)
 TEST_F(Record, HasEveryEventWhenItIsTerminated)
 {
     constexpr int kEvents = 2000;
-    const FakeService service;
+    const BusOnlyService service;
     const auto recorder = StartRecording("r.jsonl");
 
-    for (int i = 0; i < kEvents; ++i) FakeService::Send(4242, {i});
+    for (int i = 0; i < kEvents; ++i) BusOnlyService::Send(4242, {i});
     ASSERT_TRUE(WaitForText("r.jsonl", "\"message\":\"" + std::to_string(kEvents - 1) + "\\t"));
     recorder->Signal(SIGTERM);
 
@@ -276,15 +276,15 @@ TEST_F(Record, EndsAfterATime)
 
 TEST_F(Record, DecodesWhatBusctlCaptured)
 {
-    FakeService service;
+    BusOnlyService service;
     service.Answer(4242, "the reply");
     const auto busctl = StartBusctl("", "bus.pcap");
     ASSERT_TRUE(RunUntil([&] {
-        FakeService::Send(7, {1});
+        BusOnlyService::Send(7, {1});
         return Content("bus.pcap").find("UNKNOWN") != std::string::npos;
     }));
 
-    FakeService::Send(4097, {1, 9, 1}, {"Desk 5", kAksv, ""});
+    BusOnlyService::Send(4097, {1, 9, 1}, {"Desk 5", kAksv, ""});
     ASSERT_EQ(Run({"call", "4242"}).code, 0);
     ASSERT_TRUE(WaitForText("bus.pcap", "the reply"));
     busctl->Signal(SIGINT);
@@ -303,7 +303,7 @@ TEST_F(Record, SaysThatBusctlCutMessagesOff)
 {
     const auto busctl = StartBusctl("--size=200", "bus.pcap");
     ASSERT_TRUE(RunUntil([&] {
-        FakeService::Send(7, {1}, {std::string(90, 'x'), std::string(90, 'y'), ""});
+        BusOnlyService::Send(7, {1}, {std::string(90, 'x'), std::string(90, 'y'), ""});
         return Content("bus.pcap").find("xxx") != std::string::npos;
     }));
     busctl->Signal(SIGINT);

@@ -4,7 +4,7 @@
 #ifndef SRCWATCH_TESTS_RECORDINGTEST_H
 #define SRCWATCH_TESTS_RECORDINGTEST_H
 
-#include "FakeService.h"
+#include "BusOnlyService.h"
 #include "ToolTest.h"
 
 #include <csignal>

@@ -73,7 +73,7 @@ TEST_F(ReplayRefusals, EndsWhereItIsTold)
 
 TEST_F(ReplayRefusals, RefusesToRunBesideAService)
 {
-    const FakeService service;
+    const BusOnlyService service;
 
     EXPECT_TRUE(Fails(Replay(kSnapshot), 1, "a detection service, or another replay, runs here"));
     EXPECT_FALSE(Exists("db/test/key"));
@@ -135,7 +135,7 @@ TEST_F(ReplayRefusals, RefusesWrongUsage)
 
 TEST_F(ReplayRefusals, PlugsDevicesAndNothingElse)
 {
-    const FakeService service;
+    const BusOnlyService service;
     const std::string device = R"("kind":"input","port":1,"capture":{"spd":"","cec":"4f:84:10:00:04\n","aksv":""})";
     const std::string later = R"("kind":"input","port":1,"capture":{"spd":"00","cec":"","aksv":""})";
 

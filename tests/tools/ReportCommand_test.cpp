@@ -31,7 +31,7 @@ protected:
 
 TEST_F(Report, HasAllPartsAndNoAksv)
 {
-    const FakeService service;
+    const BusOnlyService service;
     StoreRecord(0, Parse(R"({"AKSV":"a5ac1925b7","DevName":"Desk 5"})"));
     WriteFile("log", std::string("device a5ac1925b7\0came\n", 23));
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // scan, optical.
-#include "FakeService.h"
+#include "BusOnlyService.h"
 #include "QDInfoNames.h"
 #include "ToolTest.h"
 
@@ -28,7 +28,7 @@ protected:
 
 TEST_F(ScanCommands, WriteTheCommandThatTheServiceWatchesFor)
 {
-    const FakeService service;
+    const BusOnlyService service;
     struct Row {
         Words arguments;
         const char* schema;
@@ -57,7 +57,7 @@ TEST_F(ScanCommands, ShowTheOpticalSourceAlsoWithoutAWord)
 
 TEST_F(ScanCommands, FailWhenTheCommandCannotBeWritten)
 {
-    const FakeService service;
+    const BusOnlyService service;
     SetVariable("SRCWATCH_RUN_DIR", "/dev/null/run");
 
     EXPECT_TRUE(Fails(Run({"scan", "start"}), 1, "could not be written"));
@@ -107,12 +107,12 @@ TEST_F(ScanCommands, StatusIsUnknownBeforeAnyServiceRan)
 
 TEST_F(ScanCommands, RunFollowsTheScanToItsEnd)
 {
-    const FakeService service;
+    const BusOnlyService service;
     const auto run = Start({"scan", "run", "-o", "json"});
     ASSERT_TRUE(WaitForCommand());
 
-    FakeService::Send(4098, {45, 1});
-    FakeService::Send(4099, {0, 3});
+    BusOnlyService::Send(4098, {45, 1});
+    BusOnlyService::Send(4099, {0, 3});
 
     const Outcome outcome = run->Wait();
     EXPECT_EQ(outcome.code, 0) << outcome;
@@ -125,25 +125,25 @@ TEST_F(ScanCommands, RunFollowsTheScanToItsEnd)
 
 TEST_F(ScanCommands, RunWritesPlainLinesWhereThereIsNoTerminal)
 {
-    const FakeService service;
+    const BusOnlyService service;
     const auto run = Start({"scan", "run"});
     ASSERT_TRUE(WaitForCommand());
 
-    FakeService::Send(4098, {45, 1});
-    FakeService::Send(4099, {0, 3});
+    BusOnlyService::Send(4098, {45, 1});
+    BusOnlyService::Send(4099, {0, 3});
 
     EXPECT_EQ(run->Wait().out, "45 %  HDMI 2\nfinished, 3 device(s) found\n");
 }
 
 TEST_F(ScanCommands, RunIsNotEndedByAScanOfTheOpticalSource)
 {
-    const FakeService service;
+    const BusOnlyService service;
     const auto run = Start({"scan", "run"});
     ASSERT_TRUE(WaitForCommand());
 
-    FakeService::Send(4098, {0, 99});
-    FakeService::Send(4099, {-3, 0, 99});
-    FakeService::Send(4099, {0, 1});
+    BusOnlyService::Send(4098, {0, 99});
+    BusOnlyService::Send(4099, {-3, 0, 99});
+    BusOnlyService::Send(4099, {0, 1});
 
     const Outcome outcome = run->Wait();
     EXPECT_EQ(outcome.code, 0) << outcome;
@@ -152,14 +152,14 @@ TEST_F(ScanCommands, RunIsNotEndedByAScanOfTheOpticalSource)
 
 TEST_F(ScanCommands, RunExitsByTheResult)
 {
-    const FakeService service;
+    const BusOnlyService service;
     for (const auto& [result, words] :
          std::map<int, const char*>{{-1, "stopped"}, {-2, "failed"}, {-3, "nothing was found"}, {-7, "failed"}}) {
         Set(kCommandKey, "0", "--int");
         const auto run = Start({"scan", "run"});
         ASSERT_TRUE(WaitForCommand());
 
-        FakeService::Send(4099, {result, 0});
+        BusOnlyService::Send(4099, {result, 0});
 
         EXPECT_TRUE(Fails(run->Wait(), 1, words));
     }
@@ -167,7 +167,7 @@ TEST_F(ScanCommands, RunExitsByTheResult)
 
 TEST_F(ScanCommands, RunTimesOut)
 {
-    const FakeService service;
+    const BusOnlyService service;
 
     const Outcome outcome = Run({"scan", "run", "--timeout", "0.1", "-o", "json"});
 
@@ -188,10 +188,10 @@ TEST_F(ScanCommands, RunIsNotEndedWhileThereAreEvents)
         return std::chrono::steady_clock::now() > end;
     };
     while (!isOver()) {
-        FakeService::Send(4098, {45, 1});
+        BusOnlyService::Send(4098, {45, 1});
         static_cast<void>(RunUntil(isOver, std::chrono::seconds(1)));
     }
-    FakeService::Send(4099, {0, 3});
+    BusOnlyService::Send(4099, {0, 3});
 
     EXPECT_EQ(run->Wait().code, 0);
 }
@@ -212,7 +212,7 @@ TEST_F(ScanCommands, RunFailsWithoutAService)
 
 TEST_F(ScanCommands, RunFailsWhenTheServiceEnds)
 {
-    auto service = std::make_unique<FakeService>();
+    auto service = std::make_unique<BusOnlyService>();
     const auto run = Start({"scan", "run"});
     ASSERT_TRUE(WaitForCommand());
 
@@ -223,10 +223,10 @@ TEST_F(ScanCommands, RunFailsWhenTheServiceEnds)
 
 TEST_F(ScanCommands, RunFailsWhenInterrupted)
 {
-    const FakeService service;
+    const BusOnlyService service;
     const auto run = Start({"scan", "run", "-o", "jsonl"});
     ASSERT_TRUE(WaitForCommand());
-    FakeService::Send(4098, {10, 0});
+    BusOnlyService::Send(4098, {10, 0});
     ASSERT_TRUE(run->WaitForOutput("10"));
 
     run->Signal(SIGINT);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // features, twc.
-#include "FakeService.h"
+#include "BusOnlyService.h"
 #include "QDInfoNames.h"
 #include "ToolTest.h"
 
@@ -52,7 +52,7 @@ TEST_F(StateCommands, FeaturesAreUnknownOnAnUnknownTv)
 
 TEST_F(StateCommands, TwcStartsAndEndsTheCheckOfAPort)
 {
-    const FakeService service;
+    const BusOnlyService service;
     Document({"twc", "start", "3"}, "twc start");
     EXPECT_EQ(Get(kCommandKey), "2013");
 
@@ -63,7 +63,7 @@ TEST_F(StateCommands, TwcStartsAndEndsTheCheckOfAPort)
 
 TEST_F(StateCommands, TwcReportsATunedChannel)
 {
-    const FakeService service;
+    const BusOnlyService service;
     Document({"twc", "tuned", "-12", "5"}, "twc tuned");
 
     const Json::Value status = Document({"twc", "status"}, "twc status");
@@ -89,7 +89,7 @@ TEST_F(StateCommands, TwcShowsEveryState)
 
 TEST_F(StateCommands, TunedReadsItsNumbersAsDecimal)
 {
-    const FakeService service;
+    const BusOnlyService service;
     EXPECT_EQ(Document({"twc", "tuned", "010", "09"}, "twc tuned")["sequence"], 10);
     EXPECT_TRUE(Fails(Run({"twc", "tuned", "0x10", "1"}), 2, "'0x10' is not a 32-bit number"));
 }
@@ -114,7 +114,7 @@ TEST_F(StateCommands, TwcWritesNothingWithoutAService)
 
 TEST_F(StateCommands, TwcFailsWhenTheCommandCannotBeWritten)
 {
-    const FakeService service;
+    const BusOnlyService service;
     SetVariable("SRCWATCH_RUN_DIR", "/dev/null/run");
 
     EXPECT_TRUE(Fails(Run({"twc", "start", "0"}), 1, "could not be written"));

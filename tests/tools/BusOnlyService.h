@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // A detection service in the test's own process: it owns the name, and answers and sends what the test wants.
-#ifndef SRCWATCH_TESTS_FAKESERVICE_H
-#define SRCWATCH_TESTS_FAKESERVICE_H
+// It writes no settings: what the tool shows is what a test has stored. The test kit's FakeService stores, too.
+#ifndef SRCWATCH_TESTS_BUSONLYSERVICE_H
+#define SRCWATCH_TESTS_BUSONLYSERVICE_H
 
 #include "BusPeer.h"
 #include "QDInfoEventManager.h"
@@ -17,9 +18,9 @@
 
 namespace srcwatch_test {
 
-class FakeService {
+class BusOnlyService {
 public:
-    FakeService() : m_receiver("qdinfo", true)
+    BusOnlyService() : m_receiver("qdinfo", true)
     {
         EXPECT_TRUE(RunUntil([] { return !BusPeer().OwnerOf("org.nalto.tv.qdinfo").empty(); }));
     }
@@ -51,7 +52,7 @@ public:
 private:
     static void OnCall(void* self, srcwatch_event_s* event)
     {
-        auto& service = *static_cast<FakeService*>(self);
+        auto& service = *static_cast<BusOnlyService*>(self);
         auto& request = *static_cast<std::stringstream*>(event->ptr_args[1]);
         std::string extra;
         std::getline(request >> std::ws, extra, '\t');
