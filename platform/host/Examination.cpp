@@ -69,7 +69,7 @@ Finding CheckInputs()
     int count = 0;
     if (system_info_get_value_int(SYSTEM_INFO_KEY_NUM_OF_HDMI, &count) != 0) return WhyNoInputs(path, entry);
     if (count >= 1 && count <= kMostInputs) return {std::to_string(count) + " HDMI input(s)", ""};
-    return {std::to_string(count) + " HDMI inputs cannot be: 1 to " + std::to_string(kMostInputs), entry};
+    return {std::to_string(count) + " HDMI inputs are not possible: 1 to " + std::to_string(kMostInputs), entry};
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -153,7 +153,7 @@ Finding Locked(const DatabaseFiles& files)
     }
     const std::string number = std::to_string(holder);
     return {"process " + number + " keeps " + files.Path() + " locked",
-            "let process " + number + " go on if it is stopped (kill -CONT " + number + "), or end it"};
+            "continue process " + number + " if it is stopped (kill -CONT " + number + "), or end it"};
 }
 
 std::string JoinGroup(const User& user, gid_t group)
