@@ -93,20 +93,6 @@ Capture ReadCapture(const std::string& directory, Remarks& remarks)
     return capture;
 }
 
-std::string WriteCapture(const std::string& directory, const Capture& capture)
-{
-    const std::pair<const char*, std::string> files[] = {{kSpdFile, {capture.spd.begin(), capture.spd.end()}},
-                                                         {kCecFile, capture.cec},
-                                                         {kAksvFile, {capture.aksv.begin(), capture.aksv.end()}}};
-    for (const auto& [name, bytes] : files) {
-        if (bytes.empty()) continue;
-        std::string path = directory + "/" + name;
-        std::ofstream file(path, std::ios::binary);
-        if (!(file << bytes).flush()) return path;
-    }
-    return "";
-}
-
 Json::Value ToJson(const Capture& capture)
 {
     Json::Value object;

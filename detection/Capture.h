@@ -23,13 +23,14 @@ struct Capture {
     bool IsEmpty() const { return spd.empty() && cec.empty() && aksv.empty(); }
 };
 
+inline bool operator==(const Capture& one, const Capture& other)
+{
+    return one.spd == other.spd && one.cec == other.cec && one.aksv == other.aksv;
+}
+
 /// Returns the files of a capture's directory, of a longer CEC log the end.
 /// @param remarks  Gets why a file that is there cannot be used.
 Capture ReadCapture(const std::string& directory, Remarks& remarks);
-
-/// Writes the files of a capture into a directory without any. @return The path of one that cannot be written; empty if
-/// all are.
-std::string WriteCapture(const std::string& directory, const Capture& capture);
 
 /// @name A capture as an object with the members "spd" and "aksv", in hexadecimal digits, and "cec"
 /// @{

@@ -27,6 +27,15 @@ inline std::string InputName(int port)
     return port == SRCWATCH_PORT_OPTICAL ? SRCWATCH_INPUT_OPTICAL : SRCWATCH_INPUT_HDMI + std::to_string(port + 1);
 }
 
+/// Returns what people call an input: "HDMI 1" for port 0, "optical" for port 99.
+inline std::string PortName(int port)
+{
+    return port == SRCWATCH_PORT_OPTICAL ? "optical" : "HDMI " + std::to_string(port + 1);
+}
+
+/// The ports that have a name in the inputs directory, whether a TV has them or not.
+constexpr int kNamedInputs[] = {0, 1, 2, 3, 4, 5, 6, 7, SRCWATCH_PORT_OPTICAL};
+
 /// Returns the number of a port's HDMI input, 1 for port 0; kNoHdmiInput for the optical port.
 inline int HdmiInput(int port) { return port == SRCWATCH_PORT_OPTICAL ? kNoHdmiInput : port + 1; }
 

@@ -10,11 +10,6 @@
 
 namespace srcwatch {
 
-std::string PortName(int port)
-{
-    return port == SRCWATCH_PORT_OPTICAL ? "optical" : "HDMI " + std::to_string(port + 1);
-}
-
 std::string NameOfType(int type)
 {
     if (type == 0) return "none";

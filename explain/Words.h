@@ -1,15 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What people call ports, device types and states.
+// What people call device types and states.
 #ifndef SRCWATCH_EXPLAIN_WORDS_H
 #define SRCWATCH_EXPLAIN_WORDS_H
 
 #include <string>
 
 namespace srcwatch {
-
-/// Returns "HDMI 1" for port 0, "optical" for port 99.
-std::string PortName(int port);
 
 /// Returns a device type in words: "set-top box", "none" for 0, "error type 2".
 std::string NameOfType(int type);

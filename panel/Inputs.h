@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// The inputs directory of the detection service: which devices are plugged in, and plugging them. An input that is made
-// here is a link, to a capture or to a directory with the files of a composed device.
+// The inputs directory of the detection service, as requests have it: with the TV's ports, and captures by their names.
 #ifndef SRCWATCH_PANEL_INPUTS_H
 #define SRCWATCH_PANEL_INPUTS_H
 
-#include "Capture.h"
 #include "Http.h"
+#include "InputsDirectory.h"
 
 #include <string>
+#include <utility>
 
 namespace panel {
 
@@ -25,20 +25,18 @@ class Inputs {
 public:
     /// @param captures  Directory of the captures that have a name.
     Inputs(std::string directory, std::string captures)
-        : m_directory(std::move(directory)), m_captures(std::move(captures))
+        : m_directory(std::move(directory), srcwatch::kComposedDevices), m_captures(std::move(captures))
     {
     }
 
-    const std::string& Directory() const { return m_directory; }
+    const std::string& Directory() const { return m_directory.Path(); }
 
-    /// Returns true if the input of a port is there.
-    bool IsPlugged(int port) const;
+    bool IsPlugged(int port) const { return m_directory.IsPlugged(port); }
+    srcwatch::Capture Read(int port) const { return m_directory.Read(port); }
     /// Returns true if the input is a device that was composed here.
-    bool IsComposed(int port) const;
+    bool IsComposed(int port) const { return m_directory.IsOwn(port); }
     /// Returns the name of the capture that is plugged into a port; empty if it is anything else.
     std::string CaptureOn(int port) const;
-    /// Returns the files of what is plugged into a port.
-    srcwatch::Capture Read(int port) const;
 
     Outcome Plug(int port, const std::string& capture) const;
     Outcome PlugDevice(int port, const srcwatch::Capture& device) const;
@@ -46,14 +44,7 @@ public:
     Outcome Move(int from, int to) const;
 
 private:
-    std::string InputPath(int port) const;
-    std::string DevicePath(int port) const;
-    std::string DeviceTarget(int port) const;
-    Outcome RequireFree(int port) const;
-    Outcome Link(int port, const std::string& target) const;
-    Outcome Unlink(int port) const;
-
-    const std::string m_directory;
+    const srcwatch::InputsDirectory m_directory;
     const std::string m_captures;
 };
 

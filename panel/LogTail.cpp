@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <vector>
 
 #include <fcntl.h>
@@ -66,7 +67,9 @@ LogTail::LogTail(std::string path, State& state, std::function<void()> onChange)
       m_state(state),
       m_onChange(std::move(onChange)),
       m_later(kPauseMilliseconds, [this] { Read(); }),
-      m_watch(m_path, [this] { m_later.Ask(); })
+      m_watch(
+          std::filesystem::absolute(m_path).parent_path(), [this] { m_later.Ask(); },
+          std::filesystem::path(m_path).filename())
 {
     Read();
 }

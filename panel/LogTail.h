@@ -4,8 +4,8 @@
 #ifndef SRCWATCH_PANEL_LOGTAIL_H
 #define SRCWATCH_PANEL_LOGTAIL_H
 
-#include "DirectoryWatch.h"
 #include "Later.h"
+#include "PathWatch.h"
 #include "State.h"
 
 #include <functional>
@@ -34,7 +34,7 @@ private:
     ino_t m_inode = 0;
     std::string m_rest;  // the begin of a line
     Later m_later;
-    DirectoryWatch m_watch;
+    PathWatch m_watch;
 };
 
 }  // namespace panel

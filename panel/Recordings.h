@@ -4,9 +4,9 @@
 #ifndef SRCWATCH_PANEL_RECORDINGS_H
 #define SRCWATCH_PANEL_RECORDINGS_H
 
-#include "DirectoryWatch.h"
 #include "Inputs.h"
 #include "Later.h"
+#include "PathWatch.h"
 #include "Player.h"
 #include "Router.h"
 #include "State.h"
@@ -43,7 +43,7 @@ private:
     State& m_state;
     const std::function<void()> m_onChange;
     Later m_later;
-    DirectoryWatch m_watch;
+    PathWatch m_watch;
     Player m_player;
     std::string m_recorded;  // name of the recording that is made
     Tool::Run m_recorder;

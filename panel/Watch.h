@@ -5,10 +5,10 @@
 #define SRCWATCH_PANEL_WATCH_H
 
 #include "Bus.h"
-#include "DirectoryWatch.h"
 #include "Inputs.h"
 #include "KnownDevices.h"
 #include "Later.h"
+#include "PathWatch.h"
 #include "PortProgress.h"
 #include "ServiceCalls.h"
 #include "State.h"
@@ -78,8 +78,8 @@ private:
     Later m_capturesLater;
     Later m_statusLater;
     Later m_retryLater;
-    DirectoryWatch m_inputsWatch;
-    DirectoryWatch m_capturesWatch;
+    PathWatch m_inputsWatch;
+    PathWatch m_capturesWatch;
     Bus m_bus;
 };
 

@@ -3,6 +3,7 @@
 
 #include "Bus.h"
 #include "Failure.h"
+#include "InputsDirectory.h"
 #include "srcwatch-protocol.h"
 
 #include <algorithm>
@@ -36,14 +37,8 @@ try {
 
 void SaveCapture(const std::string& directory, const srcwatch::Capture& capture)
 {
-    std::error_code error;
-    const std::filesystem::path parent = std::filesystem::path(directory).parent_path();
-    if (!parent.empty()) std::filesystem::create_directories(parent, error);
-    const bool isMade = !error && std::filesystem::create_directory(directory, error);
-    if (error) throw Failure("cannot make the directory " + directory + ": " + error.message());
-    if (!isMade) throw Failure(directory + " exists already");
-    const std::string unwritten = srcwatch::WriteCapture(directory, capture);
-    if (!unwritten.empty()) throw Failure("cannot write " + unwritten);
+    const std::string why = srcwatch::SaveCapture(directory, capture);
+    if (!why.empty()) throw Failure(why);
 }
 
 std::vector<std::string> FindCaptures(const std::string& directory)

@@ -4,61 +4,40 @@
 #include "Arguments.h"
 #include "Captures.h"
 #include "Commands.h"
-#include "Failure.h"
 #include "FindCapture.h"
-#include "InputName.h"
 #include "Inputs.h"
 #include "Ports.h"
 
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
 #include <memory>
-#include <system_error>
-
-#include <unistd.h>
 
 namespace ctl {
 
 namespace {
 
-Json::Value ToJson(int port, const std::string& input, const std::string& capture)
+void Confirm(int port, const std::string& input, const std::string& capture, const std::string& what, Output& output)
 {
     Json::Value document;
     document["port"] = port;
     document["input"] = input;
     document["capture"] = capture;
-    return document;
+    output.Confirm(document, what + PortName(port));
 }
 
-void Plug(int port, const std::string& capture, const std::string& inputs, const std::string& captures, Output& output)
+void Plug(int port, const std::string& capture, const std::string& path, const std::string& captures, Output& output)
 {
     RequirePort(port);
-    RequireInputs(inputs);
+    const srcwatch::InputsDirectory inputs = OpenInputs(path);
     const std::string device = FindCapture(capture, captures);
-    const std::string input = inputs + "/" + srcwatch::InputName(port);
-    // Creating the link is also the test: anything that has the name stays as it is.
-    if (symlink(device.c_str(), input.c_str()) != 0) {
-        if (errno == EEXIST) throw Failure("a device is already plugged into " + PortName(port) + ": " + input);
-        throw Failure("cannot create the link " + input + ": " + strerrordesc_np(errno));
-    }
-    output.Confirm(ToJson(port, input, device), "plugged " + device + " into " + PortName(port));
+    Require(inputs.Link(port, device));
+    Confirm(port, inputs.PathOf(port), device, "plugged " + device + " into ", output);
 }
 
-// Only links are removed: a directory has data that may be nowhere else.
-void Unplug(int port, const std::string& inputs, Output& output)
+void Unplug(int port, const std::string& path, Output& output)
 {
-    RequireInputs(inputs);
-    const std::string input = inputs + "/" + srcwatch::InputName(port);
-    std::error_code error;
-    const auto status = std::filesystem::symlink_status(input, error);
-    if (!std::filesystem::exists(status)) throw Failure("nothing is plugged into " + PortName(port));
-    if (!std::filesystem::is_symlink(status)) {
-        throw Failure(input + " is not a link that 'plug' made; move it away to unplug the device");
-    }
-    const std::string device = std::filesystem::read_symlink(input, error);
-    if (unlink(input.c_str()) != 0) throw Failure("cannot remove the link " + input + ": " + strerrordesc_np(errno));
-    output.Confirm(ToJson(port, input, device), "unplugged " + device + " from " + PortName(port));
+    const srcwatch::InputsDirectory inputs = OpenInputs(path);
+    const std::string device = inputs.TargetOf(port);
+    Require(inputs.Unplug(port));
+    Confirm(port, inputs.PathOf(port), device, "unplugged " + device + " from ", output);
 }
 
 }  // namespace

@@ -4,16 +4,17 @@
 #ifndef SRCWATCH_TOOLS_INPUTS_H
 #define SRCWATCH_TOOLS_INPUTS_H
 
+#include "InputsDirectory.h"
+
 #include <string>
-#include <vector>
 
 namespace ctl {
 
 /// Throws a Failure if there is no such inputs directory.
-void RequireInputs(const std::string& inputs);
+srcwatch::InputsDirectory OpenInputs(const std::string& path);
 
-/// Returns the ports that have a name in the inputs directory, whether this TV has them or not.
-std::vector<int> NamedInputs();
+/// Throws a Failure if an input was not changed.
+void Require(const srcwatch::InputOutcome& outcome);
 
 }  // namespace ctl
 

@@ -11,7 +11,6 @@
 #include <iterator>
 #include <utility>
 
-#include <sys/inotify.h>
 #include <sys/stat.h>
 
 namespace srcwatch {
@@ -22,8 +21,6 @@ namespace {
 constexpr unsigned kLongestSettling = 500;
 
 constexpr const char* kEvidenceFiles[] = {kSpdFile, kCecFile, kAksvFile};
-
-constexpr std::uint32_t kGone = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT;
 
 // Returns true if a directory contains another one or is the same.
 bool Contains(const std::string& directory, const std::string& other)
@@ -117,7 +114,7 @@ Capture DirectoryInputs::ReadCapture(int port) const
 
 void DirectoryInputs::HandleChange(const std::string& name, std::uint32_t events)
 {
-    if ((events & kGone) != 0) {
+    if ((events & DirectoryWatch::kGone) != 0) {
         return m_listener->OnInputsLost("the inputs directory " + m_givenPath + " is gone");
     }
     if ((events & IN_Q_OVERFLOW) != 0) {  // any change may be lost
@@ -138,7 +135,7 @@ void DirectoryInputs::HandleChange(const std::string& name, std::uint32_t events
 void DirectoryInputs::HandleChangeOfDevice(Input& input, const std::string& name, std::uint32_t events)
 {
     if ((events & (IN_DELETE_SELF | IN_UNMOUNT)) != 0) Unplug(input);
-    if ((events & kGone) != 0) return Refresh(input);
+    if ((events & DirectoryWatch::kGone) != 0) return Refresh(input);
     if ((events & IN_Q_OVERFLOW) != 0 || IsEvidenceFile(name)) Settle(input, m_quietMilliseconds);
 }
 

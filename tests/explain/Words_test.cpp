@@ -5,13 +5,6 @@
 
 namespace srcwatch {
 
-TEST(Words, NameThePortsAsPeopleDo)
-{
-    EXPECT_EQ(PortName(0), "HDMI 1");
-    EXPECT_EQ(PortName(7), "HDMI 8");
-    EXPECT_EQ(PortName(99), "optical");
-}
-
 TEST(Words, NameTheTypesAndAlsoNumbersThatAreNone)
 {
     EXPECT_EQ(NameOfType(0), "none");

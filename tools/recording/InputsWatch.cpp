@@ -3,7 +3,6 @@
 
 #include "Failure.h"
 #include "InputName.h"
-#include "Inputs.h"
 
 #include <filesystem>
 
@@ -11,30 +10,9 @@ namespace ctl {
 
 namespace {
 
-constexpr int kRateLimitMs = 20;  // of reports on a file that is being written
+using srcwatch::DirectoryWatch;
 
-bool IsSame(const srcwatch::Capture& one, const srcwatch::Capture& other)
-{
-    return one.spd == other.spd && one.cec == other.cec && one.aksv == other.aksv;
-}
-
-std::string NameOf(GFile* file)
-{
-    const srcwatch::Handle<char, g_free> name(file != nullptr ? g_file_get_basename(file) : nullptr);
-    return name ? name.get() : "";
-}
-
-// Nothing if there is no device.
-std::optional<srcwatch::Capture> ReadInput(const std::string& path)
-{
-    std::error_code error;
-    if (!std::filesystem::is_directory(path, error)) return std::nullopt;
-    srcwatch::Remarks remarks;  // what cannot be read is not known to the service either
-    return srcwatch::ReadCapture(path, remarks);
-}
-
-}  // namespace
-
+// An input as a recording has it; nothing for a capture is an input without a device.
 Json::Value InputToJson(int port, const std::optional<srcwatch::Capture>& capture)
 {
     Json::Value input;
@@ -43,91 +21,65 @@ Json::Value InputToJson(int port, const std::optional<srcwatch::Capture>& captur
     return input;
 }
 
-InputsWatch::InputsWatch(std::string directory, std::function<void(const Json::Value& input)> onChange)
-    : m_directory(std::move(directory)), m_onChange(std::move(onChange))
+}  // namespace
+
+InputsWatch::Input::Input(InputsWatch& owner, int number)
+    : port(number), watch([&owner, this](const std::string& /*name*/, std::uint32_t events) {
+          if ((events & DirectoryWatch::kGone) != 0) watch.Stop();
+          owner.Refresh(*this);
+      })
 {
-    for (const int port : NamedInputs()) m_inputs[port];
-    m_monitor = Watch(m_directory, G_CALLBACK(OnChange));
-    if (!m_monitor) throw Failure("the inputs directory " + m_directory + " cannot be watched");
-    for (auto& [port, input] : m_inputs) {
-        const std::string path = m_directory + "/" + srcwatch::InputName(port);
-        input.monitor = Watch(path, G_CALLBACK(OnDeviceChange));
-        input.capture = ReadInput(path);
-    }
 }
 
-InputsWatch::~InputsWatch()
+InputsWatch::InputsWatch(srcwatch::InputsDirectory inputs, std::function<void(const Json::Value& input)> onChange)
+    : m_inputs(std::move(inputs)),
+      m_onChange(std::move(onChange)),
+      m_watch([this](const std::string& name, std::uint32_t events) { HandleChange(name, events); })
 {
-    g_signal_handlers_disconnect_by_data(m_monitor.get(), this);
-    for (const auto& [port, input] : m_inputs) {
-        if (input.monitor) g_signal_handlers_disconnect_by_data(input.monitor.get(), this);
+    if (m_watch.Start(m_inputs.Path())) {
+        throw Failure("the inputs directory " + m_inputs.Path() + " cannot be watched");
     }
-}
-
-// A link's device is in another place. Null if there is no such directory.
-InputsWatch::Monitor InputsWatch::Watch(const std::string& path, GCallback callback)
-{
-    std::error_code error;
-    const std::string place = std::filesystem::canonical(path, error);
-    if (error) return nullptr;
-    const srcwatch::Handle<GFile, g_object_unref> file(g_file_new_for_path(place.c_str()));
-    Monitor monitor(g_file_monitor_directory(file.get(), G_FILE_MONITOR_WATCH_MOVES, nullptr, nullptr));
-    if (!monitor) return nullptr;
-    g_file_monitor_set_rate_limit(monitor.get(), kRateLimitMs);
-    g_signal_connect(monitor.get(), "changed", callback, this);
-    return monitor;
+    for (const int port : srcwatch::kNamedInputs) Refresh(m_ports.try_emplace(port, *this, port).first->second);
+    m_isReady = true;
 }
 
 Json::Value InputsWatch::Plugged() const
 {
     Json::Value plugged(Json::arrayValue);
-    for (const auto& [port, input] : m_inputs) {
+    for (const auto& [port, input] : m_ports) {
         if (input.capture) plugged.append(InputToJson(port, input.capture));
     }
     return plugged;
 }
 
-void InputsWatch::Unplug(int port)
+void InputsWatch::Unplug(Input& input)
 {
-    Input& input = m_inputs[port];
-    if (input.monitor) g_signal_handlers_disconnect_by_data(input.monitor.get(), this);
-    input.monitor.reset();
+    input.watch.Stop();
     if (!input.capture) return;
     input.capture.reset();
-    m_onChange(InputToJson(port, std::nullopt));
+    m_onChange(InputToJson(input.port, std::nullopt));
 }
 
-void InputsWatch::Refresh(int port)
+void InputsWatch::Refresh(Input& input)
 {
-    const std::string path = m_directory + "/" + srcwatch::InputName(port);
-    Input& input = m_inputs[port];
-    if (!input.monitor) input.monitor = Watch(path, G_CALLBACK(OnDeviceChange));
-    const std::optional<srcwatch::Capture> capture = ReadInput(path);
-    if (!capture) return Unplug(port);
-    if (input.capture && IsSame(*input.capture, *capture)) return;
-    input.capture = capture;
-    m_onChange(InputToJson(port, capture));
+    std::error_code error;
+    const std::string path = m_inputs.PathOf(input.port);
+    if (!std::filesystem::is_directory(path, error)) return Unplug(input);
+    // One that cannot be watched is there nevertheless.
+    if (!input.watch.IsRunning()) static_cast<void>(input.watch.Start(path));
+    srcwatch::Capture capture = m_inputs.Read(input.port);
+    if (input.capture && *input.capture == capture) return;
+    input.capture = std::move(capture);
+    if (m_isReady) m_onChange(InputToJson(input.port, input.capture));
 }
 
-void InputsWatch::OnChange(GFileMonitor* /*monitor*/, GFile* file, GFile* other, GFileMonitorEvent event, void* self)
+void InputsWatch::HandleChange(const std::string& name, std::uint32_t events)
 {
-    auto& watch = *static_cast<InputsWatch*>(self);
-    const bool isGone = event == G_FILE_MONITOR_EVENT_DELETED || event == G_FILE_MONITOR_EVENT_MOVED_OUT ||
-                        event == G_FILE_MONITOR_EVENT_RENAMED;
-    for (const auto& entry : watch.m_inputs) {
-        const int port = entry.first;
-        const std::string name = srcwatch::InputName(port);
-        if (name == NameOf(file) && isGone) watch.Unplug(port);  // by now another device may be there
-        if (name == NameOf(file) || name == NameOf(other)) watch.Refresh(port);
-    }
-}
-
-void InputsWatch::OnDeviceChange(GFileMonitor* monitor, GFile* /*file*/, GFile* /*other*/, GFileMonitorEvent /*event*/,
-                                 void* self)
-{
-    auto& watch = *static_cast<InputsWatch*>(self);
-    for (const auto& [port, input] : watch.m_inputs) {
-        if (input.monitor.get() == monitor) return watch.Refresh(port);
+    for (auto& [port, input] : m_ports) {
+        const bool isMeant = name == srcwatch::InputName(port);
+        if (isMeant) input.watch.Stop();
+        if (isMeant && (events & (IN_DELETE | IN_MOVED_FROM)) != 0) Unplug(input);  // by now another may be there
+        if (isMeant || (events & DirectoryWatch::kUnknown) != 0) Refresh(input);
     }
 }
 

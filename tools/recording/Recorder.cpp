@@ -102,11 +102,12 @@ void Recorder::WatchInputs()
     if (!std::filesystem::is_directory(m_options.inputs, error)) {
         return Note("inputs are not recorded: no such inputs directory: " + m_options.inputs);
     }
-    m_inputs = std::make_unique<InputsWatch>(m_options.inputs, [this](const Json::Value& input) {
-        Json::Value entry = input;
-        entry["kind"] = "input";
-        Guard([&] { Add(std::move(entry)); });
-    });
+    m_inputs =
+        std::make_unique<InputsWatch>(srcwatch::InputsDirectory(m_options.inputs), [this](const Json::Value& input) {
+            Json::Value entry = input;
+            entry["kind"] = "input";
+            Guard([&] { Add(std::move(entry)); });
+        });
 }
 
 void Recorder::TakeSnapshot()

@@ -2,7 +2,7 @@
 #include "Home.h"
 
 #include "Handle.h"
-#include "InputName.h"
+#include "InputsDirectory.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -82,8 +82,10 @@ void FillHome(const std::string& home, const Options& options)
     for (const char* directory : {"/inputs", "/run", "/state"}) std::filesystem::create_directory(home + directory);
     WriteFile(home + "/platform.conf", PlatformConfig(options.hdmiInputs));
     WriteFile(BusConfig(home), BusConfigText(home));
-    for (const auto& [port, capture] : options.plugs)
-        std::filesystem::create_directory_symlink(capture, Inputs(home) + "/" + srcwatch::InputName(port));
+    for (const auto& [port, capture] : options.plugs) {
+        const srcwatch::InputOutcome outcome = srcwatch::InputsDirectory(Inputs(home)).Link(port, capture);
+        if (!outcome.IsDone()) throw std::runtime_error(outcome.reason);
+    }
 }
 
 void EnterHome(const std::string& home, const Options& options, const Installation& installation)

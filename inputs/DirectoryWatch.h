@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // What happens in a directory, as inotify(7) reports it. GFileMonitor conceals that changes were lost.
-#ifndef SRCWATCH_SERVICE_DIRECTORYWATCH_H
-#define SRCWATCH_SERVICE_DIRECTORYWATCH_H
+#ifndef SRCWATCH_INPUTS_DIRECTORYWATCH_H
+#define SRCWATCH_INPUTS_DIRECTORYWATCH_H
 
 #include <cstdint>
 #include <functional>
@@ -11,6 +11,7 @@
 #include <utility>
 
 #include <glib.h>
+#include <sys/inotify.h>
 
 namespace srcwatch {
 
@@ -19,6 +20,11 @@ class DirectoryWatch {
 public:
     /// Receives the name of the entry, which is empty for the directory itself, and the bits of inotify.
     using Callback = std::function<void(const std::string& name, std::uint32_t events)>;
+
+    /// The directory is gone, or not at its path any more.
+    static constexpr std::uint32_t kGone = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT;
+    /// Anything may have changed.
+    static constexpr std::uint32_t kUnknown = kGone | IN_Q_OVERFLOW;
 
     /// @param callback  May start the watch again and stop it.
     explicit DirectoryWatch(Callback callback) : m_callback(std::move(callback)) {}

@@ -6,7 +6,6 @@
 #include <cstring>
 
 #include <glib-unix.h>
-#include <sys/inotify.h>
 #include <unistd.h>
 
 namespace srcwatch {
