@@ -119,8 +119,10 @@ void CheckRecording(const std::string& text)
         Require(line["at"].asDouble() >= last && line["at"].asDouble() <= recording.length, "entries are in order");
         last = line["at"].asDouble();
     }
-    for (const auto& [port, change] : recording.PluggedAt(recording.length)) {
-        Require(change->device.has_value() && change->port == port, "what is plugged in has files");
+    const std::unique_ptr<srcwatch::EntrySource> entries = EntriesOf(text);
+    while (const auto entry = entries->Next()) {
+        const bool isPlugged = entry->json["kind"] == "input" && !entry->json["capture"].isNull();
+        Require(!isPlugged || srcwatch::CaptureOf(entry->json["capture"]), "what is plugged in has files");
     }
     Require(ParseObject(ToText(recording.timeline.empty() ? Json::Value(Json::objectValue) : recording.timeline[0]))
                 .has_value(),

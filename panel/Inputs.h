@@ -33,8 +33,6 @@ public:
 
     bool IsPlugged(int port) const { return m_directory.IsPlugged(port); }
     srcwatch::Capture Read(int port) const { return m_directory.Read(port); }
-    /// Returns true if the input is a device that was composed here.
-    bool IsComposed(int port) const { return m_directory.IsOwn(port); }
     /// Returns the name of the capture that is plugged into a port; empty if it is anything else.
     std::string CaptureOn(int port) const;
 

@@ -1,41 +1,32 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// A recording as it is shown and played.
+// A recording as it is shown.
 #ifndef SRCWATCH_PANEL_RECORDING_H
 #define SRCWATCH_PANEL_RECORDING_H
 
-#include "Capture.h"
+#include "EntrySource.h"
 
-#include <map>
+#include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include <json/value.h>
 
 namespace panel {
 
-/// A device that was plugged in at a time, in seconds from the beginning; nothing for one that was unplugged.
-struct InputChange {
-    double at;
-    int port;
-    std::optional<srcwatch::Capture> device;
-};
-
 struct Recording {
-    std::string fault;  ///< why it cannot be read; empty if it can
-    double length = 0;  ///< in seconds
-    std::vector<InputChange> changes;
+    std::string fault;                        ///< why it cannot be read; empty if it can
+    double length = 0;                        ///< in seconds
     Json::Value timeline = Json::arrayValue;  ///< {at, kind, port, text} of the first few thousand entries
-
-    /// Returns what is plugged in at a time: the last change of each port that has a device then.
-    std::map<int, const InputChange*> PluggedAt(double seconds) const;
 };
 
-/// Reads the recording in a file of lines, within bounds.
-Recording ReadRecording(const std::string& path);
+/// Returns the text of a recording, within bounds.
+/// @param fault  Gets why there is none.
+std::optional<std::string> ReadRecording(const std::string& path, std::string& fault);
 
-/// The same of a text.
+/// Returns the entries of a text.
+std::unique_ptr<srcwatch::EntrySource> EntriesOf(const std::string& text);
+
 Recording ParseRecording(const std::string& text);
 
 }  // namespace panel

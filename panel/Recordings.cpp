@@ -4,6 +4,7 @@
 #include "Evidence.h"
 #include "Json.h"
 #include "Names.h"
+#include "Recording.h"
 
 #include <filesystem>
 #include <map>
@@ -25,6 +26,7 @@ constexpr char kEnding[] = ".jsonl";
 constexpr char kTimeline[] = "/timeline";
 constexpr double kSlowest = 0.01;
 constexpr double kFastest = 1000;
+constexpr double kShownStep = 0.1;  // in seconds: how exactly the time is shown
 
 bool IsRecordingName(const std::string& name) { return IsPlainName(name) && fs::path(name).extension() == kEnding; }
 
@@ -46,7 +48,8 @@ Recordings::Recordings(std::string directory, const Inputs& inputs, const Tool& 
       m_onChange(std::move(onChange)),
       m_later(kPauseMilliseconds, [this] { Refresh(); }),
       m_watch(m_directory, [this] { m_later.Ask(); }),
-      m_player(inputs, [this] { SetPlayer(); })
+      m_devices(srcwatch::InputsDirectory(inputs.Directory())),
+      m_player(m_devices, [this] { SetPlayer(); })
 {
     SetRecorder();
     SetPlayer();
@@ -78,7 +81,12 @@ void Recordings::Refresh()
 
 void Recordings::SetPlayer()
 {
-    m_state.Set("player", m_player.Describe());
+    Json::Value player;
+    player["name"] = m_played.empty() ? Json::Value() : Json::Value(m_played);
+    player["state"] = m_played.empty() ? "stopped" : m_player.IsPlaying() ? "playing" : "paused";
+    player["at"] = static_cast<double>(static_cast<gint64>(m_player.Now() / kShownStep)) * kShownStep;
+    player["length"] = m_player.Length();
+    m_state.Set("player", player);
     m_onChange();
 }
 
@@ -123,12 +131,13 @@ void Recordings::Record(const std::string& command, const Answer& answer)
 // Returns why it cannot be played; empty if it can.
 std::string Recordings::Load(const std::string& name)
 {
-    if (name == m_player.Name() && !name.empty()) return "";
+    if (name == m_played && !name.empty()) return "";
     if (!IsRecordingName(name)) return "no such recording";
-    Recording recording = ReadRecording(PathOf(name));
-    if (!recording.fault.empty()) return recording.fault;
-    m_player.Load(name, std::move(recording));
-    return "";
+    std::string fault;
+    const auto text = ReadRecording(PathOf(name), fault);
+    if (text) fault = m_player.Load([text = *text] { return EntriesOf(text); });
+    if (fault.empty()) m_played = name;
+    return fault;
 }
 
 void Recordings::Play(const Json::Value& body, const Answer& answer)
@@ -141,10 +150,11 @@ void Recordings::Play(const Json::Value& body, const Answer& answer)
     const auto at = DecimalIn(body, "at");
     if (command == "seek" && !at) return answer(Refusal(kBadRequest, "at is not a time"));
     if (command == "stop") {
+        m_played.clear();
         m_player.Stop();
         return answer(Done());
     }
-    const std::string fault = Load(TextIn(body, "name").value_or(m_player.Name()));
+    const std::string fault = Load(TextIn(body, "name").value_or(m_played));
     if (!fault.empty()) return answer(Refusal(kNotFound, fault));
     if (at) m_player.Seek(*at);
     if (command == "play") m_player.Play(speed);
@@ -158,7 +168,9 @@ void Recordings::Play(const Json::Value& body, const Answer& answer)
 void Recordings::SendTimeline(const std::string& name, const Answer& answer) const
 {
     if (!IsRecordingName(name)) return answer(Refusal(kNotFound, "no such recording"));
-    const Recording recording = ReadRecording(PathOf(name));
+    std::string fault;
+    const auto text = ReadRecording(PathOf(name), fault);
+    const Recording recording = text ? ParseRecording(*text) : Recording{fault};
     if (!recording.fault.empty()) return answer(Refusal(kNotFound, recording.fault));
     Json::Value document;
     document["length"] = recording.length;

@@ -4,12 +4,17 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "Failure.h"
-#include "recording/InputsReplay.h"
+#include "Inputs.h"
+#include "InputsTarget.h"
+#include "Loop.h"
+#include "Player.h"
+#include "Ports.h"
 #include "recording/Recorder.h"
-#include "recording/Replay.h"
+#include "recording/RecordingFile.h"
 #include "recording/TvReplay.h"
 
 #include <memory>
+#include <optional>
 
 namespace ctl {
 
@@ -63,12 +68,12 @@ void AddRecord(cli::Command app, Output& output)
 struct ReplayArguments {
     std::string file;
     double speed = 1;
-    ReplayEnd end;
+    srcwatch::PlayEnd end;
     bool isInputsOnly = false;
     std::string inputs;
 };
 
-std::string ReadEnd(const std::string& text, ReplayEnd& end)
+std::string ReadEnd(const std::string& text, srcwatch::PlayEnd& end)
 {
     const bool isTime = !text.empty() && text.back() == 's';
     const std::optional<double> seconds = isTime ? ParseDecimal(text.substr(0, text.size() - 1)) : std::nullopt;
@@ -78,17 +83,47 @@ std::string ReadEnd(const std::string& text, ReplayEnd& end)
     return end.seconds || end.line ? "" : "'" + text + "' is neither a line, such as 57, nor a time, such as 12.5s";
 }
 
+class InputsReplay : public srcwatch::InputsTarget {
+public:
+    using InputsTarget::InputsTarget;
+
+private:
+    bool MayPlug(int port) const override
+    {
+        RequirePort(port);
+        return true;
+    }
+    void Check(const srcwatch::InputOutcome& outcome) const override { Require(outcome); }
+};
+
+// Returns the number of entries that took effect.
+int Play(const ReplayArguments& arguments, srcwatch::PlayTarget& target)
+{
+    const std::string& file = arguments.file;
+    std::optional<Loop> loop;  // from when it runs, signals only end it
+    srcwatch::Player player(target, [&] {
+        if (!player.IsPlaying()) loop->Quit();
+    });
+    RequireNoFault(file, player.Load([&] { return OpenRecording(file); }, arguments.end));
+    loop.emplace();
+    player.Play(arguments.speed);
+    const Loop::End end = loop->Run(std::nullopt);
+    if (end == Loop::End::kInterrupted) throw Failure("interrupted after line " + std::to_string(player.Line()));
+    RequireNoFault(file, player.Fault());
+    return player.Count();
+}
+
 void RunReplay(const ReplayArguments& arguments, Output& output)
 {
-    std::unique_ptr<ReplayTarget> target;
+    std::unique_ptr<srcwatch::PlayTarget> target;
     if (arguments.isInputsOnly) {
-        target = std::make_unique<InputsReplay>(arguments.inputs);
+        target = std::make_unique<InputsReplay>(OpenInputs(arguments.inputs));
     } else {
         target = std::make_unique<TvReplay>();
     }
     Json::Value document;
     document["recording"] = arguments.file;
-    document["entries"] = Replay(arguments.file, arguments.speed, arguments.end, *target).Run();
+    document["entries"] = Play(arguments, *target);
     output.Confirm(document, "replayed " + document["entries"].asString() + " entries of " + arguments.file);
 }
 

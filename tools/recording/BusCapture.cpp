@@ -29,7 +29,7 @@ BusCapture::BusCapture(const std::string& path, FILE* file) : m_path(path)
     m_capture.reset(pcap_fopen_offline(file, why));
     if (!m_capture) {
         static_cast<void>(std::fclose(file));  // was only read
-        throw Failure(path + " is neither a recording nor what 'busctl capture' wrote");
+        throw Failure(path + kForeign);
     }
     if (pcap_datalink(m_capture.get()) == DLT_DBUS) return;
     throw Failure(path + " is a capture of a network, not of a message bus");
@@ -55,14 +55,14 @@ std::optional<Json::Value> BusCapture::EntryOf(const pcap_pkthdr& header, const 
     return message ? m_messages.EntryOf(message.get()) : std::nullopt;
 }
 
-Entry BusCapture::Timed(Json::Value json, const timeval& time) const
+srcwatch::Entry BusCapture::Timed(Json::Value json, const timeval& time) const
 {
     json["at"] = static_cast<double>(Microseconds(time) - m_begin) / 1e6;
     json["time"] = WallClock(Microseconds(time));
     return {m_number, std::move(json)};
 }
 
-std::optional<Entry> BusCapture::Next()
+std::optional<srcwatch::Entry> BusCapture::Read()
 {
     if (m_waiting) return std::exchange(m_waiting, std::nullopt);
     pcap_pkthdr* header = nullptr;
@@ -78,8 +78,9 @@ std::optional<Entry> BusCapture::Next()
         }
         if (json) return Timed(std::move(*json), header->ts);
     }
-    if (result == PCAP_ERROR_BREAK) return std::nullopt;
-    throw Failure(m_path + ", after packet " + std::to_string(m_number) + ": " + pcap_geterr(m_capture.get()));
+    if (result == PCAP_ERROR_BREAK && m_number > 0) return std::nullopt;
+    if (result == PCAP_ERROR_BREAK) throw Failure(m_path + " has no entries");
+    return Fail("after packet " + std::to_string(m_number) + ": " + pcap_geterr(m_capture.get()));
 }
 
 }  // namespace ctl

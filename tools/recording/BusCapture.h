@@ -13,7 +13,7 @@
 
 namespace ctl {
 
-class BusCapture : public EntrySource {
+class BusCapture : public srcwatch::EntrySource {
 public:
     /// Takes the file over. Throws a Failure if it is not a capture of a bus.
     BusCapture(const std::string& path, FILE* file);
@@ -23,17 +23,16 @@ public:
     /// Says on standard error how many messages could not be decoded.
     ~BusCapture() override;
 
-    /// The first entry is a snapshot without settings.
-    std::optional<Entry> Next() override;
-
 private:
+    // The first entry is a snapshot without settings.
+    std::optional<srcwatch::Entry> Read() override;
     std::optional<Json::Value> EntryOf(const pcap_pkthdr& header, const unsigned char* bytes);
-    Entry Timed(Json::Value json, const timeval& time) const;
+    srcwatch::Entry Timed(Json::Value json, const timeval& time) const;
 
     const std::string m_path;
     srcwatch::Handle<pcap_t, pcap_close> m_capture;
     ChannelMessages m_messages;
-    std::optional<Entry> m_waiting;
+    std::optional<srcwatch::Entry> m_waiting;
     std::size_t m_number = 0;  // of the packet
     std::int64_t m_begin = 0;  // time of the first packet, in microseconds
     int m_cutOff = 0;

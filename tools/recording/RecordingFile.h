@@ -6,10 +6,10 @@
 #define SRCWATCH_TOOLS_RECORDINGFILE_H
 
 #include "AksvHider.h"
+#include "EntrySource.h"
 
 #include <cstddef>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include <json/value.h>
@@ -47,23 +47,14 @@ private:
     int m_count = 0;
 };
 
-struct Entry {
-    std::size_t number = 0;  ///< of the line or packet, from 1
-    Json::Value json;
-};
-
-/// Where entries come from.
-class EntrySource {
-public:
-    virtual ~EntrySource() = default;
-
-    /// Returns the next entry, which is of the recording's form; nothing at the end. Throws a Failure if it cannot be
-    /// read.
-    virtual std::optional<Entry> Next() = 0;
-};
+/// What a file is not that is refused.
+constexpr char kForeign[] = " is neither a recording nor what 'busctl capture' wrote";
 
 /// Opens a recording, or what `busctl capture` wrote. Throws a Failure if it cannot be read or is something else.
-std::unique_ptr<EntrySource> OpenRecording(const std::string& path);
+std::unique_ptr<srcwatch::EntrySource> OpenRecording(const std::string& path);
+
+/// Throws a Failure if there is a fault in the entries of a file.
+void RequireNoFault(const std::string& path, const std::string& fault);
 
 /// Copies what OpenRecording() reads to a new recording. Returns the number of entries. Throws a Failure if that cannot
 /// be done.

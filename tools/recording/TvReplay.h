@@ -5,11 +5,11 @@
 #define SRCWATCH_TOOLS_TVREPLAY_H
 
 #include "Bus.h"
-#include "Replay.h"
+#include "Player.h"
 
 namespace ctl {
 
-class TvReplay : public ReplayTarget {
+class TvReplay : public srcwatch::PlayTarget {
 public:
     /// Takes the service's name on the bus. Throws a Failure if a service has it, or if the settings are those of this
     /// machine's TV.
