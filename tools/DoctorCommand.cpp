@@ -33,7 +33,8 @@ Finding CheckHdmiCount()
     if (system_info_get_value_int(SYSTEM_INFO_KEY_NUM_OF_HDMI, &count) != 0)
         return Bad("the number of HDMI inputs is not known", remedy);
     if (count >= 1 && count <= srcwatch::kHdmiPorts) return Good(std::to_string(count) + " HDMI input(s)");
-    return Bad(std::to_string(count) + " HDMI inputs are not possible: 1 to " + std::to_string(srcwatch::kHdmiPorts), remedy);
+    return Bad(std::to_string(count) + " HDMI inputs are not possible: 1 to " + std::to_string(srcwatch::kHdmiPorts),
+               remedy);
 }
 
 Finding CheckProfiles(const std::vector<std::string>& paths)

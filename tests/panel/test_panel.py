@@ -230,9 +230,9 @@ def test_names_of_devices_are_texts(panel):
     stream = open_stream(panel)
     for name in HOSTILE:
         assert panel.post("/api/plug", {"port": 0, "device": {"osd": name, "product": name}}) == (200, {})
-        # For a moment the device before it is shown, which is known to have been there last.
-        stream.wait(lambda state, name=name: (state["ports"][0]["state"], state["ports"][0]["record"]["CECName"]) ==
-                    ("detected", name), f"a device with the name {name!r}")
+        # For a moment the device before it is shown, which is the last that was known there.
+        stream.wait(lambda state, name=name: state["ports"][0]["state"] == "detected" and
+                    state["ports"][0]["record"]["CECName"] == name, f"a device with the name {name!r}")
         assert panel.post("/api/unplug", {"port": 0}) == (200, {})
         stream.wait_for_port(0, state="empty")
 
