@@ -79,7 +79,7 @@ TEST_F(Examination, NamesTheProcessThatKeepsADatabaseLocked)
     EXPECT_TRUE(InProcess([process] {
         const Found found = Examine().at("settings-writable");
         EXPECT_THAT(found.detail, HasSubstr(process + " keeps "));
-        EXPECT_THAT(found.remedy, HasSubstr("let " + process + " go on"));
+        EXPECT_THAT(found.remedy, HasSubstr("continue " + process + " if it is stopped"));
     }));
 }
 
