@@ -111,14 +111,14 @@ InputOutcome InputsDirectory::Make(const std::string& directory, const Capture& 
 InputOutcome InputsDirectory::Plug(int port, const Capture& device) const
 {
     if (IsPlugged(port)) return Occupied(port);
-    const InputOutcome outcome = Make(DevicePath(port), device);
+    InputOutcome outcome = Make(DevicePath(port), device);
     return outcome.IsDone() ? Link(port, DeviceTarget(port)) : outcome;
 }
 
 InputOutcome InputsDirectory::Change(int port, const Capture& device) const
 {
     const fs::path next = DevicePath(port) + ".next";
-    const InputOutcome outcome = Make(next, device);
+    InputOutcome outcome = Make(next, device);
     if (!outcome.IsDone()) return outcome;
     std::error_code error;
     for (const char* const file : {kSpdFile, kCecFile, kAksvFile}) {

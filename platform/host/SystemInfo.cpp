@@ -166,9 +166,10 @@ std::string FindFaultOfInputs()
 {
     const KeyFile file(g_key_file_new());
     GError* failure = nullptr;
-    if (g_key_file_load_from_file(file.get(), GetPaths().confPath.c_str(), G_KEY_FILE_NONE, &failure) != FALSE)
-        static_cast<void>(
-            g_key_file_get_integer(file.get(), kHdmiGroup, kInputsKey, &failure));  // only whether it fails
+    if (g_key_file_load_from_file(file.get(), GetPaths().confPath.c_str(), G_KEY_FILE_NONE, &failure) != FALSE) {
+        // Only whether it fails.
+        static_cast<void>(g_key_file_get_integer(file.get(), kHdmiGroup, kInputsKey, &failure));
+    }
     const Error error(failure);
     return error ? error->message : "it could not be read a moment ago";
 }

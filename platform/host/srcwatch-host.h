@@ -133,7 +133,8 @@ typedef struct srcwatch_host_finding {
  *
  * @param service_user  Who runs the detection service, and is to be able to use the settings like the user of this
  *                      process; -1 if that is not known.
- * @param callback      Called for each check, causes before what they cause. @p user_data is passed on; not owned.
+ * @param callback      Called for each check, causes before what they cause.
+ * @param user_data     Passed on to the callback; not owned.
  * @return 0, whatever is found, or a negative value if not all checks were made.
  */
 int srcwatch_host_examine(uid_t service_user, void (*callback)(const srcwatch_host_finding* finding, void* user_data),
