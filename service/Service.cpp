@@ -179,9 +179,10 @@ void Service::Reload()
         m_commands.SetScanStep(m_options.scanStepMilliseconds);
         if (!differences.adopted.empty())
             SWLOG(kLogInfo, "the configuration has changed: %s", differences.adopted.c_str());
-        if (!differences.waiting.empty())
+        if (!differences.waiting.empty()) {
             SWLOG(kLogError, "changed, but takes effect only at a restart of the service: %s",
                   differences.waiting.c_str());
+        }
     } else {
         SWLOG(kLogError, "the configuration stays as it was");
     }
